@@ -1,0 +1,45 @@
+// A ui for the command line: every message goes to standard error on one line.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "song/ui.h"
+
+namespace kestrune {
+
+class console_ui final : public ui {
+public:
+    // Answers every question with `answer` (the tool answers Yes to the warnings it meets).
+    explicit console_ui(msg_answer answer = msg_answer::yes) : answer_(answer) {}
+
+    msg_answer message(const std::string& text, msg_icon, msg_buttons buttons, msg_answer,
+                       const std::string&) override {
+        std::string line;
+        for (char c : text) {
+            if (c == '\n')
+                line += "\\n";
+            else
+                line += c;
+        }
+        std::fprintf(stderr, "%s\n", line.c_str());
+        ++messages_;
+        if (buttons == msg_buttons::ok) return msg_answer::ok;
+        if (buttons == msg_buttons::ok_cancel)
+            return answer_ == msg_answer::yes ? msg_answer::ok : msg_answer::cancel;
+        return answer_;
+    }
+    std::optional<std::string> open_file_dialog(const file_dialog_request&) override { return {}; }
+    std::optional<std::string> save_file_dialog(const file_dialog_request&) override { return {}; }
+    void wait_cursor() override {}
+    void arrow_cursor() override {}
+    void repaint(int) override {}
+
+    int messages() const { return messages_; }
+
+private:
+    msg_answer answer_;
+    int messages_ = 0;
+};
+
+}  // namespace kestrune

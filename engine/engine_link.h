@@ -1,0 +1,32 @@
+// What the application needs of the engine: its block, its arena and the request service.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/dll_data.h"
+
+namespace kestrune {
+
+// Where the pool and the static end record lie in the arena.
+struct pool_layout {
+    ref32 first_block = null_ref;
+    std::uint32_t block_count = 0;
+    ref32 static_end = null_ref;  // end record handed out by block_skip; never on the free list
+};
+
+class engine_link {
+public:
+    virtual ~engine_link() = default;
+    virtual dll_data* get_pointer_to_dll_data() = 0;
+    // 0 on success, else the start-up error number.
+    virtual std::int16_t init_func_in_dll() = 0;
+    virtual void cleanup_func_in_dll() = 0;
+    virtual arena& memory() = 0;
+    virtual const pool_layout& layout() const = 0;
+    // True while a real-time thread serves the requests; otherwise the waiter serves them itself.
+    virtual bool runs_on_own_thread() const = 0;
+    // Serves every raised request byte now. Only called when no engine thread runs.
+    virtual void serve_requests() = 0;
+};
+
+}  // namespace kestrune

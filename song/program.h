@@ -1,0 +1,116 @@
+// The program's state: the engine's shared block, the song, the application's own state and the
+// platform services. Tests make as many independent instances as they like.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "engine/clock.h"
+#include "engine/engine_link.h"
+#include "song/event_store.h"
+#include "song/ui.h"
+
+namespace kestrune {
+
+// Song-wide application state kept beside the shared block.
+struct app_state {
+    std::int32_t song_tempo = default_tempo;  // tempo shown and used with the tempo track off
+    std::int16_t edit_grid = 48;              // groove unit in ticks
+    bool simple_bardisplay = false;
+    bool chase_events = false;
+    bool solo_on = false;
+    int solo_track = 0;
+    int quantize_swing = 0;
+    int quantize_strength = 100;
+    bool clock_field_on = false;
+    int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
+};
+
+// Steps owned by later parts of the program; each defaults to doing nothing.
+struct program_hooks {
+    std::function<void()> empty_undo;
+    std::function<void()> reset_mixer;
+    // Chase: position, song step, pattern.
+    std::function<void(std::int32_t, int, int)> chase_events;
+    std::function<void()> redraw_bar_display;
+    std::function<void()> buttons_changed;  // transport and mode buttons need repainting
+    std::function<void()> scroll_to_top;
+    std::function<void()> track_list_changed;
+};
+
+class program {
+public:
+    program(engine_link& engine, ui& screen, clock& clk);
+    program(const program&) = delete;
+    program& operator=(const program&) = delete;
+
+    // Writes the defaults into the block, starts the engine and formats the song. Shows the
+    // start-up message and returns the error number when the engine refuses.
+    int start();
+    // Writes the application's defaults into the block; the settings file may then override them.
+    void write_defaults();
+    // After the engine has built the pool: the default tempo and signature chains, the pattern
+    // and song list defaults and the enable arrays.
+    bool format_song();
+    void shut_down();
+
+    engine_link& eng;
+    dll_data& d;
+    ui& screen;
+    clock& clk;
+    app_state app;
+    program_hooks hooks;
+
+    const event_store& store() const { return store_; }
+    pattern_entry& pattern(int p) const {
+        return eng.memory().at<pattern_entry>(d.pattern_table_ptr)[p];
+    }
+    track_slot& slot(int p, int t) const { return pattern(p).track[t]; }
+    // Song list entry i, 0 to 33; -1 is the leading entry whose end is the song's start.
+    song_step& step(int i) const { return eng.memory().at<song_step>(d.song_list_ptr)[i]; }
+    ref32 step_ref(int i) const { return d.song_list_ptr + static_cast<ref32>(i * static_cast<int>(sizeof(song_step))); }
+    ref32 pattern_ref(int p) const { return d.pattern_table_ptr + static_cast<ref32>(p * static_cast<int>(sizeof(pattern_entry))); }
+    int step_index(ref32 step_ptr) const {
+        return static_cast<int>((step_ptr - d.song_list_ptr) / sizeof(song_step));
+    }
+    // Start of song step i: the end of the entry before it.
+    std::int32_t step_start(int i) const { return step(i - 1).end; }
+
+    bool running() const { return shared_load(d.stopped) == 0; }
+    bool recording() const { return d.recording != 0; }
+
+    // Raises a request byte and waits until the engine has cleared it.
+    void wait_request(std::uint8_t& flag);
+    // Silences one track of the playing (0), parallel (1) or working (2) pattern.
+    void silence_track(int which, int track);
+
+    void message(const std::string& text, msg_icon icon = msg_icon::warning) {
+        screen.message(text, icon);
+    }
+    // "Can't do this while recording!" when a take runs; true when refused.
+    bool refuse_while_recording();
+
+    // Parks the engine: holds `stopped` at 1 and restores it when the guard ends.
+    class park {
+    public:
+        explicit park(program& p) : d_(p.d), was_running_(shared_load(p.d.stopped) == 0) {
+            if (was_running_) shared_store(d_.stopped, 1);
+        }
+        ~park() {
+            if (was_running_) shared_store(d_.stopped, 0);
+        }
+        park(const park&) = delete;
+        park& operator=(const park&) = delete;
+
+    private:
+        dll_data& d_;
+        bool was_running_;
+    };
+
+private:
+    event_store store_;
+};
+
+void call(const std::function<void()>& f);
+
+}  // namespace kestrune

@@ -1,0 +1,45 @@
+// How the core reaches the screen: message boxes and questions, file dialogs, cursors, repaints.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kestrune {
+
+inline constexpr const char* program_title = "Kestrune MIDI Sequencer";
+
+enum class msg_icon { information, warning, stop, question };
+enum class msg_buttons { ok, ok_cancel, yes_no, yes_no_cancel };
+enum class msg_answer { ok, cancel, yes, no };
+
+struct file_dialog_request {
+    std::string title;
+    std::string filter;     // e.g. "Song Files (*.sng)|*.sng"
+    std::string extension;  // default extension without the dot
+    std::string folder;
+    std::string file_name;
+};
+
+class ui {
+public:
+    virtual ~ui() = default;
+    // A modal message box; the caption is the program's title unless one is given.
+    virtual msg_answer message(const std::string& text, msg_icon icon,
+                               msg_buttons buttons = msg_buttons::ok,
+                               msg_answer default_answer = msg_answer::ok,
+                               const std::string& caption = program_title) = 0;
+    virtual std::optional<std::string> open_file_dialog(const file_dialog_request& r) = 0;
+    virtual std::optional<std::string> save_file_dialog(const file_dialog_request& r) = 0;
+    virtual void wait_cursor() = 0;
+    virtual void arrow_cursor() = 0;
+    // Asks for a repaint of a screen region; -1 repaints everything.
+    virtual void repaint(int region) = 0;
+};
+
+// Messages the song model shows.
+inline constexpr const char* msg_while_recording = "Can't do this while recording!";
+inline constexpr const char* msg_no_data = "No data on this track!";
+inline constexpr const char* msg_not_enough_memory =
+    "Not enough memory for this operation!\nIncrease the requested memory\namount with MIDI/Memory Setup.";
+
+}  // namespace kestrune

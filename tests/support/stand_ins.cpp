@@ -1,0 +1,34 @@
+#include "tests/support/stand_ins.h"
+
+namespace kestrune::testing {
+
+msg_answer scripted_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                                msg_answer default_answer, const std::string& caption) {
+    messages.push_back({text, icon, buttons, caption});
+    if (buttons == msg_buttons::ok) return msg_answer::ok;
+    if (answers.empty()) return default_answer;
+    msg_answer a = answers.front();
+    answers.pop_front();
+    return a;
+}
+
+std::optional<std::string> scripted_ui::open_file_dialog(const file_dialog_request& r) {
+    dialogs.push_back(r);
+    if (file_names.empty()) return std::nullopt;
+    auto f = file_names.front();
+    file_names.pop_front();
+    return f;
+}
+
+std::optional<std::string> scripted_ui::save_file_dialog(const file_dialog_request& r) {
+    return open_file_dialog(r);
+}
+
+test_program::test_program(int memory_units) {
+    prog = std::make_unique<program>(eng, screen, clk);
+    prog->write_defaults();
+    prog->d.memory_units = static_cast<std::int16_t>(memory_units);
+    prog->start();
+}
+
+}  // namespace kestrune::testing

@@ -1,0 +1,68 @@
+// Scripted stand-ins for the platform: a ui that answers from a script and records every
+// message, and a virtual clock.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/clock.h"
+#include "engine/engine.h"
+#include "song/program.h"
+#include "song/ui.h"
+
+namespace kestrune::testing {
+
+class scripted_ui final : public ui {
+public:
+    struct shown {
+        std::string text;
+        msg_icon icon;
+        msg_buttons buttons;
+        std::string caption;
+    };
+
+    msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                       msg_answer default_answer, const std::string& caption) override;
+    std::optional<std::string> open_file_dialog(const file_dialog_request& r) override;
+    std::optional<std::string> save_file_dialog(const file_dialog_request& r) override;
+    void wait_cursor() override { ++wait_cursors; }
+    void arrow_cursor() override { ++arrow_cursors; }
+    void repaint(int region) override { repaints.push_back(region); }
+
+    // Answers given to questions in turn; the default answer once the script runs out.
+    std::deque<msg_answer> answers;
+    std::deque<std::optional<std::string>> file_names;
+    std::vector<shown> messages;
+    std::vector<file_dialog_request> dialogs;
+    std::vector<int> repaints;
+    int wait_cursors = 0;
+    int arrow_cursors = 0;
+
+    std::string last_text() const { return messages.empty() ? std::string() : messages.back().text; }
+};
+
+class virtual_clock final : public clock {
+public:
+    std::int64_t now_us() override { return now_; }
+    void sleep_ms(int ms) override { now_ += std::int64_t{ms} * 1000; }
+    void advance_us(std::int64_t us) { now_ += us; }
+
+private:
+    std::int64_t now_ = 1'000'000;
+};
+
+// A started program on a virtual clock with a scripted ui.
+struct test_program {
+    explicit test_program(int memory_units = 10);
+    engine eng;
+    scripted_ui screen;
+    virtual_clock clk;
+    std::unique_ptr<program> prog;
+
+    program& operator*() { return *prog; }
+    program* operator->() { return prog.get(); }
+};
+
+}  // namespace kestrune::testing
