@@ -1,1 +1,144 @@
 #include <gtest/gtest.h>
+
+#include "song/long_event.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+std::vector<std::uint8_t> sysex_payload(std::size_t n) {
+    std::vector<std::uint8_t> p(n);
+    for (std::size_t i = 0; i + 1 < n; ++i) p[i] = static_cast<std::uint8_t>((i * 7 + 1) & 0x7F);
+    if (n) p[n - 1] = 0xF7;
+    return p;
+}
+
+TEST(LongEvent, PayloadsOfEveryLengthSurviveBlockBordersWhole) {
+    testing::test_program t;
+    const event_store& s = t->store();
+    track_slot& slot = t->slot(0, 0);
+    slot.first = s.new_empty_chain();
+    slot.in_use = 1;
+    slot.blocks = 1;
+    // Short events between long ones push the long events across block borders.
+    std::int32_t pos = 100;
+    for (std::size_t n = 1; n <= 80; ++n, pos += 10) {
+        ref32 end = s.chain_end(slot.first);
+        int took = s.insert_record(end);
+        slot.blocks = static_cast<std::uint16_t>(slot.blocks + took);
+        t->d.free_blocks -= took;
+        s.at(end) = midi_event::make(0x90, 60, 100, pos);
+        auto payload = sysex_payload(n);
+        auto recs = make_long_event(st::sysex, pos + 5, payload.data(), n);
+        ASSERT_EQ(static_cast<int>(recs.size()), long_event_records(n));
+        took = insert_event_records(s, s.chain_end(slot.first), recs);
+        ASSERT_GE(took, 0);
+        slot.blocks = static_cast<std::uint16_t>(slot.blocks + took);
+        t->d.free_blocks -= took;
+    }
+    ASSERT_EQ(testing::check_pool(*t), "");
+    // Walking by events meets every head once, in order, and reads its payload back.
+    ref32 e = slot.first;
+    for (std::size_t n = 1; n <= 80; ++n) {
+        ASSERT_EQ(s.status(e), 0x90);
+        e = s.next_event(e);
+        ASSERT_EQ(s.status(e), st::sysex) << n;
+        EXPECT_EQ(read_long_payload(s, e), sysex_payload(n)) << n;
+        EXPECT_EQ(s.event_length(e), long_event_records(n));
+        e = s.next_event(e);
+    }
+    EXPECT_EQ(s.status(e), st::end);
+}
+
+TEST(LongEvent, ClosingByteOnTheStatusByteReadsAsContinuation) {
+    // 2 + 6 bytes: the 0xF7 is byte 5 of the only continuation.
+    auto p = sysex_payload(8);
+    auto recs = make_long_event(st::sysex, 3072, p.data(), p.size());
+    ASSERT_EQ(recs.size(), 2u);
+    EXPECT_EQ(recs[1].status(), st::sysex_end);
+    EXPECT_TRUE(is_continuation_status(recs[1].status()));
+    // A payload ending inside bytes 0-4 leaves a status of 0; two bytes ending in 0xF7 need no
+    // continuation at all.
+    auto q = sysex_payload(5);
+    EXPECT_EQ(make_long_event(st::sysex, 0, q.data(), q.size())[1].status(), 0);
+    auto two = sysex_payload(2);
+    EXPECT_EQ(make_long_event(st::sysex, 0, two.data(), 2).size(), 1u);
+}
+
+TEST(LongEvent, TextStopsAtItsNulAndLyricsAreMarked) {
+    const char text[] = "Hello\r\nworld";
+    auto recs = make_long_event(st::text, 4000, reinterpret_cast<const std::uint8_t*>(text),
+                                sizeof text, 2);
+    EXPECT_TRUE(recs[0].is_lyric());
+    EXPECT_EQ(recs[0].position(), 4000);
+    testing::test_program t;
+    const event_store& s = t->store();
+    ref32 first = s.new_empty_chain();
+    ASSERT_GE(insert_event_records(s, first, recs), 0);
+    auto back = read_long_payload(s, first);
+    EXPECT_EQ(std::string(back.begin(), back.end() - 1), "Hello\r\nworld");
+    EXPECT_EQ(back.back(), 0);
+}
+
+TEST(LongEvent, InsertRefusedWhenThePoolCannotHoldItLeavesAllAsItWas) {
+    testing::test_program t(1);
+    const event_store& s = t->store();
+    ref32 first = s.new_empty_chain();
+    const auto free_before = t->d.free_blocks;
+    std::vector<std::uint8_t> huge(6 * 32 * 400, 0x10);
+    huge.back() = 0xF7;
+    auto recs = make_long_event(st::sysex, 0, huge.data(), huge.size());
+    EXPECT_EQ(insert_event_records(s, first, recs), -1);
+    EXPECT_EQ(s.status(first), st::end);
+    EXPECT_EQ(s.count_blocks(first), 1);
+    EXPECT_EQ(t->d.free_blocks, free_before);
+    s.free_chain(first);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(EventFields, MarksPositionsAndTempoKeepTheirBits) {
+    midi_event on = midi_event::make(0x93, 60, 100, 5000);
+    midi_event off = midi_event::make(0x83, 60, 64, 5100);
+    for (int d = -128; d <= 127; ++d) {
+        set_quantize_shift(on, off, static_cast<std::int8_t>(d));
+        ASSERT_EQ(quantize_shift(on, off), d);
+        ASSERT_EQ(on.data1(), 60);
+        ASSERT_EQ(on.data2(), 100);
+        ASSERT_EQ(off.data2(), 64);
+        ASSERT_EQ(on.position(), 5000);
+    }
+    set_quantize_shift(on, off, -3);
+    midi_event a = on;
+    a.clear_top_nibble();
+    EXPECT_EQ(a.raw0() & 0x80, on.raw0() & 0x80);
+    a.clear_high_bits();
+    EXPECT_EQ(a.raw0(), 60);
+    on.clear_marks();
+    off.clear_marks();
+    EXPECT_EQ(quantize_shift(on, off), 0);
+
+    // Setting a position keeps the spare nibble and the status.
+    midi_event m = midi_event::make(0xB0, 7, 100, 0);
+    m.set_spare_nibble(0xA);
+    m.set_position(0xFF000);
+    EXPECT_EQ(m.position(), 0xFF000);
+    EXPECT_EQ(m.spare_nibble(), 0xA);
+    EXPECT_EQ(m.status(), 0xB0);
+    m.set_data1(0x85);  // masked write keeps bit 7 of the byte
+    EXPECT_EQ(m.data1(), 5);
+
+    midi_event tempo = midi_event::make(st::tempo, 0, 0, 0);
+    tempo.set_tempo_value(25599);
+    EXPECT_EQ(tempo.spare_nibble(), 0);
+    EXPECT_EQ(tempo.tempo_value(), 25599);
+    tempo.set_tempo_value(25600);
+    EXPECT_EQ(tempo.spare_nibble(), 1);
+    EXPECT_EQ(tempo.raw0(), 0);
+    EXPECT_EQ(tempo.tempo_value(), 25600);
+    tempo.set_tempo_value(99999);
+    EXPECT_EQ(tempo.tempo_value(), 99999);
+}
+
+}  // namespace
+}  // namespace kestrune

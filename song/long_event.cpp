@@ -1,0 +1,69 @@
+#include "song/long_event.h"
+
+namespace kestrune {
+
+int long_event_records(std::size_t payload_bytes) {
+    if (payload_bytes <= 2) return 1;
+    return 1 + static_cast<int>((payload_bytes - 2 + 5) / 6);
+}
+
+std::vector<midi_event> make_long_event(std::uint8_t status, std::int32_t position,
+                                        const std::uint8_t* payload, std::size_t n,
+                                        std::uint8_t top_nibble) {
+    std::vector<midi_event> out(static_cast<std::size_t>(long_event_records(n)), midi_event{});
+    midi_event& head = out[0];
+    head.set_raw0(n > 0 ? payload[0] : 0);
+    head.set_raw1(n > 1 ? payload[1] : 0);
+    head.set_position(position);
+    head.set_spare_nibble(top_nibble);
+    head.set_status(status);
+    // Continuations start with a status of 0, so a payload ending early leaves it 0.
+    for (std::size_t i = 2; i < n; ++i) out[1 + (i - 2) / 6].b[(i - 2) % 6] = payload[i];
+    return out;
+}
+
+std::vector<std::uint8_t> read_long_payload(const event_store& s, ref32 head) {
+    std::vector<std::uint8_t> out;
+    const std::uint8_t end_byte = s.status(head) == st::sysex ? st::sysex_end : 0;
+    const midi_event& h = s.at(head);
+    for (std::uint8_t b : {h.raw0(), h.raw1()}) {
+        out.push_back(b);
+        if (b == end_byte) return out;
+    }
+    for (ref32 r = s.next_record(head); is_continuation_status(s.status(r)); r = s.next_record(r)) {
+        for (std::uint8_t b : s.at(r).b) {
+            out.push_back(b);
+            if (b == end_byte) return out;
+        }
+    }
+    return out;
+}
+
+int insert_event_records(const event_store& s, ref32 e, const std::vector<midi_event>& records) {
+    const int n = static_cast<int>(records.size());
+    int taken = s.insert_records(e, n);
+    if (taken < 0) return -1;
+    ref32 r = e;
+    for (int i = 0; i < n; ++i) {
+        s.at(r) = records[static_cast<std::size_t>(i)];
+        if (i + 1 < n) r = s.next_record(r);
+    }
+    return taken;
+}
+
+void set_quantize_shift(midi_event& on, midi_event& off, std::int8_t d) {
+    const auto v = static_cast<std::uint8_t>(d);
+    on.set_spare_nibble(static_cast<std::uint8_t>(v >> 4));
+    on.b[0] = static_cast<std::uint8_t>((on.b[0] & 0x7F) | ((v >> 3) & 1) << 7);
+    on.b[1] = static_cast<std::uint8_t>((on.b[1] & 0x7F) | ((v >> 2) & 1) << 7);
+    off.b[0] = static_cast<std::uint8_t>((off.b[0] & 0x7F) | ((v >> 1) & 1) << 7);
+    off.b[1] = static_cast<std::uint8_t>((off.b[1] & 0x7F) | (v & 1) << 7);
+}
+
+std::int8_t quantize_shift(const midi_event& on, const midi_event& off) {
+    const int from_on = (on.spare_nibble() << 4) | ((on.b[0] >> 7) << 3) | ((on.b[1] >> 7) << 2);
+    const int from_off = ((off.b[0] >> 7) << 1) | (off.b[1] >> 7);
+    return static_cast<std::int8_t>(static_cast<std::uint8_t>(from_on + from_off));
+}
+
+}  // namespace kestrune
