@@ -8,6 +8,7 @@
 #include "engine/clock.h"
 #include "engine/engine_link.h"
 #include "song/event_store.h"
+#include "song/song_settings.h"
 #include "song/ui.h"
 
 namespace kestrune {
@@ -59,6 +60,7 @@ public:
     ui& screen;
     clock& clk;
     app_state app;
+    song_settings song;
     program_hooks hooks;
 
     const event_store& store() const { return store_; }
