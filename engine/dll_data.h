@@ -82,7 +82,9 @@ struct alignas(16) dll_data {
     std::int16_t punched_in;
     std::int16_t instant_punch;
     std::int32_t instant_punch_start;
-    std::uint8_t gap_7432[20];
+    // The tempo value behind tempo_increment, so that the engine keeps exact time over long runs.
+    std::int32_t tempo_exact;
+    std::uint8_t gap_7436[16];
     std::int32_t free_blocks;
     ref32 record_block;
     ref32 record_first_block;
@@ -271,6 +273,7 @@ KESTRUNE_AT(punch_track, 7422);
 KESTRUNE_AT(punched_in, 7424);
 KESTRUNE_AT(instant_punch, 7426);
 KESTRUNE_AT(instant_punch_start, 7428);
+KESTRUNE_AT(tempo_exact, 7432);
 KESTRUNE_AT(free_blocks, 7452);
 KESTRUNE_AT(record_block, 7456);
 KESTRUNE_AT(record_first_block, 7460);

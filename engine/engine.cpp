@@ -3,10 +3,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+
+#include <pthread.h>
+#include <sched.h>
+#include <sys/prctl.h>
 
 namespace kestrune {
 
-engine::engine() {
+engine::engine() : player_(std::make_unique<player>(data_, arena_)) {
     // What the block holds before the application writes its defaults.
     data_.stopped = 1;
     data_.not_at_end = 1;
@@ -61,6 +66,12 @@ std::int16_t engine::init_func_in_dll() {
     d.play_pattern = 0xFF;
     d.input_activity = 0xFF;
     std::memset(d.track_activity, 0xFF, sizeof d.track_activity);
+
+    player_->attach(layout_);
+    player_->set_backend(backend_);
+    next_tick_us_ = clock_->now_us();
+    virtual_now_ = next_tick_us_;
+    if (want_thread_) start_thread();
     return 0;
 }
 
@@ -91,6 +102,15 @@ void engine::format_pool(std::uint32_t blocks) {
 }
 
 void engine::cleanup_func_in_dll() {
+    stop_thread();
+    if (arena_.valid()) {
+        // Nothing may keep sounding once the engine is gone.
+        data_.stopped = 1;
+        player_->process(clock_->now_us());
+        shared_store(data_.all_notes_off_request, 1);
+        player_->serve_requests(clock_->now_us());
+    }
+    player_->attach(pool_layout{});
     arena_.release();
     layout_ = pool_layout{};
     data_.pattern_table_ptr = data_.song_list_ptr = null_ref;
@@ -99,17 +119,87 @@ void engine::cleanup_func_in_dll() {
     data_.free_blocks = 0;
 }
 
-void engine::serve_requests() {
-    // Without a real-time thread nothing sounds, so there is nothing to end; the requests are
-    // acknowledged so that no waiter hangs.
-    dll_data& d = data_;
-    shared_store(d.all_notes_off_request, 0);
-    shared_store(d.silence_track_request, 0);
-    shared_store(d.thru_notes_off_request, 0);
-    shared_store(d.reset_request, 0);
-    shared_store(d.full_volume_request, 0);
-    shared_store(d.send_request, 0);
-    shared_store(d.spare_request, 0);
+void engine::serve_requests() { player_->serve_requests(clock_->now_us()); }
+
+void engine::attach(clock& c, midi_backend* backend) {
+    clock_ = &c;
+    backend_ = backend;
+    player_->set_backend(backend);
+}
+
+void engine::wait_idle() {
+    if (!thread_.joinable() || std::this_thread::get_id() == thread_.get_id()) return;
+    while (busy_.load(std::memory_order_acquire)) std::this_thread::yield();
+}
+
+void engine::timer_tick() {
+    // Input buffers the UI thread has not handed back are simply reused: nothing to do here yet.
+}
+
+void engine::step(std::int64_t now_us) {
+    busy_.store(true, std::memory_order_release);
+    if (now_us >= next_tick_us_) {
+        timer_tick();
+        const std::int64_t period = std::int64_t{std::clamp(data_.timer_resolution, 1, 20)} * 1000;
+        next_tick_us_ += period;
+        if (next_tick_us_ <= now_us) next_tick_us_ = now_us + period;
+    }
+    player_->process(now_us);
+    busy_.store(false, std::memory_order_release);
+}
+
+void engine::run_until(std::int64_t us) {
+    if (!arena_.valid() || thread_.joinable()) return;
+    for (int guard = 0; guard < 50'000'000; ++guard) {
+        std::int64_t wake = std::min(next_tick_us_, player_->next_due_us());
+        // Each step moves time on, so nothing can hold the loop at one instant.
+        if (wake <= virtual_now_) wake = guard == 0 ? virtual_now_ : virtual_now_ + 1;
+        if (wake > us) break;
+        virtual_now_ = wake;
+        step(wake);
+    }
+    virtual_now_ = us;
+    step(us);
+}
+
+void engine::set_timer_resolution(int ms) {
+    data_.timer_resolution = std::clamp(ms, 1, 20);
+    // The thread reads the period at each tick, so the new period applies from the next one.
+    next_tick_us_ = std::min(next_tick_us_, clock_->now_us() + std::int64_t{data_.timer_resolution} * 1000);
+}
+
+void engine::start_thread() {
+    if (thread_.joinable()) return;
+    quit_ = false;
+    thread_ = std::thread([this] { thread_main(); });
+}
+
+void engine::stop_thread() {
+    if (!thread_.joinable()) return;
+    quit_ = true;
+    thread_.join();
+}
+
+void engine::thread_main() {
+    // Real-time priority where the system grants it; plain scheduling otherwise.
+    sched_param sp{};
+    sp.sched_priority = std::max(1, sched_get_priority_max(SCHED_FIFO) - 10);
+    pthread_setschedparam(pthread_self(), SCHED_FIFO, &sp);
+    prctl(PR_SET_TIMERSLACK, 1UL, 0, 0, 0);
+    while (!quit_.load(std::memory_order_acquire)) {
+        step(clock_->now_us());
+        std::int64_t wake = std::min(next_tick_us_, player_->next_due_us());
+        const std::int64_t now = clock_->now_us();
+        if (wake <= now) wake = now + 50;
+        // Sleep to the exact due time on the monotonic clock.
+        timespec ts;
+        ts.tv_sec = static_cast<time_t>(wake / 1'000'000);
+        ts.tv_nsec = static_cast<long>((wake % 1'000'000) * 1000);
+        if (clock_ == &own_clock_)
+            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &ts, nullptr);
+        else
+            clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));
+    }
 }
 
 std::string init_error_message(int error) {

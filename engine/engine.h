@@ -1,9 +1,15 @@
 // The real-time engine: owner of the shared block, the arena and the pool.
 #pragma once
 
+#include <atomic>
+#include <memory>
 #include <string>
+#include <thread>
 
+#include "engine/clock.h"
 #include "engine/engine_link.h"
+#include "engine/midi_backend.h"
+#include "engine/player.h"
 
 namespace kestrune {
 
@@ -22,20 +28,48 @@ public:
     void cleanup_func_in_dll() override;
     arena& memory() override { return arena_; }
     const pool_layout& layout() const override { return layout_; }
-    bool runs_on_own_thread() const override { return false; }
+    bool runs_on_own_thread() const override { return thread_.joinable(); }
     void serve_requests() override;
+    void wait_idle() override;
 
     bool initialised() const { return arena_.valid(); }
+
+    // The clock and MIDI backend the engine uses; set before init_func_in_dll.
+    void attach(clock& c, midi_backend* backend);
+    // With a thread (the program) the engine runs by itself from init on; without one (tests on
+    // virtual time) it runs when run_until is called.
+    void set_own_thread(bool on) { want_thread_ = on; }
+    // Runs the engine on virtual time up to `us`: each timer tick and each due event in turn.
+    void run_until(std::int64_t us);
+    // Restarts the timer at a new period.
+    void set_timer_resolution(int ms);
+
+    player& playback() { return *player_; }
 
     // Blocks a pool of `units` holds: 10,000 events a unit in whole blocks of 32.
     static std::uint32_t blocks_for_units(int units);
 
 private:
     void format_pool(std::uint32_t blocks);
+    void start_thread();
+    void stop_thread();
+    void thread_main();
+    void step(std::int64_t now_us);
+    void timer_tick();
 
     dll_data data_{};
     arena arena_;
     pool_layout layout_;
+    system_clock own_clock_;
+    clock* clock_ = &own_clock_;
+    midi_backend* backend_ = nullptr;
+    std::unique_ptr<player> player_;
+    bool want_thread_ = false;
+    std::thread thread_;
+    std::atomic<bool> quit_{false};
+    std::atomic<bool> busy_{false};
+    std::int64_t next_tick_us_ = 0;
+    std::int64_t virtual_now_ = 0;
 };
 
 // The start-up message for an error number of init_func_in_dll.

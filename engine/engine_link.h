@@ -27,6 +27,9 @@ public:
     virtual bool runs_on_own_thread() const = 0;
     // Serves every raised request byte now. Only called when no engine thread runs.
     virtual void serve_requests() = 0;
+    // Returns once the engine is outside its tick, so that a change made with `stopped` held at 1
+    // cannot meet a tick that began before.
+    virtual void wait_idle() {}
 };
 
 }  // namespace kestrune

@@ -55,6 +55,7 @@ std::int32_t tempo_increment_for(std::int32_t tempo) {
 }
 
 void set_tempo_increment(dll_data& d, std::int32_t tempo) {
+    shared_store(d.tempo_exact, tempo);
     shared_store(d.tempo_increment, tempo_increment_for(tempo));
 }
 
@@ -98,18 +99,46 @@ std::string format_fields(std::int32_t bar, std::int32_t beat, std::int32_t unit
 
 }  // namespace
 
+namespace {
+
+// Bars, beats and ticks of p counted from 0 in signature g, less the lead-in of 3072 ticks,
+// which is exactly 4 × d beats of g.
+counted from_song_start(std::int32_t p, signature g) {
+    bars_beats_ticks b = split_ticks(p, g.n, g.d);
+    counted c{b.bars - (4 * g.d) / g.n, b.beats - (4 * g.d) % g.n, b.ticks};
+    if (c.beats < 0) {
+        c.bars -= 1;
+        c.beats += g.n;
+    }
+    return c;
+}
+
+}  // namespace
+
 position_fields position_split(const program& p, std::int32_t position) {
     const event_store& s = p.store();
     if (position < 0) position = 0;
     const ref32 first = p.d.active_signature.first;
-    // Counting starts at 0 in the first signature; the lead-in to 3072 is 4 × d of its beats.
-    counted c = count_along(s, first, 0, position);
-    signature g0 = signature_of(s, first);
-    c.bars -= (4 * g0.d) / g0.n;
-    c.beats -= (4 * g0.d) % g0.n;
-    if (c.beats < 0) {
-        c.bars -= 1;
-        c.beats += g0.n;
+    const signature g0 = signature_of(s, first);
+    const std::int32_t first_at = is_event_status(s.status(first)) ? s.position(first) : song_start;
+    counted c;
+    if (position < first_at) {
+        // The lead-in runs in the first signature.
+        c = from_song_start(position, g0);
+    } else {
+        // Bars are counted from the first record; the lead-in in front of it is whole beats of
+        // its signature, so the first record (at 3072) is bar 1, beat 1.
+        const counted lead = from_song_start(first_at, g0);
+        const counted rest = count_along(s, first, first_at, position);
+        c = {lead.bars + rest.bars, lead.beats + rest.beats, lead.ticks + rest.ticks};
+        if (lead.beats != 0 || lead.ticks != 0) {
+            // A first record off the bar grid: carry in the signature in force at the position.
+            const signature g = signature_of(s, signature_at(s, first, position));
+            c.beats += c.ticks / g.beat();
+            c.ticks %= g.beat();
+            c.bars += c.beats / g.n;
+            c.beats %= g.n;
+        }
     }
     const int grid = p.app.edit_grid > 0 ? p.app.edit_grid : 48;
     if (p.app.simple_bardisplay) return {c.bars + 1, c.beats + 1, 0, c.ticks + 1};

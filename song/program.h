@@ -96,7 +96,10 @@ public:
     class park {
     public:
         explicit park(program& p) : d_(p.d), was_running_(shared_load(p.d.stopped) == 0) {
-            if (was_running_) shared_store(d_.stopped, 1);
+            if (was_running_) {
+                shared_store(d_.stopped, 1);
+                p.eng.wait_idle();
+            }
         }
         ~park() {
             if (was_running_) shared_store(d_.stopped, 0);

@@ -25,6 +25,7 @@ std::optional<std::string> scripted_ui::save_file_dialog(const file_dialog_reque
 }
 
 test_program::test_program(int memory_units) {
+    eng.attach(clk, &midi);
     prog = std::make_unique<program>(eng, screen, clk);
     prog->write_defaults();
     prog->d.memory_units = static_cast<std::int16_t>(memory_units);

@@ -9,6 +9,7 @@
 
 #include "engine/clock.h"
 #include "engine/engine.h"
+#include "engine/midi_backend.h"
 #include "song/program.h"
 #include "song/ui.h"
 
@@ -59,6 +60,7 @@ struct test_program {
     engine eng;
     scripted_ui screen;
     virtual_clock clk;
+    capture_backend midi;
     std::unique_ptr<program> prog;
 
     program& operator*() { return *prog; }

@@ -1,0 +1,49 @@
+#include <algorithm>
+#include <cstring>
+
+#include "engine/midi_backend.h"
+
+namespace kestrune {
+
+capture_backend::capture_backend(std::size_t capacity) : log_(capacity) {}
+
+bool capture_backend::open_output(int port, int device) {
+    if (port < 0 || port >= 4) return false;
+    if (device < 0 || device >= static_cast<int>(outputs.size()) ||
+        std::find(refuse_devices.begin(), refuse_devices.end(), device) != refuse_devices.end()) {
+        open_[port] = false;
+        return false;
+    }
+    open_[port] = true;
+    return true;
+}
+
+void capture_backend::close_output(int port) {
+    if (port >= 0 && port < 4) open_[port] = false;
+}
+
+bool capture_backend::open_input(int device, midi_input_sink* sink) {
+    if (device < 0 || device >= static_cast<int>(inputs.size())) return false;
+    sink_ = sink;
+    return true;
+}
+
+void capture_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
+    if (count_ >= log_.size()) {
+        ++dropped_;
+        return;
+    }
+    message& m = log_[count_++];
+    m.port = port;
+    std::memset(m.bytes, 0, 3);
+    std::memcpy(m.bytes, bytes, std::min<std::size_t>(n, 3));
+    m.size = static_cast<std::uint8_t>(std::min<std::size_t>(n, 3));
+    m.long_size = static_cast<std::uint32_t>(n);
+    m.due_us = due_us;
+}
+
+void capture_backend::inject(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) {
+    if (sink_) sink_->midi_in(bytes, n, at_us);
+}
+
+}  // namespace kestrune

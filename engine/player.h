@@ -1,0 +1,119 @@
+// The engine's tick: advancing the position, sending due events with the track parameters,
+// open-note bookkeeping, song steps, the cycle, tempo and signature, click, clock and requests.
+// Everything here runs on the engine thread and never allocates or locks.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "engine/dll_data.h"
+#include "engine/engine_link.h"
+#include "engine/midi_backend.h"
+#include "song/event_store.h"
+
+namespace kestrune {
+
+inline constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+
+class player {
+public:
+    player(dll_data& d, arena& a);
+
+    // Called after the pool exists.
+    void attach(const pool_layout& layout);
+    void set_backend(midi_backend* b) { backend_ = b; }
+
+    // Serves requests and, while running, plays everything due up to now_us.
+    void process(std::int64_t now_us);
+    // The time at which the next event falls due while running; `never` otherwise.
+    std::int64_t next_due_us() const;
+    void serve_requests(std::int64_t now_us);
+
+    // Notes now sounding from playback on a port and channel, for tests and checks.
+    int open_notes() const;
+
+private:
+    struct open_note {
+        std::uint8_t src_channel, src_key, port, channel, key;
+    };
+    static constexpr int notes_per_track = 64;
+    struct track_notes {
+        open_note note[notes_per_track];
+        int count;
+    };
+    enum group : int { playing = 0, parallel = 1, take = 2 };
+
+    struct span {
+        std::int64_t fine_from;  // fine position at the span's start
+        std::int64_t us_from;    // its time
+        std::int64_t num;        // fine units per µs as num / den
+        std::int64_t den;
+        std::int64_t us_to;
+    };
+    // The next position at which the playing changes course.
+    struct limit {
+        enum kind : int { cycle, step, tempo, signature, end };
+        std::int32_t pos;
+        kind k;
+    };
+    static constexpr std::int64_t click_length_us = 30'000;
+
+    void resume(std::int64_t now_us);
+    void advance(std::int64_t now_us);
+    void set_position(std::int64_t fine);
+    limit next_limit(std::int32_t pos) const;
+    std::int32_t switch_point(int step) const;
+    void pending_at(std::int32_t pos, std::int64_t at);
+    void at_limit(const limit& l, std::int64_t at);
+    void switch_step(int step, std::int64_t at);
+    void cycle_jump(std::int64_t at);
+    void apply_tempo(std::int32_t tempo);
+    // The rate in force: the exact tempo when it agrees with tempo_increment, else the increment.
+    void rate(std::int64_t* num, std::int64_t* den) const;
+    void seat_group(int g, int pattern, std::int32_t* positions, std::int32_t local);
+
+    // Plays every track from global position `from` to `to` (inclusive or not).
+    void play_tracks(const span& s, std::int32_t from, std::int32_t to, bool inclusive);
+    void play_group(const span& s, int g, int pattern, std::int32_t* positions,
+                    const std::uint8_t* enable, std::uint32_t mask, int step_transpose,
+                    std::int32_t from, std::int32_t to, bool inclusive);
+    void send_event(int g, int track, const track_slot& slot, ref32 e, int step_transpose,
+                    bool audible, std::int64_t due);
+    void beats_and_clock(const span& s, std::int32_t to, bool inclusive);
+    std::int64_t time_of(const span& s, std::int64_t fine) const;
+
+    void note_on_sent(int g, int track, std::uint8_t src_ch, std::uint8_t src_key, int port,
+                      std::uint8_t ch, std::uint8_t key);
+    bool note_off_target(int g, int track, std::uint8_t src_ch, std::uint8_t src_key,
+                         open_note* found);
+    void end_group_notes(int g, int track, std::int64_t at);
+    void all_notes_off(std::int64_t at);
+    void send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due);
+    void send_chase(std::int64_t at);
+    void send_reset(std::int64_t at);
+    void send_full_volume(std::int64_t at);
+
+    track_slot& slot(int pattern, int t) const;
+    bool port_open(int port) const { return backend_ && port >= 0 && port < 4 && backend_->output_open(port); }
+
+    dll_data& d_;
+    arena& a_;
+    event_store store_;
+    midi_backend* backend_ = nullptr;
+
+    bool was_running_ = false;
+    bool hold_ = false;  // stopped at a stop step or at the last position until the next start
+    std::int64_t last_us_ = 0;
+    std::int64_t fine_rest_ = 0;  // remainder of the position advance, in units of 1 / rate_den_
+    std::int64_t rate_den_ = 0;
+    std::int32_t next_clock_ = 0;
+    std::int32_t next_beat_ = 0;
+    int next_beat_in_bar_ = 0;
+    std::int64_t click_off_due_ = never;
+    std::uint8_t click_port_ = 0, click_status_ = 0, click_key_ = 0;
+
+    track_notes notes_[3][32];
+    std::uint8_t sysex_buffer_[1 << 16];
+};
+
+}  // namespace kestrune

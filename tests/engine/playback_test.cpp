@@ -1,0 +1,353 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "song/position.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::test_program;
+
+struct sent {
+    int port;
+    int a, b, c;
+    std::int64_t at;  // µs after the start
+};
+
+class Playback : public ::testing::Test {
+protected:
+    test_program t;
+    std::int64_t t0 = 0;
+
+    // Appends events in position order to a track, making the slot in use.
+    void add(int pattern, int track, std::vector<midi_event> events) {
+        const event_store& s = t->store();
+        track_slot& sl = t->slot(pattern, track);
+        if (!sl.in_use) {
+            sl.first = sl.play = s.new_empty_chain();
+            sl.in_use = 1;
+            sl.blocks = 1;
+        }
+        for (const midi_event& e : events) {
+            ref32 end = s.chain_end(sl.first);
+            int took = s.insert_record(end);
+            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+            t->d.free_blocks -= took;
+            s.at(end) = e;
+        }
+        s.sort_chain(sl.first);
+    }
+    static midi_event ev(int status, int d1, int d2, std::int32_t pos) {
+        return midi_event::make(static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(d1),
+                                static_cast<std::uint8_t>(d2), pos);
+    }
+    void start(std::int32_t pos) {
+        locate(*t, pos);
+        t->d.stopped = 0;
+        t0 = t.clk.now_us();
+        t.midi.clear();
+        run_ms(0);
+    }
+    void run_ms(double ms) {
+        t.clk.advance_us(static_cast<std::int64_t>(ms * 1000));
+        t.eng.run_until(t.clk.now_us());
+    }
+    std::vector<sent> out(bool with_clock = false) const {
+        std::vector<sent> v;
+        for (const auto& m : t.midi.messages()) {
+            if (!with_clock && m.bytes[0] == 0xF8) continue;
+            v.push_back({m.port, m.bytes[0], m.size > 1 ? m.bytes[1] : -1, m.size > 2 ? m.bytes[2] : -1, m.due_us - t0});
+        }
+        return v;
+    }
+    // Milliseconds of `ticks` at a tempo in hundredths.
+    static double ms_of(std::int32_t ticks, double tempo = 12000) { return ticks * 60000.0 / (tempo / 100.0) / 192.0; }
+};
+
+#define EXPECT_MSG(m, P, A, B, C, MS)                      \
+    do {                                                   \
+        EXPECT_EQ((m).port, P);                            \
+        EXPECT_EQ((m).a, A);                               \
+        EXPECT_EQ((m).b, B);                               \
+        EXPECT_EQ((m).c, C);                               \
+        EXPECT_NEAR((m).at / 1000.0, MS, 0.002);           \
+    } while (0)
+
+TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
+    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 64, 3072 + 96), ev(0xB0, 7, 90, 3072 + 192),
+               ev(0xC0, 5, 0, 3072 + 192), ev(0xA0, 60, 30, 3072 + 200), ev(0x90, 61, 1, 3072 + 250)});
+    track_slot& sl = t->slot(0, 0);
+    sl.channel = 3;
+    sl.transpose = 2;
+    sl.velocity = 10;
+    sl.compress = 1;
+    sl.port = 1;
+    start(3072);
+    run_ms(1000);
+    auto v = out();
+    ASSERT_EQ(v.size(), 6u);
+    EXPECT_MSG(v[0], 1, 0x93, 62, 92, 0.0);  // (100 - 64) >> 1 + 64 + 10
+    EXPECT_MSG(v[1], 1, 0x83, 62, 64, ms_of(96));
+    EXPECT_MSG(v[2], 1, 0xB3, 7, 90, ms_of(192));
+    EXPECT_EQ(t.midi[3].size, 2);
+    EXPECT_MSG(v[3], 1, 0xC3, 5, -1, ms_of(192));
+    EXPECT_MSG(v[4], 1, 0xA3, 62, 30, ms_of(200));
+    // Velocity 1 compressed gives 32 (the shift rounds down), plus 10.
+    EXPECT_MSG(v[5], 1, 0x93, 63, 42, ms_of(250));
+    EXPECT_EQ(t->d.track_activity[0], 42);
+}
+
+TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
+    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x90, 64, 100, 3072), ev(0x80, 60, 0, 3072 + 768),
+               ev(0x80, 64, 0, 3072 + 768)});
+    add(0, 1, {ev(0x91, 40, 80, 3072 + 10), ev(0x91, 40, 0, 3072 + 20)});
+    t->slot(0, 0).transpose = -12;
+    t->slot(0, 0).channel = 9;
+    start(3072);
+    run_ms(100);
+    // The musician changes the track while its notes hang on.
+    t->slot(0, 0).transpose = 5;
+    t->slot(0, 0).channel = 2;
+    t.midi.clear();
+    t->wait_request(t->d.all_notes_off_request);
+    auto v = out();
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[0].a, 0x89);
+    EXPECT_EQ(v[0].b, 48);
+    EXPECT_EQ(v[1].a, 0x89);
+    EXPECT_EQ(v[1].b, 52);
+    EXPECT_EQ(t.eng.playback().open_notes(), 0);
+    // Their own note-offs later find nothing open and go out with the new parameters, harmlessly.
+    t.midi.clear();
+    run_ms(ms_of(800));
+    for (const auto& m : out()) EXPECT_EQ(m.a & 0xF0, 0x80);
+}
+
+TEST_F(Playback, SilenceTrackEndsOnlyThatTracksNotes) {
+    add(0, 0, {ev(0x90, 60, 100, 3072)});
+    add(0, 1, {ev(0x90, 62, 100, 3072)});
+    start(3072);
+    run_ms(10);
+    t.midi.clear();
+    t->silence_track(0, 1);
+    auto v = out();
+    ASSERT_EQ(v.size(), 1u);
+    EXPECT_EQ(v[0].a, 0x81);
+    EXPECT_EQ(v[0].b, 62);
+    EXPECT_EQ(t.eng.playback().open_notes(), 1);
+}
+
+TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
+    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 61, 100, 3072 + 192)});
+    start(3072);
+    run_ms(ms_of(50));
+    t->slot(0, 0).mute = 1;  // muted while its note sounds: the note still ends
+    run_ms(ms_of(100));
+    t->slot(0, 0).mute = 0;
+    run_ms(ms_of(100));
+    auto v = out();
+    ASSERT_EQ(v.size(), 3u);
+    EXPECT_EQ(v[1].a, 0x80);
+    EXPECT_EQ(v[2].b, 61);
+    t.midi.clear();
+    t->d.track_enable[0] = 0;
+    start(3072);
+    run_ms(ms_of(300));
+    EXPECT_TRUE(out().empty());
+}
+
+TEST_F(Playback, DelayAndLoopFoldWithNothingMissedOrDoubledAtTheSeam) {
+    // A loop of one beat holding two notes, delayed by 10 ticks.
+    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 62, 100, 3072 + 191)});
+    track_slot& sl = t->slot(0, 0);
+    sl.loop_length = loop_length_from_beats(1, 4);
+    sl.delay = 10;
+    start(3072);
+    run_ms(ms_of(3 * 192 + 20));
+    auto v = out();
+    // Per round: note 60 on at 0, off at 96, note 62 on at 191 and ended at the loop's end.
+    std::vector<std::pair<int, double>> want;
+    for (int r = 0; r < 3; ++r) {
+        double base = 10 + r * 192;
+        want.push_back({0x90, base});
+        want.push_back({0x80, base + 96});
+        want.push_back({0x90, base + 191});
+        want.push_back({0x80, base + 192});
+    }
+    want.push_back({0x90, 10 + 3 * 192});
+    ASSERT_EQ(v.size(), want.size());
+    for (std::size_t i = 0; i < v.size(); ++i) {
+        EXPECT_EQ(v[i].a, want[i].first) << i;
+        EXPECT_NEAR(v[i].at / 1000.0, ms_of(static_cast<std::int32_t>(want[i].second)), 0.01) << i;
+    }
+}
+
+TEST_F(Playback, CycleJumpsBackWithoutMissingOrDoublingAnEvent) {
+    for (int i = 0; i < 8; ++i) add(0, 0, {ev(0x90, 60 + i, 100, 3072 + i * 96), ev(0x80, 60 + i, 0, 3072 + i * 96 + 48)});
+    t->d.left_locator = 3072 + 192;
+    t->d.right_locator = 3072 + 576;
+    t->d.cycle_on = 1;
+    start(3072 + 192);
+    run_ms(ms_of(384 * 2 + 10));
+    std::vector<int> keys;
+    for (const auto& m : out())
+        if (m.a == 0x90) keys.push_back(m.b);
+    // Notes at 192, 288, 384, 480 per round; the note at the right locator never sounds.
+    EXPECT_EQ(keys, (std::vector<int>{62, 63, 64, 65, 62, 63, 64, 65, 62}));
+    auto v = out();
+    EXPECT_NEAR(v.back().at / 1000.0, ms_of(768), 0.01);
+}
+
+TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
+    // Pattern 1 plays in step 0 (one bar), pattern 2 in step 1 with a pickup of a quarter.
+    set_step_pattern(*t, 0, 1);
+    set_step_pattern(*t, 1, 2);
+    set_step_length(*t, 0, 768);
+    set_step_length(*t, 1, 768);
+    set_step_pickup(*t, 1, 192);
+    t->step(1).transpose = 12;
+    t->step(1).track_mask = 1u << 1;
+    set_step_name(*t, 1, "STOP here");
+    add(1, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 700)});
+    add(2, 0, {ev(0x90, 50, 100, 3072 - 96), ev(0x80, 50, 0, 3072 + 96), ev(0x90, 52, 90, 3072 + 384)});
+    add(2, 1, {ev(0x90, 70, 100, 3072)});  // masked in step 1
+    add(parallel_pattern, 0, {ev(0x92, 30, 100, 3072 + 800)});
+    t->d.song_mode = 1;
+    t->d.current_step = 0;
+    start(3072);
+    run_ms(ms_of(768 * 3));
+    auto v = out();
+    ASSERT_EQ(v.size(), 6u);
+    EXPECT_MSG(v[0], 0, 0x90, 60, 100, 0.0);
+    // The pickup of step 1 begins a quarter before step 0 ends: step 0's note ends there.
+    EXPECT_MSG(v[1], 0, 0x80, 60, 64, ms_of(576));
+    EXPECT_MSG(v[2], 0, 0x90, 62, 100, ms_of(672));  // 3072 - 96 of pattern 2, up an octave
+    // The parallel pattern plays on its own, on its track's channel.
+    EXPECT_MSG(v[3], 0, 0x90, 30, 100, ms_of(800));
+    EXPECT_MSG(v[4], 0, 0x80, 62, 0, ms_of(768 + 96));
+    EXPECT_MSG(v[5], 0, 0x90, 64, 90, ms_of(768 + 384));
+    EXPECT_EQ(t->d.current_step, 1);
+    EXPECT_EQ(t->d.play_pattern, 2);
+    // The stop step ends play where it stands.
+    EXPECT_EQ(t->d.engine_stop, 1);
+    EXPECT_EQ(t->d.position, 3072 + 2 * 768);
+}
+
+TEST_F(Playback, TempoTrackChangesTheRateAtItsRecords) {
+    const event_store& s = t->store();
+    ref32 end = s.chain_end(t->d.tempo_chain.first);
+    t->d.tempo_chain.blocks = static_cast<std::uint16_t>(t->d.tempo_chain.blocks + s.insert_record(end));
+    midi_event te = ev(st::tempo, 0, 0, 3072 + 192);
+    te.set_tempo_value(6000);
+    s.at(end) = te;
+    t->d.tempo_track_on = 1;
+    add(0, 0, {ev(0x90, 60, 100, 3072 + 192), ev(0x90, 61, 100, 3072 + 384)});
+    start(3072);
+    run_ms(2000);
+    auto v = out();
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_NEAR(v[0].at / 1000.0, 500.0, 0.01);
+    EXPECT_NEAR(v[1].at / 1000.0, 1500.0, 0.01);  // a beat at 60 bpm
+    EXPECT_EQ(t->d.tempo_display, 6000);
+}
+
+TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
+    t->d.midi_click = 1;
+    t->d.click_always = 1;
+    t->d.click_port = 2;
+    t->d.click_channel = 9;
+    t->d.click_note = 37;
+    t->d.click_velocity = 100;
+    t->d.sync_out = 1;
+    t->d.sync_out_ports[0] = 1;
+    t->d.sync_out_ports[3] = 1;
+    start(3072);
+    run_ms(ms_of(192 * 2 + 4));
+    std::vector<double> clicks, clocks0, clocks3;
+    for (const auto& m : out(true)) {
+        if (m.a == 0x99) clicks.push_back(m.at / 1000.0);
+        if (m.a == 0xF8) (m.port == 0 ? clocks0 : clocks3).push_back(m.at / 1000.0);
+    }
+    ASSERT_EQ(clicks.size(), 3u);
+    EXPECT_NEAR(clicks[1], 500.0, 0.01);
+    ASSERT_EQ(clocks0.size(), 49u);  // 0, 8, ..., 384
+    EXPECT_EQ(clocks3.size(), 49u);
+    for (std::size_t i = 0; i < clocks0.size(); ++i) EXPECT_NEAR(clocks0[i], ms_of(8 * static_cast<int>(i)), 0.01);
+    EXPECT_EQ(t->d.beat_in_bar, 2);
+}
+
+TEST_F(Playback, RequestsAreServedWhetherRunningOrStopped) {
+    t->d.send_port = 3;
+    t->d.send_status = 0x99;
+    t->d.send_data1 = 37;
+    t->d.send_data2 = 100;
+    t->d.send_request = 1;
+    t.eng.run_until(t.clk.now_us());
+    EXPECT_EQ(t->d.send_request, 0);
+    ASSERT_EQ(t.midi.size(), 1u);
+    EXPECT_EQ(t.midi[0].port, 3);
+    // The chase table goes out bank first, then program, then the rest.
+    for (auto& e : t->d.chase_table) {
+        for (auto& s : e.slot) s.key = -1;
+        e.wheel_key = -1;
+    }
+    chase_entry& c = t->d.chase(1, 4);
+    c.slot[chase_program] = {100, 0xC4, 10};
+    c.slot[chase_bank_msb] = {90, 0xB4, 1};
+    c.slot[chase_volume] = {95, 0xB4, 80};
+    c.wheel_key = 50;
+    c.wheel_status = 0xE4;
+    c.wheel_data1 = 0;
+    c.wheel_data2 = 70;
+    t.midi.clear();
+    t->d.chase_ready = 1;
+    t.eng.run_until(t.clk.now_us());
+    EXPECT_EQ(t->d.chase_ready, 0);
+    ASSERT_EQ(t.midi.size(), 4u);
+    EXPECT_EQ(t.midi[0].bytes[0], 0xB4);
+    EXPECT_EQ(t.midi[0].bytes[1], 0);
+    EXPECT_EQ(t.midi[1].bytes[0], 0xC4);
+    EXPECT_EQ(t.midi[2].bytes[1], 7);
+    EXPECT_EQ(t.midi[3].bytes[0], 0xE4);
+}
+
+TEST_F(Playback, MaxLengthStopsTheAdvance) {
+    start(last_position - 96);
+    run_ms(ms_of(200));
+    EXPECT_EQ(t->d.max_length_reached, 1);
+    EXPECT_EQ(t->d.position, last_position);
+}
+
+TEST_F(Playback, SysexGoesOutWhole) {
+    std::vector<std::uint8_t> payload;
+    for (int i = 0; i < 100; ++i) payload.push_back(static_cast<std::uint8_t>(i));
+    payload.push_back(0xF7);
+    const event_store& s = t->store();
+    add(0, 0, {ev(0x90, 60, 100, 3072)});
+    track_slot& sl = t->slot(0, 0);
+    std::vector<midi_event> recs(1 + (payload.size() - 2 + 5) / 6);
+    recs[0] = ev(st::sysex, payload[0], payload[1], 3072 + 10);
+    for (std::size_t i = 2; i < payload.size(); ++i) recs[1 + (i - 2) / 6].b[(i - 2) % 6] = payload[i];
+    for (const auto& r : recs) {
+        ref32 end = s.chain_end(sl.first);
+        int took = s.insert_record(end);
+        sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+        t->d.free_blocks -= took;
+        s.at(end) = r;
+    }
+    ASSERT_EQ(testing::check_pool(*t), "");
+    start(3072);
+    run_ms(100);
+    ASSERT_EQ(t.midi.size(), 2u);
+    EXPECT_EQ(t.midi[1].bytes[0], 0xF0);
+    EXPECT_EQ(t.midi[1].long_size, payload.size() + 1);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,115 @@
+// The replaced global allocator pairs malloc with free on purpose.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <thread>
+
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "tests/support/stand_ins.h"
+
+// Counts allocations while a test asks for it, to prove the engine's tick never allocates.
+namespace {
+std::atomic<bool> counting{false};
+std::atomic<long> allocations{0};
+}  // namespace
+
+void* operator new(std::size_t n) {
+    if (counting.load(std::memory_order_relaxed)) allocations.fetch_add(1);
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace kestrune {
+namespace {
+
+void fill(testing::test_program& t, int pattern, int track, int notes, int spacing) {
+    const event_store& s = t->store();
+    track_slot& sl = t->slot(pattern, track);
+    sl.first = sl.play = s.new_empty_chain();
+    sl.in_use = 1;
+    sl.blocks = 1;
+    for (int i = 0; i < notes; ++i) {
+        for (auto e : {midi_event::make(0x90, static_cast<std::uint8_t>(40 + i % 40), 100, 3072 + i * spacing),
+                       midi_event::make(0x80, static_cast<std::uint8_t>(40 + i % 40), 0, 3072 + i * spacing + spacing / 2)}) {
+            ref32 end = s.chain_end(sl.first);
+            int took = s.insert_record(end);
+            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+            t->d.free_blocks -= took;
+            s.at(end) = e;
+        }
+    }
+}
+
+TEST(EngineRealTimePath, TickNeverAllocates) {
+    testing::test_program t;
+    for (int tr = 0; tr < 32; ++tr) fill(t, 0, tr, 200, 48);
+    for (int tr = 0; tr < 4; ++tr) fill(t, parallel_pattern, tr, 100, 96);
+    t->slot(0, 3).loop_length = 3071 + 768;
+    t->d.song_mode = 1;
+    t->d.midi_click = 1;
+    t->d.click_always = 1;
+    t->d.sync_out = 1;
+    t->d.sync_out_ports[0] = 1;
+    t->d.cycle_on = 1;
+    t->d.left_locator = 3072;
+    t->d.right_locator = 3072 + 4 * 768;
+    locate(*t, 3072);
+    t->d.stopped = 0;
+    counting = true;
+    for (int i = 0; i < 400; ++i) {
+        t.clk.advance_us(5000);
+        t.eng.run_until(t.clk.now_us());
+        if (i == 100) t->d.all_notes_off_request = 1;
+        if (i == 200) t->d.reset_request = 1;
+        if (i == 300) t->d.chase_ready = 1;
+    }
+    counting = false;
+    EXPECT_EQ(allocations.load(), 0);
+    EXPECT_GT(t.midi.size(), 1000u);
+}
+
+TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
+    engine eng;
+    capture_backend midi;
+    testing::scripted_ui screen;
+    system_clock clk;
+    eng.attach(clk, &midi);
+    eng.set_own_thread(true);
+    program p(eng, screen, clk);
+    p.write_defaults();
+    ASSERT_EQ(p.start(), 0);
+    ASSERT_TRUE(eng.runs_on_own_thread());
+    const event_store& s = p.store();
+    track_slot& sl = p.slot(0, 0);
+    sl.first = sl.play = s.new_empty_chain();
+    sl.in_use = 1;
+    sl.blocks = 1;
+    for (int i = 0; i < 8; ++i) {
+        ref32 end = s.chain_end(sl.first);
+        s.insert_record(end);
+        s.at(end) = midi_event::make(static_cast<std::uint8_t>(i % 2 ? 0x80 : 0x90), 60, 100, 3072 + i * 12);
+    }
+    locate(p, 3072);
+    p.d.stopped = 0;
+    for (int i = 0; i < 400 && midi.size() < 8; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    {
+        program::park parked(p);
+        locate(p, 3072);  // a locate while running parks the engine and is served by its thread
+    }
+    p.d.stopped = 1;
+    p.wait_request(p.d.all_notes_off_request);
+    p.shut_down();
+    ASSERT_GE(midi.size(), 8u);
+    for (std::size_t i = 1; i < 8; ++i) EXPECT_GE(midi[i].due_us, midi[i - 1].due_us);
+    EXPECT_FALSE(eng.runs_on_own_thread());
+}
+
+}  // namespace
+}  // namespace kestrune
