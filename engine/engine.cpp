@@ -7,11 +7,16 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <semaphore.h>
 #include <sys/prctl.h>
 
 namespace kestrune {
 
 engine::engine() : player_(std::make_unique<player>(data_, arena_)) {
+    auto* sem = new sem_t;
+    sem_init(sem, 0, 0);
+    wake_ = sem;
+    player_->set_wake(&engine::wake, this);
     // What the block holds before the application writes its defaults.
     data_.stopped = 1;
     data_.not_at_end = 1;
@@ -21,7 +26,86 @@ engine::engine() : player_(std::make_unique<player>(data_, arena_)) {
     data_.memory_max_units = max_memory_units;
 }
 
-engine::~engine() { cleanup_func_in_dll(); }
+engine::~engine() {
+    cleanup_func_in_dll();
+    auto* sem = static_cast<sem_t*>(wake_);
+    sem_destroy(sem);
+    delete sem;
+}
+
+void engine::wake(void* self) { sem_post(static_cast<sem_t*>(static_cast<engine*>(self)->wake_)); }
+
+bool engine::poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) {
+    engine_message m;
+    if (!player_->next_message(m)) return false;
+    *id = m.id;
+    *wparam = m.wparam;
+    *lparam = m.lparam;
+    return true;
+}
+
+namespace {
+
+// Capability records keep the old sizes with the name at +8; a longer name is cut for the record.
+constexpr std::uint32_t in_caps_size = 44;
+constexpr std::uint32_t out_caps_size = 52;
+constexpr std::uint32_t caps_name_size = 32;
+constexpr std::uint32_t max_devices = 128;
+
+void put_caps_name(std::uint8_t* rec, const std::string& name) {
+    std::memset(rec + 8, 0, caps_name_size);
+    std::memcpy(rec + 8, name.data(), std::min<std::size_t>(name.size(), caps_name_size - 1));
+}
+
+}  // namespace
+
+void engine::enumerate_devices() {
+    dll_data& d = data_;
+    output_names_ = backend_ ? backend_->output_devices() : std::vector<std::string>{};
+    input_names_ = backend_ ? backend_->input_devices() : std::vector<std::string>{};
+    if (output_names_.size() > max_devices) output_names_.resize(max_devices);
+    if (input_names_.size() > max_devices) input_names_.resize(max_devices);
+    for (std::size_t i = 0; i < output_names_.size(); ++i)
+        put_caps_name(arena_.bytes(d.midi_out_caps) + i * out_caps_size, output_names_[i]);
+    for (std::size_t i = 0; i < input_names_.size(); ++i)
+        put_caps_name(arena_.bytes(d.midi_in_caps) + i * in_caps_size, input_names_[i]);
+    d.midi_out_count = static_cast<std::int16_t>(output_names_.size());
+    d.midi_in_count = static_cast<std::int16_t>(input_names_.size());
+    // There is no mapper entry on this system.
+    d.midi_out_has_mapper = 0;
+    d.midi_in_has_mapper = 0;
+}
+
+bool engine::open_output_port(int port) {
+    dll_data& d = data_;
+    if (port < 0 || port > 3) return false;
+    if (backend_) backend_->close_output(port);
+    d.midi_out_handle[port] = 0;
+    const int choice = d.midi_out_device[port];
+    if (choice <= 0) return true;
+    const int device = choice - (d.midi_out_has_mapper ? 2 : 1);
+    if (!backend_ || device < 0 || device >= d.midi_out_count || !backend_->open_output(port, device)) {
+        d.midi_out_device[port] = 0;
+        return false;
+    }
+    d.midi_out_handle[port] = static_cast<handle32>(port + 1);
+    return true;
+}
+
+bool engine::open_input_port() {
+    dll_data& d = data_;
+    if (backend_) backend_->close_input();
+    d.midi_in_handle = 0;
+    const int choice = d.midi_in_device;
+    if (choice <= 0) return true;
+    const int device = choice - (d.midi_in_has_mapper ? 2 : 1);
+    if (!backend_ || device < 0 || device >= d.midi_in_count || !backend_->open_input(device, player_.get())) {
+        d.midi_in_device = 0;
+        return false;
+    }
+    d.midi_in_handle = 1;
+    return true;
+}
 
 std::uint32_t engine::blocks_for_units(int units) {
     units = std::clamp(units, 1, static_cast<int>(max_memory_units));
@@ -34,10 +118,11 @@ std::int16_t engine::init_func_in_dll() {
     const std::uint32_t blocks = blocks_for_units(d.memory_units);
 
     // One arena: the static end record, the song list with its leading entry, the pattern
-    // table, then the pool.
+    // table, the device lists, then the pool.
     const std::uint32_t song_list_bytes = (song_list_entries + 1) * sizeof(song_step);
     const std::uint32_t table_bytes = pattern_count * sizeof(pattern_entry);
     const std::uint64_t total = 64 + song_list_bytes + table_bytes + 64 +
+                                max_devices * (in_caps_size + out_caps_size) + 64 +
                                 std::uint64_t{blocks} * block_bytes + 64;
     if (total > 0x7FFFFFFF) return 1;
     arena_.create(static_cast<std::uint32_t>(total));
@@ -54,6 +139,9 @@ std::int16_t engine::init_func_in_dll() {
     if (!list || !table) return 2;
     d.song_list_ptr = list + sizeof(song_step);
     d.pattern_table_ptr = table;
+    d.midi_in_caps = arena_.reserve(max_devices * in_caps_size, 4);
+    d.midi_out_caps = arena_.reserve(max_devices * out_caps_size, 4);
+    if (!d.midi_in_caps || !d.midi_out_caps) return 4;
 
     format_pool(blocks);
     if (layout_.first_block == null_ref) return 3;
@@ -69,6 +157,14 @@ std::int16_t engine::init_func_in_dll() {
 
     player_->attach(layout_);
     player_->set_backend(backend_);
+
+    // Devices: lists, then the ports and the input the settings name.
+    enumerate_devices();
+    bool any_output = false;
+    for (int p = 0; p < 4; ++p) any_output |= open_output_port(p) && d.midi_out_handle[p] != 0;
+    open_input_port();
+    d.midi_not_configured = any_output ? 0 : 1;
+
     next_tick_us_ = clock_->now_us();
     virtual_now_ = next_tick_us_;
     if (want_thread_) start_thread();
@@ -103,6 +199,7 @@ void engine::format_pool(std::uint32_t blocks) {
 
 void engine::cleanup_func_in_dll() {
     stop_thread();
+    if (backend_ && arena_.valid()) backend_->close_input();
     if (arena_.valid()) {
         // Nothing may keep sounding once the engine is gone.
         data_.stopped = 1;
@@ -110,6 +207,8 @@ void engine::cleanup_func_in_dll() {
         shared_store(data_.all_notes_off_request, 1);
         player_->serve_requests(clock_->now_us());
     }
+    if (backend_ && arena_.valid())
+        for (int p = 0; p < 4; ++p) backend_->close_output(p);
     player_->attach(pool_layout{});
     arena_.release();
     layout_ = pool_layout{};
@@ -177,6 +276,7 @@ void engine::start_thread() {
 void engine::stop_thread() {
     if (!thread_.joinable()) return;
     quit_ = true;
+    sem_post(static_cast<sem_t*>(wake_));
     thread_.join();
 }
 
@@ -196,7 +296,8 @@ void engine::thread_main() {
         ts.tv_sec = static_cast<time_t>(wake / 1'000'000);
         ts.tv_nsec = static_cast<long>((wake % 1'000'000) * 1000);
         if (clock_ == &own_clock_)
-            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &ts, nullptr);
+            // Input wakes the thread early through the semaphore.
+        sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts);
         else
             clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));
     }

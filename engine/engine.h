@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "engine/clock.h"
 #include "engine/engine_link.h"
@@ -45,6 +46,16 @@ public:
     void set_timer_resolution(int ms);
 
     player& playback() { return *player_; }
+    bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) override;
+
+    // Device lists from the backend into the caps arrays; full names are kept beside.
+    void enumerate_devices();
+    // Opens a port's device from midi_out_device (0 = none); on failure the port is closed and its
+    // choice set to 0. Call with the engine parked and all notes ended.
+    bool open_output_port(int port);
+    bool open_input_port();
+    const std::vector<std::string>& output_names() const { return output_names_; }
+    const std::vector<std::string>& input_names() const { return input_names_; }
 
     // Blocks a pool of `units` holds: 10,000 events a unit in whole blocks of 32.
     static std::uint32_t blocks_for_units(int units);
@@ -70,6 +81,9 @@ private:
     std::atomic<bool> busy_{false};
     std::int64_t next_tick_us_ = 0;
     std::int64_t virtual_now_ = 0;
+    std::vector<std::string> output_names_, input_names_;
+    void* wake_ = nullptr;  // the engine thread's semaphore
+    static void wake(void* self);
 };
 
 // The start-up message for an error number of init_func_in_dll.

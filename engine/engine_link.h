@@ -30,6 +30,9 @@ public:
     // Returns once the engine is outside its tick, so that a change made with `stopped` held at 1
     // cannot meet a tick that began before.
     virtual void wait_idle() {}
+    // The next message for the UI thread (id 0x402 add buffer, 0x403 locate, 0x404 error);
+    // false when there is none.
+    virtual bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) = 0;
 };
 
 }  // namespace kestrune

@@ -159,7 +159,12 @@ void player::serve_requests(std::int64_t now_us) {
         end_group_notes(g, std::clamp<int>(d.silence_track, 0, 31), now_us);
         shared_store(d.silence_track_request, 0);
     }
-    if (shared_load(d.thru_notes_off_request)) shared_store(d.thru_notes_off_request, 0);
+    if (shared_load(d.thru_notes_off_request)) {
+        for (int i = 0; i < thru_count_; ++i)
+            send(thru_notes_[i].port, static_cast<std::uint8_t>(0x80 | thru_notes_[i].channel), thru_notes_[i].key, 64, 3, now_us);
+        thru_count_ = 0;
+        shared_store(d.thru_notes_off_request, 0);
+    }
     if (shared_load(d.reset_request)) {
         send_reset(now_us);
         shared_store(d.reset_request, 0);
@@ -181,6 +186,7 @@ void player::serve_requests(std::int64_t now_us) {
 
 void player::process(std::int64_t now_us) {
     serve_requests(now_us);
+    mixer_rows(now_us);
     if (click_off_due_ != never && now_us >= click_off_due_) {
         send(click_port_, static_cast<std::uint8_t>(0x80 | (click_status_ & 0x0F)), click_key_, 64, 3, click_off_due_);
         click_off_due_ = never;
@@ -189,14 +195,19 @@ void player::process(std::int64_t now_us) {
         was_running_ = false;
         hold_ = false;
         last_us_ = now_us;
+        drain_input(false);
         return;
     }
     if (!was_running_) resume(now_us);
     was_running_ = true;
-    if (hold_) {
-        last_us_ = now_us;
+    if (hold_ || d_.external_sync) {
+        // Under external sync the clock input moves the position, not the time.
+        if (!d_.external_sync) last_us_ = now_us;
+        drain_input(false);
         return;
     }
+    // Each input is stamped with the position at its arrival.
+    drain_input(true);
     advance(now_us);
 }
 
@@ -218,7 +229,7 @@ void player::resume(std::int64_t now_us) {
 
 std::int64_t player::time_of(const span& s, std::int64_t fine) const {
     std::int64_t diff = fine - s.fine_from;
-    if (diff <= 0) return s.us_from;
+    if (diff <= 0 || s.instant) return s.us_from;
     const wide t = (static_cast<wide>(diff) * s.den + s.num - 1) / s.num;
     return s.us_from + static_cast<std::int64_t>(t);
 }
@@ -291,6 +302,7 @@ void player::advance(std::int64_t now_us) {
             play_tracks(s, pos, lim.pos, false);
             beats_and_clock(s, lim.pos, false);
             set_position(lim_fine);
+            punch(lim.pos);
             fine_rest_ = 0;
             last_us_ = t;
             at_limit(lim, t);
@@ -300,6 +312,7 @@ void player::advance(std::int64_t now_us) {
         play_tracks(s, pos, to, true);
         beats_and_clock(s, to, true);
         set_position(target);
+        punch(to);
         fine_rest_ = static_cast<std::int64_t>(num % rd);
         last_us_ = now_us;
     }
@@ -466,7 +479,8 @@ void player::play_group(const span& s, int g, int pattern, std::int32_t* positio
                 const std::int32_t q = store_.position(e);
                 if (q > upto || (!incl && q == upto)) break;
                 const std::int64_t g_pos = std::int64_t{from} + (q + wrapped - local_from);
-                send_event(g, t, sl, e, step_transpose, audible, time_of(s, g_pos << 12));
+                send_event(g, t, sl, e, step_transpose, audible, time_of(s, g_pos << 12),
+                           static_cast<std::int32_t>(g_pos));
                 e = store_.next_event(e);
             }
             sl.play = e;
@@ -482,7 +496,7 @@ void player::play_group(const span& s, int g, int pattern, std::int32_t* positio
 }
 
 void player::send_event(int g, int track, const track_slot& sl, ref32 e, int step_transpose,
-                        bool audible, std::int64_t due) {
+                        bool audible, std::int64_t due, std::int32_t at_pos) {
     const midi_event& ev = store_.at(e);
     const std::uint8_t status = ev.status();
     const int port = sl.port & 3;
@@ -510,26 +524,41 @@ void player::send_event(int g, int track, const track_slot& sl, ref32 e, int ste
     if (type == 0x80 || (type == 0x90 && d2 == 0)) {
         open_note n;
         if (note_off_target(g, track, src_ch, d1, &n))
-            send(n.port, static_cast<std::uint8_t>(type | n.channel), n.key, d2, 3, due);
+            played(n.port, static_cast<std::uint8_t>(type | n.channel), n.key, d2, 3, due, at_pos);
         else if (audible)
-            send(port, static_cast<std::uint8_t>(type | ch), clamp7(d1 + transpose), d2, 3, due);
+            played(port, static_cast<std::uint8_t>(type | ch), clamp7(d1 + transpose), d2, 3, due, at_pos);
         if (g == playing && audible) d_.track_activity[track] = 128;
         return;
     }
     if (!audible) return;
     if (type == 0x90) {
+        // A channel muted in the mixer, or left out of its solo, does not sound.
+        const mixer_port& m = d_.mixer[port];
+        if (m.mute[ch] || (m.any_solo && !m.solo[ch])) return;
         const std::uint8_t key = clamp7(d1 + transpose);
         const auto vel = static_cast<std::uint8_t>(shaped_velocity(d2, sl.compress, sl.velocity));
-        send(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, due);
+        played(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, due, at_pos);
         note_on_sent(g, track, src_ch, d1, port, ch, key);
         if (g == playing) d_.track_activity[track] = vel;
         return;
     }
     const std::uint8_t out = static_cast<std::uint8_t>(type | ch);
     if (type == 0xA0)
-        send(port, out, clamp7(d1 + transpose), d2, 3, due);
+        played(port, out, clamp7(d1 + transpose), d2, 3, due, at_pos);
     else
-        send(port, out, d1, d2, message_size(status), due);
+        played(port, out, d1, d2, message_size(status), due, at_pos);
+}
+
+void player::played(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due,
+                    std::int32_t at_pos) {
+    send(port, a, b, c, n, due);
+    mixer_seen(port, a, b, c);
+    // Internal recording takes what a port plays instead of what comes in.
+    dll_data& d = d_;
+    if (d.internal_record == port + 1 && d.record_enable && d.input_armed) {
+        const std::int32_t stamp = std::clamp(at_pos - d.record_offset, 0, last_position);
+        if (record(midi_event::make(a, b, n > 2 ? c : 0, stamp))) shared_store(d.take_has_data, 1);
+    }
 }
 
 void player::beats_and_clock(const span& s, std::int32_t to, bool inclusive) {

@@ -3,6 +3,7 @@
 // Everything here runs on the engine thread and never allocates or locks.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 
@@ -15,7 +16,17 @@ namespace kestrune {
 
 inline constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
 
-class player {
+// A message from the engine to the UI thread, as the window messages of the original contract.
+struct engine_message {
+    int id;  // msg_add_buffer, msg_locate, msg_error
+    std::int32_t wparam;
+    std::int32_t lparam;
+};
+inline constexpr int msg_add_buffer = 0x402;
+inline constexpr int msg_locate = 0x403;
+inline constexpr int msg_error = 0x404;
+
+class player final : public midi_input_sink {
 public:
     player(dll_data& d, arena& a);
 
@@ -31,6 +42,16 @@ public:
 
     // Notes now sounding from playback on a port and channel, for tests and checks.
     int open_notes() const;
+
+    // Input from the backend's thread: queued for the engine thread, never blocking.
+    void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override;
+    // Called after input was queued, to wake the engine thread.
+    void set_wake(void (*wake)(void*), void* arg) {
+        wake_ = wake;
+        wake_arg_ = arg;
+    }
+    // Takes the next message for the UI thread; false when there is none.
+    bool next_message(engine_message& m);
 
 private:
     struct open_note {
@@ -49,6 +70,7 @@ private:
         std::int64_t num;        // fine units per µs as num / den
         std::int64_t den;
         std::int64_t us_to;
+        bool instant = false;  // everything in the span is due at us_from (external clock)
     };
     // The next position at which the playing changes course.
     struct limit {
@@ -78,7 +100,7 @@ private:
                     const std::uint8_t* enable, std::uint32_t mask, int step_transpose,
                     std::int32_t from, std::int32_t to, bool inclusive);
     void send_event(int g, int track, const track_slot& slot, ref32 e, int step_transpose,
-                    bool audible, std::int64_t due);
+                    bool audible, std::int64_t due, std::int32_t at_pos);
     void beats_and_clock(const span& s, std::int32_t to, bool inclusive);
     std::int64_t time_of(const span& s, std::int64_t fine) const;
 
@@ -89,9 +111,32 @@ private:
     void end_group_notes(int g, int track, std::int64_t at);
     void all_notes_off(std::int64_t at);
     void send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due);
+    // A message a track plays: sent, seen by the mixer, and taken by internal recording.
+    void played(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due,
+                std::int32_t at_pos);
     void send_chase(std::int64_t at);
     void send_reset(std::int64_t at);
     void send_full_volume(std::int64_t at);
+
+    // Input, on the engine thread.
+    void drain_input(bool follow_time);
+    void input_byte(std::uint8_t b, std::int64_t at);
+    void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at);
+    void realtime_in(std::uint8_t b, std::int64_t at);
+    void thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at);
+    void step_input(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
+    void sysex_begin(std::int64_t at);
+    void sysex_byte(std::uint8_t b);
+    void sysex_end(bool complete);
+    void advance_ticks(int ticks, std::int64_t at);
+    void punch(std::int32_t pos);
+    // The record area: one record at record_cursor; false when the take has no room left.
+    bool record(const midi_event& e);
+    ref32 record_slot();
+    std::int32_t record_stamp() const;
+    void post(int id, std::int32_t w, std::int32_t l);
+    void mixer_rows(std::int64_t at);
+    void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;
     bool port_open(int port) const { return backend_ && port >= 0 && port < 4 && backend_->output_open(port); }
@@ -114,6 +159,45 @@ private:
 
     track_notes notes_[3][32];
     std::uint8_t sysex_buffer_[1 << 16];
+
+    // Input ring: the backend's thread writes, the engine thread reads.
+    struct input_chunk {
+        std::int64_t at;
+        std::uint16_t n;
+        std::uint8_t bytes[64];
+    };
+    static constexpr std::size_t input_ring_size = 1024;
+    input_chunk input_[input_ring_size];
+    std::atomic<std::size_t> input_head_{0}, input_tail_{0};
+    std::atomic<std::size_t> input_dropped_{0};
+    void (*wake_)(void*) = nullptr;
+    void* wake_arg_ = nullptr;
+
+    // Parser state.
+    std::uint8_t running_status_ = 0;
+    std::uint8_t data_[2] = {0, 0};
+    int data_count_ = 0;
+    bool in_sysex_ = false;
+    ref32 sysex_head_ = null_ref;
+    ref32 sysex_record_ = null_ref;
+    int sysex_index_ = 0;
+    bool sysex_recording_ = false;
+    bool take_full_ = false;
+
+    // Thru notes, so they can be ended on request.
+    struct thru_note {
+        std::uint8_t port, channel, key;
+    };
+    thru_note thru_notes_[128];
+    int thru_count_ = 0;
+
+    // External clock.
+    std::int64_t last_clock_at_ = 0;
+
+    // Messages for the UI thread.
+    static constexpr std::size_t message_ring_size = 256;
+    engine_message messages_[message_ring_size];
+    std::atomic<std::size_t> message_head_{0}, message_tail_{0};
 };
 
 }  // namespace kestrune

@@ -1,8 +1,10 @@
 #include "song/program.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "engine/engine.h"
+#include "song/locate.h"
 #include "song/patterns.h"
 #include "song/position.h"
 
@@ -98,6 +100,20 @@ void program::silence_track(int which, int track) {
     d.silence_pattern = static_cast<std::uint8_t>(which);
     d.silence_track = static_cast<std::uint8_t>(track);
     wait_request(d.silence_track_request);
+}
+
+void program::handle_engine_messages() {
+    int id;
+    std::int32_t w, l;
+    while (eng.poll_message(&id, &w, &l)) {
+        if (id == 0x403) {
+            locate(*this, l);
+        } else if (id == 0x404) {
+            char text[64];
+            std::snprintf(text, sizeof text, "Error %d !", static_cast<int>(w));
+            screen.message(text, msg_icon::warning);
+        }
+    }
 }
 
 bool program::refuse_while_recording() {

@@ -89,6 +89,9 @@ public:
     void message(const std::string& text, msg_icon icon = msg_icon::warning) {
         screen.message(text, icon);
     }
+    // Acts on what the engine posted for the UI thread: a locate, an error number.
+    void handle_engine_messages();
+
     // "Can't do this while recording!" when a take runs; true when refused.
     bool refuse_while_recording();
 

@@ -76,14 +76,15 @@ TEST(EngineRealTimePath, TickNeverAllocates) {
 }
 
 TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
-    engine eng;
     capture_backend midi;
+    engine eng;
     testing::scripted_ui screen;
     system_clock clk;
     eng.attach(clk, &midi);
     eng.set_own_thread(true);
     program p(eng, screen, clk);
     p.write_defaults();
+    p.d.midi_out_device[0] = 1;
     ASSERT_EQ(p.start(), 0);
     ASSERT_TRUE(eng.runs_on_own_thread());
     const event_store& s = p.store();

@@ -29,6 +29,9 @@ test_program::test_program(int memory_units) {
     prog = std::make_unique<program>(eng, screen, clk);
     prog->write_defaults();
     prog->d.memory_units = static_cast<std::int16_t>(memory_units);
+    // Every port on its own capture device, and the capture input.
+    for (int p = 0; p < 4; ++p) prog->d.midi_out_device[p] = static_cast<std::int16_t>(p + 1);
+    prog->d.midi_in_device = 1;
     prog->start();
 }
 

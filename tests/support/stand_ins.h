@@ -57,10 +57,11 @@ private:
 // A started program on a virtual clock with a scripted ui.
 struct test_program {
     explicit test_program(int memory_units = 10);
-    engine eng;
-    scripted_ui screen;
+    // The engine goes first at destruction: it still closes the backend's ports.
     virtual_clock clk;
     capture_backend midi;
+    scripted_ui screen;
+    engine eng;
     std::unique_ptr<program> prog;
 
     program& operator*() { return *prog; }

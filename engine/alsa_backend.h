@@ -1,0 +1,59 @@
+// The ALSA sequencer through RtMidi. The engine thread calls send at each message's due time, and
+// the message goes out at once.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/midi_backend.h"
+
+class RtMidiIn;
+class RtMidiOut;
+
+namespace kestrune {
+
+// A sequencer port name as RtMidi gives it ("Client:Port 20:0") without the client and port
+// numbers, which change from one session to the next.
+std::string alsa_display_name(const std::string& full);
+
+class alsa_backend final : public midi_backend {
+public:
+    // Without /dev/snd/seq (no sound hardware, a container) every list stays empty.
+    alsa_backend();
+    ~alsa_backend() override;
+    alsa_backend(const alsa_backend&) = delete;
+    alsa_backend& operator=(const alsa_backend&) = delete;
+
+    bool available() const { return available_; }
+
+    // Other clients' writable ports; the program's own ports (client "Kestrune") are left out.
+    std::vector<std::string> output_devices() override;
+    std::vector<std::string> input_devices() override;
+    bool open_output(int port, int device) override;
+    void close_output(int port) override;
+    bool output_open(int port) const override;
+    // Input comes on RtMidi's thread with its arrival time on the engine's clock; sysex, timing
+    // and active sensing are all passed on, the engine filters.
+    bool open_input(int device, midi_input_sink* sink) override;
+    void close_input() override;
+    void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+
+private:
+    static void on_input(double stamp, std::vector<unsigned char>* message, void* self);
+
+    bool available_ = false;
+    std::unique_ptr<RtMidiOut> lister_out_;
+    std::unique_ptr<RtMidiIn> lister_in_;
+    std::unique_ptr<RtMidiOut> out_[output_ports];
+    std::unique_ptr<RtMidiIn> in_;
+    std::atomic<bool> open_[output_ports] = {};
+    std::atomic<bool> sending_[output_ports] = {};
+    std::atomic<midi_input_sink*> sink_{nullptr};
+    // Full RtMidi names as last listed; device numbers index these.
+    std::vector<std::string> outputs_;
+    std::vector<std::string> inputs_;
+};
+
+}  // namespace kestrune

@@ -1,0 +1,347 @@
+#include "engine/jack_backend.h"
+
+#include <jack/jack.h>
+#include <jack/midiport.h>
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+namespace kestrune {
+
+namespace {
+
+constexpr const char* port_names[output_ports] = {"Port A", "Port B", "Port C", "Port D"};
+
+std::int64_t steady_us() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+void quiet(const char*) {}
+
+class port_writer final : public jack_event_writer {
+public:
+    explicit port_writer(void* buffer) : buffer_(buffer), max_(jack_midi_max_event_size(buffer)) {}
+    std::uint8_t* reserve(std::uint32_t offset, std::size_t size) override {
+        return jack_midi_event_reserve(buffer_, offset, size);
+    }
+    std::size_t max_size() const override { return max_; }
+
+private:
+    void* buffer_;
+    std::size_t max_;
+};
+
+}  // namespace
+
+std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us, std::int64_t latency_frames) {
+    const double frames = static_cast<double>(due_us - c.start_us) * c.frames / c.period_us;
+    return std::llround(frames) + latency_frames;
+}
+
+std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset) {
+    return c.start_us + std::llround((static_cast<double>(offset) / c.frames - 1.0) * c.period_us);
+}
+
+// ---- the queue ----
+
+jack_port_queue::jack_port_queue(std::size_t capacity_bytes)
+    : ring_(std::bit_ceil(std::max<std::size_t>(capacity_bytes, 64))), mask_(ring_.size() - 1) {}
+
+void jack_port_queue::copy_in(std::size_t at, const void* src, std::size_t n) {
+    const auto* s = static_cast<const std::uint8_t*>(src);
+    const std::size_t i = at & mask_;
+    const std::size_t first = std::min(n, ring_.size() - i);
+    std::memcpy(ring_.data() + i, s, first);
+    std::memcpy(ring_.data(), s + first, n - first);
+}
+
+void jack_port_queue::copy_out(std::size_t at, void* dst, std::size_t n) const {
+    auto* d = static_cast<std::uint8_t*>(dst);
+    const std::size_t i = at & mask_;
+    const std::size_t first = std::min(n, ring_.size() - i);
+    std::memcpy(d, ring_.data() + i, first);
+    std::memcpy(d + first, ring_.data(), n - first);
+}
+
+bool jack_port_queue::push(const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
+    if (n == 0) return true;
+    const std::size_t h = head_.load(std::memory_order_relaxed);
+    const std::size_t t = tail_.load(std::memory_order_acquire);
+    if (n > ring_.size() || ring_.size() - (h - t) < header_bytes + n) {
+        dropped_.fetch_add(1, std::memory_order_relaxed);
+        return false;
+    }
+    std::uint8_t head[header_bytes];
+    const auto size = static_cast<std::uint32_t>(n);
+    std::memcpy(head, &due_us, 8);
+    std::memcpy(head + 8, &size, 4);
+    copy_in(h, head, header_bytes);
+    copy_in(h + header_bytes, bytes, n);
+    head_.store(h + header_bytes + n, std::memory_order_release);
+    return true;
+}
+
+bool jack_port_queue::empty() const {
+    return head_.load(std::memory_order_acquire) == tail_.load(std::memory_order_acquire);
+}
+
+void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames, jack_event_writer& w) {
+    std::size_t t = tail_.load(std::memory_order_relaxed);
+    const std::size_t h = head_.load(std::memory_order_acquire);
+    std::int64_t last = 0;
+    while (h - t >= header_bytes) {
+        std::uint8_t head[header_bytes];
+        copy_out(t, head, header_bytes);
+        header m;
+        std::memcpy(&m.due_us, head, 8);
+        std::memcpy(&m.size, head + 8, 4);
+        std::int64_t offset = jack_frame_offset(c, m.due_us, latency_frames);
+        if (offset >= c.frames) break;  // for a later cycle, and so is everything behind it
+        const std::size_t next = t + header_bytes + m.size;
+        if (m.size > w.max_size()) {
+            dropped_.fetch_add(1, std::memory_order_relaxed);
+            t = next;
+            tail_.store(t, std::memory_order_release);
+            continue;
+        }
+        const bool late = offset < 0;
+        offset = std::max(offset, last);
+        std::uint8_t* dst = w.reserve(static_cast<std::uint32_t>(offset), m.size);
+        if (!dst) break;  // the buffer is full: the rest goes out first thing next cycle
+        copy_out(t + header_bytes, dst, m.size);
+        if (late) late_.fetch_add(1, std::memory_order_relaxed);
+        last = offset;
+        t = next;
+        tail_.store(t, std::memory_order_release);
+    }
+}
+
+// ---- the client ----
+
+jack_backend::jack_backend() {
+    for (auto& q : queue_) q = std::make_unique<jack_port_queue>();
+    join_server();
+}
+
+jack_backend::~jack_backend() {
+    for (int p = 0; p < output_ports; ++p) close_output(p);
+    close_input();
+    leave_server();
+}
+
+void jack_backend::join_server() {
+    if (client_) return;
+    // A missing server is normal: libjack's complaints about it would only confuse.
+    auto* const error_fn = jack_error_callback;
+    auto* const info_fn = jack_info_callback;
+    jack_set_error_function(quiet);
+    jack_set_info_function(quiet);
+    jack_status_t status{};
+    client_ = jack_client_open("Kestrune", JackNoStartServer, &status);
+    jack_set_error_function(error_fn);
+    jack_set_info_function(info_fn);
+    if (!client_) return;
+    bool ok = true;
+    for (int p = 0; p < output_ports; ++p) {
+        out_[p] = jack_port_register(client_, port_names[p], JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+        ok = ok && out_[p];
+    }
+    in_ = jack_port_register(client_, "In", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    ok = ok && in_;
+    ok = ok && jack_set_process_callback(client_, process_entry, this) == 0;
+    if (ok) jack_on_shutdown(client_, shutdown_entry, this);
+    if (ok && jack_activate(client_) == 0) {
+        alive_.store(true);
+    } else {
+        jack_client_close(client_);
+        client_ = nullptr;
+        std::fill(std::begin(out_), std::end(out_), nullptr);
+        in_ = nullptr;
+    }
+}
+
+void jack_backend::leave_server() {
+    if (!client_) return;
+    if (alive_.load()) jack_deactivate(client_);
+    jack_client_close(client_);
+    client_ = nullptr;
+    alive_.store(false);
+    std::fill(std::begin(out_), std::end(out_), nullptr);
+    in_ = nullptr;
+}
+
+bool jack_backend::running() const { return client_ && alive_.load(); }
+
+std::string jack_backend::client_name() const { return client_ ? jack_get_client_name(client_) : ""; }
+
+std::string jack_backend::port_name(int port) const {
+    jack_port_t* p = port < 0 ? in_ : port < output_ports ? out_[port] : nullptr;
+    return p ? jack_port_name(p) : "";
+}
+
+std::vector<std::string> jack_backend::other_ports(unsigned long flags) const {
+    std::vector<std::string> names;
+    if (!running()) return names;
+    const char** ports = jack_get_ports(client_, nullptr, JACK_DEFAULT_MIDI_TYPE, flags);
+    if (!ports) return names;
+    for (const char** p = ports; *p; ++p) {
+        jack_port_t* port = jack_port_by_name(client_, *p);
+        if (port && !jack_port_is_mine(client_, port)) names.emplace_back(*p);
+    }
+    jack_free(ports);
+    return names;
+}
+
+std::vector<std::string> jack_backend::output_devices() {
+    if (client_ && !alive_.load()) {
+        // The server went away: everything that was connected is gone with it.
+        for (int p = 0; p < output_ports; ++p) {
+            open_[p].store(false);
+            while (sending_[p].load()) std::this_thread::yield();
+            connected_[p].clear();
+        }
+        sink_.store(nullptr);
+        input_connected_.clear();
+        leave_server();
+    }
+    join_server();
+    outputs_ = other_ports(JackPortIsInput);
+    return outputs_;
+}
+
+std::vector<std::string> jack_backend::input_devices() {
+    inputs_ = other_ports(JackPortIsOutput);
+    return inputs_;
+}
+
+bool jack_backend::open_output(int port, int device) {
+    if (port < 0 || port >= output_ports) return false;
+    close_output(port);
+    if (!running() || device < 0 || device >= static_cast<int>(outputs_.size())) return false;
+    const std::string& target = outputs_[static_cast<std::size_t>(device)];
+    const int r = jack_connect(client_, jack_port_name(out_[port]), target.c_str());
+    if (r != 0 && r != EEXIST) return false;
+    connected_[port] = target;
+    open_[port].store(true);
+    return true;
+}
+
+void jack_backend::close_output(int port) {
+    if (port < 0 || port >= output_ports || !open_[port].load()) return;
+    // From here the engine thread queues nothing more; wait for a send that began before.
+    open_[port].store(false);
+    while (sending_[port].load()) std::this_thread::yield();
+    // Whatever is queued (the note-offs that end a device's notes among it) plays before the
+    // connection goes, and the cycle that wrote it is allowed to finish.
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (alive_.load() && !queue_[port]->empty() && std::chrono::steady_clock::now() < give_up)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    wait_cycles(2);
+    if (running()) jack_disconnect(client_, jack_port_name(out_[port]), connected_[port].c_str());
+    connected_[port].clear();
+}
+
+bool jack_backend::output_open(int port) const {
+    return port >= 0 && port < output_ports && open_[port].load(std::memory_order_acquire);
+}
+
+bool jack_backend::open_input(int device, midi_input_sink* sink) {
+    close_input();
+    if (!running() || !sink || device < 0 || device >= static_cast<int>(inputs_.size())) return false;
+    const std::string& source = inputs_[static_cast<std::size_t>(device)];
+    sink_.store(sink, std::memory_order_release);
+    const int r = jack_connect(client_, source.c_str(), jack_port_name(in_));
+    if (r != 0 && r != EEXIST) {
+        sink_.store(nullptr);
+        return false;
+    }
+    input_connected_ = source;
+    return true;
+}
+
+void jack_backend::close_input() {
+    if (input_connected_.empty()) return;
+    sink_.store(nullptr, std::memory_order_release);
+    wait_cycles(1);  // a cycle that still holds the old sink has finished with it
+    if (running()) jack_disconnect(client_, input_connected_.c_str(), jack_port_name(in_));
+    input_connected_.clear();
+}
+
+void jack_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
+    if (port < 0 || port >= output_ports) return;
+    // Paired with close_output: either it sees this send running or this send sees the port shut.
+    sending_[port].store(true);
+    if (open_[port].load()) queue_[port]->push(bytes, n, due_us);
+    sending_[port].store(false, std::memory_order_release);
+}
+
+std::uint64_t jack_backend::late_messages() const {
+    std::uint64_t n = 0;
+    for (const auto& q : queue_) n += q->late();
+    return n;
+}
+
+std::uint64_t jack_backend::dropped_messages() const {
+    std::uint64_t n = 0;
+    for (const auto& q : queue_) n += q->dropped();
+    return n;
+}
+
+void jack_backend::wait_cycles(int cycles) const {
+    const std::uint64_t until = cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (alive_.load() && cycles_.load(std::memory_order_acquire) < until &&
+           std::chrono::steady_clock::now() < give_up)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+int jack_backend::process_entry(std::uint32_t frames, void* self) {
+    return static_cast<jack_backend*>(self)->process(frames);
+}
+
+void jack_backend::shutdown_entry(void* self) { static_cast<jack_backend*>(self)->alive_.store(false); }
+
+int jack_backend::process(std::uint32_t frames) {
+    const double rate = jack_get_sample_rate(client_);
+    jack_nframes_t first = 0;
+    jack_time_t start = 0, next = 0;
+    float period = 0;
+    if (jack_get_cycle_times(client_, &first, &start, &next, &period) != 0 || next <= start) {
+        first = jack_last_frame_time(client_);
+        start = jack_frames_to_time(client_, first);
+        next = start + static_cast<jack_time_t>(frames * 1e6 / rate);
+    }
+    // JACK's time is the monotonic clock on Linux, as the engine's is; should a server use another
+    // clock source, the difference measured here carries the times across.
+    std::int64_t to_engine = static_cast<std::int64_t>(jack_get_time()) - steady_us();
+    if (std::abs(to_engine) <= 2) to_engine = 0;
+    const jack_cycle c{first, frames, static_cast<std::int64_t>(start) - to_engine,
+                       static_cast<double>(next - start)};
+    // One constant latency: a period, and the margin for the engine thread's wake-up.
+    const std::int64_t latency = frames + std::llround(margin_us * rate / 1e6);
+
+    for (int p = 0; p < output_ports; ++p) {
+        void* buffer = jack_port_get_buffer(out_[p], frames);
+        jack_midi_clear_buffer(buffer);
+        port_writer w(buffer);
+        queue_[p]->drain(c, latency, w);
+    }
+
+    void* in = jack_port_get_buffer(in_, frames);
+    const std::uint32_t count = jack_midi_get_event_count(in);
+    midi_input_sink* sink = sink_.load(std::memory_order_acquire);
+    for (std::uint32_t i = 0; sink && i < count; ++i) {
+        jack_midi_event_t ev;
+        if (jack_midi_event_get(&ev, in, i) == 0 && ev.size > 0)
+            sink->midi_in(ev.buffer, ev.size, jack_input_time(c, ev.time));
+    }
+    cycles_.fetch_add(1, std::memory_order_release);
+    return 0;
+}
+
+}  // namespace kestrune

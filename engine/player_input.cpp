@@ -1,0 +1,427 @@
+// The input path: filters, thru, remap, step input, recording into the pool, sysex, external sync.
+// Input arrives on the backend's thread and is queued; everything else runs on the engine thread.
+#include <algorithm>
+#include <cstring>
+
+#include "engine/player.h"
+
+namespace kestrune {
+
+namespace {
+
+int data_bytes(std::uint8_t status) {
+    switch (status & 0xF0) {
+        case 0xC0:
+        case 0xD0:
+            return 1;
+        case 0xF0:
+            return status == 0xF2 ? 2 : (status == 0xF1 || status == 0xF3) ? 1 : 0;
+        default:
+            return 2;
+    }
+}
+
+}  // namespace
+
+void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) {
+    while (n > 0) {
+        const std::size_t head = input_head_.load(std::memory_order_relaxed);
+        const std::size_t next = (head + 1) % input_ring_size;
+        if (next == input_tail_.load(std::memory_order_acquire)) {
+            input_dropped_.fetch_add(1, std::memory_order_relaxed);
+            break;
+        }
+        input_chunk& c = input_[head];
+        const std::size_t take = std::min<std::size_t>(n, sizeof c.bytes);
+        c.at = at_us;
+        c.n = static_cast<std::uint16_t>(take);
+        std::memcpy(c.bytes, bytes, take);
+        input_head_.store(next, std::memory_order_release);
+        bytes += take;
+        n -= take;
+    }
+    if (wake_) wake_(wake_arg_);
+}
+
+void player::drain_input(bool follow_time) {
+    std::size_t tail = input_tail_.load(std::memory_order_relaxed);
+    while (tail != input_head_.load(std::memory_order_acquire)) {
+        const input_chunk& c = input_[tail];
+        if (follow_time && c.at > last_us_ && !hold_) advance(c.at);
+        for (std::uint16_t i = 0; i < c.n; ++i) input_byte(c.bytes[i], c.at);
+        tail = (tail + 1) % input_ring_size;
+        input_tail_.store(tail, std::memory_order_release);
+    }
+}
+
+void player::post(int id, std::int32_t w, std::int32_t l) {
+    const std::size_t head = message_head_.load(std::memory_order_relaxed);
+    const std::size_t next = (head + 1) % message_ring_size;
+    if (next == message_tail_.load(std::memory_order_acquire)) return;
+    messages_[head] = {id, w, l};
+    message_head_.store(next, std::memory_order_release);
+}
+
+bool player::next_message(engine_message& m) {
+    const std::size_t tail = message_tail_.load(std::memory_order_relaxed);
+    if (tail == message_head_.load(std::memory_order_acquire)) return false;
+    m = messages_[tail];
+    message_tail_.store((tail + 1) % message_ring_size, std::memory_order_release);
+    return true;
+}
+
+void player::input_byte(std::uint8_t b, std::int64_t at) {
+    if (b >= 0xF8) {  // real-time bytes may come anywhere, inside a sysex too
+        realtime_in(b, at);
+        return;
+    }
+    if (b == 0xF0) {
+        if (in_sysex_) sysex_end(false);
+        running_status_ = 0;
+        sysex_begin(at);
+        return;
+    }
+    if (b == 0xF7) {
+        if (in_sysex_) {
+            sysex_byte(0xF7);
+            sysex_end(true);
+        }
+        return;
+    }
+    if (b >= 0x80) {
+        // Any other status ends an unfinished sysex.
+        if (in_sysex_) sysex_end(false);
+        running_status_ = b;
+        data_count_ = 0;
+        if (data_bytes(b) == 0) {
+            input_short(b, 0, 0, 1, at);
+            running_status_ = 0;
+        }
+        return;
+    }
+    if (in_sysex_) {
+        sysex_byte(b);
+        return;
+    }
+    if (running_status_ == 0) return;  // stray data byte
+    data_[data_count_++] = b;
+    if (data_count_ < data_bytes(running_status_)) return;
+    const std::uint8_t status = running_status_;
+    input_short(status, data_[0], data_count_ > 1 ? data_[1] : 0, 1 + data_count_, at);
+    data_count_ = 0;
+    if (status >= 0xF0) running_status_ = 0;  // system common cancels running status
+}
+
+void player::realtime_in(std::uint8_t b, std::int64_t at) {
+    dll_data& d = d_;
+    if (!d.external_sync) return;
+    switch (b) {
+        case 0xFA:
+            shared_store(d.external_start, 1);
+            last_clock_at_ = 0;
+            break;
+        case 0xFB:
+            shared_store(d.external_continue, 1);
+            last_clock_at_ = 0;
+            break;
+        case 0xFC:
+            shared_store(d.external_stop, 1);
+            break;
+        case 0xF8: {
+            d.external_seen = 1;
+            if (last_clock_at_ != 0 && at > last_clock_at_) {
+                // 24 clocks to the beat.
+                const std::int64_t bpm = (60'000'000 + 12 * (at - last_clock_at_)) / (24 * (at - last_clock_at_));
+                shared_store(d.external_tempo, static_cast<std::int32_t>(bpm));
+            }
+            last_clock_at_ = at;
+            if (shared_load(d.stopped) == 0) {
+                if (!was_running_) {
+                    resume(at);
+                    was_running_ = true;
+                }
+                advance_ticks(8, at);
+            }
+            break;
+        }
+        default:
+            break;  // active sensing and the rest are not passed on
+    }
+}
+
+void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
+    dll_data& d = d_;
+    if (status >= 0xF0) {
+        // A Song Position Pointer under external sync: the UI thread locates there.
+        if (status == 0xF2 && d.external_sync)
+            post(msg_locate, 0, song_start + (d1 | (d2 << 7)) * 48);
+        return;
+    }
+    const std::uint8_t type = status & 0xF0;
+    // Input filters remove a kind of message from everything the engine stores and passes on.
+    if ((type == 0x80 || type == 0x90) && d.filter_notes) return;
+    if (type == 0xA0 && d.filter_poly_press) return;
+    if (type == 0xC0 && d.filter_program) return;
+    if (type == 0xD0 && d.filter_channel_press) return;
+    if (type == 0xE0 && d.filter_pitch_wheel) return;
+    if (type == 0xB0 && (d1 == static_cast<std::uint8_t>(d.filter_controller_from) ||
+                         d1 == static_cast<std::uint8_t>(d.filter_controller_to)))
+        return;
+    if (type == 0xB0 && d.remap_on && d1 == d.remap_from) d1 = d.remap_to & 0x7F;
+
+    if (type == 0x90 && d2 > 0) shared_store(d.input_activity, d2);
+    if (d.midi_thru && (status & 0x0F) != static_cast<std::uint8_t>(d.thru_off_channel))
+        thru(status, d1, d2, size, at);
+    if (d.step_input_on) step_input(status, d1, d2);
+
+    if (d.record_enable && d.input_armed && !d.internal_record) {
+        midi_event e = midi_event::make(status, d1, d2, record_stamp());
+        if (record(e)) shared_store(d.take_has_data, 1);
+    }
+}
+
+void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
+    dll_data& d = d_;
+    const std::uint8_t type = status & 0xF0;
+    const std::uint8_t ch = d.thru_channel < 16 ? d.thru_channel : (status & 0x0F);
+    const int port = d.thru_port & 3;
+    const bool off = type == 0x80 || (type == 0x90 && d2 == 0);
+    if (type == 0x90 && !off) {
+        const std::uint8_t key = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
+        int x = d2 - 64;
+        const auto comp = static_cast<std::int8_t>(d.thru_compress);
+        if (comp == 5)
+            x = 0;
+        else if (comp > 0)
+            x >>= comp;
+        else if (comp < 0)
+            x *= 2;
+        const auto vel = static_cast<std::uint8_t>(std::clamp(x + 64 + d.thru_velocity, 1, 127));
+        send(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, at);
+        if (thru_count_ < 128) thru_notes_[thru_count_++] = {static_cast<std::uint8_t>(port), ch, key};
+        return;
+    }
+    if (off) {
+        const std::uint8_t key = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
+        for (int i = 0; i < thru_count_; ++i) {
+            if (thru_notes_[i].key == key && thru_notes_[i].channel == ch && thru_notes_[i].port == port) {
+                thru_notes_[i] = thru_notes_[--thru_count_];
+                break;
+            }
+        }
+        send(port, static_cast<std::uint8_t>(type | ch), key, d2, 3, at);
+        return;
+    }
+    if (type == 0xA0) d1 = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
+    send(port, static_cast<std::uint8_t>(type | ch), d1, d2, size, at);
+}
+
+void player::step_input(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
+    dll_data& d = d_;
+    const std::uint8_t type = status & 0xF0;
+    if (type == 0x90 && d2 > 0) {
+        // A new chord begins with the first key pressed after all were up.
+        if (d.step_notes_held == 0 && !shared_load(d.step_chord_ready)) d.step_chord_count = 0;
+        if (d.step_chord_count < 50) {
+            d.step_chord[d.step_chord_count] = midi_event::make(status, d1, d2, d.step_position);
+            d.step_chord_count = static_cast<std::int16_t>(d.step_chord_count + 1);
+        }
+        d.step_notes_held = static_cast<std::int16_t>(d.step_notes_held + 1);
+    } else if (type == 0x80 || type == 0x90) {
+        if (d.step_notes_held > 0) d.step_notes_held = static_cast<std::int16_t>(d.step_notes_held - 1);
+        if (d.step_notes_held == 0 && d.step_chord_count > 0) {
+            d.step_chord_position = d.step_position;
+            shared_store(d.step_chord_ready, 1);
+        }
+    } else if (type == 0xB0 && d1 == 64 && d2 >= 64 && d.step_notes_held == 0) {
+        // A rest is asked for with the sustain pedal pressed while no key is down.
+        shared_store(d.step_rest_ready, 1);
+    }
+}
+
+std::int32_t player::record_stamp() const {
+    return std::clamp(d_.position - d_.record_offset, 0, last_position);
+}
+
+ref32 player::record_slot() {
+    dll_data& d = d_;
+    const ref32 c = d.record_cursor;
+    if (take_full_ || c == null_ref || store_.status(c) == st::forward_link) {
+        take_full_ = true;
+        return null_ref;
+    }
+    // Step on; a block is entered only if another free block lies beyond it, so the last free
+    // block is never written.
+    ref32 n = c + 6;
+    if (store_.status(n) == st::forward_link) {
+        const ref32 nb = store_.link(n);
+        if (nb != null_ref && store_.link(event_store::forward_link(nb)) != null_ref) {
+            shared_store(d.record_block, nb);
+            n = event_store::first_slot(nb);
+        }
+    }
+    shared_store(d.record_cursor, n);
+    return c;
+}
+
+bool player::record(const midi_event& e) {
+    const ref32 r = record_slot();
+    if (r == null_ref) return false;
+    store_.at(r) = e;
+    return true;
+}
+
+void player::sysex_begin(std::int64_t) {
+    dll_data& d = d_;
+    in_sysex_ = true;
+    sysex_index_ = 0;
+    sysex_recording_ = false;
+    if (d.filter_sysex || !d.record_enable || !d.input_armed || d.internal_record) return;
+    sysex_head_ = record_slot();
+    if (sysex_head_ == null_ref) return;
+    store_.at(sysex_head_) = midi_event::make(st::sysex, 0, 0, record_stamp());
+    sysex_recording_ = true;
+    shared_store(d.sysex_open, 1);
+    shared_store(d.take_has_data, 1);
+}
+
+void player::sysex_byte(std::uint8_t b) {
+    if (!sysex_recording_) return;
+    dll_data& d = d_;
+    if (sysex_index_ < 2) {
+        store_.at(sysex_head_).b[sysex_index_] = b;
+    } else {
+        const int k = (sysex_index_ - 2) % 6;
+        if (k == 0) {
+            sysex_record_ = record_slot();
+            if (sysex_record_ == null_ref) {
+                sysex_recording_ = false;  // no room: the take keeps sysex_open and is refused
+                return;
+            }
+            store_.at(sysex_record_) = midi_event{};
+        }
+        store_.at(sysex_record_).b[k] = b;
+    }
+    ++sysex_index_;
+    shared_store(d.sysex_bytes, static_cast<std::int16_t>(std::min(sysex_index_, 32767)));
+}
+
+void player::sysex_end(bool complete) {
+    dll_data& d = d_;
+    if (sysex_recording_) {
+        // A message cut short by another status is closed so the record stays whole.
+        if (!complete) sysex_byte(0xF7);
+        if (sysex_recording_) {
+            shared_store(d.sysex_chunks, d.sysex_chunks + 1);
+            shared_store(d.sysex_open, 0);
+        }
+    }
+    in_sysex_ = false;
+    sysex_recording_ = false;
+    sysex_index_ = 0;
+}
+
+void player::punch(std::int32_t pos) {
+    dll_data& d = d_;
+    if (!d.punch_on || !d.recording) return;
+    const bool inside = pos >= d.left_locator && pos < d.right_locator;
+    track_slot& t = slot(std::clamp<int>(d.record_pattern, 0, 16), std::clamp<int>(d.punch_track, 0, 31));
+    if (inside && !d.punched_in) {
+        t.mute = 1;
+        shared_store(d.punched_in, 1);
+        shared_store(d.record_enable, 1);
+        shared_store(d.engine_request, 1);
+    } else if (!inside && d.punched_in && pos >= d.right_locator && d.record_enable) {
+        shared_store(d.record_enable, 0);
+        shared_store(d.engine_request, 2);
+    }
+}
+
+void player::advance_ticks(int ticks, std::int64_t at) {
+    dll_data& d = d_;
+    std::int64_t goal = (std::int64_t{static_cast<std::uint32_t>(d.fine_position)} >> 12 << 12) +
+                        (std::int64_t{ticks} << 12);
+    for (int guard = 0; guard < 64 && !hold_; ++guard) {
+        const std::int32_t pos = d.position;
+        pending_at(pos, at);
+        if (hold_) break;
+        const std::int64_t fine = static_cast<std::uint32_t>(d.fine_position);
+        if (fine >= goal) break;
+        span s{fine, at, 1, 1, at, true};
+        const limit lim = next_limit(pos);
+        const std::int64_t lim_fine = std::int64_t{lim.pos} << 12;
+        if (goal >= lim_fine) {
+            play_tracks(s, pos, lim.pos, false);
+            beats_and_clock(s, lim.pos, false);
+            set_position(lim_fine);
+            const std::int64_t rest = goal - lim_fine;
+            at_limit(lim, at);
+            goal = std::int64_t{static_cast<std::uint32_t>(d.fine_position)} + rest;
+            continue;
+        }
+        const auto to = static_cast<std::int32_t>(goal >> 12);
+        play_tracks(s, pos, to, true);
+        beats_and_clock(s, to, true);
+        set_position(goal);
+        punch(to);
+        break;
+    }
+    last_us_ = at;
+}
+
+void player::mixer_rows(std::int64_t at) {
+    dll_data& d = d_;
+    const int p = shared_load(d.mixer_send_port);
+    if (p < 0 || p > 3) return;
+    mixer_port& m = d.mixer[p];
+    for (int c = 0; c < 16; ++c) {
+        const auto ch = static_cast<std::uint8_t>(c);
+        auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
+            if (view[c] == sent[c]) return;
+            send(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
+            sent[c] = view[c];
+        };
+        control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
+        control(m.pan_view, m.pan_sent, 10);
+        control(m.reverb_view, m.reverb_sent, 91);
+        control(m.chorus_view, m.chorus_sent, 93);
+        const bool bank = m.bank_view[c] != m.bank_sent[c];
+        if (bank) {
+            const int v = std::clamp<int>(m.bank_view[c], 0, 16383);
+            send(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
+            send(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
+            m.bank_sent[c] = m.bank_view[c];
+        }
+        // A program follows its bank, so a new bank always takes a program with it.
+        if (bank || m.program_view[c] != m.program_sent[c]) {
+            send(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
+            m.program_sent[c] = m.program_view[c];
+        }
+    }
+}
+
+void player::mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
+    dll_data& d = d_;
+    mixer_port& m = d.mixer[port];
+    const int c = status & 0x0F;
+    const std::uint8_t type = status & 0xF0;
+    auto set = [&](std::int16_t* play, std::int16_t* sent, int v) {
+        play[c] = static_cast<std::int16_t>(v);
+        sent[c] = static_cast<std::int16_t>(v);
+        shared_store(d.mixer_changed, static_cast<std::uint16_t>(d.mixer_changed | (1u << port)));
+    };
+    if (type == 0x90 && d2 > 0) {
+        d.mixer_lamps[port].note_seen[c] = 1;
+    } else if (type == 0xC0) {
+        set(m.program_play, m.program_sent, d1);
+    } else if (type == 0xB0) {
+        if (d1 == d.mixer_define_controller) set(m.fader_play, m.fader_sent, d2);
+        else if (d1 == 10) set(m.pan_play, m.pan_sent, d2);
+        else if (d1 == 91) set(m.reverb_play, m.reverb_sent, d2);
+        else if (d1 == 93) set(m.chorus_play, m.chorus_sent, d2);
+        else if (d1 == 0) set(m.bank_play, m.bank_sent, (d2 << 7) | (m.bank_play[c] & 0x7F));
+        else if (d1 == 32) set(m.bank_play, m.bank_sent, (m.bank_play[c] & ~0x7F) | d2);
+    }
+}
+
+}  // namespace kestrune

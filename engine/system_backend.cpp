@@ -1,0 +1,94 @@
+#include "engine/system_backend.h"
+
+#include "engine/alsa_backend.h"
+#include "engine/jack_backend.h"
+
+namespace kestrune {
+
+namespace {
+
+std::vector<system_backend::system> machine_systems() {
+    std::vector<system_backend::system> s;
+    s.push_back({"ALSA: ", std::make_unique<alsa_backend>()});
+    s.push_back({"JACK: ", std::make_unique<jack_backend>()});
+    return s;
+}
+
+}  // namespace
+
+system_backend::system_backend() : system_backend(machine_systems()) {}
+
+system_backend::system_backend(std::vector<system> systems) : systems_(std::move(systems)) {
+    for (auto& o : owner_) o.store(-1);
+}
+
+system_backend::~system_backend() {
+    for (int p = 0; p < output_ports; ++p) close_output(p);
+    close_input();
+}
+
+std::vector<std::string> system_backend::merge(std::vector<system>& systems,
+                                               std::vector<place>& places, bool outputs) {
+    std::vector<std::string> names;
+    places.clear();
+    for (std::size_t s = 0; s < systems.size(); ++s) {
+        midi_backend& b = *systems[s].backend;
+        const std::vector<std::string> list = outputs ? b.output_devices() : b.input_devices();
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            names.push_back(systems[s].mark + list[i]);
+            places.push_back({static_cast<int>(s), static_cast<int>(i)});
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> system_backend::output_devices() { return merge(systems_, outputs_, true); }
+
+std::vector<std::string> system_backend::input_devices() { return merge(systems_, inputs_, false); }
+
+bool system_backend::open_output(int port, int device) {
+    if (port < 0 || port >= output_ports) return false;
+    close_output(port);
+    if (device < 0 || device >= static_cast<int>(outputs_.size())) return false;
+    const place at = outputs_[static_cast<std::size_t>(device)];
+    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_output(port, at.device)) return false;
+    owner_[port].store(at.system, std::memory_order_release);
+    return true;
+}
+
+void system_backend::close_output(int port) {
+    if (port < 0 || port >= output_ports) return;
+    const int s = owner_[port].exchange(-1);
+    if (s >= 0) systems_[static_cast<std::size_t>(s)].backend->close_output(port);
+}
+
+int system_backend::owner(int port) const {
+    return port >= 0 && port < output_ports ? owner_[port].load(std::memory_order_acquire) : -1;
+}
+
+bool system_backend::output_open(int port) const {
+    const int s = owner(port);
+    return s >= 0 && systems_[static_cast<std::size_t>(s)].backend->output_open(port);
+}
+
+bool system_backend::open_input(int device, midi_input_sink* sink) {
+    close_input();
+    if (device < 0 || device >= static_cast<int>(inputs_.size())) return false;
+    const place at = inputs_[static_cast<std::size_t>(device)];
+    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_input(at.device, sink)) return false;
+    input_owner_ = at.system;
+    return true;
+}
+
+void system_backend::close_input() {
+    if (input_owner_ >= 0) systems_[static_cast<std::size_t>(input_owner_)].backend->close_input();
+    input_owner_ = -1;
+}
+
+void system_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
+    // Each system guards its own ports against a close that races with this send.
+    const int s = owner(port);
+    if (s >= 0) systems_[static_cast<std::size_t>(s)].backend->send(port, bytes, n, due_us);
+}
+
+}  // namespace kestrune

@@ -1,0 +1,59 @@
+// The device list the user sees: every MIDI system of the machine merged, each name marked by its
+// system ("ALSA: ...", "JACK: ..."), each port routed to the system of the device chosen for it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/midi_backend.h"
+
+namespace kestrune {
+
+class system_backend final : public midi_backend {
+public:
+    struct system {
+        std::string mark;  // put before each device name, e.g. "ALSA: "
+        std::unique_ptr<midi_backend> backend;
+    };
+
+    // The ALSA sequencer and JACK; a system that is not there lists nothing.
+    system_backend();
+    explicit system_backend(std::vector<system> systems);
+    ~system_backend() override;
+    system_backend(const system_backend&) = delete;
+    system_backend& operator=(const system_backend&) = delete;
+
+    std::vector<std::string> output_devices() override;
+    std::vector<std::string> input_devices() override;
+    // Device numbers index the lists as last returned. A port moves from one system to another by
+    // closing it on the first, which plays what is queued there, before opening it on the second.
+    bool open_output(int port, int device) override;
+    void close_output(int port) override;
+    bool output_open(int port) const override;
+    bool open_input(int device, midi_input_sink* sink) override;
+    void close_input() override;
+    void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+
+    midi_backend& part(std::size_t i) { return *systems_[i].backend; }
+    std::size_t parts() const { return systems_.size(); }
+    // The system port A to D sends to, -1 when the port is closed.
+    int owner(int port) const;
+
+private:
+    struct place {
+        int system;
+        int device;  // in that system's own list
+    };
+    static std::vector<std::string> merge(std::vector<system>& systems, std::vector<place>& places,
+                                          bool outputs);
+
+    std::vector<system> systems_;
+    std::vector<place> outputs_;
+    std::vector<place> inputs_;
+    std::atomic<int> owner_[output_ports];
+    int input_owner_ = -1;
+};
+
+}  // namespace kestrune
