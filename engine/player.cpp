@@ -404,6 +404,17 @@ void player::seat_group(int, int pattern, std::int32_t* positions, std::int32_t 
 void player::cycle_jump(std::int64_t at) {
     dll_data& d = d_;
     all_notes_off(at);
+    const bool passes = d.cycle_recording && d.recording;
+    if (passes) {
+        close_pass();
+        // The passes play back from the left locator on the following rounds.
+        const std::int32_t local = d.left_locator - d.record_offset;
+        for (int t = 0; t < tracks_per_pattern; ++t) {
+            track_slot& s = slot(take_pattern, t);
+            take_positions_[t] = local;
+            if (s.in_use) s.play = store_.find_at_position(s.first, local, no_loop);
+        }
+    }
     const auto* step = a_.at<song_step>(d.cycle_step_ptr);
     const int pattern = d.song_mode ? std::clamp<int>(step->pattern, 0, 15) : std::clamp<int>(d.display_pattern, 0, 16);
     for (int t = 0; t < tracks_per_pattern; ++t) {
@@ -453,6 +464,8 @@ void player::play_tracks(const span& s, std::int32_t from, std::int32_t to, bool
     if (song)
         play_group(s, parallel, parallel_pattern, d.parallel_track_position, d.parallel_enable, 0,
                    steps[parallel_step].transpose, from, to, inclusive);
+    if (d.cycle_recording && d.recording)
+        play_group(s, take, take_pattern, take_positions_, d.take_enable, 0, 0, from, to, inclusive);
 }
 
 void player::play_group(const span& s, int g, int pattern, std::int32_t* positions,

@@ -130,6 +130,8 @@ private:
     void sysex_end(bool complete);
     void advance_ticks(int ticks, std::int64_t at);
     void punch(std::int32_t pos);
+    // Closes the pass of a cycle take into the next free slot of the working pattern.
+    void close_pass();
     // The record area: one record at record_cursor; false when the take has no room left.
     bool record(const midi_event& e);
     ref32 record_slot();
@@ -190,6 +192,9 @@ private:
     };
     thru_note thru_notes_[128];
     int thru_count_ = 0;
+
+    // Local positions of the working pattern's passes during a cycle take.
+    std::int32_t take_positions_[32] = {};
 
     // External clock.
     std::int64_t last_clock_at_ = 0;

@@ -321,6 +321,34 @@ void player::sysex_end(bool complete) {
     sysex_index_ = 0;
 }
 
+void player::close_pass() {
+    dll_data& d = d_;
+    const int i = d.cycle_passes;
+    if (i >= 31) return;  // slot 31 belongs to the finished take
+    const ref32 first = d.record_write;
+    const ref32 c = d.record_cursor;
+    if (c == first || c == null_ref || sysex_recording_) return;  // nothing played this round
+    if (store_.status(c) == st::forward_link) return;
+    const ref32 next = store_.link(event_store::forward_link(d.record_block));
+    if (next == null_ref || store_.link(event_store::forward_link(next)) == null_ref) return;
+    midi_event& end = store_.at(c);
+    std::memset(end.b, 0, 4);
+    end.set_status(st::end);
+    // Cut the pass off the record area; its blocks are counted when the take is stored.
+    store_.set_link(next, null_ref);
+    store_.set_link(event_store::forward_link(d.record_block), null_ref);
+    d.record_first_block = next;
+    d.record_block = next;
+    d.record_write = event_store::first_slot(next);
+    d.record_cursor = d.record_write;
+    track_slot& s = slot(take_pattern, i);
+    s.first = s.play = first;
+    s.blocks = 0;
+    shared_store(s.in_use, 1);
+    shared_store(d.cycle_pass_mask, static_cast<std::int16_t>(d.cycle_pass_mask | (1 << (i & 15))));
+    shared_store(d.cycle_passes, static_cast<std::uint8_t>(i + 1));
+}
+
 void player::punch(std::int32_t pos) {
     dll_data& d = d_;
     if (!d.punch_on || !d.recording) return;

@@ -218,3 +218,44 @@ TEST_F(Input, PortsOpenFromTheSettingsAndAFailedDeviceLeavesItsPortClosed) {
 
 }  // namespace
 }  // namespace kestrune
+
+namespace kestrune {
+namespace {
+
+TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
+    dll_data& d = t->d;
+    d.left_locator = 3072;
+    d.right_locator = 3072 + 768;
+    d.cycle_on = 1;
+    d.cycle_recording = 1;
+    for (int i = 0; i < 32; ++i) t->slot(take_pattern, i).port = 1;
+    arm_take(3072);
+    feed({0x90, 60, 100}, ms_of(96));
+    feed({0x80, 60, 0}, ms_of(96));
+    // Round two: the first pass is closed and plays back on port B while a second is played.
+    t.midi.clear();
+    t.clk.advance_us(static_cast<std::int64_t>(ms_of(768 - 192 + 96) * 1000));
+    t.eng.run_until(t.clk.now_us());
+    EXPECT_EQ(d.cycle_passes, 1);
+    EXPECT_EQ(d.cycle_pass_mask, 1);
+    const track_slot& pass = t->slot(take_pattern, 0);
+    ASSERT_EQ(pass.in_use, 1);
+    EXPECT_EQ(t->store().count_records(pass.first), 2);
+    std::vector<capture_backend::message> m;
+    for (const auto& x : t.midi.messages())
+        if ((x.bytes[0] & 0x0F) != 9) m.push_back(x);  // the click sounds on channel 10 meanwhile
+    ASSERT_EQ(m.size(), 1u);
+    EXPECT_EQ(m[0].port, 1);
+    EXPECT_EQ(m[0].bytes[1], 60);
+    feed({0x90, 62, 100});
+    feed({0x80, 62, 0}, 10);
+    // An empty round adds no pass.
+    t.clk.advance_us(static_cast<std::int64_t>(ms_of(768 * 2) * 1000));
+    t.eng.run_until(t.clk.now_us());
+    EXPECT_EQ(d.cycle_passes, 2);
+    EXPECT_EQ(d.cycle_pass_mask, 3);
+    EXPECT_EQ(testing::check_chain(t->store(), t->slot(take_pattern, 1).first), "");
+}
+
+}  // namespace
+}  // namespace kestrune
