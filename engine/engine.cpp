@@ -44,6 +44,16 @@ bool engine::poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) {
     return true;
 }
 
+void engine::send_now(int port, const std::uint8_t* bytes, std::size_t n) {
+    if (thread_.joinable()) {
+        player_->queue_send(port, bytes, n);
+        sem_post(static_cast<sem_t*>(wake_));
+    } else {
+        player_->queue_send(port, bytes, n);
+        player_->process(clock_->now_us());
+    }
+}
+
 namespace {
 
 // Capability records keep the old sizes with the name at +8; a longer name is cut for the record.

@@ -47,6 +47,7 @@ public:
 
     player& playback() { return *player_; }
     bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) override;
+    void send_now(int port, const std::uint8_t* bytes, std::size_t n) override;
 
     // Device lists from the backend into the caps arrays; full names are kept beside.
     void enumerate_devices();

@@ -1,6 +1,7 @@
 // What the application needs of the engine: its block, its arena and the request service.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "engine/dll_data.h"
@@ -33,6 +34,9 @@ public:
     // The next message for the UI thread (id 0x402 add buffer, 0x403 locate, 0x404 error);
     // false when there is none.
     virtual bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) = 0;
+    // Sends a short message on a port at once, from the UI thread (clock start and stop, song
+    // position pointer); nothing goes to a port that is not open.
+    virtual void send_now(int port, const std::uint8_t* bytes, std::size_t n) = 0;
 };
 
 }  // namespace kestrune

@@ -185,6 +185,7 @@ void player::serve_requests(std::int64_t now_us) {
 }
 
 void player::process(std::int64_t now_us) {
+    drain_ui_sends(now_us);
     serve_requests(now_us);
     mixer_rows(now_us);
     if (click_off_due_ != never && now_us >= click_off_due_) {
@@ -203,6 +204,10 @@ void player::process(std::int64_t now_us) {
     if (hold_ || d_.external_sync) {
         // Under external sync the clock input moves the position, not the time.
         if (!d_.external_sync) last_us_ = now_us;
+        if (d_.external_sync && pending_clocks_ > 0 && !hold_) {
+            advance_ticks(8 * pending_clocks_, now_us);
+            pending_clocks_ = 0;
+        }
         drain_input(false);
         return;
     }

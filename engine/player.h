@@ -50,6 +50,8 @@ public:
         wake_ = wake;
         wake_arg_ = arg;
     }
+    // A short message from the UI thread, sent at the engine's next turn.
+    void queue_send(int port, const std::uint8_t* bytes, std::size_t n);
     // Takes the next message for the UI thread; false when there is none.
     bool next_message(engine_message& m);
 
@@ -196,8 +198,19 @@ private:
     // Local positions of the working pattern's passes during a cycle take.
     std::int32_t take_positions_[32] = {};
 
-    // External clock.
+    // External clock; clocks after a Start or Continue are counted until the transport runs.
     std::int64_t last_clock_at_ = 0;
+    bool external_armed_ = false;
+    int pending_clocks_ = 0;
+
+    // Short messages from the UI thread.
+    struct ui_send {
+        std::uint8_t port, n, bytes[3];
+    };
+    static constexpr std::size_t ui_ring_size = 256;
+    ui_send ui_sends_[ui_ring_size];
+    std::atomic<std::size_t> ui_head_{0}, ui_tail_{0};
+    void drain_ui_sends(std::int64_t at);
 
     // Messages for the UI thread.
     static constexpr std::size_t message_ring_size = 256;

@@ -62,6 +62,27 @@ void player::post(int id, std::int32_t w, std::int32_t l) {
     message_head_.store(next, std::memory_order_release);
 }
 
+void player::queue_send(int port, const std::uint8_t* bytes, std::size_t n) {
+    const std::size_t head = ui_head_.load(std::memory_order_relaxed);
+    const std::size_t next = (head + 1) % ui_ring_size;
+    if (next == ui_tail_.load(std::memory_order_acquire) || n == 0) return;
+    ui_send& u = ui_sends_[head];
+    u.port = static_cast<std::uint8_t>(port & 3);
+    u.n = static_cast<std::uint8_t>(std::min<std::size_t>(n, 3));
+    std::memcpy(u.bytes, bytes, u.n);
+    ui_head_.store(next, std::memory_order_release);
+}
+
+void player::drain_ui_sends(std::int64_t at) {
+    std::size_t tail = ui_tail_.load(std::memory_order_relaxed);
+    while (tail != ui_head_.load(std::memory_order_acquire)) {
+        const ui_send& u = ui_sends_[tail];
+        send(u.port, u.bytes[0], u.n > 1 ? u.bytes[1] : 0, u.n > 2 ? u.bytes[2] : 0, u.n, at);
+        tail = (tail + 1) % ui_ring_size;
+        ui_tail_.store(tail, std::memory_order_release);
+    }
+}
+
 bool player::next_message(engine_message& m) {
     const std::size_t tail = message_tail_.load(std::memory_order_relaxed);
     if (tail == message_head_.load(std::memory_order_acquire)) return false;
@@ -119,13 +140,19 @@ void player::realtime_in(std::uint8_t b, std::int64_t at) {
         case 0xFA:
             shared_store(d.external_start, 1);
             last_clock_at_ = 0;
+            external_armed_ = true;
+            pending_clocks_ = 0;
             break;
         case 0xFB:
             shared_store(d.external_continue, 1);
             last_clock_at_ = 0;
+            external_armed_ = true;
+            pending_clocks_ = 0;
             break;
         case 0xFC:
             shared_store(d.external_stop, 1);
+            external_armed_ = false;
+            pending_clocks_ = 0;
             break;
         case 0xF8: {
             d.external_seen = 1;
@@ -140,7 +167,10 @@ void player::realtime_in(std::uint8_t b, std::int64_t at) {
                     resume(at);
                     was_running_ = true;
                 }
-                advance_ticks(8, at);
+                advance_ticks(8 * (1 + pending_clocks_), at);
+                pending_clocks_ = 0;
+            } else if (external_armed_) {
+                ++pending_clocks_;
             }
             break;
         }

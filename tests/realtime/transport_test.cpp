@@ -1,0 +1,290 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "realtime/transport.h"
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+class Transport : public ::testing::Test {
+protected:
+    testing::test_program t;
+    transport tr{*t};
+
+    void add(int pattern, int track, std::vector<midi_event> events) {
+        const event_store& s = t->store();
+        track_slot& sl = t->slot(pattern, track);
+        if (!sl.in_use) {
+            sl.first = sl.play = s.new_empty_chain();
+            sl.in_use = 1;
+            sl.blocks = 1;
+        }
+        for (const midi_event& e : events) {
+            ref32 end = s.chain_end(sl.first);
+            int took = s.insert_record(end);
+            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+            t->d.free_blocks -= took;
+            s.at(end) = e;
+        }
+        s.sort_chain(sl.first);
+    }
+    static midi_event ev(int status, int d1, int d2, std::int32_t pos) {
+        return midi_event::make(static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(d1),
+                                static_cast<std::uint8_t>(d2), pos);
+    }
+    void run_ms(int ms) {
+        t.clk.advance_us(ms * 1000);
+        t.eng.run_until(t.clk.now_us());
+    }
+    std::vector<std::vector<int>> sent(int port = 0) {
+        std::vector<std::vector<int>> v;
+        for (const auto& m : t.midi.messages())
+            if (m.port == port) {
+                std::vector<int> b(m.bytes, m.bytes + m.size);
+                v.push_back(b);
+            }
+        return v;
+    }
+    void clock_out_on_a() {
+        t->d.sync_out = 1;
+        t->d.sync_out_ports[0] = 1;
+    }
+};
+
+TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndContinue) {
+    clock_out_on_a();
+    t->d.position = 20000;
+    tr.play();
+    EXPECT_EQ(t->d.position, song_start);  // pattern mode plays from 3072, not from where it stood
+    EXPECT_EQ(t->d.stopped, 0);
+    EXPECT_EQ(tr.waited_ms, 100);
+    auto v = sent();
+    ASSERT_FALSE(v.empty());
+    EXPECT_EQ(v.back(), std::vector<int>{0xFA});
+    EXPECT_EQ(t->d.spp_delay, 0);
+    // With the cycle on, play starts at the left locator: pointer, then Continue, 200 ms of waits.
+    tr.stop();
+    t.midi.clear();
+    tr.waited_ms = 0;
+    t->d.cycle_on = 1;
+    t->d.left_locator = song_start + 768 + 10;
+    t->d.right_locator = song_start + 4 * 768;
+    tr.play();
+    EXPECT_EQ(t->d.position, song_start + 778);
+    v = sent();
+    ASSERT_EQ(v.size(), 2u);
+    const int spp = 778 / 48 + 1;
+    EXPECT_EQ(v[0], (std::vector<int>{0xF2, spp & 0x7F, spp >> 7}));
+    EXPECT_EQ(v[1], std::vector<int>{0xFB});
+    EXPECT_EQ(t->d.spp_delay, 48 - 778 % 48);
+    EXPECT_EQ(tr.waited_ms, 200);
+    // Clock output lines up with the pointer: the first clock falls on its sixteenth.
+    t.midi.clear();
+    run_ms(200);
+    auto clocks = sent();
+    ASSERT_FALSE(clocks.empty());
+    EXPECT_EQ(clocks[0], std::vector<int>{0xF8});
+}
+
+TEST_F(Transport, PointerBeforeTheSongStartIsZeroWithADelay) {
+    clock_out_on_a();
+    tr.song_position_pointer(3000);
+    EXPECT_EQ(sent().back(), (std::vector<int>{0xF2, 0, 0}));
+    EXPECT_EQ(t->d.spp_delay, 72);
+    tr.song_position_pointer(song_start);
+    EXPECT_EQ(t->d.spp_delay, 0);
+}
+
+TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
+    tr.play();
+    run_ms(500);
+    const std::int32_t there = t->d.position;
+    EXPECT_GT(there, song_start + 150);
+    tr.stop();
+    EXPECT_EQ(t->d.stopped, 1);
+    EXPECT_EQ(t->d.position, there);
+    tr.pause();  // continue where it stood
+    EXPECT_EQ(t->d.stopped, 0);
+    EXPECT_EQ(t->d.position, there);
+    run_ms(500);
+    tr.pause();
+    EXPECT_EQ(t->d.stopped, 1);
+    EXPECT_TRUE(tr.buttons.pause);
+    EXPECT_GT(t->d.position, there);
+    tr.stop();
+    tr.stop();
+    EXPECT_EQ(t->d.position, song_start);
+}
+
+TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
+    t->d.song_mode = 1;
+    t->d.current_step = 2;
+    set_step_pickup(*t, 2, 768 + 384);  // a bar and a half
+    tr.rewind(0);
+    EXPECT_EQ(t->d.position, t->step_start(2) - 2 * 768);
+    EXPECT_EQ(t->d.current_step, 1);  // the locate lands in the step before, ahead of the pickup
+    tr.rewind(1);                      // Stop's rewind on the main screen goes to step 0
+    EXPECT_EQ(t->d.position, song_start);
+}
+
+TEST_F(Transport, ChaseSendsTheLastValuesBeforeThePositionAndNothingOlder) {
+    add(0, 0, {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10), ev(0xB0, 0, 2, song_start + 20),
+               ev(0xC0, 9, 0, song_start + 400), ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 0, 70, song_start + 600),
+               ev(0xB0, 7, 20, song_start + 2000), ev(0xD0, 50, 0, song_start + 700), ev(0xB0, 1, 9, song_start + 800)});
+    t->slot(0, 0).channel = 16;
+    t->slot(0, 0).port = 2;
+    add(0, 1, {ev(0xC1, 44, 0, song_start)});
+    t->slot(0, 1).mute = 1;  // muted tracks are not chased
+    t->app.chase_events = true;
+    t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) { tr.chase_events(p, step, pattern); };
+    t.midi.clear();
+    locate(*t, song_start + 1000);
+    t.eng.run_until(t.clk.now_us());
+    auto v = sent(2);
+    // Bank, program, volume, then the wheel; the later volume at 2000 is not yet due.
+    ASSERT_EQ(v.size(), 4u);
+    EXPECT_EQ(v[0], (std::vector<int>{0xB0, 0, 2}));
+    EXPECT_EQ(v[1], (std::vector<int>{0xC0, 9}));
+    EXPECT_EQ(v[2], (std::vector<int>{0xB0, 7, 60}));
+    EXPECT_EQ(v[3], (std::vector<int>{0xE0, 0, 70}));
+    EXPECT_TRUE(sent(0).empty());
+}
+
+TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
+    add(0, 0, {ev(0x90, 60, 100, song_start + 10)});
+    add(0, 1, {ev(0x91, 62, 100, song_start + 10)});
+    t->d.current_track = 1;
+    tr.toggle_solo();
+    tr.play();
+    run_ms(100);
+    auto v = sent();
+    ASSERT_EQ(v.size(), 1u);
+    EXPECT_EQ(v[0][0], 0x91);
+    t->d.current_track = 0;
+    tr.solo_follows_track();
+    EXPECT_EQ(t->d.track_enable[0], 1);
+    EXPECT_EQ(t->d.track_enable[1], 0);
+    tr.toggle_solo();
+    for (int i = 0; i < 32; ++i) EXPECT_EQ(t->d.track_enable[i], 1);
+}
+
+TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
+    clock_out_on_a();
+    tr.play();
+    run_ms(300);
+    tr.memory_position_key(1, true);  // store where it stands
+    const std::int32_t stored = tr.memory_positions[1];
+    run_ms(300);
+    t.midi.clear();
+    tr.waited_ms = 0;
+    tr.memory_position_key(1, false);
+    EXPECT_EQ(t->d.stopped, 0);
+    auto v = sent();
+    ASSERT_GE(v.size(), 3u);
+    EXPECT_EQ(v[0], std::vector<int>{0xFC});
+    const int spp = (stored - song_start) / 48 + 1;
+    EXPECT_EQ(v[1], (std::vector<int>{0xF2, spp & 0x7F, spp >> 7}));
+    EXPECT_EQ(v[2], std::vector<int>{0xFB});
+    EXPECT_EQ(tr.waited_ms, 20 + 100 + 200);
+    EXPECT_EQ(t->d.position, stored);
+}
+
+TEST_F(Transport, CycleAndPunchExcludeEachOtherAndAreRefusedDuringATake) {
+    tr.toggle_punch();
+    tr.toggle_cycle();
+    EXPECT_EQ(t->d.cycle_on, 1);
+    EXPECT_EQ(t->d.punch_on, 0);
+    t->d.recording = 1;
+    tr.toggle_cycle();
+    EXPECT_EQ(t->d.cycle_on, 1);
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
+    t->d.recording = 0;
+    t->d.internal_record = 2;
+    tr.toggle_punch();
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
+}
+
+TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhile) {
+    const event_store& s = t->store();
+    midi_event te = ev(st::tempo, 0, 0, 0);
+    te.set_tempo_value(9000);
+    s.at(t->d.tempo_chain.first) = te;
+    tr.toggle_tempo_track();
+    EXPECT_EQ(tr.shown_tempo, 9000);
+    EXPECT_EQ(t->d.tempo_increment, 2359);
+    tr.set_manual_tempo(15000);
+    EXPECT_EQ(t.screen.last_text(), "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    tr.toggle_tempo_track();
+    EXPECT_EQ(t->d.tempo_increment, 3145);
+    t->d.external_sync = 1;
+    tr.toggle_tempo_track();
+    EXPECT_EQ(t->d.tempo_track_on, 0);
+}
+
+TEST_F(Transport, ExternalStartContinueAndStopDriveTheTransport) {
+    add(0, 0, {ev(0x90, 60, 100, song_start + 48)});
+    tr.set_external_sync(true);
+    tr.play();  // armed: nothing moves until the clock comes
+    run_ms(100);
+    EXPECT_EQ(t->d.position, song_start);
+    auto feed = [&](std::uint8_t b) {
+        t.midi.inject(&b, 1, t.clk.now_us());
+        t.eng.run_until(t.clk.now_us());
+    };
+    tr.stop();
+    EXPECT_EQ(t->d.stopped, 1);
+    feed(0xFA);
+    feed(0xF8);  // a clock before the transport has started is counted, not lost
+    tr.tick(false);
+    EXPECT_EQ(t->d.stopped, 0);
+    run_ms(1);
+    EXPECT_EQ(t->d.position, song_start + 8);
+    for (int i = 0; i < 5; ++i) feed(0xF8);
+    EXPECT_EQ(t->d.position, song_start + 48);
+    ASSERT_EQ(sent().size(), 1u);
+    feed(0xFC);
+    tr.tick(false);
+    EXPECT_EQ(t->d.stopped, 1);
+    feed(0xFB);
+    tr.tick(false);
+    EXPECT_EQ(t->d.stopped, 0);
+    feed(0xF8);
+    EXPECT_EQ(t->d.position, song_start + 56);
+}
+
+TEST_F(Transport, MoveBarStepsToBarLinesAndRunningGoesOneFurtherBack) {
+    t->d.position = song_start + 100;
+    tr.move_bar(true, false);
+    EXPECT_EQ(t->d.position, song_start + 768);
+    tr.move_bar(true, true);
+    EXPECT_EQ(t->d.position, song_start + 11 * 768);
+    tr.move_bar(false, false);
+    EXPECT_EQ(t->d.position, song_start + 10 * 768);
+    tr.play();
+    tr.pending_position = song_start + 768 + 5;
+    tr.move_bar(false, false);
+    EXPECT_EQ(tr.pending_position, song_start);
+    EXPECT_TRUE(tr.pending_position_set);
+    tr.tick(false);
+    EXPECT_EQ(t->d.position, song_start);
+}
+
+TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
+    tr.play();
+    t->d.max_length_reached = 1;
+    tr.tick(false);
+    EXPECT_EQ(t->d.stopped, 1);
+    EXPECT_EQ(t.screen.last_text(), "You have reached max bar length!");
+    tr.play();
+    t->d.engine_stop = 1;
+    tr.tick(false);
+    EXPECT_EQ(t->d.stopped, 1);
+    EXPECT_EQ(t->d.engine_stop, 0);
+}
+
+}  // namespace
+}  // namespace kestrune
