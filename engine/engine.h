@@ -43,7 +43,7 @@ public:
     // Runs the engine on virtual time up to `us`: each timer tick and each due event in turn.
     void run_until(std::int64_t us);
     // Restarts the timer at a new period.
-    void set_timer_resolution(int ms);
+    void set_timer_resolution(int ms) override;
 
     player& playback() { return *player_; }
     bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) override;
@@ -53,8 +53,10 @@ public:
     void enumerate_devices();
     // Opens a port's device from midi_out_device (0 = none); on failure the port is closed and its
     // choice set to 0. Call with the engine parked and all notes ended.
-    bool open_output_port(int port);
-    bool open_input_port();
+    bool open_output_port(int port) override;
+    bool open_input_port() override;
+    std::vector<std::string> output_device_names() const override { return output_names_; }
+    std::vector<std::string> input_device_names() const override { return input_names_; }
     const std::vector<std::string>& output_names() const { return output_names_; }
     const std::vector<std::string>& input_names() const { return input_names_; }
 

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "engine/dll_data.h"
 
@@ -33,10 +35,19 @@ public:
     virtual void wait_idle() {}
     // The next message for the UI thread (id 0x402 add buffer, 0x403 locate, 0x404 error);
     // false when there is none.
-    virtual bool poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) = 0;
+    virtual bool poll_message(int*, std::int32_t*, std::int32_t*) { return false; }
     // Sends a short message on a port at once, from the UI thread (clock start and stop, song
     // position pointer); nothing goes to a port that is not open.
-    virtual void send_now(int port, const std::uint8_t* bytes, std::size_t n) = 0;
+    virtual void send_now(int /*port*/, const std::uint8_t* /*bytes*/, std::size_t /*n*/) {}
+
+    // Devices: the lists as the user sees them, and opening what midi_out_device and
+    // midi_in_device name (a failure closes that port and sets its choice to 0).
+    virtual std::vector<std::string> output_device_names() const { return {}; }
+    virtual std::vector<std::string> input_device_names() const { return {}; }
+    virtual bool open_output_port(int /*port*/) { return false; }
+    virtual bool open_input_port() { return false; }
+    // The timer period takes effect at once.
+    virtual void set_timer_resolution(int /*ms*/) {}
 };
 
 }  // namespace kestrune

@@ -68,6 +68,58 @@ ref32 event_store::last_event(ref32 e) const {
     return status(p) == st::back_link ? end : p;
 }
 
+namespace {
+
+// Blocks ahead of the walk that are asked into the cache.
+constexpr ref32 prefetch_ahead = 16;
+
+// Block phase of the position search: the first slot of the last block whose first event lies
+// before `stop_at`, or `first`. It walks as block_skip does, but guesses each next block from the
+// last step's distance and checks the guess against the link, so that the walk need not wait
+// for every link to load: chains built in the record area lie in a row.
+ref32 last_block_before(const event_store& s, ref32 first, std::int32_t stop_at) {
+    const std::uint8_t* m = s.mem().base();
+    const ref32 limit = s.mem().size() - block_bytes;
+    // Bytes 2-5 of a record: position bits and status.
+    auto word = [m](ref32 slot) {
+        std::uint32_t w;
+        std::memcpy(&w, m + slot + 2, 4);
+        return w;
+    };
+    auto stops = [stop_at](std::uint32_t w) {
+        const auto status = static_cast<std::uint8_t>(w >> 24);
+        return status == st::end || status == st::forward_link ||
+               static_cast<std::int32_t>(w & 0xFFFFF) >= stop_at;
+    };
+    if (stops(word(first))) return first;
+    ref32 block = first - first_slot_offset;
+    ref32 stride = 0u - block_bytes;
+    for (;;) {
+        const ref32 ahead = block + prefetch_ahead * stride;
+        if (ahead < limit) {
+            __builtin_prefetch(m + ahead);
+            __builtin_prefetch(m + ahead + forward_link_offset);
+        }
+        ref32 next = load_ref(m + block + forward_link_offset);
+        ref32 guess = block + stride;
+        if (next == guess) {
+            // Keep the compiler from replacing the guess by the loaded link.
+            __asm__("" : "+r"(guess));
+            next = guess;
+        } else {
+            if (next == null_ref) break;
+            stride = next - block;
+        }
+        const std::uint32_t w = word(event_store::first_slot(next));
+        // A block that opens inside a long event ends the phase (block_skip's static end).
+        if (is_continuation_status(static_cast<std::uint8_t>(w >> 24)) || stops(w)) break;
+        block = next;
+    }
+    return event_store::first_slot(block);
+}
+
+}  // namespace
+
 ref32 event_store::find_at_position(ref32 first, std::int32_t p, std::int32_t loop_length,
                                     std::int32_t* folded) const {
     if (p < 0) p = 0;
@@ -75,39 +127,21 @@ ref32 event_store::find_at_position(ref32 first, std::int32_t p, std::int32_t lo
         p = (p - song_start) % (loop_length - 3071) + song_start;
     if (folded) *folded = p;
 
-    ref32 kept = first;
-    ref32 cur = first;
-    for (;;) {
-        std::uint8_t s = status(cur);
-        if (s == st::end || s == st::forward_link || position(cur) >= p) break;
-        kept = cur;
-        cur = block_skip(cur);
-    }
-    ref32 e = kept;
-    for (;;) {
+    for (ref32 e = last_block_before(*this, first, p);; e = next_event(e)) {
         std::uint8_t s = status(e);
         if (s == st::end || s == st::forward_link) return e;
         if (is_event_status(s) && position(e) >= p) return e;
-        e = next_event(e);
     }
 }
 
 ref32 event_store::find_after_position(ref32 first, std::int32_t p) const {
     if (p < 0) p = 0;
-    ref32 kept = first;
-    ref32 cur = first;
-    for (;;) {
-        std::uint8_t s = status(cur);
-        if (s == st::end || s == st::forward_link || position(cur) > p) break;
-        kept = cur;
-        cur = block_skip(cur);
-    }
-    ref32 e = kept;
-    for (;;) {
+    // Nothing lies after the largest position a record can hold.
+    const std::int32_t stop_at = p < largest_record_position ? p + 1 : largest_record_position + 1;
+    for (ref32 e = last_block_before(*this, first, stop_at);; e = next_event(e)) {
         std::uint8_t s = status(e);
         if (s == st::end || s == st::forward_link) return e;
         if (is_event_status(s) && position(e) > p) return e;
-        e = next_event(e);
     }
 }
 
@@ -404,6 +438,8 @@ bool chain_builder::ok() const {
 }
 
 ref32 chain_builder::cut() {
+    // Without a free block behind the chain there is nothing to cut it from.
+    if (!ok()) return null_ref;
     dll_data& d = s_->data();
     ref32 first = d.record_write;
     ref32 next = s_->link(event_store::forward_link(d.record_block));

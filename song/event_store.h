@@ -99,7 +99,7 @@ public:
     bool terminate();
     // terminate succeeded and a free block stays behind the chain.
     bool ok() const;
-    // Cuts the chain off the record area; returns its first record.
+    // Cuts the chain off the record area; returns its first record, or null_ref unless ok().
     ref32 cut();
     // Takes the new chain's blocks off free_blocks; returns their number.
     int count_chain_blocks();

@@ -1,1 +1,240 @@
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using records = std::vector<midi_event>;
+using units = std::vector<records>;  // each: a head and its continuations
+
+records long_event(std::uint8_t status, std::int32_t pos,
+                   const std::vector<std::uint8_t>& payload) {
+    records out{midi_event::make(status, 0, 0, pos)};
+    if (!payload.empty()) out[0].b[0] = payload[0];
+    if (payload.size() > 1) out[0].b[1] = payload[1];
+    for (std::size_t i = 2; i < payload.size(); i += 6) {
+        midi_event c{};
+        for (std::size_t k = 0; k < 6 && i + k < payload.size(); ++k) c.b[k] = payload[i + k];
+        out.push_back(c);
+    }
+    return out;
+}
+
+// Short events with spare bits set, or a sysex or text of up to a few hundred bytes.
+records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
+    const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };
+    const unsigned kind = r(100);
+    if (kind < 25) {
+        const bool is_sysex = kind < 13;
+        const int base = is_sysex ? 0 : 0x20, span = is_sysex ? 0x80 : 0x5F;
+        std::vector<std::uint8_t> payload{static_cast<std::uint8_t>(base + serial % span),
+                                          static_cast<std::uint8_t>(base + serial / span % span)};
+        const unsigned n = kind % 4 == 0 ? 7 + 6 * r(50) : r(320);
+        for (unsigned i = 0; i < n; ++i)
+            payload.push_back(static_cast<std::uint8_t>(is_sysex ? r(0x80) : 0x20 + r(0x5F)));
+        payload.push_back(is_sysex ? st::sysex_end : 0);
+        return long_event(is_sysex ? st::sysex : st::text, pos, payload);
+    }
+    midi_event e = midi_event::make(static_cast<std::uint8_t>(0x80 + r(0x70)),
+                                    static_cast<std::uint8_t>(serial & 0x7F),
+                                    static_cast<std::uint8_t>((serial >> 7) & 0x7F), pos);
+    e.b[0] |= static_cast<std::uint8_t>(r(2) << 7);
+    e.set_spare_nibble(static_cast<std::uint8_t>(r(16)));
+    return {e};
+}
+
+std::int32_t pos_of(const records& u) {
+    return u[0].position();
+}
+
+records flat(const units& u) {
+    records out;
+    for (const records& r : u) out.insert(out.end(), r.begin(), r.end());
+    return out;
+}
+
+std::string difference(const event_store& s, ref32 first, const records& want) {
+    std::size_t i = 0;
+    ref32 r = first;
+    for (; s.status(r) != st::end && s.status(r) != st::forward_link; r = s.next_record(r), ++i) {
+        if (i >= want.size()) return "the chain is longer than its model";
+        if (std::memcmp(s.at(r).b, want[i].b, 6) != 0)
+            return "record " + std::to_string(i) + " differs";
+    }
+    if (i != want.size()) return "the chain is shorter than its model";
+    return {};
+}
+
+ref32 nth_event(const event_store& s, ref32 first, std::size_t i) {
+    while (i-- > 0) first = s.next_event(first);
+    return first;
+}
+
+std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
+    auto it = std::partition_point(u.begin(), u.end(), [&](const records& r) {
+        return behind_equal ? pos_of(r) <= pos : pos_of(r) < pos;
+    });
+    return static_cast<std::size_t>(it - u.begin());
+}
+
+// Random inserts, deletes, moves, sorts, merges and clears on several tracks, each checked
+// record for record against a plain model, with the whole pool checked after every step.
+TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
+    testing::test_program t(10);
+    program& p = *t;
+    const event_store& s = p.store();
+    dll_data& d = p.d;
+    std::mt19937 rng(0x5EED);
+    const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };
+
+    struct track {
+        track_slot* slot;
+        units model;
+    };
+    std::vector<track> tracks;
+    for (auto [pat, trk] : {std::pair{0, 0}, {0, 7}, {3, 31}, {parallel_pattern, 2}, {9, 12}}) {
+        track_slot& sl = p.slot(pat, trk);
+        sl.first = sl.play = s.new_empty_chain();
+        sl.blocks = 1;
+        sl.in_use = 1;
+        tracks.push_back({&sl, {}});
+    }
+    auto take = [&](track_slot& sl, int blocks) {
+        sl.blocks = static_cast<std::uint16_t>(sl.blocks + blocks);
+        d.free_blocks -= blocks;
+    };
+
+    int serial = 0;
+    std::int64_t stats[7] = {};
+    for (int step = 0; step < 8000; ++step) {
+        track& tr = tracks[r(static_cast<unsigned>(tracks.size()))];
+        track_slot& sl = *tr.slot;
+        units& m = tr.model;
+        // Chains grow and shrink in turns, so that they pass block borders both ways.
+        const bool growing = step / 800 % 2 == 0;
+        unsigned op = r(1000);
+        if (op < 600) op = growing ? (op < 500 ? 0 : 500) : (op < 100 ? 0 : 500);
+        if (op < 600 && m.size() > 400) op = 500;  // keep chains at a few thousand records
+        if (op >= 450 && op < 930 && m.empty()) op = 0;
+        std::string what;
+
+        if (op < 450) {
+            what = "insert";
+            const std::int32_t pos = 48 * static_cast<std::int32_t>(r(400)) + (r(4) == 0 ? 7 : 0);
+            records u = random_event(rng, pos, ++serial);
+            if (d.free_blocks < static_cast<std::int32_t>(u.size()) / block_slots + 3) continue;
+            const bool behind = r(2) == 0;
+            const ref32 place = behind ? s.find_after_position(sl.first, pos)
+                                       : s.find_at_position(sl.first, pos, no_loop);
+            const std::size_t i = bound(m, pos, behind);
+            ASSERT_EQ(place, nth_event(s, sl.first, i)) << "step " << step;
+            const int taken = s.insert_records(place, static_cast<int>(u.size()));
+            ASSERT_GE(taken, 0) << "step " << step;
+            take(sl, taken);
+            ref32 e = place;
+            for (const midi_event& x : u) {
+                s.at(e) = x;
+                e = s.next_record(e);
+            }
+            m.insert(m.begin() + static_cast<std::ptrdiff_t>(i), u);
+            ++stats[0];
+        } else if (op < 600) {
+            what = "delete";
+            const std::size_t i = r(static_cast<unsigned>(m.size()));
+            const ref32 e = nth_event(s, sl.first, i);
+            ASSERT_EQ(s.event_length(e), static_cast<int>(m[i].size())) << "step " << step;
+            take(sl, -s.delete_records(e, static_cast<int>(m[i].size())));
+            m.erase(m.begin() + static_cast<std::ptrdiff_t>(i));
+            ++stats[1];
+        } else if (op < 850) {
+            what = "move";
+            const std::size_t i = r(static_cast<unsigned>(m.size()));
+            const std::int32_t from = pos_of(m[i]);
+            const std::int32_t span = r(2) ? 100 : 6000;
+            const std::int32_t to = std::clamp<std::int32_t>(
+                from + static_cast<std::int32_t>(r(static_cast<unsigned>(2 * span + 1))) - span, 0,
+                last_position);
+            const std::int32_t delta = to - from;
+            const ref32 e = nth_event(s, sl.first, i);
+            s.at(e).set_position(to);
+            const ref32 placed = s.move_event(sl.first, e, delta);
+            records u = m[i];
+            u[0].set_position(to);
+            m.erase(m.begin() + static_cast<std::ptrdiff_t>(i));
+            // Moved earlier: behind the events already at its place; otherwise in front of them.
+            const std::size_t j = bound(m, to, delta < 0);
+            m.insert(m.begin() + static_cast<std::ptrdiff_t>(j), u);
+            ASSERT_EQ(placed, nth_event(s, sl.first, j)) << "step " << step;
+            ++stats[2];
+        } else if (op < 930) {
+            what = "sort";
+            // Scatter some positions in place, then sort.
+            const unsigned n = 1 + r(static_cast<unsigned>(m.size()));
+            for (unsigned k = 0; k < n; ++k) {
+                const std::size_t i = r(static_cast<unsigned>(m.size()));
+                const std::int32_t pos = 48 * static_cast<std::int32_t>(r(400));
+                m[i][0].set_position(pos);
+                s.at(nth_event(s, sl.first, i)).set_position(pos);
+            }
+            s.sort_chain(sl.first);
+            std::stable_sort(m.begin(), m.end(), [](const records& a, const records& b) {
+                return pos_of(a) < pos_of(b);
+            });
+            ++stats[3];
+        } else if (op < 998) {
+            // The track gets the merge of itself and another, which stays as it was.
+            what = "merge";
+            track& other = tracks[r(static_cast<unsigned>(tracks.size()))];
+            if (&other == &tr || m.size() + other.model.size() > 600) continue;
+            track_slot& ob = *other.slot;
+            if (d.free_blocks < sl.blocks + ob.blocks + 3) continue;
+            chain_builder out(s);
+            merge_chains(out, s, sl.first, ob.first);
+            ASSERT_TRUE(out.terminate()) << "step " << step;
+            ASSERT_TRUE(out.ok()) << "step " << step;
+            const ref32 first = out.cut();
+            const int blocks = out.count_chain_blocks();
+            s.free_chain(sl.first);
+            sl.first = sl.play = first;
+            sl.blocks = static_cast<std::uint16_t>(blocks);
+            units both;
+            std::size_t i = 0, j = 0;
+            const units& b = other.model;
+            while (i < m.size() && j < b.size())
+                both.push_back(pos_of(b[j]) < pos_of(m[i]) ? b[j++] : m[i++]);
+            both.insert(both.end(), m.begin() + static_cast<std::ptrdiff_t>(i), m.end());
+            both.insert(both.end(), b.begin() + static_cast<std::ptrdiff_t>(j), b.end());
+            m = both;
+            ++stats[4];
+        } else {
+            what = "clear";
+            s.free_chain(sl.first);
+            sl.first = sl.play = s.new_empty_chain();
+            sl.blocks = 1;
+            m.clear();
+            ++stats[5];
+        }
+
+        for (const track& x : tracks) {
+            const std::string diff = difference(s, x.slot->first, flat(x.model));
+            ASSERT_EQ(diff, "") << "step " << step << " after " << what;
+        }
+        const std::string pool = testing::check_pool(p);
+        ASSERT_EQ(pool, "") << "step " << step << " after " << what;
+        ++stats[6];
+    }
+    // Every kind of step ran often enough to mean something.
+    for (int k = 0; k < 5; ++k) EXPECT_GT(stats[k], 50) << "operation " << k;
+    EXPECT_GT(stats[6], 7000);
+}
+
+}  // namespace
+}  // namespace kestrune
