@@ -1,0 +1,88 @@
+#include <gtest/gtest.h>
+
+#include "realtime/setup_dialogs.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
+    testing::test_program t;
+    setup_settings s;
+    midi_setup_dialog dlg(*t, s);
+    EXPECT_EQ(dlg.output_entries().size(), 5u);
+    EXPECT_EQ(dlg.output_entries()[0], "No device");
+    EXPECT_EQ(midi_setup_dialog::delay_entries().front(), " -7 Ticks");
+    EXPECT_EQ(midi_setup_dialog::spp_entries().back(), " 48 MIDI Clocks");
+    t.midi.refuse_devices = {1};
+    dlg.output_choice = {1, 2, 0, 4};
+    dlg.delay_index = 10;
+    dlg.spp_index = 3;
+    dlg.sync_ports = {false, true, false, false};
+    EXPECT_EQ(dlg.ok(), 1);
+    EXPECT_EQ(t.screen.messages[0].text, "Can't open the requested device for port B!");
+    EXPECT_EQ(t->d.midi_out_device[0], 1);
+    EXPECT_EQ(t->d.midi_out_device[1], 0);
+    EXPECT_EQ(t->d.midi_out_handle[1], 0u);
+    EXPECT_EQ(t->d.midi_out_handle[2], 0u);
+    EXPECT_NE(t->d.midi_out_handle[3], 0u);
+    EXPECT_EQ(t->d.sync_out_ports[1], 1);
+    EXPECT_EQ(s.sync_delay_value, 3);
+    EXPECT_EQ(s.spp_offset, 4);
+    EXPECT_EQ(t->d.midi_not_configured, 0);
+    // Nothing open at all: the program will ask for MIDI Setup.
+    midi_setup_dialog none(*t, s);
+    none.output_choice = {0, 0, 0, 0};
+    none.ok();
+    EXPECT_EQ(t->d.midi_not_configured, 1);
+}
+
+TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
+    testing::test_program t;
+    memory_setup_dialog dlg(*t);
+    EXPECT_EQ(dlg.units_text(), "100.000");
+    dlg.step_units(-1);
+    EXPECT_EQ(dlg.units, 10);
+    dlg.step_units(10);
+    dlg.step_units(100);
+    EXPECT_EQ(dlg.units, 50);
+    t.screen.answers = {msg_answer::no};
+    EXPECT_FALSE(dlg.ok());
+    EXPECT_EQ(t->d.memory_units, 10);
+    EXPECT_EQ(t.screen.messages[0].text, "You must quit and restart KESTRUNE\nto get the requested amount of events!");
+    EXPECT_EQ(t.screen.messages[1].text, "Do you really need that many events?");
+    t.screen.answers = {msg_answer::yes};
+    dlg.step_timer(-4);
+    EXPECT_TRUE(dlg.ok());
+    EXPECT_EQ(t->d.memory_units, 50);
+    EXPECT_EQ(t->d.timer_resolution, 2);
+}
+
+TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists) {
+    testing::test_program t;
+    setup_settings s;
+    overall_settings_dialog dlg(*t, s);
+    dlg.set_filter_sysex(true);
+    dlg.set_filter_controller_from(200);
+    EXPECT_EQ(t->d.filter_controller_from, 127);
+    dlg.set_click_note(42);
+    ASSERT_EQ(t.midi.size(), 1u);
+    EXPECT_EQ(t.midi[0].bytes[0], 0x90 + t->d.click_channel);
+    EXPECT_EQ(t.midi[0].bytes[1], 42);
+    dlg.transpose_exempt[1][9] = true;
+    dlg.cancel();
+    EXPECT_EQ(t->d.filter_sysex, 1);
+    EXPECT_EQ(t->d.transpose_exempt[1][9], 0);
+    overall_settings_dialog again(*t, s);
+    again.transpose_exempt[1][9] = true;
+    again.ok();
+    EXPECT_EQ(t->d.transpose_exempt[1][9], 1);
+    EXPECT_EQ(overall_settings_dialog::controller_text(-1, nullptr), " Control -- ");
+    EXPECT_EQ(overall_settings_dialog::controller_text(3, nullptr), " Control 3");
+    EXPECT_EQ(overall_settings_dialog::channel_text(-1), " -- ");
+    again.set_left_button_increases(false);
+    EXPECT_EQ(s.mouse_increase, 2);
+}
+
+}  // namespace
+}  // namespace kestrune
