@@ -54,7 +54,11 @@ beat_fields beats_at(const program& p, std::int32_t position, std::int32_t fold_
         d = bar + d % bar;
     }
     f.beat_in_bar = static_cast<std::int16_t>((d / f.ticks_per_beat) % f.beats_per_bar);
-    f.tick_in_beat = static_cast<std::int16_t>((position - s.position(sig)) % f.ticks_per_beat);
+    // Before the first record (the lead-in) the beat grid runs back from it: count the ticks
+    // into the beat upwards, so the engine sees the next beat where it falls.
+    std::int32_t into_beat = (position - s.position(sig)) % f.ticks_per_beat;
+    if (into_beat < 0) into_beat += f.ticks_per_beat;
+    f.tick_in_beat = static_cast<std::int16_t>(into_beat);
     f.after = s.next_event(sig);
     return f;
 }
@@ -102,7 +106,8 @@ void locate(program& p, std::int32_t position) {
     d.play_step_ptr = p.step_ref(step);
     d.play_position = position;
     d.position = position;
-    d.fine_position = position * 4096;
+    // Twenty bits of position and twelve of fraction use the whole 32 bits.
+    d.fine_position = static_cast<std::int32_t>(static_cast<std::uint32_t>(position) * 4096u);
     d.current_step = static_cast<std::int8_t>(step);
     d.play_pattern = static_cast<std::uint8_t>(pattern);
     d.display_pattern = static_cast<std::int16_t>(pattern);
@@ -146,6 +151,8 @@ step_place left_place(const program& p) {
 
 void cycle_prepare(program& p) {
     dll_data& d = p.d;
+    // The engine may jump to the locator at any tick: the fields change together.
+    program::park parked(p);
     const std::int32_t left = d.left_locator;
     step_place at = left_place(p);
     cycle_tracks(p, d.cycle_track_position, d.cycle_track_event, at.local, at.pattern);
@@ -170,10 +177,11 @@ void cycle_prepare(program& p) {
 void locate_track(program& p, int track, bool parallel) {
     dll_data& d = p.d;
     std::int32_t pos = d.position;
-    if (d.song_mode && d.current_step > 0 && !parallel) pos = pos + song_start - p.step_start(d.current_step);
+    if (d.song_mode && d.current_step > 0 && !parallel)
+        pos = pos + song_start - p.step_start(d.current_step);
     track_slot& slot = p.slot(d.current_pattern, track);
+    program::park parked(p);
     if (slot.in_use) {
-        program::park parked(p);
         std::int32_t v = pos - slot.delay;
         slot.play = p.store().find_at_position(slot.first, v, slot.loop_length, &v);
         (parallel ? d.parallel_track_position : d.track_position)[track] = v;

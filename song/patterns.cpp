@@ -154,6 +154,7 @@ void clear_song(program& p) {
     d.active_signature = d.signature_chain;
 
     d.song_mode = 0;
+    d.parallel_selected = 0;  // only meaningful in song mode
     d.cycle_on = 0;
     d.punch_on = 0;
     if (p.app.solo_on) {
@@ -221,9 +222,23 @@ bool select_pattern(program& p, int pattern, bool forced_redraw) {
 
 namespace {
 
+bool pattern_is_playing(const program& p, int pattern) {
+    if (!p.running()) return false;
+    return pattern == p.d.display_pattern || (p.d.song_mode && pattern == parallel_pattern);
+}
+
+// A track of a playing pattern changed: seat its pointer again and end its sounding notes.
+void reseat_playing_track(program& p, int pattern, int track) {
+    if (!p.slot(pattern, track).in_use || !pattern_is_playing(p, pattern)) return;
+    const bool parallel = pattern == parallel_pattern && p.d.song_mode;
+    if (pattern == p.d.current_pattern) locate_track(p, track, parallel);
+    p.silence_track(parallel ? 1 : 0, track);
+}
+
 template <class Set>
 void set_track_field(program& p, int pattern, int track, Set set) {
     set(p.slot(pattern, track));
+    reseat_playing_track(p, pattern, track);
     // An empty track follows the last setting made for its number.
     for (int pat = 0; pat <= parallel_pattern; ++pat)
         if (!p.slot(pat, track).in_use) set(p.slot(pat, track));
@@ -270,33 +285,24 @@ bool loop_has_remainder(std::int32_t loop_length, int denominator) {
     return loop_length != no_loop && (loop_length - 3071) % ticks_per_beat_of(denominator) != 0;
 }
 
-int max_loop_beats(int denominator) { return denominator * 249 / 4; }
+int max_loop_beats(int denominator) {
+    return denominator * 249 / 4;
+}
 
 int denominator_at_pattern_start(const program& p) {
-    std::int32_t at = p.d.song_mode ? p.step_start(p.d.current_step) : song_start;
+    // The parallel pattern runs on the song position, so it starts with the song.
+    const bool own_step = p.d.song_mode && !p.d.parallel_selected;
+    std::int32_t at = own_step ? p.step_start(p.d.current_step) : song_start;
     ref32 s = signature_at(p.store(), p.d.active_signature.first, at);
     int den = p.store().at(s).data2();
     return den > 0 ? den : 4;
 }
 
-namespace {
-
-bool pattern_is_playing(const program& p, int pattern) {
-    if (!p.running()) return false;
-    return pattern == p.d.display_pattern || (p.d.song_mode && pattern == parallel_pattern);
-}
-
-}  // namespace
-
 void set_track_loop_beats(program& p, int pattern, int track, int beats) {
     const int den = denominator_at_pattern_start(p);
     beats = std::clamp(beats, 0, max_loop_beats(den));
     p.slot(pattern, track).loop_length = loop_length_from_beats(beats, den);
-    if (pattern_is_playing(p, pattern)) {
-        const bool parallel = pattern == parallel_pattern && p.d.song_mode;
-        locate_track(p, track, parallel);
-        p.silence_track(parallel ? 1 : 0, track);
-    }
+    reseat_playing_track(p, pattern, track);
 }
 
 void set_step_pattern(program& p, int step, int pattern) {
@@ -308,7 +314,9 @@ void set_step_pattern(program& p, int step, int pattern) {
     if (p.running()) locate(p, p.d.position);
 }
 
-std::int32_t step_length(const program& p, int step) { return p.step(step).end - p.step_start(step); }
+std::int32_t step_length(const program& p, int step) {
+    return p.step(step).end - p.step_start(step);
+}
 
 std::int32_t max_step_length(const program& p, int step) {
     if (step >= song_steps - 1) return step_length(p, step);
@@ -322,7 +330,8 @@ void set_step_length(program& p, int step, std::int32_t length) {
     const std::int32_t delta = length - step_length(p, step);
     for (int j = step; j < song_steps - 1; ++j) p.step(j).end += delta;
     song_step& next = p.step(step + 1);
-    next.pickup = static_cast<std::int16_t>(std::min<int>(next.pickup, max_step_pickup(p, step + 1)));
+    next.pickup =
+        static_cast<std::int16_t>(std::min<int>(next.pickup, max_step_pickup(p, step + 1)));
 }
 
 int max_step_pickup(const program& p, int step) {
@@ -331,7 +340,8 @@ int max_step_pickup(const program& p, int step) {
 }
 
 void set_step_pickup(program& p, int step, int pickup) {
-    p.step(step).pickup = static_cast<std::int16_t>(std::clamp(pickup, 0, max_step_pickup(p, step)));
+    p.step(step).pickup =
+        static_cast<std::int16_t>(std::clamp(pickup, 0, max_step_pickup(p, step)));
 }
 
 bool name_says_stop(const char* name) {
@@ -369,6 +379,11 @@ void reseat_step(program& p, int j) {
     s.pattern_ptr = p.pattern_ref(std::clamp<int>(s.pattern, 0, 15));
 }
 
+// Steps from `from` on got a new predecessor: each pickup must still fit inside it.
+void clamp_pickups(program& p, int from) {
+    for (int j = from; j < song_steps; ++j) set_step_pickup(p, j, p.step(j).pickup);
+}
+
 }  // namespace
 
 void insert_step(program& p, int step) {
@@ -381,6 +396,7 @@ void insert_step(program& p, int step) {
     }
     for (int j = step; j < song_steps; ++j) reseat_step(p, j);
     reseat_ends(p, len);
+    clamp_pickups(p, step + 1);
 }
 
 void delete_step(program& p, int step) {
@@ -391,13 +407,16 @@ void delete_step(program& p, int step) {
         p.step(j) = p.step(j + 1);
         len[j] = len[j + 1];
     }
-    len[song_steps - 2] = std::min(len[song_steps - 2], default_step_length);
+    // The old last step moved down: it gets a length again. Deleting the last entry itself
+    // moves nothing, and the step before it keeps its length.
+    if (step < song_steps - 1)
+        len[song_steps - 2] = std::min(len[song_steps - 2], default_step_length);
     song_step& last = p.step(song_steps - 1);
     put_name(last.name, blank_name);
     last.stop_here = 0;
     for (int j = step; j < song_steps; ++j) reseat_step(p, j);
     reseat_ends(p, len);
-    if (step > 0) set_step_pickup(p, step, p.step(step).pickup);
+    clamp_pickups(p, step);
 }
 
 }  // namespace kestrune

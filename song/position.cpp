@@ -46,7 +46,8 @@ ref32 tempo_at(const program& p, std::int32_t position, std::int32_t* tempo) {
     const event_store& s = p.store();
     ref32 r = s.find_at_position(p.d.tempo_chain.first, position, no_loop);
     ref32 before = s.prev_event(r);
-    if (tempo) *tempo = is_event_status(s.status(before)) ? s.at(before).tempo_value() : default_tempo;
+    if (tempo)
+        *tempo = is_event_status(s.status(before)) ? s.at(before).tempo_value() : default_tempo;
     return r;
 }
 
@@ -81,8 +82,8 @@ counted count_along(const event_store& s, ref32 sig, std::int32_t from, std::int
     return {bars + b.bars, b.beats, b.ticks};
 }
 
-std::string format_fields(std::int32_t bar, std::int32_t beat, std::int32_t unit,
-                          std::int32_t tick, bool simple) {
+std::string format_fields(std::int32_t bar, std::int32_t beat, std::int32_t unit, std::int32_t tick,
+                          bool simple) {
     char bar_text[16];
     if (bar >= 10000)
         std::snprintf(bar_text, sizeof bar_text, "%04d", bar % 10000);

@@ -16,7 +16,9 @@ struct bars_beats_ticks {
 };
 
 bars_beats_ticks split_ticks(std::int32_t t, int numerator, int denominator);
-inline int ticks_per_beat_of(int denominator) { return denominator > 0 ? 768 / denominator : 768; }
+inline int ticks_per_beat_of(int denominator) {
+    return denominator > 0 ? 768 / denominator : 768;
+}
 
 // The last signature record at or before p, or the first record if that lies after p.
 ref32 signature_at(const event_store& s, ref32 first, std::int32_t p);

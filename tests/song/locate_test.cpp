@@ -1,1 +1,493 @@
+#include "song/locate.h"
+
 #include <gtest/gtest.h>
+
+#include <vector>
+
+#include "song/patterns.h"
+#include "song/position.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t& blocks) {
+    const event_store& s = p.store();
+    ref32 first = s.new_empty_chain();
+    blocks = 1;
+    for (const midi_event& e : records) {
+        ref32 place = s.chain_end(first);
+        int took = s.insert_record(place);
+        blocks = static_cast<std::uint16_t>(blocks + took);
+        p.d.free_blocks -= took;
+        s.at(place) = e;
+    }
+    return first;
+}
+
+// A track with one note-on every `step` ticks from `from`.
+track_slot& give_track(program& p, int pattern, int track, int count, std::int32_t from,
+                       std::int32_t step) {
+    std::vector<midi_event> v;
+    for (int i = 0; i < count; ++i) v.push_back(midi_event::make(0x90, 60, 100, from + i * step));
+    track_slot& s = p.slot(pattern, track);
+    s.first = build_chain(p, v, s.blocks);
+    s.play = s.first;
+    s.in_use = 1;
+    return s;
+}
+
+std::int32_t pos_of(const program& p, ref32 r) {
+    return p.store().position(r);
+}
+bool is_end(const program& p, ref32 r) {
+    return p.store().status(r) == st::end;
+}
+
+midi_event tempo(std::int32_t value, std::int32_t pos) {
+    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
+    e.set_tempo_value(value);
+    return e;
+}
+
+void use_signature_track(program& p, const std::vector<midi_event>& records) {
+    dll_data& d = p.d;
+    p.store().free_chain(d.signature_track.first);
+    d.signature_track.first = d.signature_track.play =
+        build_chain(p, records, d.signature_track.blocks);
+    d.active_signature = d.signature_track;
+    d.signature_track_on = 1;
+}
+
+TEST(Locate, ClampsToTheGrid) {
+    testing::test_program t;
+    program& p = *t;
+    locate(p, -5);
+    EXPECT_EQ(p.d.position, 0);
+    EXPECT_EQ(p.d.play_position, 0);
+    EXPECT_EQ(p.d.fine_position, 0);
+    locate(p, 0xFFFFF);
+    EXPECT_EQ(p.d.position, 0xFF000);
+    EXPECT_EQ(p.d.play_position, 0xFF000);
+    // Twenty bits of position and twelve of fraction fill all 32 bits.
+    EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0xFF000u * 4096u);
+    locate(p, 0x80000);
+    EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0x80000000u);
+}
+
+TEST(Locate, PatternModeSeatsEveryTrack) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    give_track(p, 5, 0, 300, 3072, 10);  // ten blocks
+    give_track(p, 5, 9, 4, 3072, 768);
+    give_track(p, 5, 31, 0, 0, 0);      // an empty chain
+    give_track(p, 6, 9, 4, 3072, 768);  // another pattern, not to be touched
+    d.current_pattern = 5;
+    d.current_step = 4;
+
+    locate(p, 3072 + 1000);
+    EXPECT_EQ(pos_of(p, p.slot(5, 0).play), 3072 + 1000);
+    EXPECT_EQ(pos_of(p, p.slot(5, 9).play), 3072 + 1536);
+    EXPECT_TRUE(is_end(p, p.slot(5, 31).play));
+    EXPECT_EQ(p.slot(6, 9).play, p.slot(6, 9).first);
+    for (int tr = 0; tr < 32; ++tr) EXPECT_EQ(d.track_position[tr], 3072 + 1000) << tr;
+    EXPECT_EQ(d.display_pattern, 5);
+    EXPECT_EQ(d.play_pattern, 5);
+    EXPECT_EQ(d.current_step, 4);
+    EXPECT_EQ(d.play_step_ptr, p.step_ref(4));
+    EXPECT_EQ(p.step(4).pattern_ptr, p.pattern_ref(5));
+
+    locate(p, 3072 + 300 * 10);  // past the last event
+    EXPECT_TRUE(is_end(p, p.slot(5, 0).play));
+    locate(p, 0);
+    EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
+}
+
+TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    track_slot& late = give_track(p, 0, 1, 16, 3072, 192);
+    late.delay = 10;
+    track_slot& early = give_track(p, 0, 2, 16, 3072, 192);
+    early.delay = -20;
+    track_slot& looped = give_track(p, 0, 3, 16, 3072, 192);
+    looped.delay = 10;
+    looped.loop_length = 768 + 3071;  // one bar of 4/4
+    d.current_pattern = 0;
+
+    const std::int32_t at = 3072 + 768 * 2 + 100;
+    locate(p, at);
+    EXPECT_EQ(d.track_position[1], at - 10);
+    EXPECT_EQ(pos_of(p, late.play), 3072 + 768 * 2 + 192);
+    EXPECT_EQ(d.track_position[2], at + 20);
+    EXPECT_EQ(pos_of(p, early.play), 3072 + 768 * 2 + 192);
+    EXPECT_EQ(d.track_position[3], 3072 + 90);
+    EXPECT_EQ(pos_of(p, looped.play), 3072 + 192);
+    EXPECT_EQ(d.track_position[4], at);  // not in use: the plain position
+
+    // Inside the first pass of the loop nothing folds.
+    locate(p, 3072 + 500);
+    EXPECT_EQ(d.track_position[3], 3072 + 490);
+}
+
+TEST(Locate, SongModeFindsTheStep) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    d.song_mode = 1;
+    d.current_pattern = 9;
+    give_track(p, 2, 0, 40, 3072, 192);
+    set_step_length(p, 1, 1000);  // step 2 starts at 9216 + 1000
+
+    const std::int32_t start2 = 9216 + 1000;
+    locate(p, start2 + 500);
+    EXPECT_EQ(d.current_step, 2);
+    EXPECT_EQ(d.display_pattern, 2);
+    EXPECT_EQ(d.play_pattern, 2);
+    EXPECT_EQ(d.current_pattern, 9);  // the window's pattern does not move
+    EXPECT_EQ(d.play_step_ptr, p.step_ref(2));
+    EXPECT_EQ(d.track_position[0], 3072 + 500);
+    EXPECT_EQ(pos_of(p, p.slot(2, 0).play), 3072 + 576);
+
+    locate(p, start2);
+    EXPECT_EQ(d.current_step, 2);
+    EXPECT_EQ(d.track_position[0], 3072);
+    locate(p, start2 - 1);
+    EXPECT_EQ(d.current_step, 1);
+    locate(p, 100);
+    EXPECT_EQ(d.current_step, 0);
+    EXPECT_EQ(d.track_position[0], 100);  // step 0 plays on the song's own position
+    locate(p, 0xFF000);
+    EXPECT_EQ(d.current_step, 31);
+    EXPECT_EQ(d.track_position[0], 0xFF000 - p.step_start(31) + 3072);
+
+    // Step pointers are rebuilt from the pattern numbers first.
+    p.step(2).pattern_ptr = p.pattern_ref(15);
+    p.step(3).pattern = 4;
+    p.step(3).pattern_ptr = p.pattern_ref(0);
+    locate(p, start2);
+    EXPECT_EQ(p.step(3).pattern_ptr, p.pattern_ref(4));
+    EXPECT_EQ(p.step(2).pattern_ptr, p.pattern_ref(2));
+}
+
+TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    d.song_mode = 1;
+    set_step_pickup(p, 1, 192);
+    give_track(p, 1, 7, 3, 2900, 100);  // 2900, 3000, 3100 in pattern 1
+
+    locate(p, 9216 - 100);
+    EXPECT_EQ(d.current_step, 1);
+    EXPECT_EQ(d.display_pattern, 1);
+    EXPECT_EQ(d.track_position[7], 2972);
+    EXPECT_LT(d.track_position[7], 3072);
+    EXPECT_EQ(pos_of(p, p.slot(1, 7).play), 3000);
+
+    locate(p, 9216 - 191);
+    EXPECT_EQ(d.current_step, 1);
+    locate(p, 9216 - 192);  // exactly the pickup ahead: not yet begun
+    EXPECT_EQ(d.current_step, 0);
+    EXPECT_EQ(d.display_pattern, 0);
+
+    // The last step's pickup reaches back into step 30; past it there is no step to go on to.
+    set_step_pickup(p, 31, 3072);
+    locate(p, p.step(30).end - 10);
+    EXPECT_EQ(d.current_step, 31);
+    locate(p, 0xFF000);
+    EXPECT_EQ(d.current_step, 31);
+}
+
+TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    track_slot& par = give_track(p, 16, 3, 100, 3072, 384);
+    par.delay = 5;
+    d.song_mode = 1;
+    locate(p, 20000);
+    EXPECT_EQ(d.parallel_track_position[3], 20000 - 5);
+    EXPECT_EQ(d.parallel_track_position[4], 20000);
+    EXPECT_EQ(pos_of(p, par.play), 3072 + 384 * 45);
+    EXPECT_EQ(d.track_position[3], 20000 - p.step_start(2) + 3072);
+
+    // In pattern mode the parallel pattern is not seated.
+    d.song_mode = 0;
+    d.parallel_track_position[3] = -1;
+    locate(p, 4000);
+    EXPECT_EQ(d.parallel_track_position[3], -1);
+}
+
+TEST(Locate, TempoTrack) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    p.store().free_chain(d.tempo_chain.first);
+    d.tempo_chain.first = build_chain(p, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)},
+                                      d.tempo_chain.blocks);
+
+    // With the track off nothing of it is used.
+    set_tempo_increment(d, 12000);
+    locate(p, 4500);
+    EXPECT_EQ(d.tempo_increment, 3145);
+
+    d.tempo_track_on = 1;
+    locate(p, 5000);  // a change exactly here is met by the engine on the next tick
+    EXPECT_EQ(pos_of(p, d.tempo_chain.play), 5000);
+    EXPECT_EQ(d.tempo_display, 9000);
+    EXPECT_EQ(d.tempo_increment, tempo_increment_for(9000));
+    locate(p, 5001);
+    EXPECT_TRUE(is_end(p, d.tempo_chain.play));
+    EXPECT_EQ(d.tempo_display, 15000);
+    locate(p, 50);
+    EXPECT_EQ(pos_of(p, d.tempo_chain.play), 100);
+    EXPECT_EQ(d.tempo_display, 12000);
+    EXPECT_EQ(d.tempo_increment, 3145);
+}
+
+TEST(Locate, BeatFields) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    locate(p, 3072 + 768 * 3 + 192 + 7);
+    EXPECT_EQ(d.beats_per_bar, 4);
+    EXPECT_EQ(d.ticks_per_beat, 192);
+    EXPECT_EQ(d.beat_in_bar, 1);
+    EXPECT_EQ(d.tick_in_beat, 7);
+    EXPECT_TRUE(is_end(p, d.active_signature.play));
+
+    // In the lead-in the beat grid runs back from the first record.
+    locate(p, 2900);
+    EXPECT_EQ(d.beat_in_bar, 3);
+    EXPECT_EQ(d.tick_in_beat, 20);
+    locate(p, 0);
+    EXPECT_EQ(d.beat_in_bar, 0);
+    EXPECT_EQ(d.tick_in_beat, 0);
+
+    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
+                            midi_event::make(st::signature, 7, 8, 4224)});
+    locate(p, 3072 - 600);  // 552 ticks into bar 0 of 3/4
+    EXPECT_EQ(d.beats_per_bar, 3);
+    EXPECT_EQ(d.beat_in_bar, 2);
+    EXPECT_EQ(d.tick_in_beat, 168);
+    EXPECT_EQ(pos_of(p, d.active_signature.play), 4224);
+    locate(p, 4224 + 96 * 9 + 5);
+    EXPECT_EQ(d.beats_per_bar, 7);
+    EXPECT_EQ(d.ticks_per_beat, 96);
+    EXPECT_EQ(d.beat_in_bar, 2);
+    EXPECT_EQ(d.tick_in_beat, 5);
+    EXPECT_TRUE(is_end(p, d.active_signature.play));
+}
+
+TEST(Locate, ParksTheEngineAndTheTake) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    int chased = 0;
+    int bar_redraws = 0;
+    p.app.chase_events = true;
+    p.hooks.chase_events = [&](std::int32_t pos, int step, int pattern) {
+        ++chased;
+        EXPECT_EQ(d.stopped, 1);
+        EXPECT_EQ(d.record_enable, 0);
+        EXPECT_EQ(d.position, pos);  // every pointer is seated before the chase
+        EXPECT_EQ(step, 2);
+        EXPECT_EQ(pattern, 2);
+    };
+    p.hooks.redraw_bar_display = [&] { ++bar_redraws; };
+    d.song_mode = 1;
+    d.stopped = 0;
+    d.record_enable = 1;
+    locate(p, 20000);
+    EXPECT_EQ(chased, 1);
+    EXPECT_EQ(bar_redraws, 0);
+    EXPECT_EQ(d.stopped, 0);
+    EXPECT_EQ(d.record_enable, 1);
+
+    // Stopped and not recording stay so.
+    d.stopped = 1;
+    d.record_enable = 0;
+    d.signature_track_on = 1;
+    d.active_signature = d.signature_track;
+    locate(p, 20000);
+    EXPECT_EQ(d.stopped, 1);
+    EXPECT_EQ(d.record_enable, 0);
+    EXPECT_EQ(bar_redraws, 1);
+    EXPECT_EQ(chased, 2);
+}
+
+TEST(Locate, CyclePreparePatternMode) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    track_slot& s = give_track(p, 3, 6, 20, 3072, 192);
+    s.delay = 4;
+    d.current_pattern = 3;
+    d.current_step = 5;
+    d.cycle_on = 1;
+    d.left_locator = 3072 + 768;
+    p.store().free_chain(d.tempo_chain.first);
+    d.tempo_chain.first =
+        build_chain(p, {tempo(6000, 0), tempo(9000, 3072 + 768)}, d.tempo_chain.blocks);
+    d.tempo_track_on = 1;
+
+    locate(p, 3072 + 768 * 3);
+    EXPECT_EQ(d.cycle_track_position[6], 3072 + 768 - 4);
+    EXPECT_EQ(pos_of(p, d.cycle_track_event[6]), 3072 + 768);
+    EXPECT_EQ(d.cycle_track_position[7], 3072 + 768);
+    EXPECT_EQ(d.cycle_track_event[7], null_ref);
+    EXPECT_EQ(pos_of(p, s.play), 3072 + 768 * 3);  // play follows the position, not the locator
+    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(5));
+    EXPECT_EQ(pos_of(p, d.tempo_chain.left_event), 3072 + 768);
+    EXPECT_EQ(d.tempo_chain.left_tempo(), 6000);
+    const chain_cursor& c = d.active_signature;
+    EXPECT_TRUE(is_end(p, c.left_event));
+    EXPECT_EQ(c.ticks_per_beat, 192);
+    EXPECT_EQ(c.beats_per_bar, 4);
+    EXPECT_EQ(c.beat_in_bar, 0);
+    EXPECT_EQ(c.tick_in_beat, 0);
+}
+
+TEST(Locate, CyclePrepareSongMode) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    d.song_mode = 1;
+    give_track(p, 3, 6, 40, 3072, 192);
+    give_track(p, 16, 2, 100, 3072, 192);
+    d.left_locator = p.step_start(3) + 400;
+    d.cycle_on = 1;
+
+    locate(p, 5000);
+    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(3));
+    EXPECT_EQ(d.cycle_track_position[6], 3072 + 400);
+    EXPECT_EQ(pos_of(p, d.cycle_track_event[6]), 3072 + 576);
+    EXPECT_EQ(d.cycle_parallel_position[2], d.left_locator);
+    EXPECT_EQ(pos_of(p, d.cycle_parallel_event[2]),
+              3072 + 192 * ((d.left_locator - 3072 + 191) / 192));
+    EXPECT_EQ(d.current_step, 0);  // the locate itself stays where it was sent
+
+    // In step 0 the locator is the local position.
+    d.left_locator = 4000;
+    cycle_prepare(p);
+    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(0));
+    EXPECT_EQ(d.cycle_track_position[6], 4000);
+
+    // A left locator inside the next step's pickup belongs to that step.
+    set_step_pickup(p, 3, 300);
+    d.left_locator = p.step_start(3) - 100;
+    cycle_prepare(p);
+    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(3));
+    EXPECT_EQ(d.cycle_track_position[6], 2972);
+}
+
+TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    // 3/4 at the start, 4/4 from bar 5.
+    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
+                            midi_event::make(st::signature, 4, 4, 3072 + 576 * 4)});
+    d.cycle_on = 1;
+    d.left_locator = 3072 - 600;
+    locate(p, 6000);
+    ASSERT_EQ(d.beats_per_bar, 4);
+    const chain_cursor& c = d.active_signature;
+    EXPECT_EQ(c.beats_per_bar, 3);
+    EXPECT_EQ(c.ticks_per_beat, 192);
+    EXPECT_EQ(c.beat_in_bar, 0);  // 768 - 600 = 168 ticks into a bar of 4/4
+    EXPECT_EQ(c.tick_in_beat, 168);
+    EXPECT_EQ(pos_of(p, c.left_event), 3072 + 576 * 4);
+
+    // With the position in 3/4 the same locator folds with the 3/4 bar.
+    locate(p, 3500);
+    EXPECT_EQ(d.active_signature.beat_in_bar, 2);
+}
+
+TEST(Locate, LocateTrackAfterAnEdit) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    d.song_mode = 1;
+    d.current_pattern = 2;
+    locate(p, p.step_start(2) + 700);
+    ASSERT_EQ(d.current_step, 2);
+
+    // A new chain on a track of the current pattern.
+    track_slot& s = give_track(p, 2, 8, 10, 3072, 192);
+    s.delay = -8;
+    locate_track(p, 8, false);
+    EXPECT_EQ(d.track_position[8], 3072 + 708);
+    EXPECT_EQ(pos_of(p, s.play), 3072 + 768);
+
+    // The parallel pattern is on the song position.
+    d.current_pattern = 16;
+    track_slot& par = give_track(p, 16, 8, 200, 3072, 192);
+    locate_track(p, 8, true);
+    EXPECT_EQ(d.parallel_track_position[8], d.position);
+    EXPECT_EQ(pos_of(p, par.play), 3072 + 192 * ((d.position - 3072 + 191) / 192));
+
+    // Pattern mode: the plain position.
+    d.song_mode = 0;
+    d.current_pattern = 2;
+    locate_track(p, 8, false);
+    EXPECT_EQ(d.track_position[8], d.position + 8);
+
+    // An empty slot leaves everything alone.
+    d.track_position[9] = -7;
+    locate_track(p, 9, false);
+    EXPECT_EQ(d.track_position[9], -7);
+}
+
+TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    d.song_mode = 1;
+    d.cycle_on = 1;
+    d.current_pattern = 2;
+    d.left_locator = p.step_start(4) + 100;  // step 4 plays pattern 4
+    locate(p, p.step_start(2) + 10);
+
+    track_slot& s = give_track(p, 2, 1, 10, 3072, 192);
+    d.cycle_track_position[1] = -1;
+    d.cycle_track_event[1] = null_ref;
+    locate_track(p, 1, false);
+    EXPECT_EQ(d.track_position[1], 3072 + 10);
+    EXPECT_EQ(d.cycle_track_position[1], -1);  // another pattern at the locator
+    EXPECT_EQ(d.cycle_track_event[1], null_ref);
+
+    set_step_pattern(p, 4, 2);
+    d.current_pattern = 2;
+    locate_track(p, 1, false);
+    EXPECT_EQ(d.cycle_track_position[1], 3072 + 100);
+    EXPECT_EQ(pos_of(p, d.cycle_track_event[1]), 3072 + 192);
+    EXPECT_EQ(d.cycle_track_position[2], 3072 + 100);  // prepared by the locate, untouched
+    (void)s;
+
+    // A parallel track always follows the locator.
+    d.current_pattern = 16;
+    give_track(p, 16, 1, 200, 3072, 192);
+    locate_track(p, 1, true);
+    EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
+    EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));
+}
+
+TEST(Locate, RebuildStepPointers) {
+    testing::test_program t;
+    program& p = *t;
+    for (int i = 0; i < song_steps; ++i) {
+        p.step(i).pattern = static_cast<std::int8_t>((i * 7) % 16);
+        p.step(i).pattern_ptr = null_ref;
+    }
+    rebuild_step_pointers(p);
+    for (int i = 0; i < song_steps; ++i)
+        EXPECT_EQ(p.step(i).pattern_ptr, p.d.pattern_table_ptr + ((i * 7) % 16) * 1099u) << i;
+    EXPECT_EQ(p.step(32).pattern_ptr, p.pattern_ref(16));
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,1 +1,678 @@
+#include "song/patterns.h"
+
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "song/locate.h"
+#include "song/position.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+std::string name_of(const char (&field)[11]) {
+    return std::string(field, 10);
+}
+
+// A chain of the given records, appended in order; `blocks` gets the blocks it holds.
+ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t& blocks) {
+    const event_store& s = p.store();
+    ref32 first = s.new_empty_chain();
+    blocks = 1;
+    for (const midi_event& e : records) {
+        ref32 place = s.chain_end(first);
+        int took = s.insert_record(place);
+        blocks = static_cast<std::uint16_t>(blocks + took);
+        p.d.free_blocks -= took;
+        s.at(place) = e;
+    }
+    return first;
+}
+
+track_slot& give_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
+    track_slot& s = p.slot(pattern, track);
+    s.first = build_chain(p, records, s.blocks);
+    s.play = s.first;
+    s.in_use = 1;
+    return s;
+}
+
+std::vector<midi_event> notes(int count, std::int32_t from, std::int32_t step) {
+    std::vector<midi_event> v;
+    for (int i = 0; i < count; ++i) v.push_back(midi_event::make(0x90, 60, 100, from + i * step));
+    return v;
+}
+
+// The track named by the last silence request; the bytes stay after the engine clears the request.
+std::string last_silenced(const program& p) {
+    return std::to_string(p.d.silence_pattern) + "/" + std::to_string(p.d.silence_track);
+}
+
+void forget_silence(program& p) {
+    p.d.silence_pattern = p.d.silence_track = 0xFF;
+}
+
+TEST(Patterns, DefaultsCoverAllEighteenEntries) {
+    testing::test_program t;
+    // Dirty every entry, then format again.
+    for (int pat = 0; pat < pattern_count; ++pat) {
+        std::memset(&t->pattern(pat), 0x5A, sizeof(pattern_entry));
+    }
+    set_pattern_defaults(*t);
+    for (int pat = 0; pat < pattern_count; ++pat) {
+        const pattern_entry& e = t->pattern(pat);
+        EXPECT_EQ(name_of(e.name), pat == parallel_pattern ? " PARALLEL " : " PATTERN  ") << pat;
+        EXPECT_EQ(e.name[10], 0);
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
+            const track_slot& s = e.track[tr];
+            EXPECT_EQ(s.channel, tr % 16) << pat << "/" << tr;
+            EXPECT_EQ(s.loop_length, no_loop);
+            EXPECT_EQ(s.in_use, 0);
+            EXPECT_EQ(s.blocks, 0);
+            EXPECT_EQ(
+                s.velocity | s.quantize | s.mute | s.transpose | s.compress | s.delay | s.port, 0);
+            EXPECT_EQ(name_of(s.name), "          ");
+            EXPECT_EQ(s.name[10], 0);
+        }
+    }
+    EXPECT_EQ(t->slot(4, 16).channel, 0);
+    EXPECT_EQ(t->slot(4, 31).channel, 15);
+}
+
+TEST(Patterns, SongListDefaults) {
+    testing::test_program t;
+    set_step_name(*t, 4, "STOP");
+    set_step_length(*t, 2, 100);
+    set_song_list_defaults(*t);
+    EXPECT_EQ(t->step(-1).end, 3072);
+    for (int i = 0; i < song_steps; ++i) {
+        const song_step& s = t->step(i);
+        EXPECT_EQ(s.pattern, i % 8);
+        EXPECT_EQ(s.pattern_ptr, t->pattern_ref(i % 8));
+        EXPECT_EQ(s.index, i);
+        EXPECT_EQ(s.end, i == 31 ? 0xFF001 : 9216 + i * 6144) << i;
+        EXPECT_EQ(s.pickup | s.transpose | s.stop_here, 0);
+        EXPECT_EQ(s.track_mask, 0u);
+        EXPECT_EQ(name_of(s.name), "          ");
+    }
+    EXPECT_EQ(t->step(30).end, 193536);
+    const song_step& par = t->step(32);
+    EXPECT_EQ(par.end, 0xFF001);
+    EXPECT_EQ(par.pattern, 16);
+    EXPECT_EQ(par.pattern_ptr, t->pattern_ref(16));
+    EXPECT_EQ(par.track_mask, 0u);
+    EXPECT_EQ(par.pickup, 0);
+    const song_step& take = t->step(33);
+    EXPECT_EQ(take.end, 0xFF001);
+    EXPECT_EQ(take.pattern, 17);
+    EXPECT_EQ(take.pattern_ptr, t->pattern_ref(17));
+    EXPECT_EQ(t->d.parallel_step_ptr, t->step_ref(32));
+    EXPECT_EQ(t->d.parallel_step_ptr2, t->step_ref(32));
+    EXPECT_EQ(t->d.take_step_ptr, t->step_ref(33));
+}
+
+TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    const int free_at_start = d.free_blocks;
+
+    give_track(p, 0, 0, notes(100, 3072, 10));  // several blocks
+    give_track(p, 0, 31, notes(3, 3072, 10));
+    give_track(p, 7, 12, notes(40, 3072, 10));
+    give_track(p, 16, 5, notes(2, 3072, 10));
+    give_track(p, 17, 31, notes(2, 3072, 10));
+    p.slot(3, 3).loop_length = 4000;
+    p.slot(3, 3).mute = 1;
+    put_name(p.pattern(2).name, "Verse");
+
+    // A tempo track and a signature track of their own.
+    p.store().free_chain(d.tempo_chain.first);
+    std::vector<midi_event> tempos;
+    for (int i = 0; i < 3; ++i) {
+        midi_event e = midi_event::make(st::tempo, 0, 0, i * 1000);
+        e.set_tempo_value(9000 + i);
+        tempos.push_back(e);
+    }
+    d.tempo_chain.first = d.tempo_chain.play = build_chain(p, tempos, d.tempo_chain.blocks);
+    d.tempo_track_on = 1;
+    p.store().free_chain(d.signature_track.first);
+    d.signature_track.first = build_chain(
+        p,
+        {midi_event::make(st::signature, 3, 4, 3072), midi_event::make(st::signature, 5, 8, 5376)},
+        d.signature_track.blocks);
+    d.active_signature = d.signature_track;
+    d.signature_track_on = 1;
+    p.store().at(d.signature_chain.first).set_data1(7);
+    p.store().at(d.signature_chain.first).set_data2(8);
+
+    d.song_mode = 1;
+    d.parallel_selected = 1;
+    d.cycle_on = 1;
+    d.punch_on = 1;
+    d.internal_record = 2;
+    p.app.solo_on = true;
+    std::memset(d.track_enable, 0, sizeof d.track_enable);
+    std::memset(d.parallel_enable, 0, sizeof d.parallel_enable);
+    set_step_name(p, 3, "STOP");
+    set_step_length(p, 1, 700);
+    p.app.song_tempo = 8000;
+    p.app.quantize_swing = 20;
+    p.app.quantize_strength = 60;
+    p.app.edit_grid = 24;
+    set_tempo_increment(d, 8000);
+    d.current_track = 9;
+    d.position = 50000;
+
+    std::vector<std::string> calls;
+    p.hooks.empty_undo = [&] {
+        calls.push_back("undo");
+        for (int pat = 0; pat <= parallel_pattern; ++pat)
+            for (int tr = 0; tr < tracks_per_pattern; ++tr)
+                EXPECT_EQ(p.slot(pat, tr).in_use, 0) << "undo emptied before " << pat << "/" << tr;
+    };
+    p.hooks.reset_mixer = [&] {
+        calls.push_back("mixer");
+        EXPECT_EQ(p.step(31).end, past_last_step);
+        EXPECT_EQ(p.app.edit_grid, 48);
+    };
+    p.hooks.scroll_to_top = [&] { calls.push_back("scroll"); };
+    p.hooks.buttons_changed = [&] {
+        calls.push_back("buttons");
+        EXPECT_EQ(d.song_mode | d.cycle_on | d.punch_on | d.tempo_track_on, 0);
+    };
+
+    clear_song(p);
+
+    EXPECT_EQ(testing::check_pool(p), "");
+    EXPECT_EQ(d.free_blocks, free_at_start);
+    ASSERT_GE(calls.size(), 4u);
+    EXPECT_EQ(calls.front(), "buttons");
+    EXPECT_EQ(std::vector<std::string>(calls.end() - 3, calls.end()),
+              (std::vector<std::string>{"undo", "mixer", "scroll"}));
+
+    EXPECT_EQ(d.position, 3072);
+    const event_store& s = p.store();
+    EXPECT_EQ(d.tempo_chain.blocks, 1);
+    EXPECT_EQ(s.at(d.tempo_chain.first).tempo_value(), 12000);
+    EXPECT_EQ(s.position(d.tempo_chain.first), 0);
+    EXPECT_EQ(s.status(s.next_event(d.tempo_chain.first)), st::end);
+    for (const chain_cursor* c : {&d.signature_chain, &d.signature_track}) {
+        EXPECT_EQ(s.at(c->first).data1(), 4);
+        EXPECT_EQ(s.at(c->first).data2(), 4);
+        EXPECT_EQ(s.position(c->first), 3072);
+        EXPECT_EQ(s.status(s.next_event(c->first)), st::end);
+    }
+    EXPECT_EQ(d.active_signature.first, d.signature_chain.first);
+    EXPECT_EQ(d.tempo_track_on, 0);
+    EXPECT_EQ(d.signature_track_on, 0);
+    EXPECT_EQ(d.song_mode, 0);
+    EXPECT_EQ(d.parallel_selected, 0);
+    EXPECT_EQ(d.cycle_on, 0);
+    EXPECT_EQ(d.punch_on, 0);
+    EXPECT_EQ(d.internal_record, 0);
+    EXPECT_FALSE(p.app.solo_on);
+    for (int i = 0; i < 32; ++i) EXPECT_EQ(d.track_enable[i] & d.parallel_enable[i], 1);
+    for (int pat = 0; pat < pattern_count; ++pat)
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
+            EXPECT_EQ(p.slot(pat, tr).in_use, 0);
+            EXPECT_EQ(p.slot(pat, tr).loop_length, no_loop);
+            EXPECT_EQ(p.slot(pat, tr).mute, 0);
+        }
+    EXPECT_EQ(name_of(p.pattern(2).name), " PATTERN  ");
+    EXPECT_EQ(p.step(1).end, 9216 + 6144);
+    EXPECT_EQ(p.step(3).stop_here, 0);
+    EXPECT_EQ(p.app.song_tempo, 12000);
+    EXPECT_EQ(d.tempo_increment, 3145);
+    EXPECT_EQ(p.app.quantize_swing, 0);
+    EXPECT_EQ(p.app.quantize_strength, 100);
+    EXPECT_EQ(p.app.edit_grid, 48);
+    EXPECT_EQ(d.current_track, 0);
+
+    // A second clear on an empty song loses nothing either.
+    clear_song(p);
+    EXPECT_EQ(testing::check_pool(p), "");
+    EXPECT_EQ(d.free_blocks, free_at_start);
+}
+
+TEST(Patterns, DeleteTrackChainEmptiesTheSlotOnce) {
+    testing::test_program t;
+    program& p = *t;
+    const int free_at_start = p.d.free_blocks;
+    track_slot& s = give_track(p, 16, 7, notes(70, 3072, 5));
+    ASSERT_EQ(s.blocks, 3);
+    s.mute = 1;
+    put_name(s.name, "Bass");
+    s.channel = 3;
+
+    forget_silence(p);
+    delete_track_chain(p, 16, 7);
+    EXPECT_EQ(last_silenced(p), "1/7");
+    EXPECT_EQ(s.in_use, 0);
+    EXPECT_EQ(s.mute, 0);
+    EXPECT_EQ(s.blocks, 0);
+    EXPECT_EQ(name_of(s.name), "          ");
+    EXPECT_EQ(s.channel, 3);  // parameters stay
+    EXPECT_EQ(p.d.free_blocks, free_at_start);
+    EXPECT_EQ(testing::check_pool(p), "");
+
+    forget_silence(p);
+    delete_track_chain(p, 16, 7);  // nothing left to give back
+    EXPECT_EQ(p.d.free_blocks, free_at_start);
+    EXPECT_EQ(last_silenced(p), "255/255");
+
+    give_track(p, 17, 2, notes(1, 3072, 1));
+    give_track(p, 4, 30, notes(1, 3072, 1));
+    delete_track_chain(p, 17, 2);
+    EXPECT_EQ(last_silenced(p), "2/2");
+    delete_track_chain(p, 4, 30);
+    EXPECT_EQ(last_silenced(p), "0/30");
+    EXPECT_EQ(testing::check_pool(p), "");
+}
+
+TEST(Patterns, SelectTrackAndPatternSetThruFields) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    track_slot& a = p.slot(2, 5);
+    a.port = 3;
+    a.channel = 7;
+    a.transpose = -12;
+    a.velocity = 10;
+    a.compress = 2;
+    track_slot& b = p.slot(6, 5);
+    b.port = 1;
+    b.channel = 16;
+    b.transpose = 5;
+    b.velocity = -3;
+    b.compress = -1;
+    d.current_pattern = 2;
+
+    select_track(p, 5);
+    EXPECT_EQ(d.current_track, 5);
+    EXPECT_EQ(d.thru_port, 3);
+    EXPECT_EQ(d.thru_channel, 7);
+    EXPECT_EQ(d.thru_transpose, -12);
+    EXPECT_EQ(d.thru_velocity, 10);
+    EXPECT_EQ(d.thru_compress, 2);
+
+    int redraws = 0;
+    p.hooks.track_list_changed = [&] { ++redraws; };
+    EXPECT_TRUE(select_pattern(p, 6));
+    EXPECT_EQ(d.current_pattern, 6);
+    EXPECT_EQ(redraws, 1);
+    EXPECT_EQ(d.thru_port, 1);
+    EXPECT_EQ(d.thru_channel, 16);
+    EXPECT_EQ(d.thru_transpose, 5);
+    EXPECT_EQ(d.thru_velocity, -3);
+    EXPECT_EQ(static_cast<std::int8_t>(d.thru_compress), -1);
+    EXPECT_TRUE(select_pattern(p, 6));
+    EXPECT_EQ(redraws, 1);  // same pattern: nothing to redraw
+
+    // The parallel pattern counts as selected only in song mode.
+    EXPECT_TRUE(select_pattern(p, 16));
+    EXPECT_EQ(d.parallel_selected, 0);
+    d.song_mode = 1;
+    EXPECT_TRUE(select_pattern(p, 16));
+    EXPECT_EQ(d.parallel_selected, 1);
+    EXPECT_TRUE(select_pattern(p, 3));
+    EXPECT_EQ(d.parallel_selected, 0);
+
+    // Refused during a take, except for a forced redraw.
+    d.recording = 1;
+    EXPECT_FALSE(select_pattern(p, 9));
+    EXPECT_EQ(d.current_pattern, 3);
+    ASSERT_EQ(t.screen.messages.size(), 1u);
+    EXPECT_EQ(t.screen.messages[0].text, "Can't do this while recording!");
+    EXPECT_TRUE(select_pattern(p, 9, true));
+    EXPECT_EQ(d.current_pattern, 9);
+    EXPECT_EQ(t.screen.messages.size(), 1u);
+}
+
+TEST(Patterns, ChannelAndPortFollowToEmptyTracks) {
+    testing::test_program t;
+    program& p = *t;
+    give_track(p, 3, 20, notes(1, 3072, 1));
+    p.slot(3, 20).channel = 4;
+    p.slot(3, 20).port = 2;
+
+    set_track_channel(p, 0, 20, 9);
+    set_track_port(p, 0, 20, 1);
+    for (int pat = 0; pat <= parallel_pattern; ++pat) {
+        EXPECT_EQ(p.slot(pat, 20).channel, pat == 3 ? 4 : 9) << pat;
+        EXPECT_EQ(p.slot(pat, 20).port, pat == 3 ? 2 : 1) << pat;
+        EXPECT_EQ(p.slot(pat, 21).channel, 5);
+    }
+    // The working pattern is left alone outside a cycle take.
+    EXPECT_EQ(p.slot(take_pattern, 20).channel, 4);
+    EXPECT_EQ(p.slot(take_pattern, 20).port, 0);
+
+    // An edit of the track in use changes that track.
+    set_track_channel(p, 3, 20, 16);
+    EXPECT_EQ(p.slot(3, 20).channel, 16);
+    EXPECT_EQ(p.slot(5, 20).channel, 16);
+
+    // During a cycle take every slot of the working pattern follows.
+    p.d.recording = 1;
+    p.d.cycle_recording = 1;
+    set_track_channel(p, 3, 20, 11);
+    for (int tr = 0; tr < tracks_per_pattern; ++tr) EXPECT_EQ(p.slot(take_pattern, tr).channel, 11);
+    EXPECT_EQ(p.slot(0, 21).channel, 5);
+    set_track_port(p, 3, 20, 3);
+    for (int tr = 0; tr < tracks_per_pattern; ++tr) EXPECT_EQ(p.slot(take_pattern, tr).port, 3);
+    // Values out of range are held to it.
+    p.d.recording = 0;
+    set_track_channel(p, 0, 1, 40);
+    set_track_port(p, 0, 1, 9);
+    EXPECT_EQ(p.slot(0, 1).channel, 16);
+    EXPECT_EQ(p.slot(0, 1).port, 3);
+}
+
+TEST(Patterns, ChannelEditOnAPlayingPatternEndsTheTracksNotes) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    give_track(p, 0, 4, notes(4, 3072, 192));
+    give_track(p, 16, 6, notes(4, 3072, 192));
+    d.current_pattern = 0;
+    locate(p, 3500);
+
+    forget_silence(p);
+    set_track_channel(p, 0, 4, 3);  // stopped: nothing sounds
+    EXPECT_EQ(last_silenced(p), "255/255");
+    d.stopped = 0;
+    set_track_port(p, 0, 5, 2);     // an empty track has no notes
+    set_track_channel(p, 7, 4, 1);  // a pattern that does not play
+    EXPECT_EQ(last_silenced(p), "255/255");
+    set_track_channel(p, 0, 4, 2);
+    EXPECT_EQ(last_silenced(p), "0/4");
+    EXPECT_EQ(d.track_position[4], 3500);
+    EXPECT_EQ(d.stopped, 0);
+
+    d.song_mode = 1;
+    d.current_pattern = 16;
+    set_track_port(p, 16, 6, 3);
+    EXPECT_EQ(last_silenced(p), "1/6");
+}
+
+TEST(Patterns, ToggleSongMode) {
+    testing::test_program t;
+    dll_data& d = t->d;
+    d.recording = 1;
+    EXPECT_FALSE(toggle_song_mode(*t));
+    EXPECT_EQ(d.song_mode, 0);
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
+    d.recording = 0;
+
+    d.current_pattern = 16;
+    EXPECT_TRUE(toggle_song_mode(*t));
+    EXPECT_EQ(d.song_mode, 1);
+    EXPECT_EQ(d.parallel_selected, 1);
+    EXPECT_TRUE(toggle_song_mode(*t));
+    EXPECT_EQ(d.song_mode, 0);
+    EXPECT_EQ(d.parallel_selected, 0);
+
+    // Running: the position is found again in the new mode.
+    d.current_pattern = 4;
+    d.position = 20000;
+    d.current_step = 0;
+    d.stopped = 0;
+    EXPECT_TRUE(toggle_song_mode(*t));
+    EXPECT_EQ(d.parallel_selected, 0);
+    EXPECT_EQ(d.current_step, 2);
+    EXPECT_EQ(d.display_pattern, 2);
+    EXPECT_EQ(d.stopped, 0);
+}
+
+TEST(Patterns, StepPatternFollowsAndRelocates) {
+    testing::test_program t;
+    dll_data& d = t->d;
+    d.song_mode = 1;
+    d.current_step = 3;
+    d.current_pattern = 3;
+    set_step_pattern(*t, 3, 12);
+    EXPECT_EQ(t->step(3).pattern, 12);
+    EXPECT_EQ(t->step(3).pattern_ptr, t->pattern_ref(12));
+    EXPECT_EQ(d.current_pattern, 12);
+    set_step_pattern(*t, 5, 40);
+    EXPECT_EQ(t->step(5).pattern, 15);
+    EXPECT_EQ(d.current_pattern, 12);  // not the current step
+
+    // With the parallel pattern selected the selection stays.
+    d.current_pattern = 16;
+    d.parallel_selected = 1;
+    set_step_pattern(*t, 3, 1);
+    EXPECT_EQ(d.current_pattern, 16);
+
+    d.stopped = 0;
+    d.position = t->step(3).end - 10;
+    set_step_pattern(*t, 3, 7);
+    EXPECT_EQ(d.display_pattern, 7);
+}
+
+TEST(Patterns, StepLengthMovesLaterEnds) {
+    testing::test_program t;
+    program& p = *t;
+    set_step_length(p, 5, 10000);
+    EXPECT_EQ(step_length(p, 5), 10000);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(p.step(i).end, 9216 + i * 6144);
+    for (int i = 5; i < 31; ++i) EXPECT_EQ(p.step(i).end, 9216 + i * 6144 + 3856) << i;
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+    for (int i = 6; i < 31; ++i) EXPECT_EQ(step_length(p, i), 6144);
+
+    set_step_length(p, 5, 0);
+    EXPECT_EQ(step_length(p, 5), 1);
+
+    // The last-but-one step may end at 0xFED00 and no later.
+    set_step_length(p, 7, 0x7FFFFFFF);
+    EXPECT_EQ(p.step(30).end, 0xFED00);
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+    set_step_length(p, 30, 50000);
+    EXPECT_EQ(p.step(30).end, 0xFED00);
+    set_step_length(p, 30, 100);
+    EXPECT_EQ(step_length(p, 30), 100);
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+
+    // The last step has no length to edit.
+    set_step_length(p, 31, 100);
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+}
+
+TEST(Patterns, PickupBounds) {
+    testing::test_program t;
+    program& p = *t;
+    set_step_pickup(p, 3, 5000);
+    EXPECT_EQ(p.step(3).pickup, 3072);
+    set_step_pickup(p, 3, -4);
+    EXPECT_EQ(p.step(3).pickup, 0);
+    set_step_length(p, 2, 1000);
+    set_step_pickup(p, 3, 5000);
+    EXPECT_EQ(p.step(3).pickup, 999);
+    set_step_pickup(p, 3, 200);
+    EXPECT_EQ(p.step(3).pickup, 200);
+    // Shortening the step before holds the pickup inside it.
+    set_step_pickup(p, 3, 999);
+    set_step_length(p, 2, 300);
+    EXPECT_EQ(p.step(3).pickup, 299);
+    set_step_length(p, 2, 1);
+    EXPECT_EQ(p.step(3).pickup, 0);
+}
+
+void name_steps(program& p) {
+    for (int i = 0; i < song_steps; ++i) set_step_name(p, i, "S" + std::to_string(i));
+}
+
+TEST(Patterns, InsertStepKeepsLengths) {
+    testing::test_program t;
+    program& p = *t;
+    name_steps(p);
+    set_step_length(p, 2, 3000);
+    set_step_pickup(p, 2, 3071);
+    p.step(2).transpose = 5;
+    const std::int32_t end2 = p.step(2).end;
+
+    insert_step(p, 2);
+    EXPECT_EQ(name_of(p.step(2).name), "S2        ");
+    EXPECT_EQ(name_of(p.step(3).name), "S2        ");
+    EXPECT_EQ(name_of(p.step(4).name), "S3        ");
+    EXPECT_EQ(name_of(p.step(31).name), "S30       ");  // old step 31 dropped
+    EXPECT_EQ(p.step(3).transpose, 5);
+    EXPECT_EQ(p.step(2).end, end2);
+    EXPECT_EQ(step_length(p, 3), 3000);
+    for (int i = 4; i < 31; ++i) EXPECT_EQ(step_length(p, i), 6144) << i;
+    EXPECT_EQ(p.step(30).end, 3072 + 29 * 6144 + 2 * 3000);
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+    for (int i = 0; i < song_steps; ++i) {
+        EXPECT_EQ(p.step(i).index, i);
+        EXPECT_EQ(p.step(i).pattern_ptr, p.pattern_ref(p.step(i).pattern));
+    }
+    EXPECT_EQ(p.step(4).pattern, 3);
+    // The moved step's pickup still fits in the step before it.
+    EXPECT_EQ(p.step(2).pickup, 3071);
+    EXPECT_EQ(p.step(3).pickup, 2999);
+}
+
+TEST(Patterns, InsertStepNearTheLastPositionStaysInBounds) {
+    testing::test_program t;
+    program& p = *t;
+    set_step_length(p, 0, 0x7FFFFFFF);
+    ASSERT_EQ(p.step(30).end, 0xFED00);
+    insert_step(p, 0);
+    std::int32_t prev = 3072;
+    for (int i = 0; i < 31; ++i) {
+        EXPECT_GT(p.step(i).end, prev) << i;
+        EXPECT_LE(p.step(i).end, 0xFED00) << i;
+        prev = p.step(i).end;
+    }
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+}
+
+TEST(Patterns, DeleteStep) {
+    testing::test_program t;
+    program& p = *t;
+    name_steps(p);
+    set_step_length(p, 1, 500);
+    set_step_pickup(p, 3, 3000);
+    set_step_length(p, 4, 2000);
+    p.step(3).pattern = 6;
+    const std::int32_t end1 = p.step(1).end;
+
+    delete_step(p, 2);
+    EXPECT_EQ(name_of(p.step(2).name), "S3        ");
+    EXPECT_EQ(name_of(p.step(30).name), "S31       ");
+    EXPECT_EQ(name_of(p.step(31).name), "          ");
+    EXPECT_EQ(p.step(31).stop_here, 0);
+    EXPECT_EQ(p.step(1).end, end1);
+    EXPECT_EQ(step_length(p, 2), 6144);
+    EXPECT_EQ(step_length(p, 3), 2000);
+    EXPECT_EQ(step_length(p, 30), 6144);  // the old last step, shortened
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+    EXPECT_EQ(p.step(2).pickup, 499);
+    EXPECT_EQ(p.step(2).pattern, 6);
+    EXPECT_EQ(p.step(2).pattern_ptr, p.pattern_ref(6));
+    for (int i = 0; i < song_steps; ++i) EXPECT_EQ(p.step(i).index, i);
+
+    // A last-but-one step shorter than 6144 keeps its length.
+    set_step_length(p, 30, 1000);
+    delete_step(p, 0);
+    EXPECT_EQ(step_length(p, 29), 1000);
+    EXPECT_EQ(step_length(p, 30), 6144);
+
+    // Deleting the last entry blanks it and leaves the step before it alone.
+    set_step_name(p, 31, "STOP end");
+    set_step_length(p, 30, 9000);
+    delete_step(p, 31);
+    EXPECT_EQ(name_of(p.step(31).name), "          ");
+    EXPECT_EQ(p.step(31).stop_here, 0);
+    EXPECT_EQ(step_length(p, 30), 9000);
+    EXPECT_EQ(p.step(31).end, 0xFF001);
+}
+
+TEST(Patterns, StopHereFromTheName) {
+    testing::test_program t;
+    program& p = *t;
+    struct {
+        const char* name;
+        int stop;
+    } cases[] = {{"STOP", 1},     {"stop here", 1}, {" Stop", 1}, {"abSToP", 1},    {"abcSTOP", 1},
+                 {"abcdSTOP", 0}, {"S T O P", 0},   {"STO", 0},   {"xxxxxxSTOP", 0}};
+    for (const auto& c : cases) {
+        set_step_name(p, 6, c.name);
+        EXPECT_EQ(p.step(6).stop_here, c.stop) << c.name;
+    }
+    set_step_name(p, 6, "STOP");
+    set_step_name(p, 6, "Chorus");
+    EXPECT_EQ(p.step(6).stop_here, 0);
+    EXPECT_EQ(name_of(p.step(6).name), "Chorus    ");
+    set_step_name(p, 6, "a name far longer than ten");
+    EXPECT_EQ(name_of(p.step(6).name), "a name far");
+    EXPECT_EQ(p.step(6).name[10], 0);
+}
+
+TEST(Patterns, LoopLengthInBeats) {
+    EXPECT_EQ(loop_length_from_beats(0, 4), 0xFF000);  // no loop, not 3071
+    EXPECT_EQ(beats_from_loop_length(0xFF000, 4), 0);
+    EXPECT_EQ(beats_from_loop_length(loop_length_from_beats(5, 8), 8), 5);
+    EXPECT_EQ(beats_from_loop_length(768 + 3071, 8), 8);
+    EXPECT_TRUE(loop_has_remainder(700 + 3071, 4));
+    EXPECT_FALSE(loop_has_remainder(0xFF000, 4));
+    EXPECT_EQ(max_loop_beats(4), 249);
+    EXPECT_EQ(max_loop_beats(2), 124);
+    // The longest loop still ends before the last position.
+    for (int den : {1, 2, 4, 8, 16, 32})
+        EXPECT_LE(3072 + loop_length_from_beats(max_loop_beats(den), den) - 3071, 0xFF000);
+}
+
+TEST(Patterns, LoopEditUsesTheSignatureAtThePatternStart) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    // 4/4 from 3072, 3/8 from the start of step 1.
+    p.store().free_chain(d.signature_track.first);
+    d.signature_track.first = build_chain(
+        p,
+        {midi_event::make(st::signature, 4, 4, 3072), midi_event::make(st::signature, 3, 8, 9216)},
+        d.signature_track.blocks);
+    d.active_signature = d.signature_track;
+    d.signature_track_on = 1;
+
+    set_track_loop_beats(p, 1, 2, 3);
+    EXPECT_EQ(p.slot(1, 2).loop_length, 576 + 3071);
+    d.song_mode = 1;
+    d.current_step = 1;
+    set_track_loop_beats(p, 1, 2, 3);
+    EXPECT_EQ(p.slot(1, 2).loop_length, 288 + 3071);
+    set_track_loop_beats(p, 1, 2, 1000);
+    EXPECT_EQ(p.slot(1, 2).loop_length, 96 * 498 + 3071);
+    set_track_loop_beats(p, 1, 2, 0);
+    EXPECT_EQ(p.slot(1, 2).loop_length, 0xFF000);
+    // The parallel pattern starts with the song.
+    d.current_pattern = 16;
+    d.parallel_selected = 1;
+    set_track_loop_beats(p, 16, 2, 3);
+    EXPECT_EQ(p.slot(16, 2).loop_length, 576 + 3071);
+}
+
+TEST(Patterns, LoopEditOnAPlayingPatternReseatsTheTrack) {
+    testing::test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+    give_track(p, 0, 4, notes(16, 3072, 192));
+    d.current_pattern = 0;
+    locate(p, 3072 + 768 * 2 + 100);
+    d.stopped = 0;
+    forget_silence(p);
+
+    set_track_loop_beats(p, 0, 4, 4);  // a loop of one bar
+    EXPECT_EQ(d.track_position[4], 3072 + 100);
+    EXPECT_EQ(p.store().position(p.slot(0, 4).play), 3072 + 192);
+    EXPECT_EQ(last_silenced(p), "0/4");
+    EXPECT_EQ(d.stopped, 0);
+}
+
+}  // namespace
+}  // namespace kestrune
