@@ -162,6 +162,7 @@ void clear_song(program& p) {
         std::memset(d.parallel_enable, 1, sizeof d.parallel_enable);
         p.app.solo_on = false;
     }
+    if (d.internal_record) call(p.hooks.internal_record_off);
     d.internal_record = 0;
     call(p.hooks.buttons_changed);
 

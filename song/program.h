@@ -37,6 +37,8 @@ struct program_hooks {
     std::function<void()> buttons_changed;  // transport and mode buttons need repainting
     std::function<void()> scroll_to_top;
     std::function<void()> track_list_changed;
+    // Turns internal recording off, restoring what it had switched off.
+    std::function<void()> internal_record_off;
 };
 
 class program {
