@@ -22,7 +22,9 @@ std::int64_t steady_us() {
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-bool own_port(const std::string& full) { return full.rfind(std::string(client) + ":", 0) == 0; }
+bool own_port(const std::string& full) {
+    return full.rfind(std::string(client) + ":", 0) == 0;
+}
 
 template <class Midi>
 std::vector<std::string> list_ports(Midi* m) {
@@ -42,7 +44,8 @@ std::vector<std::string> shown(const std::vector<std::string>& full) {
     for (const auto& f : full) short_names.push_back(alsa_display_name(f));
     std::vector<std::string> names = short_names;
     for (std::size_t i = 0; i < names.size(); ++i)
-        if (std::count(short_names.begin(), short_names.end(), short_names[i]) > 1) names[i] = full[i];
+        if (std::count(short_names.begin(), short_names.end(), short_names[i]) > 1)
+            names[i] = full[i];
     return names;
 }
 
@@ -78,9 +81,8 @@ std::string alsa_display_name(const std::string& full) {
     const std::string tail = full.substr(space + 1);
     const std::size_t colon = tail.find(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == tail.size()) return full;
-    const bool digits = std::all_of(tail.begin(), tail.end(), [](char ch) {
-        return ch == ':' || (ch >= '0' && ch <= '9');
-    });
+    const bool digits = std::all_of(tail.begin(), tail.end(),
+                                    [](char ch) { return ch == ':' || (ch >= '0' && ch <= '9'); });
     if (!digits || tail.find(':', colon + 1) != std::string::npos) return full;
     return full.substr(0, space);
 }
@@ -144,7 +146,8 @@ void alsa_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std:
 
 bool alsa_backend::open_input(int device, midi_input_sink* sink) {
     close_input();
-    if (!available_ || !sink || device < 0 || device >= static_cast<int>(inputs_.size())) return false;
+    if (!available_ || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
+        return false;
     auto in = make_client<RtMidiIn>();
     if (!in) return false;
     in->ignoreTypes(false, false, false);

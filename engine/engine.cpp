@@ -305,11 +305,12 @@ void engine::thread_main() {
         timespec ts;
         ts.tv_sec = static_cast<time_t>(wake / 1'000'000);
         ts.tv_nsec = static_cast<long>((wake % 1'000'000) * 1000);
-        if (clock_ == &own_clock_)
-            // Input wakes the thread early through the semaphore.
-        sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts);
-        else
+        if (dynamic_cast<system_clock*>(clock_)) {
+            // Exact to the due time on the monotonic clock; input wakes the thread early.
+            sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts);
+        } else {
             clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));
+        }
     }
 }
 

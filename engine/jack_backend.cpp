@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -16,9 +17,23 @@ namespace {
 
 constexpr const char* port_names[output_ports] = {"Port A", "Port B", "Port C", "Port D"};
 
-std::int64_t steady_us() {
+std::int64_t steady_ns() {
     using namespace std::chrono;
-    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// JACK's time less the engine's, in µs, from a reading of JACK's clock between two of the
+// engine's that lie close together; false when the thread was held up between them.
+bool clock_difference(std::int64_t* us) {
+    const std::int64_t before = steady_ns();
+    const auto jack = static_cast<std::int64_t>(jack_get_time());
+    const std::int64_t after = steady_ns();
+    if (after - before > 20'000) return false;
+    std::int64_t d = jack - (before + after) / 2000;
+    // The same clock read twice differs by the rounding of its microseconds.
+    if (d >= -2 && d <= 2) d = 0;
+    *us = d;
+    return true;
 }
 
 void quiet(const char*) {}
@@ -38,7 +53,8 @@ private:
 
 }  // namespace
 
-std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us, std::int64_t latency_frames) {
+std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us,
+                               std::int64_t latency_frames) {
     const double frames = static_cast<double>(due_us - c.start_us) * c.frames / c.period_us;
     return std::llround(frames) + latency_frames;
 }
@@ -90,7 +106,8 @@ bool jack_port_queue::empty() const {
     return head_.load(std::memory_order_acquire) == tail_.load(std::memory_order_acquire);
 }
 
-void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames, jack_event_writer& w) {
+void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames,
+                            jack_event_writer& w) {
     std::size_t t = tail_.load(std::memory_order_relaxed);
     const std::size_t h = head_.load(std::memory_order_acquire);
     std::int64_t last = 0;
@@ -148,13 +165,18 @@ void jack_backend::join_server() {
     if (!client_) return;
     bool ok = true;
     for (int p = 0; p < output_ports; ++p) {
-        out_[p] = jack_port_register(client_, port_names[p], JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+        out_[p] =
+            jack_port_register(client_, port_names[p], JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
         ok = ok && out_[p];
     }
     in_ = jack_port_register(client_, "In", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
     ok = ok && in_;
     ok = ok && jack_set_process_callback(client_, process_entry, this) == 0;
     if (ok) jack_on_shutdown(client_, shutdown_entry, this);
+    std::int64_t difference = 0;
+    for (int i = 0; i < 100 && !clock_difference(&difference); ++i) {
+    }
+    jack_minus_engine_ = difference;
     if (ok && jack_activate(client_) == 0) {
         alive_.store(true);
     } else {
@@ -175,9 +197,13 @@ void jack_backend::leave_server() {
     in_ = nullptr;
 }
 
-bool jack_backend::running() const { return client_ && alive_.load(); }
+bool jack_backend::running() const {
+    return client_ && alive_.load();
+}
 
-std::string jack_backend::client_name() const { return client_ ? jack_get_client_name(client_) : ""; }
+std::string jack_backend::client_name() const {
+    return client_ ? jack_get_client_name(client_) : "";
+}
 
 std::string jack_backend::port_name(int port) const {
     jack_port_t* p = port < 0 ? in_ : port < output_ports ? out_[port] : nullptr;
@@ -197,7 +223,7 @@ std::vector<std::string> jack_backend::other_ports(unsigned long flags) const {
     return names;
 }
 
-std::vector<std::string> jack_backend::output_devices() {
+void jack_backend::refresh_server() {
     if (client_ && !alive_.load()) {
         // The server went away: everything that was connected is gone with it.
         for (int p = 0; p < output_ports; ++p) {
@@ -210,11 +236,16 @@ std::vector<std::string> jack_backend::output_devices() {
         leave_server();
     }
     join_server();
+}
+
+std::vector<std::string> jack_backend::output_devices() {
+    refresh_server();
     outputs_ = other_ports(JackPortIsInput);
     return outputs_;
 }
 
 std::vector<std::string> jack_backend::input_devices() {
+    refresh_server();
     inputs_ = other_ports(JackPortIsOutput);
     return inputs_;
 }
@@ -252,7 +283,8 @@ bool jack_backend::output_open(int port) const {
 
 bool jack_backend::open_input(int device, midi_input_sink* sink) {
     close_input();
-    if (!running() || !sink || device < 0 || device >= static_cast<int>(inputs_.size())) return false;
+    if (!running() || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
+        return false;
     const std::string& source = inputs_[static_cast<std::size_t>(device)];
     sink_.store(sink, std::memory_order_release);
     const int r = jack_connect(client_, source.c_str(), jack_port_name(in_));
@@ -293,7 +325,8 @@ std::uint64_t jack_backend::dropped_messages() const {
 }
 
 void jack_backend::wait_cycles(int cycles) const {
-    const std::uint64_t until = cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
+    const std::uint64_t until =
+        cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (alive_.load() && cycles_.load(std::memory_order_acquire) < until &&
            std::chrono::steady_clock::now() < give_up)
@@ -304,24 +337,30 @@ int jack_backend::process_entry(std::uint32_t frames, void* self) {
     return static_cast<jack_backend*>(self)->process(frames);
 }
 
-void jack_backend::shutdown_entry(void* self) { static_cast<jack_backend*>(self)->alive_.store(false); }
+void jack_backend::shutdown_entry(void* self) {
+    static_cast<jack_backend*>(self)->alive_.store(false);
+}
 
 int jack_backend::process(std::uint32_t frames) {
     const double rate = jack_get_sample_rate(client_);
+    const double nominal = frames * 1e6 / rate;
     jack_nframes_t first = 0;
     jack_time_t start = 0, next = 0;
     float period = 0;
-    if (jack_get_cycle_times(client_, &first, &start, &next, &period) != 0 || next <= start) {
+    if (jack_get_cycle_times(client_, &first, &start, &next, &period) != 0) {
         first = jack_last_frame_time(client_);
-        start = jack_frames_to_time(client_, first);
-        next = start + static_cast<jack_time_t>(frames * 1e6 / rate);
+        start = jack_get_time();
+        next = 0;
     }
-    // JACK's time is the monotonic clock on Linux, as the engine's is; should a server use another
-    // clock source, the difference measured here carries the times across.
-    std::int64_t to_engine = static_cast<std::int64_t>(jack_get_time()) - steady_us();
-    if (std::abs(to_engine) <= 2) to_engine = 0;
-    const jack_cycle c{first, frames, static_cast<std::int64_t>(start) - to_engine,
-                       static_cast<double>(next - start)};
+    // The server's estimate of the period; the nominal one when a disturbed cycle has thrown the
+    // estimate off.
+    double period_us = static_cast<double>(next) - static_cast<double>(start);
+    if (!(period_us > nominal * 0.5 && period_us < nominal * 1.5)) period_us = nominal;
+    // JACK's clock may not be the engine's (jack2 reads CLOCK_MONOTONIC_RAW); the difference moves
+    // slowly, so a reading the scheduler disturbed is simply skipped.
+    clock_difference(&jack_minus_engine_);
+    const jack_cycle c{first, frames, static_cast<std::int64_t>(start) - jack_minus_engine_,
+                       period_us};
     // One constant latency: a period, and the margin for the engine thread's wake-up.
     const std::int64_t latency = frames + std::llround(margin_us * rate / 1e6);
 

@@ -27,7 +27,8 @@ struct jack_cycle {
 
 // Offset in cycle `c` of a message due at `due_us`, played `latency_frames` after its due time.
 // Negative: the message is late; `c.frames` or more: it belongs to a later cycle.
-std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us, std::int64_t latency_frames);
+std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us,
+                               std::int64_t latency_frames);
 
 // When an input event at `offset` in cycle `c` arrived: the frames of a cycle were received during
 // the period before it started.
@@ -99,7 +100,7 @@ public:
     // Full JACK name of output port `port` (0 to 3) or of the input port (-1).
     std::string port_name(int port) const;
 
-    // Other clients' MIDI input ports; tries to join a server that has started since.
+    // Other clients' MIDI input ports. Listing joins a server that has started since.
     std::vector<std::string> output_devices() override;
     // Other clients' MIDI output ports.
     std::vector<std::string> input_devices() override;
@@ -117,6 +118,8 @@ public:
 private:
     void join_server();
     void leave_server();
+    // Lets go of a server that has gone and joins one that runs now.
+    void refresh_server();
     std::vector<std::string> other_ports(unsigned long flags) const;
     // Waits until the process callback has run `cycles` more times, or the server is gone.
     void wait_cycles(int cycles) const;
@@ -135,6 +138,7 @@ private:
     std::atomic<midi_input_sink*> sink_{nullptr};
     std::atomic<bool> alive_{false};
     std::atomic<std::uint64_t> cycles_{0};
+    std::int64_t jack_minus_engine_ = 0;  // the process thread's once the client is active
     std::vector<std::string> outputs_;
     std::vector<std::string> inputs_;
 };

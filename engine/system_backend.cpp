@@ -42,16 +42,21 @@ std::vector<std::string> system_backend::merge(std::vector<system>& systems,
     return names;
 }
 
-std::vector<std::string> system_backend::output_devices() { return merge(systems_, outputs_, true); }
+std::vector<std::string> system_backend::output_devices() {
+    return merge(systems_, outputs_, true);
+}
 
-std::vector<std::string> system_backend::input_devices() { return merge(systems_, inputs_, false); }
+std::vector<std::string> system_backend::input_devices() {
+    return merge(systems_, inputs_, false);
+}
 
 bool system_backend::open_output(int port, int device) {
     if (port < 0 || port >= output_ports) return false;
     close_output(port);
     if (device < 0 || device >= static_cast<int>(outputs_.size())) return false;
     const place at = outputs_[static_cast<std::size_t>(device)];
-    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_output(port, at.device)) return false;
+    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_output(port, at.device))
+        return false;
     owner_[port].store(at.system, std::memory_order_release);
     return true;
 }
@@ -75,7 +80,8 @@ bool system_backend::open_input(int device, midi_input_sink* sink) {
     close_input();
     if (device < 0 || device >= static_cast<int>(inputs_.size())) return false;
     const place at = inputs_[static_cast<std::size_t>(device)];
-    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_input(at.device, sink)) return false;
+    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_input(at.device, sink))
+        return false;
     input_owner_ = at.system;
     return true;
 }

@@ -5,6 +5,9 @@ set -euo pipefail
 packages=(
   build-essential cmake g++ clang
   libgtest-dev libgmock-dev libbenchmark-dev
+  pkg-config libasound2-dev librtmidi-dev
+  jackd2 libjack-jackd2-dev
+  midicsv
 )
 
 missing=()
@@ -16,5 +19,5 @@ if [ ${#missing[@]} -gt 0 ]; then
   sudo=""
   [ "$(id -u)" -ne 0 ] && sudo="sudo"
   $sudo apt-get update
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends "${missing[@]}"
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
 fi

@@ -1,0 +1,276 @@
+// Output timing of the engine thread on the system clock: a dense song (32 tracks of sixteenth
+// notes at 140 bpm) played into a backend that notes the moment each message is handed over,
+// which is when an immediate-sending system (ALSA) puts it on the wire. Also the thru path and
+// the engine's CPU while stopped. Prints one line per figure, `name value`.
+// `--seconds N` shortens the playing (20 s by default).
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/engine.h"
+#include "song/event_store.h"
+#include "song/locate.h"
+#include "song/position.h"
+#include "song/program.h"
+
+namespace kestrune {
+namespace {
+
+constexpr std::int32_t tempo = 14000;  // 140.00 bpm
+constexpr int tracks = 32;
+constexpr std::int32_t sixteenth = 48;  // ticks, 192 to the beat
+constexpr double us_per_tick = 60e6 / (tempo / 100.0) / 192.0;
+
+std::int64_t steady_us() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+class quiet_ui final : public ui {
+public:
+    msg_answer message(const std::string& text, msg_icon, msg_buttons, msg_answer default_answer,
+                       const std::string&) override {
+        std::fprintf(stderr, "message: %s\n", text.c_str());
+        return default_answer;
+    }
+    std::optional<std::string> open_file_dialog(const file_dialog_request&) override {
+        return std::nullopt;
+    }
+    std::optional<std::string> save_file_dialog(const file_dialog_request&) override {
+        return std::nullopt;
+    }
+    void wait_cursor() override {}
+    void arrow_cursor() override {}
+    void repaint(int) override {}
+};
+
+// Notes the steady clock at each send; injects input as a device would.
+class timing_backend final : public midi_backend {
+public:
+    struct sent {
+        std::int64_t due_us;
+        std::int64_t at_us;
+        std::uint8_t status, key;
+        int port;
+    };
+    explicit timing_backend(std::size_t capacity) : log_(capacity) {}
+
+    std::vector<std::string> output_devices() override {
+        return {"Out 1", "Out 2", "Out 3", "Out 4"};
+    }
+    std::vector<std::string> input_devices() override { return {"In"}; }
+    bool open_output(int, int) override { return true; }
+    void close_output(int) override {}
+    bool output_open(int port) const override { return port >= 0 && port < output_ports; }
+    bool open_input(int, midi_input_sink* sink) override {
+        sink_.store(sink);
+        return true;
+    }
+    void close_input() override { sink_.store(nullptr); }
+    void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override {
+        const std::int64_t at = steady_us();
+        const std::size_t i = count_.load(std::memory_order_relaxed);
+        if (i >= log_.size() || n == 0) return;
+        log_[i] = {due_us, at, bytes[0], n > 1 ? bytes[1] : std::uint8_t{0}, port};
+        count_.store(i + 1, std::memory_order_release);
+    }
+
+    void inject(const std::uint8_t* bytes, std::size_t n) {
+        if (midi_input_sink* s = sink_.load()) s->midi_in(bytes, n, steady_us());
+    }
+    std::size_t size() const { return count_.load(std::memory_order_acquire); }
+    const sent& operator[](std::size_t i) const { return log_[i]; }
+    void clear() { count_.store(0, std::memory_order_release); }
+
+private:
+    std::vector<sent> log_;
+    std::atomic<std::size_t> count_{0};
+    std::atomic<midi_input_sink*> sink_{nullptr};
+};
+
+double percentile(std::vector<double> v, double q) {
+    if (v.empty()) return NAN;
+    std::sort(v.begin(), v.end());
+    const auto i = static_cast<std::size_t>(q * static_cast<double>(v.size() - 1) + 0.5);
+    return v[std::min(i, v.size() - 1)];
+}
+
+// 32 tracks of sixteenth notes, each half a sixteenth long, across four ports and sixteen channels.
+void build_song(program& p, double seconds) {
+    const event_store& s = p.store();
+    const int notes = static_cast<int>(seconds * 1e6 / (us_per_tick * sixteenth)) + 2;
+    for (int t = 0; t < tracks; ++t) {
+        track_slot& sl = p.slot(0, t);
+        sl.first = sl.play = s.new_empty_chain();
+        sl.in_use = 1;
+        sl.blocks = 1;
+        sl.port = static_cast<std::uint8_t>(t % 4);
+        for (int i = 0; i < notes; ++i) {
+            const auto ch = static_cast<std::uint8_t>(t % 16);
+            const auto key = static_cast<std::uint8_t>(36 + t);
+            const std::int32_t pos = song_start + i * sixteenth;
+            for (const midi_event& e :
+                 {midi_event::make(static_cast<std::uint8_t>(0x90 | ch), key, 100, pos),
+                  midi_event::make(static_cast<std::uint8_t>(0x80 | ch), key, 0,
+                                   pos + sixteenth / 2)}) {
+                const ref32 end = s.chain_end(sl.first);
+                const int took = s.insert_record(end);
+                if (took < 0) {
+                    std::fprintf(stderr, "pool full\n");
+                    std::exit(1);
+                }
+                sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+                p.d.free_blocks -= took;
+                s.at(end) = e;
+            }
+        }
+    }
+}
+
+struct figures {
+    double p50, p99, max;
+    std::size_t events;
+};
+
+// Plays the song from its start for `seconds` at a timer resolution and measures, for every
+// note, the time it was handed over against the time tempo and position give it.
+figures play(program& p, engine& eng, timing_backend& midi, int resolution, double seconds) {
+    eng.set_timer_resolution(resolution);
+    locate(p, song_start);
+    midi.clear();
+    shared_store(p.d.stopped, std::int16_t{0});
+    std::this_thread::sleep_for(
+        std::chrono::microseconds(static_cast<std::int64_t>(seconds * 1e6)));
+    const std::int64_t stop_at = steady_us();
+    shared_store(p.d.stopped, std::int16_t{1});
+    p.wait_request(p.d.all_notes_off_request);
+
+    // Everything lies on a grid of half sixteenths from the first note, which marks the start.
+    const double grid = us_per_tick * sixteenth / 2;
+    std::vector<double> err;
+    std::int64_t t0 = -1;
+    for (std::size_t i = 0; i < midi.size(); ++i) {
+        const auto& m = midi[i];
+        const int type = m.status & 0xF0;
+        if ((type != 0x90 && type != 0x80) || m.at_us >= stop_at) continue;
+        if (t0 < 0) t0 = m.due_us;
+        const double k = std::round(static_cast<double>(m.due_us - t0) / grid);
+        const double ideal = static_cast<double>(t0) + k * grid;
+        err.push_back(std::abs(static_cast<double>(m.at_us) - ideal));
+    }
+    return {percentile(err, 0.5), percentile(err, 0.99),
+            err.empty() ? NAN : *std::max_element(err.begin(), err.end()), err.size()};
+}
+
+// Input to thru output on port A while stopped; NaN when nothing comes through.
+figures thru(program& p, engine& eng, timing_backend& midi, int count) {
+    p.d.midi_thru = 1;
+    p.d.thru_port = 0;
+    p.d.thru_channel = 16;
+    midi.open_input(0, &eng.playback());
+    std::vector<double> lat;
+    for (int i = 0; i < count; ++i) {
+        midi.clear();
+        const std::uint8_t on[3] = {0x90, static_cast<std::uint8_t>(40 + i % 40), 100};
+        const std::uint8_t off[3] = {0x80, on[1], 0};
+        const bool note_on = i % 2 == 0;
+        const std::int64_t at = steady_us();
+        midi.inject(note_on ? on : off, 3);
+        std::size_t seen = 0;
+        for (int w = 0; w < 50'000 && seen == 0; ++w) {
+            for (std::size_t j = 0; j < midi.size(); ++j)
+                if ((midi[j].status & 0xF0) == (note_on ? 0x90 : 0x80)) seen = j + 1;
+            if (seen == 0) std::this_thread::sleep_for(std::chrono::microseconds(2));
+        }
+        if (seen == 0) return {NAN, NAN, NAN, 0};
+        lat.push_back(static_cast<double>(midi[seen - 1].at_us - at));
+        std::this_thread::sleep_for(std::chrono::microseconds(1500 + (i * 397) % 1000));
+    }
+    midi.close_input();
+    p.d.midi_thru = 0;
+    return {percentile(lat, 0.5), percentile(lat, 0.99), *std::max_element(lat.begin(), lat.end()),
+            lat.size()};
+}
+
+// CPU of the process while stopped and the main thread sleeps: that is the engine thread's.
+double idle_cpu_percent(double seconds) {
+    auto cpu_us = [] {
+        rusage r{};
+        getrusage(RUSAGE_SELF, &r);
+        return (r.ru_utime.tv_sec + r.ru_stime.tv_sec) * 1e6 + r.ru_utime.tv_usec +
+               r.ru_stime.tv_usec;
+    };
+    const double c0 = cpu_us();
+    const std::int64_t w0 = steady_us();
+    std::this_thread::sleep_for(
+        std::chrono::microseconds(static_cast<std::int64_t>(seconds * 1e6)));
+    const double c1 = cpu_us();
+    const std::int64_t w1 = steady_us();
+    return 100.0 * (c1 - c0) / static_cast<double>(w1 - w0);
+}
+
+int run(double seconds) {
+    engine eng;
+    const std::size_t capacity = static_cast<std::size_t>(seconds * 2 * tracks * 10 + 100'000);
+    timing_backend midi(capacity);
+    quiet_ui screen;
+    system_clock clk;
+    eng.attach(clk, &midi);
+    eng.set_own_thread(true);
+    program p(eng, screen, clk);
+    p.write_defaults();
+    p.d.memory_units = 50;
+    if (p.start() != 0) return 1;
+    p.app.song_tempo = tempo;
+    set_tempo_increment(p.d, tempo);
+    build_song(p, seconds);
+
+    const figures r6 = play(p, eng, midi, 6, seconds);
+    const figures r1 = play(p, eng, midi, 1, seconds);
+    eng.set_timer_resolution(6);
+    const figures th = thru(p, eng, midi, 400);
+    const double idle = idle_cpu_percent(std::min(seconds, 2.0));
+    p.shut_down();
+
+    std::fprintf(stderr, "notes timed: %zu at 6 ms, %zu at 1 ms; thru messages: %zu\n", r6.events,
+                 r1.events, th.events);
+    std::printf("timing_r6_p50_us %.1f\n", r6.p50);
+    std::printf("timing_r6_p99_us %.1f\n", r6.p99);
+    std::printf("timing_r6_max_us %.1f\n", r6.max);
+    std::printf("timing_r1_p50_us %.1f\n", r1.p50);
+    std::printf("timing_r1_p99_us %.1f\n", r1.p99);
+    std::printf("timing_r1_max_us %.1f\n", r1.max);
+    std::printf("thru_p50_us %.1f\n", th.p50);
+    std::printf("thru_p99_us %.1f\n", th.p99);
+    std::printf("idle_cpu_percent %.3f\n", idle);
+    return r6.events > 0 && r1.events > 0 ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace kestrune
+
+int main(int argc, char** argv) {
+    double seconds = 20;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--seconds") == 0 && i + 1 < argc) {
+            seconds = std::atof(argv[++i]);
+        } else {
+            std::fprintf(stderr, "usage: engine_timing [--seconds N]\n");
+            return 2;
+        }
+    }
+    if (!(seconds > 0) || seconds > 600) {
+        std::fprintf(stderr, "engine_timing: --seconds wants a number from 0 to 600\n");
+        return 2;
+    }
+    return kestrune::run(seconds);
+}

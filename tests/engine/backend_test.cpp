@@ -1,0 +1,416 @@
+#include <RtMidi.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/alsa_backend.h"
+#include "engine/jack_backend.h"
+#include "engine/system_backend.h"
+
+namespace kestrune {
+namespace {
+
+// ---- the JACK scheduler, without a server ----
+
+// 1024 frames at 48 kHz, the cycle starting at frame 5000 and at 10 s on the engine's clock.
+constexpr jack_cycle cycle0{5000, 1024, 10'000'000, 1024 * 1e6 / 48000};
+constexpr std::int64_t latency = 1024 + 96;
+
+jack_cycle cycle(int k) {
+    jack_cycle c = cycle0;
+    c.first_frame += static_cast<std::uint32_t>(k) * 1024;
+    c.start_us += std::llround(k * c.period_us);
+    return c;
+}
+
+// The absolute frame a message due at `us` must land on.
+std::int64_t frame_of(std::int64_t us) {
+    return cycle0.first_frame + std::llround((us - cycle0.start_us) * 0.048) + latency;
+}
+
+struct written {
+    int cycle;
+    std::int64_t frame;  // absolute
+    std::uint32_t offset;
+    std::vector<std::uint8_t> bytes;
+};
+
+class log_writer final : public jack_event_writer {
+public:
+    explicit log_writer(std::size_t room = 4096) : room_(room) {}
+    std::uint8_t* reserve(std::uint32_t offset, std::size_t size) override {
+        if (size > room_) return nullptr;
+        EXPECT_TRUE(out.empty() || out.back().cycle != cycle || out.back().offset <= offset)
+            << "offsets must not go back within a cycle";
+        EXPECT_LT(offset, 1024u);
+        room_ -= size;
+        out.push_back({cycle, first + offset, offset, std::vector<std::uint8_t>(size)});
+        return out.back().bytes.data();
+    }
+    std::size_t max_size() const override { return max; }
+
+    void next(const jack_cycle& c, int k, std::size_t room) {
+        cycle = k;
+        first = c.first_frame;
+        room_ = room;
+    }
+    std::vector<written> out;
+    std::size_t max = 4096;
+    int cycle = 0;
+    std::int64_t first = 0;
+
+private:
+    std::size_t room_;
+};
+
+void drain(jack_port_queue& q, log_writer& w, int k, std::size_t room = 4096) {
+    const jack_cycle c = cycle(k);
+    w.next(c, k, room);
+    q.drain(c, latency, w);
+}
+
+void push3(jack_port_queue& q, std::uint8_t a, std::uint8_t b, std::int64_t due) {
+    const std::uint8_t m[3] = {a, b, 100};
+    ASSERT_TRUE(q.push(m, 3, due));
+}
+
+TEST(JackScheduler, FrameArithmeticOfDueAndInputTimes) {
+    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us, 0), 0);
+    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us, latency), latency);
+    // 1 ms is 48 frames; a whole period later is a whole cycle later.
+    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us + 1000, 0), 48);
+    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us - 1000, 0), -48);
+    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us + std::llround(cycle0.period_us), 0), 1024);
+    // Input in a cycle arrived during the period before it.
+    EXPECT_EQ(jack_input_time(cycle0, 0), cycle0.start_us - std::llround(cycle0.period_us));
+    EXPECT_EQ(jack_input_time(cycle0, 512), cycle0.start_us - std::llround(cycle0.period_us / 2));
+    EXPECT_EQ(jack_input_time(cycle0, 480) - jack_input_time(cycle0, 0), 10'000);
+}
+
+TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAcrossCycleBorders) {
+    jack_port_queue q;
+    log_writer w;
+    // Spread over several cycles at odd spacings, two of them on the same frame, one right at a
+    // border; the engine hands them over in time order.
+    const std::vector<std::int64_t> due = {10'000'000, 10'003'217, 10'003'217, 10'021'000,
+                                           10'021'334, 10'050'000, 10'077'777, 10'085'333};
+    for (std::size_t i = 0; i < due.size(); ++i)
+        push3(q, 0x90, static_cast<std::uint8_t>(60 + i), due[i]);
+    for (int k = 0; k < 8; ++k) drain(q, w, k);
+    EXPECT_TRUE(q.empty());
+    ASSERT_EQ(w.out.size(), due.size());
+    for (std::size_t i = 0; i < due.size(); ++i) {
+        EXPECT_EQ(w.out[i].frame, frame_of(due[i])) << "message " << i;
+        EXPECT_EQ(w.out[i].bytes[1], 60 + i) << "order";
+        // Written in the cycle that holds its frame, not snapped to a cycle's start.
+        EXPECT_EQ(w.out[i].cycle, static_cast<int>((frame_of(due[i]) - 5000) / 1024));
+    }
+    EXPECT_EQ(q.late(), 0u);
+}
+
+TEST(JackScheduler, LateMessagesGoFirstAndKeepTheirOrder) {
+    jack_port_queue q;
+    log_writer w;
+    // Handed over long after they were due (the engine was held up), then one on time.
+    push3(q, 0x90, 1, 9'900'000);
+    push3(q, 0x80, 2, 9'950'000);
+    push3(q, 0x90, 3, 9'940'000);  // earlier than the one before it, still after it on the wire
+    push3(q, 0x90, 4, 10'000'000 + 5000);
+    drain(q, w, 0);
+    drain(q, w, 1);
+    ASSERT_EQ(w.out.size(), 4u);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(w.out[static_cast<std::size_t>(i)].cycle, 0);
+        EXPECT_EQ(w.out[static_cast<std::size_t>(i)].offset, 0u);
+        EXPECT_EQ(w.out[static_cast<std::size_t>(i)].bytes[1], i + 1);
+    }
+    EXPECT_EQ(w.out[3].frame, frame_of(10'005'000));
+    EXPECT_EQ(q.late(), 3u);
+}
+
+TEST(JackScheduler, FullBufferWaitsForTheNextCycleAndOversizeIsDropped) {
+    jack_port_queue q;
+    log_writer w;
+    w.max = 100;
+    std::vector<std::uint8_t> big(300, 0x11);
+    big.front() = 0xF0;
+    big.back() = 0xF7;
+    push3(q, 0x90, 1, 10'000'000);
+    ASSERT_TRUE(q.push(big.data(), big.size(), 10'000'100));  // never fits: dropped, not stuck
+    push3(q, 0x90, 2, 10'000'200);
+    push3(q, 0x90, 3, 10'000'300);
+    // The cycle has room for two short messages only.
+    w.next(cycle0, 0, 6);
+    q.drain(cycle0, 0, w);
+    ASSERT_EQ(w.out.size(), 2u);
+    EXPECT_EQ(q.dropped(), 1u);
+    w.next(cycle(1), 1, 4096);
+    q.drain(cycle(1), 0, w);
+    ASSERT_EQ(w.out.size(), 3u);
+    EXPECT_EQ(w.out[2].bytes[1], 3);
+    EXPECT_EQ(w.out[2].offset, 0u);  // late now, first thing in the cycle
+    EXPECT_TRUE(q.empty());
+}
+
+TEST(JackScheduler, QueueWrapsLongMessagesIntactAndRefusesWhenFull) {
+    jack_port_queue q(256);
+    log_writer w;
+    std::vector<std::uint8_t> sysex(150);
+    for (std::size_t i = 0; i < sysex.size(); ++i) sysex[i] = static_cast<std::uint8_t>(i);
+    // Fill, empty and fill again so the second message runs over the ring's end.
+    const std::int64_t now = 9'980'000;  // plays in cycle 0
+    push3(q, 0x90, 1, now);
+    push3(q, 0x90, 2, now);
+    push3(q, 0x90, 3, now);
+    ASSERT_TRUE(q.push(sysex.data(), sysex.size(), now));
+    EXPECT_FALSE(q.push(sysex.data(), sysex.size(), now));
+    EXPECT_EQ(q.dropped(), 1u);
+    drain(q, w, 0);
+    ASSERT_EQ(w.out.size(), 4u);
+    ASSERT_TRUE(q.push(sysex.data(), sysex.size(), now + 1000));
+    drain(q, w, 1);
+    ASSERT_EQ(w.out.size(), 5u);
+    EXPECT_EQ(w.out[3].bytes, sysex);
+    EXPECT_EQ(w.out[4].bytes, sysex);
+}
+
+// ---- device names ----
+
+TEST(AlsaNames, ClientAndPortNumbersAreDropped) {
+    EXPECT_EQ(alsa_display_name("Midi Through:Midi Through Port-0 14:0"),
+              "Midi Through:Midi Through Port-0");
+    EXPECT_EQ(alsa_display_name("FLUID Synth (123):Synth input port (123:0) 128:0"),
+              "FLUID Synth (123):Synth input port (123:0)");
+    EXPECT_EQ(alsa_display_name("Plain"), "Plain");
+    EXPECT_EQ(alsa_display_name("Synth 2"), "Synth 2");
+    EXPECT_EQ(alsa_display_name("Odd 1:2:3"), "Odd 1:2:3");
+}
+
+// ---- the merged list and routing, over stand-in systems ----
+
+class recording_sink final : public midi_input_sink {
+public:
+    void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override {
+        got.emplace_back(bytes, bytes + n);
+        at.push_back(at_us);
+    }
+    std::vector<std::vector<std::uint8_t>> got;
+    std::vector<std::int64_t> at;
+};
+
+struct two_systems {
+    two_systems() {
+        auto a = std::make_unique<capture_backend>(64);
+        auto j = std::make_unique<capture_backend>(64);
+        a->outputs = {"Synth", "Drums"};
+        a->inputs = {"Keys"};
+        j->outputs = {"fluidsynth:midi_00"};
+        j->inputs = {"keyboard:out", "pads:out"};
+        alsa = a.get();
+        jack = j.get();
+        std::vector<system_backend::system> s;
+        s.push_back({"ALSA: ", std::move(a)});
+        s.push_back({"JACK: ", std::move(j)});
+        midi = std::make_unique<system_backend>(std::move(s));
+        for (int p = 0; p < output_ports; ++p) {
+            alsa->close_output(p);
+            jack->close_output(p);
+        }
+    }
+    capture_backend* alsa;
+    capture_backend* jack;
+    std::unique_ptr<system_backend> midi;
+};
+
+TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
+    two_systems t;
+    system_backend& m = *t.midi;
+    EXPECT_EQ(m.output_devices(),
+              (std::vector<std::string>{"ALSA: Synth", "ALSA: Drums", "JACK: fluidsynth:midi_00"}));
+    EXPECT_EQ(m.input_devices(),
+              (std::vector<std::string>{"ALSA: Keys", "JACK: keyboard:out", "JACK: pads:out"}));
+
+    const std::uint8_t on[3] = {0x90, 60, 100};
+    ASSERT_TRUE(m.open_output(0, 2));  // port A to JACK
+    ASSERT_TRUE(m.open_output(1, 1));  // port B to ALSA's second device
+    EXPECT_TRUE(m.output_open(0));
+    EXPECT_FALSE(m.output_open(2));
+    m.send(0, on, 3, 111);
+    m.send(1, on, 3, 222);
+    m.send(2, on, 3, 333);  // closed: goes nowhere
+    ASSERT_EQ(t.jack->size(), 1u);
+    ASSERT_EQ(t.alsa->size(), 1u);
+    EXPECT_EQ((*t.jack)[0].port, 0);
+    EXPECT_EQ((*t.jack)[0].due_us, 111);
+    EXPECT_EQ((*t.alsa)[0].port, 1);
+    EXPECT_EQ((*t.alsa)[0].due_us, 222);
+
+    // Port A moves to ALSA: JACK's port is closed first, then sends follow the port.
+    ASSERT_TRUE(m.open_output(0, 0));
+    EXPECT_FALSE(t.jack->output_open(0));
+    EXPECT_TRUE(t.alsa->output_open(0));
+    m.send(0, on, 3, 444);
+    EXPECT_EQ(t.jack->size(), 1u);
+    EXPECT_EQ(t.alsa->size(), 2u);
+
+    // A device that refuses, or a number past the list, leaves the port closed.
+    t.jack->refuse_devices = {0};
+    EXPECT_FALSE(m.open_output(0, 2));
+    EXPECT_FALSE(m.output_open(0));
+    EXPECT_FALSE(t.alsa->output_open(0));
+    EXPECT_FALSE(m.open_output(3, 3));
+    EXPECT_FALSE(m.open_output(3, -1));
+    EXPECT_FALSE(m.open_output(4, 0));
+    m.send(0, on, 3, 555);
+    m.send(7, on, 3, 555);
+    EXPECT_EQ(t.alsa->size() + t.jack->size(), 3u);
+    m.close_output(1);
+    EXPECT_FALSE(t.alsa->output_open(1));
+}
+
+TEST(SystemBackend, InputComesFromTheChosenSystemOnly) {
+    two_systems t;
+    system_backend& m = *t.midi;
+    m.input_devices();
+    recording_sink sink;
+    const std::uint8_t note[3] = {0x90, 64, 90};
+    ASSERT_TRUE(m.open_input(2, &sink));  // JACK: pads:out
+    t.jack->inject(note, 3, 42);
+    t.alsa->inject(note, 3, 43);
+    ASSERT_EQ(sink.got.size(), 1u);
+    EXPECT_EQ(sink.at[0], 42);
+    // Moving to ALSA lets go of JACK.
+    ASSERT_TRUE(m.open_input(0, &sink));
+    t.jack->inject(note, 3, 44);
+    t.alsa->inject(note, 3, 45);
+    ASSERT_EQ(sink.got.size(), 2u);
+    EXPECT_EQ(sink.at[1], 45);
+    m.close_input();
+    t.alsa->inject(note, 3, 46);
+    EXPECT_EQ(sink.got.size(), 2u);
+    EXPECT_FALSE(m.open_input(3, &sink));
+}
+
+// ---- the machine's own systems ----
+
+bool have_sequencer() {
+    return access("/dev/snd/seq", R_OK | W_OK) == 0;
+}
+
+TEST(SystemBackend, MachineSystemsListWhatIsThereAndNeverFail) {
+    // A server name nobody runs: JACK is simply absent.
+    const char* before = std::getenv("JACK_DEFAULT_SERVER");
+    const std::string keep = before ? before : "";
+    setenv("JACK_DEFAULT_SERVER", ("kestrune-none-" + std::to_string(getpid())).c_str(), 1);
+    {
+        system_backend m;
+        const auto outs = m.output_devices();
+        const auto ins = m.input_devices();
+        for (const auto& n : outs) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
+        for (const auto& n : ins) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
+        if (!have_sequencer()) {
+            EXPECT_TRUE(outs.empty());
+            EXPECT_TRUE(ins.empty());
+        }
+        EXPECT_FALSE(m.open_output(0, static_cast<int>(outs.size())));
+        EXPECT_FALSE(m.open_input(static_cast<int>(ins.size()), nullptr));
+        const std::uint8_t on[3] = {0x90, 60, 100};
+        m.send(0, on, 3, 0);
+        m.close_output(0);
+        m.close_input();
+        EXPECT_FALSE(m.output_open(0));
+    }
+    jack_backend j;
+    EXPECT_FALSE(j.running());
+    EXPECT_TRUE(j.output_devices().empty());
+    EXPECT_FALSE(j.open_output(0, 0));
+    if (before)
+        setenv("JACK_DEFAULT_SERVER", keep.c_str(), 1);
+    else
+        unsetenv("JACK_DEFAULT_SERVER");
+}
+
+TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
+    if (!have_sequencer()) GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
+    // A second client with a virtual port in each direction stands in for a synth and a keyboard.
+    struct heard_log {
+        std::mutex mu;
+        std::vector<std::vector<unsigned char>> got;
+        std::size_t size() {
+            std::lock_guard<std::mutex> l(mu);
+            return got.size();
+        }
+    } heard, keys;
+    RtMidiIn synth(RtMidi::LINUX_ALSA, "Probe");
+    synth.ignoreTypes(false, false, false);
+    synth.setCallback(
+        +[](double, std::vector<unsigned char>* m, void* self) {
+            auto* h = static_cast<heard_log*>(self);
+            std::lock_guard<std::mutex> l(h->mu);
+            h->got.push_back(*m);
+        },
+        &heard);
+    synth.openVirtualPort("Synth");
+    RtMidiOut keyboard(RtMidi::LINUX_ALSA, "Probe");
+    keyboard.openVirtualPort("Keyboard");
+
+    system_backend m;
+    const auto outs = m.output_devices();
+    const auto ins = m.input_devices();
+    auto find = [](const std::vector<std::string>& v, const std::string& prefix) {
+        for (std::size_t i = 0; i < v.size(); ++i)
+            if (v[i].rfind(prefix, 0) == 0) return static_cast<int>(i);
+        return -1;
+    };
+    const int out = find(outs, "ALSA: Probe:Synth");
+    const int in = find(ins, "ALSA: Probe:Keyboard");
+    ASSERT_GE(out, 0);
+    ASSERT_GE(in, 0);
+    for (const auto& n : outs)
+        EXPECT_EQ(n.find("Kestrune:"), std::string::npos) << "own ports are not offered";
+
+    ASSERT_TRUE(m.open_output(2, out));
+    const std::uint8_t on[3] = {0x92, 61, 77};
+    m.send(2, on, 3, 0);
+    for (int i = 0; i < 500 && heard.size() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    m.close_output(2);
+    EXPECT_FALSE(m.output_open(2));
+    ASSERT_EQ(heard.size(), 1u);
+    EXPECT_EQ(heard.got[0], (std::vector<unsigned char>{0x92, 61, 77}));
+
+    // Input arrives on RtMidi's thread; this sink only takes a lock because it is a test's.
+    struct locked_sink final : midi_input_sink {
+        heard_log* log;
+        std::vector<std::int64_t> at;
+        void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override {
+            std::lock_guard<std::mutex> l(log->mu);
+            log->got.emplace_back(bytes, bytes + n);
+            at.push_back(at_us);
+        }
+    } sink;
+    sink.log = &keys;
+    ASSERT_TRUE(m.open_input(in, &sink));
+    const auto before = std::chrono::steady_clock::now();
+    const std::vector<unsigned char> sysex = {0xF0, 0x7E, 0x01, 0xF7};
+    keyboard.sendMessage(&sysex);
+    for (int i = 0; i < 500 && keys.size() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    m.close_input();
+    ASSERT_EQ(keys.size(), 1u);
+    EXPECT_EQ(keys.got[0], sysex);  // sysex is passed on, not filtered here
+    EXPECT_GE(
+        sink.at[0],
+        std::chrono::duration_cast<std::chrono::microseconds>(before.time_since_epoch()).count());
+}
+
+}  // namespace
+}  // namespace kestrune
