@@ -5,30 +5,33 @@
 #include "song/locate.h"
 #include "song/long_event.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/sent_messages.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
+using namespace testing;
+
+// Running from `from` with the input armed for a take into the record area.
+void arm(test_program& t, std::int32_t from) {
+    dll_data& d = t->d;
+    locate(*t, from);
+    d.record_cursor = d.record_write;
+    d.record_block = d.record_first_block;
+    d.recording = 1;
+    d.input_armed = 1;
+    d.record_enable = 1;
+    d.stopped = 0;
+}
+
 class Input : public ::testing::Test {
 protected:
-    testing::test_program t;
+    test_program t;
 
-    void feed(std::vector<std::uint8_t> bytes, double after_ms = 0) {
-        t.clk.advance_us(static_cast<std::int64_t>(after_ms * 1000));
-        t.midi.inject(bytes.data(), bytes.size(), t.clk.now_us());
-        t.eng.run_until(t.clk.now_us());
-    }
     void arm_take(std::int32_t from) {
-        dll_data& d = t->d;
-        locate(*t, from);
-        d.record_cursor = d.record_write;
-        d.record_block = d.record_first_block;
-        d.recording = 1;
-        d.input_armed = 1;
-        d.record_enable = 1;
-        d.stopped = 0;
-        t.eng.run_until(t.clk.now_us());
+        arm(t, from);
+        t.run_ms(0);
     }
     // The take as it stands in the record area, closed with an end record for checking.
     std::vector<midi_event> take() {
@@ -37,7 +40,6 @@ protected:
         for (ref32 r = t->d.record_write; r != t->d.record_cursor; r = s.next_record(r)) v.push_back(s.at(r));
         return v;
     }
-    static double ms_of(int ticks) { return ticks * 500.0 / 192.0; }
 };
 
 TEST_F(Input, TakeIsStampedWithThePositionLessTheOffsetAcrossBlockBorders) {
@@ -45,8 +47,8 @@ TEST_F(Input, TakeIsStampedWithThePositionLessTheOffsetAcrossBlockBorders) {
     arm_take(3072);
     const std::int32_t free_before = t->d.free_blocks;
     // Running status: one status byte for many notes; 100 notes cross three block borders.
-    feed({0x91, 60, 100});
-    for (int i = 0; i < 99; ++i) feed({static_cast<std::uint8_t>(40 + i % 50), 90}, ms_of(12));
+    t.feed({0x91, 60, 100});
+    for (int i = 0; i < 99; ++i) t.feed({static_cast<std::uint8_t>(40 + i % 50), 90}, ms_of(12));
     auto v = take();
     ASSERT_EQ(v.size(), 100u);
     EXPECT_EQ(v[0].status(), 0x91);
@@ -66,12 +68,12 @@ TEST_F(Input, SysexLongerThanABufferIsStoredWholeAndCounted) {
     sx.push_back(0xF7);
     // A clock byte in the middle of the message does not break it.
     sx.insert(sx.begin() + 70, 0xF8);
-    feed(std::vector<std::uint8_t>(sx.begin(), sx.begin() + 100));
+    t.feed(std::vector<std::uint8_t>(sx.begin(), sx.begin() + 100));
     EXPECT_EQ(t->d.sysex_open, 1);
-    feed(std::vector<std::uint8_t>(sx.begin() + 100, sx.end()), 1);
+    t.feed(std::vector<std::uint8_t>(sx.begin() + 100, sx.end()), 1);
     EXPECT_EQ(t->d.sysex_open, 0);
     EXPECT_EQ(t->d.sysex_chunks, 1);
-    feed({0x90, 60, 100}, 1);
+    t.feed({0x90, 60, 100}, 1);
     auto v = take();
     ASSERT_FALSE(v.empty());
     EXPECT_EQ(v[0].status(), st::sysex);
@@ -110,13 +112,13 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     d.remap_on = 1;
     d.remap_from = 2;
     d.remap_to = 11;
-    feed({0x90, 60, 100});
-    feed({0x99, 36, 100});  // the off channel is not passed
-    feed({0xC0, 5});        // filtered
-    feed({0xB0, 1, 64});    // filtered controller
-    feed({0xB0, 2, 70});    // remapped
-    feed({0xFE});           // active sensing is dropped
-    feed({0x80, 60, 0});
+    t.feed({0x90, 60, 100});
+    t.feed({0x99, 36, 100});  // the off channel is not passed
+    t.feed({0xC0, 5});        // filtered
+    t.feed({0xB0, 1, 64});    // filtered controller
+    t.feed({0xB0, 2, 70});    // remapped
+    t.feed({0xFE});           // active sensing is dropped
+    t.feed({0x80, 60, 0});
     auto m = t.midi.messages();
     ASSERT_EQ(m.size(), 3u);
     EXPECT_EQ(m[0].port, 2);
@@ -129,7 +131,7 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     EXPECT_EQ(m[2].bytes[1], 63);
     // A held thru note is ended on request.
     t.midi.clear();
-    feed({0x90, 64, 100});
+    t.feed({0x90, 64, 100});
     t->wait_request(d.thru_notes_off_request);
     ASSERT_EQ(t.midi.size(), 2u);
     EXPECT_EQ(t.midi[1].bytes[0], 0x85);
@@ -140,17 +142,17 @@ TEST_F(Input, StepInputCollectsChordsAndRestsFromThePedal) {
     dll_data& d = t->d;
     d.step_input_on = 1;
     d.step_position = 5000;
-    feed({0x90, 60, 100});
-    feed({0x90, 64, 90});
+    t.feed({0x90, 60, 100});
+    t.feed({0x90, 64, 90});
     EXPECT_EQ(d.step_notes_held, 2);
-    feed({0x80, 60, 0});
+    t.feed({0x80, 60, 0});
     EXPECT_EQ(d.step_chord_ready, 0);
-    feed({0x80, 64, 0});
+    t.feed({0x80, 64, 0});
     EXPECT_EQ(d.step_chord_ready, 1);
     EXPECT_EQ(d.step_chord_count, 2);
     EXPECT_EQ(d.step_chord_position, 5000);
     EXPECT_EQ(d.step_chord[1].data1(), 64);
-    feed({0xB0, 64, 127});
+    t.feed({0xB0, 64, 127});
     EXPECT_EQ(d.step_rest_ready, 1);
 }
 
@@ -158,15 +160,15 @@ TEST_F(Input, ExternalClockDrivesThePositionAndSongPositionAsksForALocate) {
     dll_data& d = t->d;
     d.external_sync = 1;
     locate(*t, 3072);
-    feed({0xFA});
+    t.feed({0xFA});
     EXPECT_EQ(d.external_start, 1);
     d.stopped = 0;
-    for (int i = 0; i < 24; ++i) feed({0xF8}, 500.0 / 24);
+    for (int i = 0; i < 24; ++i) t.feed({0xF8}, 500.0 / 24);
     EXPECT_EQ(d.position, 3072 + 24 * 8);
     EXPECT_EQ(d.external_tempo, 120);
-    feed({0xFC});
+    t.feed({0xFC});
     EXPECT_EQ(d.external_stop, 1);
-    feed({0xF2, 4, 1});
+    t.feed({0xF2, 4, 1});
     d.stopped = 1;
     t->handle_engine_messages();
     EXPECT_EQ(d.position, 3072 + (4 + 128) * 48);
@@ -178,18 +180,8 @@ TEST_F(Input, ExternalClockDrivesThePositionAndSongPositionAsksForALocate) {
 TEST_F(Input, ATakeThatFillsThePoolStopsBeforeTheLastFreeBlock) {
     testing::test_program small(1);
     dll_data& d = small->d;
-    locate(*small, 3072);
-    d.record_cursor = d.record_write;
-    d.record_block = d.record_first_block;
-    d.recording = d.input_armed = 1;
-    d.record_enable = 1;
-    d.stopped = 0;
-    const std::uint8_t note[] = {0x90, 60, 100};
-    for (int i = 0; i < 12000; ++i) {
-        small.clk.advance_us(100);
-        small.midi.inject(note, 3, small.clk.now_us());
-        small.eng.run_until(small.clk.now_us());
-    }
+    arm(small, 3072);
+    for (int i = 0; i < 12000; ++i) small.feed({0x90, 60, 100}, 0.1);
     // The cursor stopped in the block before the head of the free list.
     EXPECT_NE(d.record_block, d.free_list);
     EXPECT_EQ(small->store().link(event_store::forward_link(d.record_block)), d.free_list);
@@ -230,12 +222,11 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     d.cycle_recording = 1;
     for (int i = 0; i < 32; ++i) t->slot(take_pattern, i).port = 1;
     arm_take(3072);
-    feed({0x90, 60, 100}, ms_of(96));
-    feed({0x80, 60, 0}, ms_of(96));
+    t.feed({0x90, 60, 100}, ms_of(96));
+    t.feed({0x80, 60, 0}, ms_of(96));
     // Round two: the first pass is closed and plays back on port B while a second is played.
     t.midi.clear();
-    t.clk.advance_us(static_cast<std::int64_t>(ms_of(768 - 192 + 96) * 1000));
-    t.eng.run_until(t.clk.now_us());
+    t.run_ms(ms_of(768 - 192 + 96));
     EXPECT_EQ(d.cycle_passes, 1);
     EXPECT_EQ(d.cycle_pass_mask, 1);
     const track_slot& pass = t->slot(take_pattern, 0);
@@ -247,11 +238,10 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     ASSERT_EQ(m.size(), 1u);
     EXPECT_EQ(m[0].port, 1);
     EXPECT_EQ(m[0].bytes[1], 60);
-    feed({0x90, 62, 100});
-    feed({0x80, 62, 0}, 10);
+    t.feed({0x90, 62, 100});
+    t.feed({0x80, 62, 0}, 10);
     // An empty round adds no pass.
-    t.clk.advance_us(static_cast<std::int64_t>(ms_of(768 * 2) * 1000));
-    t.eng.run_until(t.clk.now_us());
+    t.run_ms(ms_of(768 * 2));
     EXPECT_EQ(d.cycle_passes, 2);
     EXPECT_EQ(d.cycle_pass_mask, 3);
     EXPECT_EQ(testing::check_chain(t->store(), t->slot(take_pattern, 1).first), "");

@@ -7,67 +7,31 @@
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/sent_messages.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-using testing::test_program;
-
-struct sent {
-    int port;
-    int a, b, c;
-    std::int64_t at;  // µs after the start
-};
+using namespace testing;
 
 class Playback : public ::testing::Test {
 protected:
     test_program t;
     std::int64_t t0 = 0;
 
-    // Appends events in position order to a track, making the slot in use.
-    void add(int pattern, int track, std::vector<midi_event> events) {
-        const event_store& s = t->store();
-        track_slot& sl = t->slot(pattern, track);
-        if (!sl.in_use) {
-            sl.first = sl.play = s.new_empty_chain();
-            sl.in_use = 1;
-            sl.blocks = 1;
-        }
-        for (const midi_event& e : events) {
-            ref32 end = s.chain_end(sl.first);
-            int took = s.insert_record(end);
-            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-            t->d.free_blocks -= took;
-            s.at(end) = e;
-        }
-        s.sort_chain(sl.first);
-    }
-    static midi_event ev(int status, int d1, int d2, std::int32_t pos) {
-        return midi_event::make(static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(d1),
-                                static_cast<std::uint8_t>(d2), pos);
-    }
     void start(std::int32_t pos) {
         locate(*t, pos);
         t->d.stopped = 0;
         t0 = t.clk.now_us();
         t.midi.clear();
-        run_ms(0);
+        t.run_ms(0);
     }
-    void run_ms(double ms) {
-        t.clk.advance_us(static_cast<std::int64_t>(ms * 1000));
-        t.eng.run_until(t.clk.now_us());
+    // What was sent since the start, clock bytes only when asked for.
+    std::vector<sent_message> out(bool with_clock = false) const {
+        return sent_messages(t.midi, t0, with_clock);
     }
-    std::vector<sent> out(bool with_clock = false) const {
-        std::vector<sent> v;
-        for (const auto& m : t.midi.messages()) {
-            if (!with_clock && m.bytes[0] == 0xF8) continue;
-            v.push_back({m.port, m.bytes[0], m.size > 1 ? m.bytes[1] : -1, m.size > 2 ? m.bytes[2] : -1, m.due_us - t0});
-        }
-        return v;
-    }
-    // Milliseconds of `ticks` at a tempo in hundredths.
-    static double ms_of(std::int32_t ticks, double tempo = 12000) { return ticks * 60000.0 / (tempo / 100.0) / 192.0; }
 };
 
 #define EXPECT_MSG(m, P, A, B, C, MS)                      \
@@ -80,8 +44,10 @@ protected:
     } while (0)
 
 TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
-    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 64, 3072 + 96), ev(0xB0, 7, 90, 3072 + 192),
-               ev(0xC0, 5, 0, 3072 + 192), ev(0xA0, 60, 30, 3072 + 200), ev(0x90, 61, 1, 3072 + 250)});
+    add_sorted(
+        *t, 0, 0,
+        {ev(0x90, 60, 100, 3072), ev(0x80, 60, 64, 3072 + 96), ev(0xB0, 7, 90, 3072 + 192),
+         ev(0xC0, 5, 0, 3072 + 192), ev(0xA0, 60, 30, 3072 + 200), ev(0x90, 61, 1, 3072 + 250)});
     track_slot& sl = t->slot(0, 0);
     sl.channel = 3;
     sl.transpose = 2;
@@ -89,7 +55,7 @@ TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
     sl.compress = 1;
     sl.port = 1;
     start(3072);
-    run_ms(1000);
+    t.run_ms(1000);
     auto v = out();
     ASSERT_EQ(v.size(), 6u);
     EXPECT_MSG(v[0], 1, 0x93, 62, 92, 0.0);  // (100 - 64) >> 1 + 64 + 10
@@ -104,13 +70,14 @@ TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
 }
 
 TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
-    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x90, 64, 100, 3072), ev(0x80, 60, 0, 3072 + 768),
-               ev(0x80, 64, 0, 3072 + 768)});
-    add(0, 1, {ev(0x91, 40, 80, 3072 + 10), ev(0x91, 40, 0, 3072 + 20)});
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 60, 100, 3072), ev(0x90, 64, 100, 3072), ev(0x80, 60, 0, 3072 + 768),
+                ev(0x80, 64, 0, 3072 + 768)});
+    add_sorted(*t, 0, 1, {ev(0x91, 40, 80, 3072 + 10), ev(0x91, 40, 0, 3072 + 20)});
     t->slot(0, 0).transpose = -12;
     t->slot(0, 0).channel = 9;
     start(3072);
-    run_ms(100);
+    t.run_ms(100);
     // The musician changes the track while its notes hang on.
     t->slot(0, 0).transpose = 5;
     t->slot(0, 0).channel = 2;
@@ -125,15 +92,15 @@ TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
     EXPECT_EQ(t.eng.playback().open_notes(), 0);
     // Their own note-offs later find nothing open and go out with the new parameters, harmlessly.
     t.midi.clear();
-    run_ms(ms_of(800));
+    t.run_ms(ms_of(800));
     for (const auto& m : out()) EXPECT_EQ(m.a & 0xF0, 0x80);
 }
 
 TEST_F(Playback, SilenceTrackEndsOnlyThatTracksNotes) {
-    add(0, 0, {ev(0x90, 60, 100, 3072)});
-    add(0, 1, {ev(0x90, 62, 100, 3072)});
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072)});
+    add_sorted(*t, 0, 1, {ev(0x90, 62, 100, 3072)});
     start(3072);
-    run_ms(10);
+    t.run_ms(10);
     t.midi.clear();
     t->silence_track(0, 1);
     auto v = out();
@@ -144,13 +111,15 @@ TEST_F(Playback, SilenceTrackEndsOnlyThatTracksNotes) {
 }
 
 TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
-    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 61, 100, 3072 + 192)});
+    add_sorted(
+        *t, 0, 0,
+        {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 61, 100, 3072 + 192)});
     start(3072);
-    run_ms(ms_of(50));
+    t.run_ms(ms_of(50));
     t->slot(0, 0).mute = 1;  // muted while its note sounds: the note still ends
-    run_ms(ms_of(100));
+    t.run_ms(ms_of(100));
     t->slot(0, 0).mute = 0;
-    run_ms(ms_of(100));
+    t.run_ms(ms_of(100));
     auto v = out();
     ASSERT_EQ(v.size(), 3u);
     EXPECT_EQ(v[1].a, 0x80);
@@ -158,18 +127,20 @@ TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
     t.midi.clear();
     t->d.track_enable[0] = 0;
     start(3072);
-    run_ms(ms_of(300));
+    t.run_ms(ms_of(300));
     EXPECT_TRUE(out().empty());
 }
 
 TEST_F(Playback, DelayAndLoopFoldWithNothingMissedOrDoubledAtTheSeam) {
     // A loop of one beat holding two notes, delayed by 10 ticks.
-    add(0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 62, 100, 3072 + 191)});
+    add_sorted(
+        *t, 0, 0,
+        {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 62, 100, 3072 + 191)});
     track_slot& sl = t->slot(0, 0);
     sl.loop_length = loop_length_from_beats(1, 4);
     sl.delay = 10;
     start(3072);
-    run_ms(ms_of(3 * 192 + 20));
+    t.run_ms(ms_of(3 * 192 + 20));
     auto v = out();
     // Per round: note 60 on at 0, off at 96, note 62 on at 191 and ended at the loop's end.
     std::vector<std::pair<int, double>> want;
@@ -189,12 +160,14 @@ TEST_F(Playback, DelayAndLoopFoldWithNothingMissedOrDoubledAtTheSeam) {
 }
 
 TEST_F(Playback, CycleJumpsBackWithoutMissingOrDoublingAnEvent) {
-    for (int i = 0; i < 8; ++i) add(0, 0, {ev(0x90, 60 + i, 100, 3072 + i * 96), ev(0x80, 60 + i, 0, 3072 + i * 96 + 48)});
+    for (int i = 0; i < 8; ++i)
+        add_sorted(*t, 0, 0,
+                   {ev(0x90, 60 + i, 100, 3072 + i * 96), ev(0x80, 60 + i, 0, 3072 + i * 96 + 48)});
     t->d.left_locator = 3072 + 192;
     t->d.right_locator = 3072 + 576;
     t->d.cycle_on = 1;
     start(3072 + 192);
-    run_ms(ms_of(384 * 2 + 10));
+    t.run_ms(ms_of(384 * 2 + 10));
     std::vector<int> keys;
     for (const auto& m : out())
         if (m.a == 0x90) keys.push_back(m.b);
@@ -214,14 +187,16 @@ TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
     t->step(1).transpose = 12;
     t->step(1).track_mask = 1u << 1;
     set_step_name(*t, 1, "STOP here");
-    add(1, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 700)});
-    add(2, 0, {ev(0x90, 50, 100, 3072 - 96), ev(0x80, 50, 0, 3072 + 96), ev(0x90, 52, 90, 3072 + 384)});
-    add(2, 1, {ev(0x90, 70, 100, 3072)});  // masked in step 1
-    add(parallel_pattern, 0, {ev(0x92, 30, 100, 3072 + 800)});
+    add_sorted(*t, 1, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 700)});
+    add_sorted(
+        *t, 2, 0,
+        {ev(0x90, 50, 100, 3072 - 96), ev(0x80, 50, 0, 3072 + 96), ev(0x90, 52, 90, 3072 + 384)});
+    add_sorted(*t, 2, 1, {ev(0x90, 70, 100, 3072)});  // masked in step 1
+    add_sorted(*t, parallel_pattern, 0, {ev(0x92, 30, 100, 3072 + 800)});
     t->d.song_mode = 1;
     t->d.current_step = 0;
     start(3072);
-    run_ms(ms_of(768 * 3));
+    t.run_ms(ms_of(768 * 3));
     auto v = out();
     ASSERT_EQ(v.size(), 6u);
     EXPECT_MSG(v[0], 0, 0x90, 60, 100, 0.0);
@@ -240,16 +215,11 @@ TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
 }
 
 TEST_F(Playback, TempoTrackChangesTheRateAtItsRecords) {
-    const event_store& s = t->store();
-    ref32 end = s.chain_end(t->d.tempo_chain.first);
-    t->d.tempo_chain.blocks = static_cast<std::uint16_t>(t->d.tempo_chain.blocks + s.insert_record(end));
-    midi_event te = ev(st::tempo, 0, 0, 3072 + 192);
-    te.set_tempo_value(6000);
-    s.at(end) = te;
+    append(*t, t->d.tempo_chain.first, t->d.tempo_chain.blocks, {tempo(6000, 3072 + 192)});
     t->d.tempo_track_on = 1;
-    add(0, 0, {ev(0x90, 60, 100, 3072 + 192), ev(0x90, 61, 100, 3072 + 384)});
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072 + 192), ev(0x90, 61, 100, 3072 + 384)});
     start(3072);
-    run_ms(2000);
+    t.run_ms(2000);
     auto v = out();
     ASSERT_EQ(v.size(), 2u);
     EXPECT_NEAR(v[0].at / 1000.0, 500.0, 0.01);
@@ -268,7 +238,7 @@ TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
     t->d.sync_out_ports[0] = 1;
     t->d.sync_out_ports[3] = 1;
     start(3072);
-    run_ms(ms_of(192 * 2 + 4));
+    t.run_ms(ms_of(192 * 2 + 4));
     std::vector<double> clicks, clocks0, clocks3;
     for (const auto& m : out(true)) {
         if (m.a == 0x99) clicks.push_back(m.at / 1000.0);
@@ -319,7 +289,7 @@ TEST_F(Playback, RequestsAreServedWhetherRunningOrStopped) {
 
 TEST_F(Playback, MaxLengthStopsTheAdvance) {
     start(last_position - 96);
-    run_ms(ms_of(200));
+    t.run_ms(ms_of(200));
     EXPECT_EQ(t->d.max_length_reached, 1);
     EXPECT_EQ(t->d.position, last_position);
 }
@@ -328,22 +298,11 @@ TEST_F(Playback, SysexGoesOutWhole) {
     std::vector<std::uint8_t> payload;
     for (int i = 0; i < 100; ++i) payload.push_back(static_cast<std::uint8_t>(i));
     payload.push_back(0xF7);
-    const event_store& s = t->store();
-    add(0, 0, {ev(0x90, 60, 100, 3072)});
-    track_slot& sl = t->slot(0, 0);
-    std::vector<midi_event> recs(1 + (payload.size() - 2 + 5) / 6);
-    recs[0] = ev(st::sysex, payload[0], payload[1], 3072 + 10);
-    for (std::size_t i = 2; i < payload.size(); ++i) recs[1 + (i - 2) / 6].b[(i - 2) % 6] = payload[i];
-    for (const auto& r : recs) {
-        ref32 end = s.chain_end(sl.first);
-        int took = s.insert_record(end);
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-        t->d.free_blocks -= took;
-        s.at(end) = r;
-    }
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072)});
+    append(*t, t->slot(0, 0), long_event(st::sysex, 3072 + 10, payload));
     ASSERT_EQ(testing::check_pool(*t), "");
     start(3072);
-    run_ms(100);
+    t.run_ms(100);
     ASSERT_EQ(t.midi.size(), 2u);
     EXPECT_EQ(t.midi[1].bytes[0], 0xF0);
     EXPECT_EQ(t.midi[1].long_size, payload.size() + 1);

@@ -10,6 +10,7 @@
 
 #include "song/locate.h"
 #include "song/patterns.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 // Counts allocations while a test asks for it, to prove the engine's tick never allocates.
@@ -29,22 +30,16 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 namespace kestrune {
 namespace {
 
-void fill(testing::test_program& t, int pattern, int track, int notes, int spacing) {
-    const event_store& s = t->store();
-    track_slot& sl = t->slot(pattern, track);
-    sl.first = sl.play = s.new_empty_chain();
-    sl.in_use = 1;
-    sl.blocks = 1;
+using namespace testing;
+
+// `notes` notes `spacing` ticks apart from the song start, each as long as half the spacing.
+void fill(test_program& t, int pattern, int track, int notes, int spacing) {
+    records recs;
     for (int i = 0; i < notes; ++i) {
-        for (auto e : {midi_event::make(0x90, static_cast<std::uint8_t>(40 + i % 40), 100, 3072 + i * spacing),
-                       midi_event::make(0x80, static_cast<std::uint8_t>(40 + i % 40), 0, 3072 + i * spacing + spacing / 2)}) {
-            ref32 end = s.chain_end(sl.first);
-            int took = s.insert_record(end);
-            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-            t->d.free_blocks -= took;
-            s.at(end) = e;
-        }
+        recs.push_back(ev(0x90, 40 + i % 40, 100, 3072 + i * spacing));
+        recs.push_back(ev(0x80, 40 + i % 40, 0, 3072 + i * spacing + spacing / 2));
     }
+    give_track(*t, pattern, track, recs);
 }
 
 TEST(EngineRealTimePath, TickNeverAllocates) {
@@ -64,8 +59,7 @@ TEST(EngineRealTimePath, TickNeverAllocates) {
     t->d.stopped = 0;
     counting = true;
     for (int i = 0; i < 400; ++i) {
-        t.clk.advance_us(5000);
-        t.eng.run_until(t.clk.now_us());
+        t.run_ms(5);
         if (i == 100) t->d.all_notes_off_request = 1;
         if (i == 200) t->d.reset_request = 1;
         if (i == 300) t->d.chase_ready = 1;
@@ -87,16 +81,9 @@ TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
     p.d.midi_out_device[0] = 1;
     ASSERT_EQ(p.start(), 0);
     ASSERT_TRUE(eng.runs_on_own_thread());
-    const event_store& s = p.store();
-    track_slot& sl = p.slot(0, 0);
-    sl.first = sl.play = s.new_empty_chain();
-    sl.in_use = 1;
-    sl.blocks = 1;
-    for (int i = 0; i < 8; ++i) {
-        ref32 end = s.chain_end(sl.first);
-        s.insert_record(end);
-        s.at(end) = midi_event::make(static_cast<std::uint8_t>(i % 2 ? 0x80 : 0x90), 60, 100, 3072 + i * 12);
-    }
+    records recs;
+    for (int i = 0; i < 8; ++i) recs.push_back(ev(i % 2 ? 0x80 : 0x90, 60, 100, 3072 + i * 12));
+    give_track(p, 0, 0, recs);
     locate(p, 3072);
     p.d.stopped = 0;
     for (int i = 0; i < 400 && midi.size() < 8; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));

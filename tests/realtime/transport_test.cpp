@@ -5,50 +5,22 @@
 #include "realtime/transport.h"
 #include "song/locate.h"
 #include "song/patterns.h"
+#include "tests/support/sent_messages.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
+
+using namespace testing;
 
 class Transport : public ::testing::Test {
 protected:
     testing::test_program t;
     transport tr{*t};
 
-    void add(int pattern, int track, std::vector<midi_event> events) {
-        const event_store& s = t->store();
-        track_slot& sl = t->slot(pattern, track);
-        if (!sl.in_use) {
-            sl.first = sl.play = s.new_empty_chain();
-            sl.in_use = 1;
-            sl.blocks = 1;
-        }
-        for (const midi_event& e : events) {
-            ref32 end = s.chain_end(sl.first);
-            int took = s.insert_record(end);
-            sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-            t->d.free_blocks -= took;
-            s.at(end) = e;
-        }
-        s.sort_chain(sl.first);
-    }
-    static midi_event ev(int status, int d1, int d2, std::int32_t pos) {
-        return midi_event::make(static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(d1),
-                                static_cast<std::uint8_t>(d2), pos);
-    }
-    void run_ms(int ms) {
-        t.clk.advance_us(ms * 1000);
-        t.eng.run_until(t.clk.now_us());
-    }
-    std::vector<std::vector<int>> sent(int port = 0) {
-        std::vector<std::vector<int>> v;
-        for (const auto& m : t.midi.messages())
-            if (m.port == port) {
-                std::vector<int> b(m.bytes, m.bytes + m.size);
-                v.push_back(b);
-            }
-        return v;
-    }
+    // The bytes of each message sent to a port.
+    std::vector<std::vector<int>> sent(int port = 0) { return sent_bytes(t.midi, port); }
     void clock_out_on_a() {
         t->d.sync_out = 1;
         t->d.sync_out_ports[0] = 1;
@@ -84,7 +56,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     EXPECT_EQ(tr.waited_ms, 200);
     // Clock output lines up with the pointer: the first clock falls on its sixteenth.
     t.midi.clear();
-    run_ms(200);
+    t.run_ms(200);
     auto clocks = sent();
     ASSERT_FALSE(clocks.empty());
     EXPECT_EQ(clocks[0], std::vector<int>{0xF8});
@@ -101,7 +73,7 @@ TEST_F(Transport, PointerBeforeTheSongStartIsZeroWithADelay) {
 
 TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     tr.play();
-    run_ms(500);
+    t.run_ms(500);
     const std::int32_t there = t->d.position;
     EXPECT_GT(there, song_start + 150);
     tr.stop();
@@ -110,7 +82,7 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     tr.pause();  // continue where it stood
     EXPECT_EQ(t->d.stopped, 0);
     EXPECT_EQ(t->d.position, there);
-    run_ms(500);
+    t.run_ms(500);
     tr.pause();
     EXPECT_EQ(t->d.stopped, 1);
     EXPECT_TRUE(tr.buttons.pause);
@@ -132,12 +104,15 @@ TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
 }
 
 TEST_F(Transport, ChaseSendsTheLastValuesBeforeThePositionAndNothingOlder) {
-    add(0, 0, {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10), ev(0xB0, 0, 2, song_start + 20),
-               ev(0xC0, 9, 0, song_start + 400), ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 0, 70, song_start + 600),
-               ev(0xB0, 7, 20, song_start + 2000), ev(0xD0, 50, 0, song_start + 700), ev(0xB0, 1, 9, song_start + 800)});
+    add_sorted(*t, 0, 0,
+               {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10),
+                ev(0xB0, 0, 2, song_start + 20), ev(0xC0, 9, 0, song_start + 400),
+                ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 0, 70, song_start + 600),
+                ev(0xB0, 7, 20, song_start + 2000), ev(0xD0, 50, 0, song_start + 700),
+                ev(0xB0, 1, 9, song_start + 800)});
     t->slot(0, 0).channel = 16;
     t->slot(0, 0).port = 2;
-    add(0, 1, {ev(0xC1, 44, 0, song_start)});
+    add_sorted(*t, 0, 1, {ev(0xC1, 44, 0, song_start)});
     t->slot(0, 1).mute = 1;  // muted tracks are not chased
     t->app.chase_events = true;
     t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) { tr.chase_events(p, step, pattern); };
@@ -155,12 +130,12 @@ TEST_F(Transport, ChaseSendsTheLastValuesBeforeThePositionAndNothingOlder) {
 }
 
 TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
-    add(0, 0, {ev(0x90, 60, 100, song_start + 10)});
-    add(0, 1, {ev(0x91, 62, 100, song_start + 10)});
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, song_start + 10)});
+    add_sorted(*t, 0, 1, {ev(0x91, 62, 100, song_start + 10)});
     t->d.current_track = 1;
     tr.toggle_solo();
     tr.play();
-    run_ms(100);
+    t.run_ms(100);
     auto v = sent();
     ASSERT_EQ(v.size(), 1u);
     EXPECT_EQ(v[0][0], 0x91);
@@ -175,10 +150,10 @@ TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
 TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
     clock_out_on_a();
     tr.play();
-    run_ms(300);
+    t.run_ms(300);
     tr.memory_position_key(1, true);  // store where it stands
     const std::int32_t stored = tr.memory_positions[1];
-    run_ms(300);
+    t.run_ms(300);
     t.midi.clear();
     tr.waited_ms = 0;
     tr.memory_position_key(1, false);
@@ -209,10 +184,7 @@ TEST_F(Transport, CycleAndPunchExcludeEachOtherAndAreRefusedDuringATake) {
 }
 
 TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhile) {
-    const event_store& s = t->store();
-    midi_event te = ev(st::tempo, 0, 0, 0);
-    te.set_tempo_value(9000);
-    s.at(t->d.tempo_chain.first) = te;
+    t->store().at(t->d.tempo_chain.first) = tempo(9000, 0);
     tr.toggle_tempo_track();
     EXPECT_EQ(tr.shown_tempo, 9000);
     EXPECT_EQ(t->d.tempo_increment, 2359);
@@ -226,33 +198,29 @@ TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhi
 }
 
 TEST_F(Transport, ExternalStartContinueAndStopDriveTheTransport) {
-    add(0, 0, {ev(0x90, 60, 100, song_start + 48)});
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, song_start + 48)});
     tr.set_external_sync(true);
     tr.play();  // armed: nothing moves until the clock comes
-    run_ms(100);
+    t.run_ms(100);
     EXPECT_EQ(t->d.position, song_start);
-    auto feed = [&](std::uint8_t b) {
-        t.midi.inject(&b, 1, t.clk.now_us());
-        t.eng.run_until(t.clk.now_us());
-    };
     tr.stop();
     EXPECT_EQ(t->d.stopped, 1);
-    feed(0xFA);
-    feed(0xF8);  // a clock before the transport has started is counted, not lost
+    t.feed({0xFA});
+    t.feed({0xF8});  // a clock before the transport has started is counted, not lost
     tr.tick(false);
     EXPECT_EQ(t->d.stopped, 0);
-    run_ms(1);
+    t.run_ms(1);
     EXPECT_EQ(t->d.position, song_start + 8);
-    for (int i = 0; i < 5; ++i) feed(0xF8);
+    for (int i = 0; i < 5; ++i) t.feed({0xF8});
     EXPECT_EQ(t->d.position, song_start + 48);
     ASSERT_EQ(sent().size(), 1u);
-    feed(0xFC);
+    t.feed({0xFC});
     tr.tick(false);
     EXPECT_EQ(t->d.stopped, 1);
-    feed(0xFB);
+    t.feed({0xFB});
     tr.tick(false);
     EXPECT_EQ(t->d.stopped, 0);
-    feed(0xF8);
+    t.feed({0xF8});
     EXPECT_EQ(t->d.position, song_start + 56);
 }
 

@@ -1,32 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-using records = std::vector<midi_event>;
-using units = std::vector<records>;  // each: a head and its continuations
-
-records long_event(std::uint8_t status, std::int32_t pos,
-                   const std::vector<std::uint8_t>& payload) {
-    records out{midi_event::make(status, 0, 0, pos)};
-    if (!payload.empty()) out[0].b[0] = payload[0];
-    if (payload.size() > 1) out[0].b[1] = payload[1];
-    for (std::size_t i = 2; i < payload.size(); i += 6) {
-        midi_event c{};
-        for (std::size_t k = 0; k < 6 && i + k < payload.size(); ++k) c.b[k] = payload[i + k];
-        out.push_back(c);
-    }
-    return out;
-}
+using namespace testing;
 
 // Short events with spare bits set, or a sysex or text of up to a few hundred bytes.
 records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
@@ -51,33 +37,6 @@ records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
     return {e};
 }
 
-std::int32_t pos_of(const records& u) {
-    return u[0].position();
-}
-
-records flat(const units& u) {
-    records out;
-    for (const records& r : u) out.insert(out.end(), r.begin(), r.end());
-    return out;
-}
-
-std::string difference(const event_store& s, ref32 first, const records& want) {
-    std::size_t i = 0;
-    ref32 r = first;
-    for (; s.status(r) != st::end && s.status(r) != st::forward_link; r = s.next_record(r), ++i) {
-        if (i >= want.size()) return "the chain is longer than its model";
-        if (std::memcmp(s.at(r).b, want[i].b, 6) != 0)
-            return "record " + std::to_string(i) + " differs";
-    }
-    if (i != want.size()) return "the chain is shorter than its model";
-    return {};
-}
-
-ref32 nth_event(const event_store& s, ref32 first, std::size_t i) {
-    while (i-- > 0) first = s.next_event(first);
-    return first;
-}
-
 std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
     auto it = std::partition_point(u.begin(), u.end(), [&](const records& r) {
         return behind_equal ? pos_of(r) <= pos : pos_of(r) < pos;
@@ -100,17 +59,8 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
         units model;
     };
     std::vector<track> tracks;
-    for (auto [pat, trk] : {std::pair{0, 0}, {0, 7}, {3, 31}, {parallel_pattern, 2}, {9, 12}}) {
-        track_slot& sl = p.slot(pat, trk);
-        sl.first = sl.play = s.new_empty_chain();
-        sl.blocks = 1;
-        sl.in_use = 1;
-        tracks.push_back({&sl, {}});
-    }
-    auto take = [&](track_slot& sl, int blocks) {
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks + blocks);
-        d.free_blocks -= blocks;
-    };
+    for (auto [pat, trk] : {std::pair{0, 0}, {0, 7}, {3, 31}, {parallel_pattern, 2}, {9, 12}})
+        tracks.push_back({&open_track(p, pat, trk), {}});
 
     int serial = 0;
     std::int64_t stats[7] = {};
@@ -136,14 +86,7 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
                                        : s.find_at_position(sl.first, pos, no_loop);
             const std::size_t i = bound(m, pos, behind);
             ASSERT_EQ(place, nth_event(s, sl.first, i)) << "step " << step;
-            const int taken = s.insert_records(place, static_cast<int>(u.size()));
-            ASSERT_GE(taken, 0) << "step " << step;
-            take(sl, taken);
-            ref32 e = place;
-            for (const midi_event& x : u) {
-                s.at(e) = x;
-                e = s.next_record(e);
-            }
+            ASSERT_GE(insert_at(p, sl.blocks, place, u), 0) << "step " << step;
             m.insert(m.begin() + static_cast<std::ptrdiff_t>(i), u);
             ++stats[0];
         } else if (op < 600) {
@@ -151,7 +94,7 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             const std::size_t i = r(static_cast<unsigned>(m.size()));
             const ref32 e = nth_event(s, sl.first, i);
             ASSERT_EQ(s.event_length(e), static_cast<int>(m[i].size())) << "step " << step;
-            take(sl, -s.delete_records(e, static_cast<int>(m[i].size())));
+            take_blocks(p, sl.blocks, -s.delete_records(e, static_cast<int>(m[i].size())));
             m.erase(m.begin() + static_cast<std::ptrdiff_t>(i));
             ++stats[1];
         } else if (op < 850) {
@@ -224,7 +167,7 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
         }
 
         for (const track& x : tracks) {
-            const std::string diff = difference(s, x.slot->first, flat(x.model));
+            const std::string diff = difference(read_chain(s, x.slot->first), flat(x.model));
             ASSERT_EQ(diff, "") << "step " << step << " after " << what;
         }
         const std::string pool = testing::check_pool(p);

@@ -1,97 +1,32 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-using records = std::vector<midi_event>;
+using namespace testing;
 
 midi_event cc(std::int32_t pos, int tag) {
     return midi_event::make(0xB0, static_cast<std::uint8_t>(tag & 0x7F), 1, pos);
 }
 
-// A long event laid out as the chains hold it: payload bytes 0-1 in the head, then six a record.
-records long_event(std::uint8_t status, std::int32_t pos,
-                   const std::vector<std::uint8_t>& payload) {
-    records out{midi_event::make(status, 0, 0, pos)};
-    if (!payload.empty()) out[0].b[0] = payload[0];
-    if (payload.size() > 1) out[0].b[1] = payload[1];
-    for (std::size_t i = 2; i < payload.size(); i += 6) {
-        midi_event c{};
-        for (std::size_t k = 0; k < 6 && i + k < payload.size(); ++k) c.b[k] = payload[i + k];
-        out.push_back(c);
-    }
-    return out;
-}
-
+// A sysex of `data_bytes` bytes before its 0xF7.
 records sysex(std::int32_t pos, int data_bytes) {
-    std::vector<std::uint8_t> payload;
-    for (int i = 0; i < data_bytes; ++i)
-        payload.push_back(static_cast<std::uint8_t>((i * 7 + 1) & 0x7F));
-    payload.push_back(st::sysex_end);
-    return long_event(st::sysex, pos, payload);
+    return long_event(st::sysex, pos, sysex_payload(static_cast<std::size_t>(data_bytes) + 1));
 }
 
 records text(std::int32_t pos, const std::string& s) {
     std::vector<std::uint8_t> payload(s.begin(), s.end());
     payload.push_back(0);
     return long_event(st::text, pos, payload);
-}
-
-records read_chain(const event_store& s, ref32 first) {
-    records out;
-    for (ref32 r = first; s.status(r) != st::end && s.status(r) != st::forward_link;
-         r = s.next_record(r))
-        out.push_back(s.at(r));
-    return out;
-}
-
-// Empty when both hold the same bytes, else where they part.
-std::string difference(const records& got, const records& want) {
-    for (std::size_t i = 0; i < std::min(got.size(), want.size()); ++i)
-        if (std::memcmp(got[i].b, want[i].b, 6) != 0)
-            return "records differ at " + std::to_string(i);
-    if (got.size() != want.size())
-        return "lengths " + std::to_string(got.size()) + " and " + std::to_string(want.size());
-    return {};
-}
-
-ref32 nth_record(const event_store& s, ref32 first, int i) {
-    while (i-- > 0) first = s.next_record(first);
-    return first;
-}
-
-track_slot& open_track(program& p, int pattern, int track) {
-    track_slot& sl = p.slot(pattern, track);
-    sl.first = sl.play = p.store().new_empty_chain();
-    sl.in_use = 1;
-    sl.blocks = 1;
-    return sl;
-}
-
-// Opens room at e and writes the records there, keeping the counters as callers must.
-void insert_at(program& p, track_slot& sl, ref32 e, const records& recs) {
-    const event_store& s = p.store();
-    int taken = s.insert_records(e, static_cast<int>(recs.size()));
-    ASSERT_GE(taken, 0);
-    sl.blocks = static_cast<std::uint16_t>(sl.blocks + taken);
-    p.d.free_blocks -= taken;
-    for (const midi_event& r : recs) {
-        s.at(e) = r;
-        e = s.next_record(e);
-    }
-}
-
-void append(program& p, track_slot& sl, const records& recs) {
-    insert_at(p, sl, p.store().chain_end(sl.first), recs);
 }
 
 // n controller events at positions 100, 200, ...
@@ -108,12 +43,6 @@ void scramble_free_list(program& p, int n, unsigned seed) {
     for (int i = 0; i < n; ++i) blocks.push_back(s.alloc_block());
     std::shuffle(blocks.begin(), blocks.end(), std::mt19937(seed));
     for (ref32 b : blocks) s.free_chain(event_store::first_slot(b));
-}
-
-records concat(std::initializer_list<records> parts) {
-    records out;
-    for (const records& r : parts) out.insert(out.end(), r.begin(), r.end());
-    return out;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -198,7 +127,7 @@ TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     const records tiny = sysex(3300, 1);
     ASSERT_EQ(tiny.size(), 1u);
     const records all =
-        concat({ramp(29), closing_on_status, {cc(3100, 1)}, greeting, tiny, {cc(3400, 2)}});
+        flat({ramp(29), closing_on_status, {cc(3100, 1)}, greeting, tiny, {cc(3400, 2)}});
     append(p, sl, all);
     ASSERT_EQ(difference(read_chain(s, sl.first), all), "");
     EXPECT_EQ(testing::check_pool(p), "");
@@ -241,7 +170,7 @@ TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     zeros.push_back(st::sysex_end);
     const records long_one = long_event(st::sysex, 3000, zeros);
     ASSERT_EQ(long_one.size(), 5u);
-    append(p, sl, concat({ramp(29), long_one, ramp(40, 30)}));
+    append(p, sl, flat({ramp(29), long_one, ramp(40, 30)}));
     ASSERT_EQ(sl.blocks, 3);
     const ref32 b0 = s.block_of(sl.first);
     const ref32 b1 = s.link(event_store::forward_link(b0));
@@ -304,14 +233,7 @@ TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains
     scramble_free_list(p, 200, 3);
     track_slot& grown = open_track(p, 0, 0);
     append(p, grown, all);
-    chain_builder b(s);
-    for (const midi_event& e : all) b.put(e);
-    ASSERT_TRUE(b.terminate());
-    ASSERT_TRUE(b.ok());
-    track_slot& built = p.slot(0, 1);
-    built.first = b.cut();
-    built.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-    built.in_use = 1;
+    track_slot& built = build_track(p, 0, 1, all);
     ASSERT_EQ(testing::check_pool(p), "");
 
     for (const track_slot* sl : {&grown, &built}) {
@@ -450,10 +372,9 @@ TEST(EventStorePool, InsertRecordTakesABlockExactlyWhenTheEndRecordIsInTheLastSl
             EXPECT_EQ(s.link(head), last);
             EXPECT_NE(p.d.free_list, head);
         }
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks + taken);
-        p.d.free_blocks -= taken;
+        take_blocks(p, sl.blocks, taken);
         s.at(sl.first) = cc(50, 0);
-        EXPECT_EQ(difference(read_chain(s, sl.first), concat({{cc(50, 0)}, ramp(n, 1)})), "");
+        EXPECT_EQ(difference(read_chain(s, sl.first), flat({{cc(50, 0)}, ramp(n, 1)})), "");
         EXPECT_EQ(testing::check_pool(p), "");
     }
 }
@@ -478,8 +399,7 @@ TEST(EventStorePool, DeleteRecordFreesABlockExactlyWhenTheEndRecordWasFirstInIt)
             EXPECT_EQ(s.link(event_store::forward_link(s.block_of(s.chain_end(sl.first)))),
                       null_ref);
         }
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks - freed);
-        p.d.free_blocks += freed;
+        take_blocks(p, sl.blocks, -freed);
         model.erase(model.begin() + at);
         EXPECT_EQ(difference(read_chain(s, sl.first), model), "");
         EXPECT_EQ(testing::check_pool(p), "");
@@ -515,15 +435,8 @@ TEST(EventStorePool, InsertAndDeleteSeveralRecordsAtOnce) {
     records fresh;
     for (int i = 0; i < 40; ++i) fresh.push_back(cc(1000, i));
     const std::int32_t free0 = p.d.free_blocks;
-    const int taken = s.insert_records(nth_record(s, sl.first, 10), 40);
-    EXPECT_EQ(taken, 2);  // 70 records and the end record need three blocks
-    sl.blocks = static_cast<std::uint16_t>(sl.blocks + taken);
-    p.d.free_blocks -= taken;
-    ref32 e = nth_record(s, sl.first, 10);
-    for (const midi_event& r : fresh) {
-        s.at(e) = r;
-        e = s.next_record(e);
-    }
+    // 70 records and the end record need three blocks.
+    EXPECT_EQ(insert_at(p, sl.blocks, nth_record(s, sl.first, 10), fresh), 2);
     // The new records sit between positions 1000 and 1100.
     records want = model;
     want.insert(want.begin() + 10, fresh.begin(), fresh.end());
@@ -532,8 +445,7 @@ TEST(EventStorePool, InsertAndDeleteSeveralRecordsAtOnce) {
 
     const int freed = s.delete_records(nth_record(s, sl.first, 10), 40);
     EXPECT_EQ(freed, 2);
-    sl.blocks = static_cast<std::uint16_t>(sl.blocks - freed);
-    p.d.free_blocks += freed;
+    take_blocks(p, sl.blocks, -freed);
     EXPECT_EQ(p.d.free_blocks, free0);
     want.erase(want.begin() + 10, want.begin() + 50);
     EXPECT_EQ(difference(read_chain(s, sl.first), want), "");
@@ -573,7 +485,7 @@ TEST(EventStorePool, InsertRecordsIntoAFullPoolChangesNothing) {
     // The two blocks left are enough for 75 more, and then none is left.
     records more;
     for (int i = 0; i < 75; ++i) more.push_back(cc(550, i));
-    insert_at(p, sl, nth_record(s, sl.first, 5), more);
+    ASSERT_GE(insert_at(p, sl.blocks, nth_record(s, sl.first, 5), more), 0);
     model.insert(model.begin() + 5, more.begin(), more.end());
     EXPECT_EQ(sl.blocks, 3);
     EXPECT_EQ(p.d.free_blocks, 0);
@@ -594,17 +506,6 @@ std::size_t model_move(std::vector<records>& units, std::size_t i, std::int32_t 
     else
         while (it != units.end() && (*it)[0].position() < to) ++it;
     return static_cast<std::size_t>(units.insert(it, u) - units.begin());
-}
-
-records flat(const std::vector<records>& units) {
-    records out;
-    for (const records& u : units) out.insert(out.end(), u.begin(), u.end());
-    return out;
-}
-
-ref32 nth_event(const event_store& s, ref32 first, std::size_t i) {
-    while (i-- > 0) first = s.next_event(first);
-    return first;
 }
 
 TEST(EventStorePool, MoveEventPutsShortAndLongEventsBackInOrder) {

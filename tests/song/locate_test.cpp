@@ -6,57 +6,19 @@
 
 #include "song/patterns.h"
 #include "song/position.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t& blocks) {
-    const event_store& s = p.store();
-    ref32 first = s.new_empty_chain();
-    blocks = 1;
-    for (const midi_event& e : records) {
-        ref32 place = s.chain_end(first);
-        int took = s.insert_record(place);
-        blocks = static_cast<std::uint16_t>(blocks + took);
-        p.d.free_blocks -= took;
-        s.at(place) = e;
-    }
-    return first;
-}
-
-// A track with one note-on every `step` ticks from `from`.
-track_slot& give_track(program& p, int pattern, int track, int count, std::int32_t from,
-                       std::int32_t step) {
-    std::vector<midi_event> v;
-    for (int i = 0; i < count; ++i) v.push_back(midi_event::make(0x90, 60, 100, from + i * step));
-    track_slot& s = p.slot(pattern, track);
-    s.first = build_chain(p, v, s.blocks);
-    s.play = s.first;
-    s.in_use = 1;
-    return s;
-}
+using namespace testing;
 
 std::int32_t pos_of(const program& p, ref32 r) {
     return p.store().position(r);
 }
 bool is_end(const program& p, ref32 r) {
     return p.store().status(r) == st::end;
-}
-
-midi_event tempo(std::int32_t value, std::int32_t pos) {
-    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
-    e.set_tempo_value(value);
-    return e;
-}
-
-void use_signature_track(program& p, const std::vector<midi_event>& records) {
-    dll_data& d = p.d;
-    p.store().free_chain(d.signature_track.first);
-    d.signature_track.first = d.signature_track.play =
-        build_chain(p, records, d.signature_track.blocks);
-    d.active_signature = d.signature_track;
-    d.signature_track_on = 1;
 }
 
 TEST(Locate, ClampsToTheGrid) {
@@ -79,10 +41,10 @@ TEST(Locate, PatternModeSeatsEveryTrack) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
-    give_track(p, 5, 0, 300, 3072, 10);  // ten blocks
-    give_track(p, 5, 9, 4, 3072, 768);
-    give_track(p, 5, 31, 0, 0, 0);      // an empty chain
-    give_track(p, 6, 9, 4, 3072, 768);  // another pattern, not to be touched
+    give_track(p, 5, 0, notes(300, 3072, 10));  // ten blocks
+    give_track(p, 5, 9, notes(4, 3072, 768));
+    give_track(p, 5, 31, {});                  // an empty chain
+    give_track(p, 6, 9, notes(4, 3072, 768));  // another pattern, not to be touched
     d.current_pattern = 5;
     d.current_step = 4;
 
@@ -108,11 +70,11 @@ TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
-    track_slot& late = give_track(p, 0, 1, 16, 3072, 192);
+    track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
-    track_slot& early = give_track(p, 0, 2, 16, 3072, 192);
+    track_slot& early = give_track(p, 0, 2, notes(16, 3072, 192));
     early.delay = -20;
-    track_slot& looped = give_track(p, 0, 3, 16, 3072, 192);
+    track_slot& looped = give_track(p, 0, 3, notes(16, 3072, 192));
     looped.delay = 10;
     looped.loop_length = 768 + 3071;  // one bar of 4/4
     d.current_pattern = 0;
@@ -138,7 +100,7 @@ TEST(Locate, SongModeFindsTheStep) {
     dll_data& d = p.d;
     d.song_mode = 1;
     d.current_pattern = 9;
-    give_track(p, 2, 0, 40, 3072, 192);
+    give_track(p, 2, 0, notes(40, 3072, 192));
     set_step_length(p, 1, 1000);  // step 2 starts at 9216 + 1000
 
     const std::int32_t start2 = 9216 + 1000;
@@ -178,7 +140,7 @@ TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     dll_data& d = p.d;
     d.song_mode = 1;
     set_step_pickup(p, 1, 192);
-    give_track(p, 1, 7, 3, 2900, 100);  // 2900, 3000, 3100 in pattern 1
+    give_track(p, 1, 7, notes(3, 2900, 100));  // 2900, 3000, 3100 in pattern 1
 
     locate(p, 9216 - 100);
     EXPECT_EQ(d.current_step, 1);
@@ -205,7 +167,7 @@ TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
-    track_slot& par = give_track(p, 16, 3, 100, 3072, 384);
+    track_slot& par = give_track(p, 16, 3, notes(100, 3072, 384));
     par.delay = 5;
     d.song_mode = 1;
     locate(p, 20000);
@@ -225,9 +187,7 @@ TEST(Locate, TempoTrack) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
-    p.store().free_chain(d.tempo_chain.first);
-    d.tempo_chain.first = build_chain(p, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)},
-                                      d.tempo_chain.blocks);
+    replace_chain(p, d.tempo_chain, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)});
 
     // With the track off nothing of it is used.
     set_tempo_increment(d, 12000);
@@ -323,15 +283,13 @@ TEST(Locate, CyclePreparePatternMode) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
-    track_slot& s = give_track(p, 3, 6, 20, 3072, 192);
+    track_slot& s = give_track(p, 3, 6, notes(20, 3072, 192));
     s.delay = 4;
     d.current_pattern = 3;
     d.current_step = 5;
     d.cycle_on = 1;
     d.left_locator = 3072 + 768;
-    p.store().free_chain(d.tempo_chain.first);
-    d.tempo_chain.first =
-        build_chain(p, {tempo(6000, 0), tempo(9000, 3072 + 768)}, d.tempo_chain.blocks);
+    replace_chain(p, d.tempo_chain, {tempo(6000, 0), tempo(9000, 3072 + 768)});
     d.tempo_track_on = 1;
 
     locate(p, 3072 + 768 * 3);
@@ -356,8 +314,8 @@ TEST(Locate, CyclePrepareSongMode) {
     program& p = *t;
     dll_data& d = p.d;
     d.song_mode = 1;
-    give_track(p, 3, 6, 40, 3072, 192);
-    give_track(p, 16, 2, 100, 3072, 192);
+    give_track(p, 3, 6, notes(40, 3072, 192));
+    give_track(p, 16, 2, notes(100, 3072, 192));
     d.left_locator = p.step_start(3) + 400;
     d.cycle_on = 1;
 
@@ -417,7 +375,7 @@ TEST(Locate, LocateTrackAfterAnEdit) {
     ASSERT_EQ(d.current_step, 2);
 
     // A new chain on a track of the current pattern.
-    track_slot& s = give_track(p, 2, 8, 10, 3072, 192);
+    track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
     s.delay = -8;
     locate_track(p, 8, false);
     EXPECT_EQ(d.track_position[8], 3072 + 708);
@@ -425,7 +383,7 @@ TEST(Locate, LocateTrackAfterAnEdit) {
 
     // The parallel pattern is on the song position.
     d.current_pattern = 16;
-    track_slot& par = give_track(p, 16, 8, 200, 3072, 192);
+    track_slot& par = give_track(p, 16, 8, notes(200, 3072, 192));
     locate_track(p, 8, true);
     EXPECT_EQ(d.parallel_track_position[8], d.position);
     EXPECT_EQ(pos_of(p, par.play), 3072 + 192 * ((d.position - 3072 + 191) / 192));
@@ -452,7 +410,7 @@ TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     d.left_locator = p.step_start(4) + 100;  // step 4 plays pattern 4
     locate(p, p.step_start(2) + 10);
 
-    track_slot& s = give_track(p, 2, 1, 10, 3072, 192);
+    track_slot& s = give_track(p, 2, 1, notes(10, 3072, 192));
     d.cycle_track_position[1] = -1;
     d.cycle_track_event[1] = null_ref;
     locate_track(p, 1, false);
@@ -470,7 +428,7 @@ TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
 
     // A parallel track always follows the locator.
     d.current_pattern = 16;
-    give_track(p, 16, 1, 200, 3072, 192);
+    give_track(p, 16, 1, notes(200, 3072, 192));
     locate_track(p, 1, true);
     EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
     EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));

@@ -2,40 +2,28 @@
 
 #include "song/long_event.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-std::vector<std::uint8_t> sysex_payload(std::size_t n) {
-    std::vector<std::uint8_t> p(n);
-    for (std::size_t i = 0; i + 1 < n; ++i) p[i] = static_cast<std::uint8_t>((i * 7 + 1) & 0x7F);
-    if (n) p[n - 1] = 0xF7;
-    return p;
-}
+using namespace testing;
 
 TEST(LongEvent, PayloadsOfEveryLengthSurviveBlockBordersWhole) {
     testing::test_program t;
     const event_store& s = t->store();
-    track_slot& slot = t->slot(0, 0);
-    slot.first = s.new_empty_chain();
-    slot.in_use = 1;
-    slot.blocks = 1;
+    track_slot& slot = open_track(*t, 0, 0);
     // Short events between long ones push the long events across block borders.
     std::int32_t pos = 100;
     for (std::size_t n = 1; n <= 80; ++n, pos += 10) {
-        ref32 end = s.chain_end(slot.first);
-        int took = s.insert_record(end);
-        slot.blocks = static_cast<std::uint16_t>(slot.blocks + took);
-        t->d.free_blocks -= took;
-        s.at(end) = midi_event::make(0x90, 60, 100, pos);
+        append(*t, slot, {midi_event::make(0x90, 60, 100, pos)});
         auto payload = sysex_payload(n);
         auto recs = make_long_event(st::sysex, pos + 5, payload.data(), n);
         ASSERT_EQ(static_cast<int>(recs.size()), long_event_records(n));
-        took = insert_event_records(s, s.chain_end(slot.first), recs);
+        const int took = insert_event_records(s, s.chain_end(slot.first), recs);
         ASSERT_GE(took, 0);
-        slot.blocks = static_cast<std::uint16_t>(slot.blocks + took);
-        t->d.free_blocks -= took;
+        take_blocks(*t, slot.blocks, took);
     }
     ASSERT_EQ(testing::check_pool(*t), "");
     // Walking by events meets every head once, in order, and reads its payload back.

@@ -9,42 +9,16 @@
 #include "song/locate.h"
 #include "song/position.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
+using namespace testing;
+
 std::string name_of(const char (&field)[11]) {
     return std::string(field, 10);
-}
-
-// A chain of the given records, appended in order; `blocks` gets the blocks it holds.
-ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t& blocks) {
-    const event_store& s = p.store();
-    ref32 first = s.new_empty_chain();
-    blocks = 1;
-    for (const midi_event& e : records) {
-        ref32 place = s.chain_end(first);
-        int took = s.insert_record(place);
-        blocks = static_cast<std::uint16_t>(blocks + took);
-        p.d.free_blocks -= took;
-        s.at(place) = e;
-    }
-    return first;
-}
-
-track_slot& give_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
-    track_slot& s = p.slot(pattern, track);
-    s.first = build_chain(p, records, s.blocks);
-    s.play = s.first;
-    s.in_use = 1;
-    return s;
-}
-
-std::vector<midi_event> notes(int count, std::int32_t from, std::int32_t step) {
-    std::vector<midi_event> v;
-    for (int i = 0; i < count; ++i) v.push_back(midi_event::make(0x90, 60, 100, from + i * step));
-    return v;
 }
 
 // The track named by the last silence request; the bytes stay after the engine clears the request.
@@ -131,20 +105,10 @@ TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
     put_name(p.pattern(2).name, "Verse");
 
     // A tempo track and a signature track of their own.
-    p.store().free_chain(d.tempo_chain.first);
-    std::vector<midi_event> tempos;
-    for (int i = 0; i < 3; ++i) {
-        midi_event e = midi_event::make(st::tempo, 0, 0, i * 1000);
-        e.set_tempo_value(9000 + i);
-        tempos.push_back(e);
-    }
-    d.tempo_chain.first = d.tempo_chain.play = build_chain(p, tempos, d.tempo_chain.blocks);
-    d.tempo_track_on = 1;
-    p.store().free_chain(d.signature_track.first);
-    d.signature_track.first = build_chain(
-        p,
-        {midi_event::make(st::signature, 3, 4, 3072), midi_event::make(st::signature, 5, 8, 5376)},
-        d.signature_track.blocks);
+    use_tempo_track(p, {tempo(9000, 0), tempo(9001, 1000), tempo(9002, 2000)});
+    replace_chain(
+        p, d.signature_track,
+        {midi_event::make(st::signature, 3, 4, 3072), midi_event::make(st::signature, 5, 8, 5376)});
     d.active_signature = d.signature_track;
     d.signature_track_on = 1;
     p.store().at(d.signature_chain.first).set_data1(7);
@@ -632,11 +596,9 @@ TEST(Patterns, LoopEditUsesTheSignatureAtThePatternStart) {
     program& p = *t;
     dll_data& d = p.d;
     // 4/4 from 3072, 3/8 from the start of step 1.
-    p.store().free_chain(d.signature_track.first);
-    d.signature_track.first = build_chain(
-        p,
-        {midi_event::make(st::signature, 4, 4, 3072), midi_event::make(st::signature, 3, 8, 9216)},
-        d.signature_track.blocks);
+    replace_chain(
+        p, d.signature_track,
+        {midi_event::make(st::signature, 4, 4, 3072), midi_event::make(st::signature, 3, 8, 9216)});
     d.active_signature = d.signature_track;
     d.signature_track_on = 1;
 

@@ -5,48 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t& blocks) {
-    const event_store& s = p.store();
-    ref32 first = s.new_empty_chain();
-    blocks = 1;
-    for (const midi_event& e : records) {
-        ref32 place = s.chain_end(first);
-        int took = s.insert_record(place);
-        blocks = static_cast<std::uint16_t>(blocks + took);
-        p.d.free_blocks -= took;
-        s.at(place) = e;
-    }
-    return first;
-}
+using namespace testing;
 
 midi_event sig(int n, int d, std::int32_t pos) {
     return midi_event::make(st::signature, n, d, pos);
-}
-midi_event tempo(std::int32_t value, std::int32_t pos) {
-    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
-    e.set_tempo_value(value);
-    return e;
-}
-
-void use_signature_track(program& p, const std::vector<midi_event>& records) {
-    dll_data& d = p.d;
-    p.store().free_chain(d.signature_track.first);
-    d.signature_track.first = d.signature_track.play =
-        build_chain(p, records, d.signature_track.blocks);
-    d.active_signature = d.signature_track;
-    d.signature_track_on = 1;
-}
-
-void use_tempo_track(program& p, const std::vector<midi_event>& records) {
-    dll_data& d = p.d;
-    p.store().free_chain(d.tempo_chain.first);
-    d.tempo_chain.first = d.tempo_chain.play = build_chain(p, records, d.tempo_chain.blocks);
-    d.tempo_track_on = 1;
 }
 
 void set_default_signature(program& p, int n, int d) {

@@ -1,31 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-using records = std::vector<midi_event>;
-using units = std::vector<records>;  // each: a head and its continuations
-
-records long_event(std::uint8_t status, std::int32_t pos,
-                   const std::vector<std::uint8_t>& payload) {
-    records out{midi_event::make(status, 0, 0, pos)};
-    if (!payload.empty()) out[0].b[0] = payload[0];
-    if (payload.size() > 1) out[0].b[1] = payload[1];
-    for (std::size_t i = 2; i < payload.size(); i += 6) {
-        midi_event c{};
-        for (std::size_t k = 0; k < 6 && i + k < payload.size(); ++k) c.b[k] = payload[i + k];
-        out.push_back(c);
-    }
-    return out;
-}
+using namespace testing;
 
 // A random event at pos: short ones with quantize marks in their spare bits, sysex and text of
 // up to a few hundred bytes, now and then a tempo record. `serial` makes every head unique.
@@ -44,11 +30,7 @@ records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
         payload.push_back(is_sysex ? st::sysex_end : 0);
         return long_event(is_sysex ? st::sysex : st::text, pos, payload);
     }
-    if (kind < 18) {
-        midi_event t = midi_event::make(st::tempo, 0, 0, pos);
-        t.set_tempo_value(6000 + serial % 20000);
-        return {t};
-    }
+    if (kind < 18) return {tempo(6000 + serial % 20000, pos)};
     midi_event e = midi_event::make(static_cast<std::uint8_t>(0x80 + r(0x70)),
                                     static_cast<std::uint8_t>(serial & 0x7F),
                                     static_cast<std::uint8_t>((serial >> 7) & 0x7F), pos);
@@ -56,47 +38,6 @@ records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
     e.b[1] |= static_cast<std::uint8_t>(r(2) << 7);
     e.set_spare_nibble(static_cast<std::uint8_t>(r(16)));
     return {e};
-}
-
-records flat(const units& u) {
-    records out;
-    for (const records& r : u) out.insert(out.end(), r.begin(), r.end());
-    return out;
-}
-
-records read_chain(const event_store& s, ref32 first) {
-    records out;
-    for (ref32 r = first; s.status(r) != st::end && s.status(r) != st::forward_link;
-         r = s.next_record(r))
-        out.push_back(s.at(r));
-    return out;
-}
-
-std::string difference(const records& got, const records& want) {
-    for (std::size_t i = 0; i < std::min(got.size(), want.size()); ++i)
-        if (std::memcmp(got[i].b, want[i].b, 6) != 0)
-            return "records differ at " + std::to_string(i);
-    if (got.size() != want.size())
-        return "lengths " + std::to_string(got.size()) + " and " + std::to_string(want.size());
-    return {};
-}
-
-// Builds the records as they stand, in order or not, into a track of pattern 0.
-track_slot& build_track(program& p, int track, const records& recs) {
-    const event_store& s = p.store();
-    chain_builder b(s);
-    for (const midi_event& e : recs) b.put(e);
-    EXPECT_TRUE(b.terminate());
-    EXPECT_TRUE(b.ok());
-    track_slot& sl = p.slot(0, track);
-    sl.first = sl.play = b.cut();
-    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-    sl.in_use = 1;
-    return sl;
-}
-
-std::int32_t pos_of(const records& u) {
-    return u[0].position();
 }
 
 // Reference order: passes over neighbouring events, swapping a later-positioned one with
@@ -131,7 +72,7 @@ TEST(SortChain, GivesTheOrderOfTheNeighbourSwappingSort) {
             testing::test_program t;
             program& p = *t;
             const units input = random_units(rng, n, distinct);
-            track_slot& sl = build_track(p, 0, flat(input));
+            track_slot& sl = build_track(p, 0, 0, flat(input));
             p.store().sort_chain(sl.first);
             EXPECT_EQ(difference(read_chain(p.store(), sl.first), flat(bubble_sorted(input))), "");
             EXPECT_EQ(testing::check_pool(p), "");
@@ -156,7 +97,7 @@ TEST(SortChain, MovesLongEventsPastShortOnesAndEachOther) {
     words.push_back(0);
     input.push_back(long_event(st::text, 100, words));
     input.push_back(long_event(st::sysex, 50, {0x43, st::sysex_end}));
-    track_slot& sl = build_track(p, 0, flat(input));
+    track_slot& sl = build_track(p, 0, 0, flat(input));
 
     p.store().sort_chain(sl.first);
     const units want = bubble_sorted(input);
@@ -195,18 +136,15 @@ TEST(MergeChains, CombinesTwoSortedChainsWithTheFirstAheadAtEqualPositions) {
         const event_store& s = p.store();
         const units a = bubble_sorted(random_units(rng, na, 20));
         const units b = bubble_sorted(random_units(rng, nb, 20));
-        track_slot& ta = build_track(p, 0, flat(a));
-        track_slot& tb = build_track(p, 1, flat(b));
+        track_slot& ta = build_track(p, 0, 0, flat(a));
+        track_slot& tb = build_track(p, 0, 1, flat(b));
         ASSERT_EQ(testing::check_pool(p), "");
 
         chain_builder out(s);
         merge_chains(out, s, ta.first, tb.first);
         ASSERT_TRUE(out.terminate());
         ASSERT_TRUE(out.ok());
-        track_slot& tm = p.slot(0, 2);
-        tm.first = tm.play = out.cut();
-        tm.blocks = static_cast<std::uint16_t>(out.count_chain_blocks());
-        tm.in_use = 1;
+        track_slot& tm = seat_built_chain(p, 0, 2, out);
         EXPECT_EQ(difference(read_chain(s, tm.first), flat(merged(a, b))), "");
         EXPECT_EQ(testing::check_chain(s, tm.first, tm.blocks), "");
         // The sources are untouched and the pool adds up with all three chains.

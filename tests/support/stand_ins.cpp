@@ -35,4 +35,15 @@ test_program::test_program(int memory_units) {
     prog->start();
 }
 
+void test_program::run_ms(double ms) {
+    clk.advance_us(static_cast<std::int64_t>(ms * 1000));
+    eng.run_until(clk.now_us());
+}
+
+void test_program::feed(const std::vector<std::uint8_t>& bytes, double after_ms) {
+    clk.advance_us(static_cast<std::int64_t>(after_ms * 1000));
+    midi.inject(bytes.data(), bytes.size(), clk.now_us());
+    eng.run_until(clk.now_us());
+}
+
 }  // namespace kestrune::testing

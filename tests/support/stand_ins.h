@@ -66,6 +66,11 @@ struct test_program {
 
     program& operator*() { return *prog; }
     program* operator->() { return prog.get(); }
+
+    // Moves the clock on by `ms` and runs the engine up to it.
+    void run_ms(double ms);
+    // Moves the clock on by `after_ms`, hands the bytes to the input and runs the engine.
+    void feed(const std::vector<std::uint8_t>& bytes, double after_ms = 0);
 };
 
 }  // namespace kestrune::testing

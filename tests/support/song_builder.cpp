@@ -1,0 +1,165 @@
+#include "tests/support/song_builder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "song/long_event.h"
+
+namespace kestrune::testing {
+
+midi_event ev(int status, int d1, int d2, std::int32_t pos) {
+    return midi_event::make(static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(d1),
+                            static_cast<std::uint8_t>(d2), pos);
+}
+
+midi_event tempo(std::int32_t value, std::int32_t pos) {
+    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
+    e.set_tempo_value(value);
+    return e;
+}
+
+records notes(int count, std::int32_t from, std::int32_t step) {
+    records v;
+    for (int i = 0; i < count; ++i) v.push_back(midi_event::make(0x90, 60, 100, from + i * step));
+    return v;
+}
+
+std::vector<std::uint8_t> sysex_payload(std::size_t n) {
+    std::vector<std::uint8_t> p(n);
+    for (std::size_t i = 0; i + 1 < n; ++i) p[i] = static_cast<std::uint8_t>((i * 7 + 1) & 0x7F);
+    if (n) p[n - 1] = st::sysex_end;
+    return p;
+}
+
+records long_event(std::uint8_t status, std::int32_t pos,
+                   const std::vector<std::uint8_t>& payload) {
+    return make_long_event(status, pos, payload.data(), payload.size());
+}
+
+records flat(const units& u) {
+    records out;
+    for (const records& r : u) out.insert(out.end(), r.begin(), r.end());
+    return out;
+}
+
+std::int32_t pos_of(const records& unit) {
+    return unit[0].position();
+}
+
+records read_chain(const event_store& s, ref32 first) {
+    records out;
+    for (ref32 r = first; s.status(r) != st::end && s.status(r) != st::forward_link;
+         r = s.next_record(r))
+        out.push_back(s.at(r));
+    return out;
+}
+
+std::string difference(const records& got, const records& want) {
+    for (std::size_t i = 0; i < std::min(got.size(), want.size()); ++i)
+        if (std::memcmp(got[i].b, want[i].b, 6) != 0)
+            return "records differ at " + std::to_string(i);
+    if (got.size() != want.size())
+        return "lengths " + std::to_string(got.size()) + " and " + std::to_string(want.size());
+    return {};
+}
+
+ref32 nth_record(const event_store& s, ref32 first, int i) {
+    while (i-- > 0) first = s.next_record(first);
+    return first;
+}
+
+ref32 nth_event(const event_store& s, ref32 first, std::size_t i) {
+    while (i-- > 0) first = s.next_event(first);
+    return first;
+}
+
+void take_blocks(program& p, std::uint16_t& blocks, int taken) {
+    blocks = static_cast<std::uint16_t>(blocks + taken);
+    p.d.free_blocks -= taken;
+}
+
+int insert_at(program& p, std::uint16_t& blocks, ref32 e, const records& recs) {
+    const event_store& s = p.store();
+    const int taken = s.insert_records(e, static_cast<int>(recs.size()));
+    if (taken < 0) return -1;
+    take_blocks(p, blocks, taken);
+    for (const midi_event& r : recs) {
+        s.at(e) = r;
+        e = s.next_record(e);
+    }
+    return taken;
+}
+
+void append(program& p, ref32 first, std::uint16_t& blocks, const records& recs) {
+    ASSERT_GE(insert_at(p, blocks, p.store().chain_end(first), recs), 0)
+        << "the pool cannot hold " << recs.size() << " more records";
+}
+
+void append(program& p, track_slot& sl, const records& recs) {
+    append(p, sl.first, sl.blocks, recs);
+}
+
+void replace_chain(program& p, chain_cursor& c, const records& recs) {
+    const event_store& s = p.store();
+    s.free_chain(c.first);
+    c.first = s.new_empty_chain();
+    c.blocks = 1;
+    append(p, c.first, c.blocks, recs);
+}
+
+void use_signature_track(program& p, const records& recs) {
+    dll_data& d = p.d;
+    replace_chain(p, d.signature_track, recs);
+    d.signature_track.play = d.signature_track.first;
+    d.active_signature = d.signature_track;
+    d.signature_track_on = 1;
+}
+
+void use_tempo_track(program& p, const records& recs) {
+    dll_data& d = p.d;
+    replace_chain(p, d.tempo_chain, recs);
+    d.tempo_chain.play = d.tempo_chain.first;
+    d.tempo_track_on = 1;
+}
+
+track_slot& open_track(program& p, int pattern, int track) {
+    track_slot& sl = p.slot(pattern, track);
+    sl.first = sl.play = p.store().new_empty_chain();
+    sl.in_use = 1;
+    sl.blocks = 1;
+    return sl;
+}
+
+track_slot& give_track(program& p, int pattern, int track, const records& recs) {
+    track_slot& sl = open_track(p, pattern, track);
+    append(p, sl, recs);
+    return sl;
+}
+
+track_slot& add_sorted(program& p, int pattern, int track, const records& recs) {
+    track_slot& sl = p.slot(pattern, track);
+    if (!sl.in_use) open_track(p, pattern, track);
+    append(p, sl, recs);
+    p.store().sort_chain(sl.first);
+    return sl;
+}
+
+track_slot& seat_built_chain(program& p, int pattern, int track, chain_builder& b) {
+    track_slot& sl = p.slot(pattern, track);
+    sl.first = sl.play = b.cut();
+    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
+    sl.in_use = 1;
+    return sl;
+}
+
+track_slot& build_track(program& p, int pattern, int track, const records& recs) {
+    chain_builder b(p.store());
+    for (const midi_event& e : recs) b.put(e);
+    EXPECT_TRUE(b.terminate());
+    EXPECT_TRUE(b.ok());
+    return seat_built_chain(p, pattern, track, b);
+}
+
+}  // namespace kestrune::testing
