@@ -1,0 +1,295 @@
+// A JACK server of a test's own (dummy driver, 1024-frame period) and a small client that stands
+// in for a synth and a keyboard: it records what arrives with its frame and due time.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <jack/jack.h>
+#include <jack/midiport.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/jack_backend.h"
+
+namespace kestrune::testing {
+
+inline constexpr int rate = 48000;
+inline constexpr int period = 1024;
+inline constexpr double latency = period + jack_backend::margin_us * rate / 1e6;
+
+inline std::int64_t steady_us() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+inline void sleep_ms(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+inline std::string find_jackd() {
+    const char* path = std::getenv("PATH");
+    std::string dirs = path ? path : "/usr/bin:/bin";
+    std::size_t at = 0;
+    while (at <= dirs.size()) {
+        std::size_t end = dirs.find(':', at);
+        if (end == std::string::npos) end = dirs.size();
+        const std::string candidate = dirs.substr(at, end - at) + "/jackd";
+        if (access(candidate.c_str(), X_OK) == 0) return candidate;
+        at = end + 1;
+    }
+    return "";
+}
+
+// The test's client: one MIDI input that records every event with its absolute frame, and one
+// output that writes a scripted pair of events when asked.
+class probe {
+public:
+    struct event {
+        std::int64_t frame;
+        // When the message was due, read back from its frame through the server's mapping of
+        // frames to time in the cycle that carried it, less the backend's constant latency.
+        double due_us;
+        std::uint8_t bytes[3];
+        std::uint32_t size;
+    };
+
+    probe() {
+        client_ = jack_client_open("probe", JackNoStartServer, nullptr);
+        if (!client_) return;
+        in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+        out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+        jack_set_process_callback(client_, process, this);
+        for (int i = 0; i < 100 && !jack_minus_engine(&difference_); ++i) {
+        }
+        if (!in_ || !out_ || jack_activate(client_) != 0) {
+            jack_client_close(client_);
+            client_ = nullptr;
+        }
+    }
+    ~probe() {
+        if (client_) jack_client_close(client_);
+    }
+    bool ok() const { return client_ != nullptr; }
+    jack_client_t* client() const { return client_; }
+    jack_port_t* in() const { return in_; }
+    std::string in_name() const { return jack_port_name(in_); }
+    std::string out_name() const { return jack_port_name(out_); }
+
+    // JACK's clock less the engine's, read between two close readings of the engine's; false
+    // when the thread was held up between them.
+    static bool jack_minus_engine(double* d) {
+        const auto before = std::chrono::steady_clock::now();
+        const auto jack = static_cast<double>(jack_get_time());
+        const auto after = std::chrono::steady_clock::now();
+        if (after - before > std::chrono::microseconds(20)) return false;
+        const auto mid = before + (after - before) / 2;
+        *d = jack - std::chrono::duration<double, std::micro>(mid.time_since_epoch()).count();
+        return true;
+    }
+
+    int count() const { return count_.load(std::memory_order_acquire); }
+    // Cycles that came more than half a period late: the server missed its deadline, and timing
+    // measured across such a cycle says nothing about the program.
+    int disturbed() const { return disturbed_.load(); }
+    // Only while nothing is being played to the probe.
+    void reset() {
+        count_.store(0);
+        disturbed_.store(0);
+    }
+    const event& operator[](int i) const { return got_[static_cast<std::size_t>(i)]; }
+    bool wait_connections(int n) const {
+        for (int i = 0; i < 1000 && jack_port_connected(in_) != n; ++i) sleep_ms(1);
+        return jack_port_connected(in_) == n;
+    }
+    bool wait_for(int n, int ms) const {
+        for (int i = 0; i < ms && count() < n; ++i) sleep_ms(1);
+        return count() >= n;
+    }
+
+    // The start of the cycle play_pair wrote in, on the engine's clock, and its period.
+    double written_start_us() const { return written_start_us_; }
+    double written_period_us() const { return written_period_us_; }
+
+    // Writes a note at offset 0 and its end at `second_offset` in the next cycle; returns the
+    // frame of that cycle's start.
+    std::int64_t play_pair(std::uint32_t second_offset) {
+        second_offset_ = second_offset;
+        written_frame_.store(-1);
+        armed_.store(true, std::memory_order_release);
+        for (int i = 0; i < 2000 && written_frame_.load() < 0; ++i) sleep_ms(1);
+        return written_frame_.load();
+    }
+
+private:
+    static int process(jack_nframes_t frames, void* self) {
+        auto* p = static_cast<probe*>(self);
+        const auto woke = static_cast<double>(jack_get_time());
+        if (p->last_wake_ > 0 && woke - p->last_wake_ > 1.5e6 * frames / rate)
+            p->disturbed_.fetch_add(1);
+        p->last_wake_ = woke;
+        const std::int64_t first = jack_last_frame_time(p->client_);
+        void* in = jack_port_get_buffer(p->in_, frames);
+        const std::uint32_t n = jack_midi_get_event_count(in);
+        jack_nframes_t cycle_frame = 0;
+        jack_time_t start = 0, next = 0;
+        float period_us = 0;
+        jack_get_cycle_times(p->client_, &cycle_frame, &start, &next, &period_us);
+        double period = static_cast<double>(next) - static_cast<double>(start);
+        if (period < frames * 0.5e6 / rate || period > frames * 1.5e6 / rate)
+            period = frames * 1e6 / rate;
+        p->jack_minus_engine(&p->difference_);
+        for (std::uint32_t i = 0; i < n; ++i) {
+            jack_midi_event_t ev;
+            const int c = p->count_.load(std::memory_order_relaxed);
+            if (jack_midi_event_get(&ev, in, i) != 0 || c >= static_cast<int>(p->got_.size()))
+                continue;
+            event& e = p->got_[static_cast<std::size_t>(c)];
+            e.frame = first + ev.time;
+            e.due_us = static_cast<double>(start) - p->difference_ +
+                       (static_cast<double>(ev.time) - latency) * period / frames;
+            e.size = static_cast<std::uint32_t>(ev.size);
+            for (std::size_t b = 0; b < 3; ++b) e.bytes[b] = b < ev.size ? ev.buffer[b] : 0;
+            p->count_.store(c + 1, std::memory_order_release);
+        }
+        void* out = jack_port_get_buffer(p->out_, frames);
+        jack_midi_clear_buffer(out);
+        if (p->armed_.exchange(false, std::memory_order_acq_rel)) {
+            const std::uint8_t on[3] = {0x90, 70, 1}, off[3] = {0x80, 70, 0};
+            jack_midi_event_write(out, 0, on, 3);
+            jack_midi_event_write(out, p->second_offset_, off, 3);
+            p->written_start_us_ = static_cast<double>(start) - p->difference_;
+            p->written_period_us_ = period;
+            p->written_frame_.store(first);
+        }
+        return 0;
+    }
+
+    jack_client_t* client_ = nullptr;
+    double difference_ = 0;
+    jack_port_t* in_ = nullptr;
+    jack_port_t* out_ = nullptr;
+    std::array<event, 512> got_{};
+    std::atomic<int> count_{0};
+    std::atomic<int> disturbed_{0};
+    double last_wake_ = 0;
+    std::atomic<bool> armed_{false};
+    std::uint32_t second_offset_ = 0;
+    std::atomic<std::int64_t> written_frame_{-1};
+    double written_start_us_ = 0;  // the start of that cycle on the engine's clock
+    double written_period_us_ = 0;
+};
+
+class jack_fixture : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        const std::string jackd = find_jackd();
+        if (jackd.empty()) {
+            skip_reason() = "jackd is not installed (scripts/install-deps.sh installs jackd2)";
+            return;
+        }
+        // A server name of this process's own, so parallel runs and a user's server stay apart.
+        const std::string name = "kestrune-test-" + std::to_string(getpid());
+        // Real time where the machine allows it, as a musician's server runs; without it the
+        // server can stall on a busy machine, which the tests notice and play again.
+        const std::string rate_arg = std::to_string(rate), period_arg = std::to_string(period);
+        const char* rt_args[] = {"jackd", "-n", name.c_str(),     "-R", "-d",
+                                 "dummy", "-r", rate_arg.c_str(), "-p", period_arg.c_str(),
+                                 nullptr};
+        const char* plain_args[] = {
+            "jackd",          "-n", name.c_str(),       "--no-realtime", "-d", "dummy", "-r",
+            rate_arg.c_str(), "-p", period_arg.c_str(), nullptr};
+        server() = fork();
+        if (server() == 0) {
+            setpgid(0, 0);
+            prctl(PR_SET_PDEATHSIG, SIGTERM);  // never outlives a test that crashed
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, 1);
+            dup2(null, 2);
+            sched_param sp{};
+            sp.sched_priority = 10;
+            const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
+            sp.sched_priority = 0;
+            sched_setscheduler(0, SCHED_OTHER, &sp);
+            execv(jackd.c_str(), const_cast<char* const*>(rt ? rt_args : plain_args));
+            _exit(127);
+        }
+        if (server() < 0) {
+            skip_reason() = "could not start jackd";
+            return;
+        }
+        setpgid(server(), server());
+        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
+        // Until the server is up, libjack would complain about every attempt to reach it.
+        struct quiet_jack {
+            quiet_jack() {
+                jack_set_error_function(+[](const char*) {});
+            }
+            ~quiet_jack() { jack_set_error_function(nullptr); }
+        } quiet;
+        for (int i = 0; i < 100; ++i) {
+            int status = 0;
+            if (waitpid(server(), &status, WNOHANG) == server()) {
+                server() = -1;
+                skip_reason() = "jackd exited at start (dummy driver unavailable?)";
+                return;
+            }
+            if (jack_client_t* c = jack_client_open("ready", JackNoStartServer, nullptr)) {
+                jack_client_close(c);
+                return;
+            }
+            sleep_ms(50);
+        }
+        skip_reason() = "jackd did not come up within 5 s";
+    }
+
+    static void TearDownTestSuite() {
+        if (server() <= 0) return;
+        kill(-server(), SIGTERM);
+        for (int i = 0; i < 300; ++i) {
+            if (waitpid(server(), nullptr, WNOHANG) == server()) {
+                server() = -1;
+                return;
+            }
+            sleep_ms(10);
+        }
+        kill(-server(), SIGKILL);
+        waitpid(server(), nullptr, 0);
+        server() = -1;
+    }
+
+    void SetUp() override {
+        if (!skip_reason().empty()) GTEST_SKIP() << skip_reason();
+        ASSERT_TRUE(pr.ok());
+    }
+
+    static pid_t& server() {
+        static pid_t pid = -1;
+        return pid;
+    }
+    static std::string& skip_reason() {
+        static std::string reason;
+        return reason;
+    }
+
+    static int index_of(const std::vector<std::string>& v, const std::string& name) {
+        for (std::size_t i = 0; i < v.size(); ++i)
+            if (v[i] == name) return static_cast<int>(i);
+        return -1;
+    }
+
+    probe pr;
+};
+
+}  // namespace kestrune::testing
