@@ -5,3 +5,11 @@ kestrune_test(backend_tests
     ${CMAKE_CURRENT_LIST_DIR}/jack_integration_test.cpp
 )
 target_link_libraries(backend_tests PRIVATE kestrune_backends PkgConfig::RTMIDI PkgConfig::JACK Threads::Threads)
+
+# kestrune-tool play against the same kind of server.
+if(TARGET kestrune-tool)
+  kestrune_test(play_tool_tests ${CMAKE_CURRENT_LIST_DIR}/play_tool_test.cpp)
+  target_link_libraries(play_tool_tests PRIVATE kestrune_files PkgConfig::JACK Threads::Threads)
+  add_dependencies(play_tool_tests kestrune-tool)
+  target_compile_definitions(play_tool_tests PRIVATE KESTRUNE_TOOL_PATH="$<TARGET_FILE:kestrune-tool>")
+endif()

@@ -1,0 +1,216 @@
+// kestrune-tool: the program's own loaders and savers on a headless program state.
+//   kestrune-tool convert INPUT OUTPUT
+//   kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]
+//   kestrune-tool info FILE
+//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list
+// Messages go to standard error, one per line. Exit status: 0 done, 1 a load or save was refused
+// or failed, 2 a usage error.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "app/console_ui.h"
+#ifdef KESTRUNE_PLAY
+#include "app/play_command.h"
+#endif
+#include "engine/engine.h"
+#include "files/event_rows.h"
+#include "files/file_state.h"
+#include "files/pattern_file.h"
+#include "files/smf_reader.h"
+#include "files/smf_writer.h"
+#include "files/song_file.h"
+#include "files/sysex_file.h"
+#include "song/patterns.h"
+#include "song/position.h"
+#include "song/program.h"
+
+namespace kestrune {
+namespace {
+
+constexpr int exit_ok = 0;
+constexpr int exit_failed = 1;
+constexpr int exit_usage = 2;
+
+const char* const usage_text =
+    "usage: kestrune-tool convert INPUT OUTPUT\n"
+    "       kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]\n"
+    "       kestrune-tool info FILE\n"
+    "       kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop] | play --list\n"
+    "INPUT: .sng, .mid, .kar, .pat, .trk or .syx; OUTPUT: .sng or .mid\n";
+
+int usage(const char* why = nullptr) {
+    if (why) std::fprintf(stderr, "kestrune-tool: %s\n", why);
+    std::fputs(usage_text, stderr);
+    return exit_usage;
+}
+
+// Loads a file by its extension, as a file named on the command line: a song as it is, a MIDI
+// file into a cleared song, a pattern into pattern 1 of the empty song, a track or sysex file
+// into its track 1.
+bool load_input(program& p, const std::string& path) {
+    const std::string ext = extension_upper(path);
+    if (ext == ".SNG") return read_song_file(p, path, true) == load_result::loaded;
+    if (ext == ".PAT") return read_pattern_file(p, 0, path) == load_result::loaded;
+    if (ext == ".TRK") return read_track_file(p, 0, 0, path) == load_result::loaded;
+    if (ext == ".SYX") return read_syx_file(p, 0, 0, path) == load_result::loaded;
+    if (ext == ".MID" || ext == ".KAR") return read_midi_file(p, path, 1, 0, 1) == 1;
+    p.message("Unknown file type");
+    return false;
+}
+
+std::string printable(const char* s, std::size_t n) {
+    std::string out;
+    for (std::size_t i = 0; i < n && s[i] != 0; ++i) {
+        const auto c = static_cast<unsigned char>(s[i]);
+        out += c < 0x20 || c == 0x7F ? '.' : static_cast<char>(c);
+    }
+    return out;
+}
+
+std::string trimmed(std::string s) {
+    s.erase(s.find_last_not_of(' ') + 1);
+    return s;
+}
+
+void print_rows(const program& p, ref32 first, const row_context& c) {
+    const event_store& s = p.store();
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
+        std::printf("%s\n", trimmed(event_row_text(p, e, c)).c_str());
+}
+
+int events_of(const program& p, ref32 first) {
+    const event_store& s = p.store();
+    int n = 0;
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) ++n;
+    return n;
+}
+
+int dump(program& p, int only_pattern, bool tempo, bool signature) {
+    for (int pat = 0; pat <= parallel_pattern; ++pat) {
+        if (only_pattern >= 0 && pat != only_pattern) continue;
+        for (int t = 0; t < tracks_per_pattern; ++t) {
+            const track_slot& s = p.slot(pat, t);
+            if (!s.in_use) continue;
+            std::printf("pattern %d track %d name \"%s\"\n", pat, t, printable(s.name, 10).c_str());
+            print_rows(p, s.first, {s.channel, s.port, nullptr, nullptr});
+        }
+    }
+    if (tempo) print_rows(p, p.d.tempo_chain.first, {});
+    if (signature) print_rows(p, p.d.signature_track.first, {});
+    return exit_ok;
+}
+
+std::string channel_text(int channel) {
+    return channel >= 16 ? "--" : std::to_string(channel + 1);
+}
+
+int info(program& p) {
+    const dll_data& d = p.d;
+    for (int pat = 0; pat <= parallel_pattern; ++pat) {
+        int used = 0;
+        for (int t = 0; t < tracks_per_pattern; ++t) used += p.slot(pat, t).in_use != 0;
+        std::printf("pattern %d name \"%s\" tracks %d\n", pat,
+                    printable(p.pattern(pat).name, 10).c_str(), used);
+        for (int t = 0; t < tracks_per_pattern; ++t) {
+            const track_slot& s = p.slot(pat, t);
+            if (!s.in_use) continue;
+            std::printf(
+                "  track %d name \"%s\" channel %s port %c velocity %d transpose %d delay %d "
+                "compress %d quantize %d mute %d loop %d events %d\n",
+                t, printable(s.name, 10).c_str(), channel_text(s.channel).c_str(),
+                'A' + (s.port & 3), s.velocity, s.transpose, s.delay, s.compress, s.quantize,
+                s.mute, s.loop_length == no_loop ? 0 : s.loop_length - 3071, events_of(p, s.first));
+        }
+    }
+    std::printf("tempo %s tempo track %s events %d\n",
+                trimmed(tempo_text(p.app.song_tempo)).c_str(), d.tempo_track_on ? "on" : "off",
+                events_of(p, d.tempo_chain.first));
+    const midi_event& sig = p.store().at(d.signature_chain.first);
+    std::printf("signature %d/%d signature track %s events %d\n", sig.data1(), sig.data2(),
+                d.signature_track_on ? "on" : "off", events_of(p, d.signature_track.first));
+    std::printf("song mode %s current step %d current pattern %d\n", d.song_mode ? "on" : "off",
+                d.current_step, d.current_pattern);
+    for (int i = 0; i < song_steps; ++i) {
+        const song_step& s = p.step(i);
+        std::printf("step %d pattern %d end %d pickup %d transpose %d stop %d name \"%s\"\n", i,
+                    s.pattern, s.end, s.pickup, s.transpose, s.stop_here,
+                    printable(s.name, 10).c_str());
+    }
+    return exit_ok;
+}
+
+int convert(program& p, const std::string& output) {
+    const std::string ext = extension_upper(output);
+    if (ext == ".SNG") return write_song_file(p, output) ? exit_ok : exit_failed;
+    return write_midi_file(p, output) ? exit_ok : exit_failed;
+}
+
+int run(int argc, char** argv) {
+    if (argc < 3) return usage();
+    const std::string command = argv[1];
+    std::vector<std::string> args(argv + 2, argv + argc);
+#ifdef KESTRUNE_PLAY
+    if (command == "play") return play_command(args, load_input);
+#else
+    if (command == "play") return usage("this build has no MIDI backends");
+#endif
+    int only_pattern = -1;
+    bool tempo = false;
+    bool signature = false;
+    if (command == "convert") {
+        if (args.size() != 2) return usage();
+        const std::string out = extension_upper(args[1]);
+        if (out != ".SNG" && out != ".MID") return usage("OUTPUT must end in .sng or .mid");
+    } else if (command == "dump") {
+        for (std::size_t i = 1; i < args.size(); ++i) {
+            if (args[i] == "--tempo") {
+                tempo = true;
+            } else if (args[i] == "--signature") {
+                signature = true;
+            } else if (args[i] == "--pattern" && i + 1 < args.size()) {
+                char* end = nullptr;
+                const long n = std::strtol(args[++i].c_str(), &end, 10);
+                if (*end != 0 || args[i].empty() || n < 0 || n > parallel_pattern)
+                    return usage("--pattern takes a number from 0 to 16");
+                only_pattern = static_cast<int>(n);
+            } else {
+                return usage();
+            }
+        }
+    } else if (command == "info") {
+        if (args.size() != 1) return usage();
+    } else {
+        return usage();
+    }
+
+    engine eng;
+    console_ui screen;
+    system_clock clk;
+    program prog(eng, screen, clk);
+    prog.write_defaults();
+    // The largest pool, so that any song the program can hold also loads here.
+    prog.d.memory_units = max_memory_units;
+    if (prog.start() != 0) return exit_failed;
+    int result = exit_failed;
+    if (load_input(prog, args[0])) {
+        if (command == "convert")
+            result = convert(prog, args[1]);
+        else if (command == "dump")
+            result = dump(prog, only_pattern, tempo, signature);
+        else
+            result = info(prog);
+    }
+    std::fflush(stdout);
+    prog.shut_down();
+    return result;
+}
+
+}  // namespace
+}  // namespace kestrune
+
+int main(int argc, char** argv) {
+    return kestrune::run(argc, argv);
+}

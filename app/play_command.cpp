@@ -1,0 +1,187 @@
+#include "app/play_command.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include "app/console_ui.h"
+#include "engine/engine.h"
+#include "engine/system_backend.h"
+#include "realtime/transport.h"
+#include "song/locate.h"
+#include "song/position.h"
+
+namespace kestrune {
+
+namespace {
+
+std::atomic<bool> interrupted{false};
+
+void on_interrupt(int) { interrupted = true; }
+
+std::string upper(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return s;
+}
+
+// A device named exactly, or else the first whose name holds the text, case aside.
+int find_device(const std::vector<std::string>& names, const std::string& wanted) {
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (names[i] == wanted) return static_cast<int>(i);
+    const std::string w = upper(wanted);
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (upper(names[i]).find(w) != std::string::npos) return static_cast<int>(i);
+    return -1;
+}
+
+int usage(const char* why) {
+    std::fprintf(stderr, "kestrune-tool: %s\n", why);
+    std::fputs("usage: kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop]\n"
+               "       kestrune-tool play --list\n",
+               stderr);
+    return 2;
+}
+
+}  // namespace
+
+std::int32_t bar_position(const program& p, int bar) {
+    const event_store& s = p.store();
+    std::int32_t pos = song_start;
+    for (int i = 1; i < bar && pos < last_position; ++i) {
+        const midi_event& e = s.at(signature_at(s, p.d.active_signature.first, pos));
+        const int num = e.data1() > 0 ? e.data1() : 4, den = e.data2() > 0 ? e.data2() : 4;
+        pos += num * (768 / den);
+    }
+    return std::min(pos, last_position);
+}
+
+std::int32_t song_end(const program& p) {
+    const event_store& s = p.store();
+    auto pattern_end = [&](int pattern) {
+        std::int32_t end = -1;
+        for (int t = 0; t < tracks_per_pattern; ++t) {
+            const track_slot& sl = p.slot(pattern, t);
+            if (!sl.in_use) continue;
+            const ref32 last = s.last_event(sl.first);
+            if (is_event_status(s.status(last))) end = std::max(end, s.position(last) + sl.delay + 1);
+        }
+        return end;
+    };
+    if (!p.d.song_mode) return std::clamp(pattern_end(p.d.current_pattern), song_start, last_position);
+    std::int32_t end = std::clamp(pattern_end(parallel_pattern), song_start, last_position);
+    for (int i = 0; i < song_steps - 1; ++i)
+        if (pattern_end(p.step(i).pattern) >= 0) end = std::max(end, p.step(i).end);
+    return std::min(end, last_position);
+}
+
+int play_command(const std::vector<std::string>& args, file_loader load) {
+    std::string file;
+    std::vector<std::pair<int, std::string>> ports;
+    int from_bar = 0;
+    bool loop = false;
+    bool list = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--list") {
+            list = true;
+        } else if (a == "--loop") {
+            loop = true;
+        } else if (a == "--from" && i + 1 < args.size()) {
+            char* end = nullptr;
+            const long n = std::strtol(args[++i].c_str(), &end, 10);
+            if (*end != 0 || n < 1 || n > 9999) return usage("--from takes a bar number from 1 to 9999");
+            from_bar = static_cast<int>(n);
+        } else if (a == "--port" && i + 1 < args.size()) {
+            const std::string& v = args[++i];
+            const char letter = v.empty() ? 0 : static_cast<char>(std::toupper(static_cast<unsigned char>(v[0])));
+            if (v.size() < 3 || v[1] != '=' || letter < 'A' || letter > 'D')
+                return usage("--port takes a port letter A to D, '=', and a device name");
+            ports.emplace_back(letter - 'A', v.substr(2));
+        } else if (!a.empty() && a[0] != '-' && file.empty()) {
+            file = a;
+        } else {
+            return usage("unknown argument");
+        }
+    }
+
+    system_backend backend;
+    if (list) {
+        for (const auto& n : backend.output_devices()) std::printf("output %s\n", n.c_str());
+        for (const auto& n : backend.input_devices()) std::printf("input %s\n", n.c_str());
+        return 0;
+    }
+    if (file.empty()) return usage("play needs a FILE");
+
+    console_ui screen;
+    system_clock clk;
+    engine eng;
+    eng.attach(clk, &backend);
+    eng.set_own_thread(true);
+    program prog(eng, screen, clk);
+    prog.write_defaults();
+    prog.d.memory_units = max_memory_units;
+    const auto outputs = backend.output_devices();
+    if (ports.empty() && !outputs.empty()) ports.emplace_back(0, outputs[0]);
+    for (const auto& [port, name] : ports) {
+        const int device = find_device(outputs, name);
+        if (device < 0) {
+            std::fprintf(stderr, "No output device matches \"%s\"\n", name.c_str());
+            return 1;
+        }
+        prog.d.midi_out_device[port] = static_cast<std::int16_t>(device + 1);
+    }
+    if (prog.start() != 0) return 1;
+    int status = 0;
+    if (!load(prog, file)) {
+        status = 1;
+    } else if (prog.d.midi_not_configured) {
+        screen.message("No MIDI output could be opened.", msg_icon::stop, msg_buttons::ok, msg_answer::ok, program_title);
+        status = 1;
+    } else {
+        for (int p = 0; p < 4; ++p)
+            if (prog.d.midi_out_handle[p])
+                std::printf("port %c %s\n", 'A' + p, outputs[static_cast<std::size_t>(prog.d.midi_out_device[p] - 1)].c_str());
+        transport tr(prog);
+        const std::int32_t from = from_bar > 0 ? bar_position(prog, from_bar) : song_start;
+        const std::int32_t end = std::max(song_end(prog), from + 1);
+        if (loop) {
+            prog.d.left_locator = std::min(from, last_locator_position);
+            prog.d.right_locator = std::min(end, last_locator_position);
+            prog.d.cycle_on = prog.d.right_locator > prog.d.left_locator ? 1 : 0;
+            tr.play();
+        } else {
+            // From a bar: Pause while stopped continues from the position.
+            prog.d.position = from;
+            tr.pause();
+        }
+        std::signal(SIGINT, on_interrupt);
+        std::signal(SIGTERM, on_interrupt);
+        std::string shown;
+        while (!interrupted) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+            prog.handle_engine_messages();
+            tr.tick(false);
+            const std::string bar = position_text(prog, prog.d.position).substr(0, 7);
+            if (bar != shown) {
+                shown = bar;
+                std::printf("position %s\n", position_text(prog, prog.d.position).c_str());
+                std::fflush(stdout);
+            }
+            if (shared_load(prog.d.stopped)) break;  // a stop step or the last bar
+            if (!loop && prog.d.position >= end) break;
+        }
+        // Stop ends every sounding note with its note-off.
+        tr.stop();
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
+    }
+    std::fflush(stdout);
+    prog.shut_down();
+    return status;
+}
+
+}  // namespace kestrune

@@ -1,0 +1,227 @@
+#include "files/event_rows.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "song/long_event.h"
+#include "song/position.h"
+
+namespace kestrune {
+
+namespace {
+
+struct named {
+    int number;
+    const char* text;
+};
+
+constexpr named controllers[] = {
+    {-5, "Velocity"},      {-4, "P-Press"},       {-3, "Program"},       {-2, "C-Press"},
+    {-1, "PitchWh"},       {0, "Bank Sel MSB"},   {1, " Modulation "},   {2, " Breath Ctrl"},
+    {4, " Foot Ctrl  "},   {5, " Porta. Time"},   {6, "Data Ent MSB"},   {7, "  Volume    "},
+    {8, "  Balance   "},   {10, "   Panning  "},  {11, " Expression "},  {16, " Gen.Purp.1 "},
+    {17, " Gen.Purp.2 "},  {18, " Gen.Purp.3 "},  {19, " Gen.Purp.4 "},  {32, "Bank Sel LSB"},
+    {33, " Modul. LSB "},  {34, " Breath LSB "},  {36, " FootCt LSB "},  {37, " Port T LSB "},
+    {38, "Data Ent LSB"},  {39, "Main Vol LSB"},  {40, " Balance LSB"},  {42, "   Pan LSB  "},
+    {43, " Expres. LSB"},  {48, " Gen.P.1 LSB"},  {49, " Gen.P.2 LSB"},  {50, " Gen.P.3 LSB"},
+    {51, " Gen.P.4 LSB"},  {64, " Sustain Ped"},  {65, " Porta Ped  "},  {66, " Sostenuto  "},
+    {67, " Soft Pedal "},  {68, " Legato Foot"},  {69, "    Hold 2  "},  {70, "Sound Ctlr 1"},
+    {71, "Sound Ctlr 2"},  {72, "Sound Ctlr 3"},  {73, "Sound Ctlr 4"},  {74, "Sound Ctlr 5"},
+    {75, "Sound Ctlr 6"},  {76, "Sound Ctlr 7"},  {77, "Sound Ctlr 8"},  {78, "Sound Ctlr 9"},
+    {79, "Sound Ctlr10"},  {80, " Gen.Purp.5 "},  {81, " Gen.Purp.6 "},  {82, " Gen.Purp.7 "},
+    {83, " Gen.Purp.8 "},  {84, " Portam Ctlr"},  {91, "  Effect 1  "},  {92, "  Effect 2  "},
+    {93, "  Effect 3  "},  {94, "  Effect 4  "},  {95, "  Effect 5  "},  {96, " Data Incr  "},
+    {97, " Data Decr  "},  {98, " Non-Reg LSB"},  {99, " Non-Reg MSB"},  {100, "   Reg LSB  "},
+    {101, "   Reg MSB  "}, {121, " Reset Ctrl "}, {122, " Local Ctrl "}, {123, " AllNotesOff"},
+    {124, " OmniModeOff"}, {125, " OmniModeOn "}, {126, " MonoModeOn "}, {127, " PolyModeOn "},
+};
+
+constexpr named manufacturers[] = {
+    {0, "   Unknown  "},  {1, " Sequential "},  {6, "  Lexicon   "},   {7, "  Kurzweil  "},
+    {15, "   Ensoniq  "}, {16, "  Oberheim  "}, {24, " Emu Systems"},  {47, "  Elka/GEM  "},
+    {64, "   Kawai    "}, {65, "   Roland   "}, {66, "    Korg    "},  {67, "   Yamaha   "},
+    {68, "   Casio    "}, {71, "    Akai    "}, {126, " NonRealTime"}, {127, "  RealTime  "},
+};
+
+template <std::size_t N>
+const char* look_up(const named (&table)[N], int number) {
+    for (const named& n : table)
+        if (n.number == number) return n.text;
+    return nullptr;
+}
+
+// A fixed row of blanks written at columns; nothing lands past its end.
+class row {
+  public:
+    row() : text_(event_row_width, ' ') {}
+    void put(int column, std::string_view s) {
+        for (std::size_t i = 0; i < s.size(); ++i) {
+            const std::size_t c = static_cast<std::size_t>(column) + i;
+            if (c < text_.size()) text_[c] = s[i];
+        }
+    }
+    // A number right-aligned in `width` columns; a wider one shows its last digits.
+    void number(int column, int width, int value) {
+        char buf[16];
+        std::snprintf(buf, sizeof buf, "%*d", width, value);
+        std::string_view s(buf);
+        put(column, s.substr(s.size() - static_cast<std::size_t>(width)));
+    }
+    void blank(int from, int to) {
+        put(from, std::string(static_cast<std::size_t>(to - from + 1), ' '));
+    }
+    std::string take() { return std::move(text_); }
+
+  private:
+    std::string text_;
+};
+
+// Length of a note: bar only if not 0, beat if it or the bar is not 0, groove units if any of
+// the three is not 0, ticks always.
+std::string note_length_text(const program& p, std::int32_t length, std::int32_t start) {
+    const std::string full = length_text(p, length, start);
+    auto field = [&](std::size_t at, std::size_t n) {
+        return std::atoi(full.substr(at, n).c_str());
+    };
+    const int bar = field(0, 4), beat = field(4, 3);
+    row r;
+    if (bar != 0) r.put(0, full.substr(0, 4));
+    if (bar != 0 || beat != 0) r.put(4, full.substr(4, 3));
+    if (p.app.simple_bardisplay) {
+        r.put(9, full.substr(9, 3));
+    } else {
+        const int unit = field(7, 3);
+        if (bar != 0 || beat != 0 || unit != 0) r.put(7, full.substr(7, 3));
+        r.put(10, full.substr(10, 3));
+    }
+    return r.take().substr(0, 13);
+}
+
+}  // namespace
+
+const char* controller_name(int number) {
+    return look_up(controllers, number);
+}
+const char* manufacturer_name(int id) {
+    return look_up(manufacturers, id);
+}
+
+std::string note_name(int note) {
+    static constexpr char names[] = " CC# DD# E FF# GG# AA# B";
+    note &= 0x7F;
+    std::string n(names + 2 * (note % 12), 2);
+    if (note < 12) return n + "-1";
+    return n + " " + static_cast<char>('0' + (note / 12 - 1));
+}
+
+std::string event_row_text(const program& p, ref32 e, const row_context& c) {
+    const event_store& s = p.store();
+    const midi_event& ev = s.at(e);
+    const std::uint8_t status = ev.status();
+    row r;
+    r.put(2, position_text(p, ev.position()));
+    const int kind = status & 0xF0;
+    if (kind >= 0x80 && kind <= 0xE0) r.number(24, 3, (status & 0x0F) + 1);
+    switch (kind) {
+        case 0x80:
+            r.put(16, "Note Off");
+            r.put(28, note_name(ev.data1()));
+            r.number(33, 3, ev.data2());
+            break;
+        case 0x90:
+            r.put(16, "Note    ");
+            r.put(28, note_name(ev.data1()));
+            if (ev.data2() == 0) {
+                r.put(33, "Off");
+                break;
+            }
+            r.number(33, 3, ev.data2());
+            {
+                int depth = 0;
+                ref32 off = s.find_note_off(e, &depth);
+                if (depth != 0)
+                    r.put(38, "   Missing  ");
+                else
+                    r.put(38, note_length_text(p, s.position(off) - ev.position(), ev.position()));
+            }
+            break;
+        case 0xA0:
+            r.put(16, "P-Press ");
+            r.put(28, note_name(ev.data1()));
+            r.number(33, 3, ev.data2());
+            break;
+        case 0xB0:
+            r.put(16, "Control ");
+            r.number(29, 3, ev.data1());
+            r.number(33, 3, ev.data2());
+            if (const char* name = controller_name(ev.data1())) r.put(39, name);
+            break;
+        case 0xC0: {
+            r.put(16, "Program ");
+            r.number(29, 3, ev.data1());
+            const int channel =
+                c.track_channel >= 0 && c.track_channel < 16 ? c.track_channel : status & 0x0F;
+            const int port = c.port & 3;
+            if (c.patches && c.show_patch_names && c.show_patch_names[port][channel] &&
+                (*c.patches)[static_cast<std::size_t>(port)].from_file) {
+                std::string name = program_name(*c.patches, port, ev.data1());
+                name.resize(13, ' ');
+                r.put(38, name);
+            }
+            break;
+        }
+        case 0xD0:
+            r.put(16, "C-Press ");
+            r.number(29, 3, ev.data1());
+            break;
+        case 0xE0:
+            r.put(16, "PitchWh ");
+            r.number(29, 3, ev.data1());
+            r.number(33, 3, ev.data2());
+            break;
+        default:
+            break;
+    }
+    switch (status) {
+        case st::sysex:
+            r.put(16, "Sys Ex  ");
+            r.number(29, 3, ev.raw0());
+            r.number(33, 3, ev.raw1());
+            if (const char* name = ev.raw0() < 0x80 ? manufacturer_name(ev.raw0()) : nullptr)
+                r.put(37, name);
+            break;
+        case st::tempo: {
+            const int v = ev.tempo_value();
+            r.put(16, "Tempo   ");
+            r.number(29, 3, v / 100);
+            char hundredths[4];
+            std::snprintf(hundredths, sizeof hundredths, "%02d", v % 100);
+            r.put(34, hundredths);
+            break;
+        }
+        case st::signature:
+            r.put(16, "Signature");
+            r.blank(24, 26);  // written after the name: the ninth letter is lost
+            r.number(29, 3, ev.data1());
+            r.number(33, 3, ev.data2());
+            break;
+        case st::text: {
+            r.put(16, ev.is_lyric() ? "Lyric   " : "Text    ");
+            r.blank(24, 36);
+            std::string text;
+            for (std::uint8_t b : read_long_payload(s, e)) {
+                if (b == 0 || text.size() == 27) break;
+                // Line ends and other control bytes would break the row.
+                text += b < 0x20 || b == 0x7F ? '.' : static_cast<char>(b);
+            }
+            r.put(25, text);
+            break;
+        }
+        default:
+            break;
+    }
+    return r.take();
+}
+
+}  // namespace kestrune

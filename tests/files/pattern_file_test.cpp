@@ -1,0 +1,354 @@
+#include "files/pattern_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "files/file_messages.h"
+#include "files/sysex_file.h"
+#include "song/locate.h"
+#include "song/long_event.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::get_le;
+using testing::read_bytes;
+using testing::set_le;
+using testing::temp_folder;
+using testing::write_bytes;
+
+void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb) {
+    const track_slot& x = a.slot(pa, ta);
+    const track_slot& y = b.slot(pb, tb);
+    ASSERT_EQ(x.in_use, y.in_use);
+    if (!x.in_use) return;
+    EXPECT_EQ(std::memcmp(x.name, y.name, 11), 0);
+    EXPECT_EQ(x.channel, y.channel);
+    EXPECT_EQ(x.port, y.port);
+    EXPECT_EQ(x.transpose, y.transpose);
+    EXPECT_EQ(x.velocity, y.velocity);
+    EXPECT_EQ(x.compress, y.compress);
+    EXPECT_EQ(x.delay, y.delay);
+    EXPECT_EQ(x.mute, y.mute);
+    EXPECT_EQ(x.quantize, y.quantize);
+    EXPECT_EQ(x.loop_length, y.loop_length);
+    EXPECT_EQ(x.blocks, y.blocks);
+    auto rx = testing::chain_records(a, x.first);
+    auto ry = testing::chain_records(b, y.first);
+    ASSERT_EQ(rx.size(), ry.size());
+    EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
+}
+
+TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
+    temp_folder dir;
+    testing::test_program a(20);
+    testing::make_rich_song(*a);
+    ASSERT_TRUE(write_pattern_file(*a, 2, dir.path("p.pat")));
+    auto b = read_bytes(dir.path("p.pat"));
+    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
+              (std::vector<std::uint8_t>{0x51, 0xC2, 0xAB, 0x59}));
+    int total = 0;
+    std::size_t size = 16;
+    for (int t = 0; t < 32; ++t) {
+        const track_slot& s = a->slot(2, t);
+        size += 1;
+        if (s.in_use)
+            size += sizeof(track_chunk_head) +
+                    6 * static_cast<std::size_t>(a->store().count_records(s.first));
+        if (s.in_use) total += s.blocks;
+    }
+    EXPECT_EQ(b.size(), size);
+    EXPECT_EQ(get_le<std::uint16_t>(b, 4), total);
+    EXPECT_EQ(std::string(b.begin() + 6, b.begin() + 16), "Pat 2     ");
+    EXPECT_EQ(b[16], 0);      // track 0 is empty
+    EXPECT_EQ(b[16 + 2], 1);  // track 2 is the pattern's first
+    // The chunk: velocity, channel, quantize, mute, transpose, compress, loop, blocks, ...
+    const track_slot& s2 = a->slot(2, 2);
+    const std::size_t c = 16 + 3;
+    EXPECT_EQ(static_cast<std::int8_t>(b[c]), s2.velocity);
+    EXPECT_EQ(b[c + 1], s2.channel);
+    EXPECT_EQ(static_cast<std::int8_t>(b[c + 4]), s2.transpose);
+    EXPECT_EQ(get_le<std::int32_t>(b, c + 6), s2.loop_length);
+    EXPECT_EQ(get_le<std::uint16_t>(b, c + 10), s2.blocks);
+    EXPECT_EQ(b[c + 13], s2.port);
+    EXPECT_EQ(
+        std::string(b.begin() + static_cast<long>(c) + 14, b.begin() + static_cast<long>(c) + 24),
+        std::string(s2.name, 10));
+    for (std::size_t i = c + 24; i < c + 34; ++i) EXPECT_EQ(b[i], 0);
+
+    testing::test_program t(20);
+    t->d.current_pattern = 5;
+    ASSERT_EQ(read_pattern_file(*t, 5, dir.path("p.pat")), load_result::loaded);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(std::string(t->pattern(5).name), "Pat 2     ");
+    for (int tr = 0; tr < 32; ++tr) expect_same_track(*a, 2, tr, *t, 5, tr);
+
+    // Only into an empty pattern.
+    const int free_before = t->d.free_blocks;
+    EXPECT_EQ(read_pattern_file(*t, 5, dir.path("p.pat")), load_result::occupied);
+    EXPECT_EQ(t.screen.last_text(), msg_pattern_not_empty);
+    EXPECT_EQ(t->d.free_blocks, free_before);
+}
+
+TEST(PatternFile, EmptyPatternMakesAValidFile) {
+    temp_folder dir;
+    testing::test_program t;
+    ASSERT_TRUE(write_pattern_file(*t, 0, dir.path("e.pat")));
+    auto b = read_bytes(dir.path("e.pat"));
+    ASSERT_EQ(b.size(), 16u + 32u);
+    EXPECT_EQ(get_le<std::uint16_t>(b, 4), 0);
+    put_name(t->pattern(3).name, "Other");
+    ASSERT_EQ(read_pattern_file(*t, 3, dir.path("e.pat")), load_result::loaded);
+    EXPECT_EQ(std::string(t->pattern(3).name), " PATTERN  ");
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
+    temp_folder dir;
+    testing::test_program a;
+    testing::put_track(*a, 0, 4, testing::short_records(song_start, 100, 4));
+    ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
+    const auto good = read_bytes(dir.path("p.pat"));
+
+    testing::test_program t;
+    testing::put_track(*t, 1, 0, testing::short_records(song_start, 10, 1));
+    const int free_before = t->d.free_blocks;
+    auto refused = [&](const std::vector<std::uint8_t>& bytes, load_result want, const char* text) {
+        write_bytes(dir.path("x.pat"), bytes);
+        EXPECT_EQ(read_pattern_file(*t, 0, dir.path("x.pat")), want);
+        EXPECT_EQ(t.screen.last_text(), text);
+        EXPECT_EQ(t->slot(0, 4).in_use, 0);
+        EXPECT_EQ(std::string(t->pattern(0).name), " PATTERN  ");
+        EXPECT_EQ(t->d.free_blocks, free_before);
+        EXPECT_EQ(testing::check_pool(*t), "");
+    };
+    EXPECT_EQ(read_pattern_file(*t, 0, dir.path("none.pat")), load_result::not_opened);
+    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(t.screen.messages.back().caption, caption_error);
+    // A track file is not a pattern file.
+    ASSERT_TRUE(write_track_file(*a, 0, 4, dir.path("t.trk")));
+    refused(read_bytes(dir.path("t.trk")), load_result::not_song, msg_no_kestrune_file);
+    // The total is unsigned: 0xFFFF is too big, not negative.
+    auto b = good;
+    set_le<std::uint16_t>(b, 4, 0xFFFF);
+    refused(b, load_result::too_big, msg_file_too_big);
+    b = good;
+    b.resize(b.size() - 7);
+    refused(b, load_result::damaged, msg_file_damaged);
+    b = good;
+    b[16 + 4 + sizeof(track_chunk_head) + 5] = st::back_link;
+    refused(b, load_result::damaged, msg_file_damaged);
+    // A pool that cannot hold the events, whatever the stored total says.
+    testing::test_program tiny(1);
+    testing::put_track(*a, 0, 5, testing::short_records(song_start, 11000, 5));
+    ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("big.pat")));
+    b = read_bytes(dir.path("big.pat"));
+    set_le<std::uint16_t>(b, 4, 0);
+    write_bytes(dir.path("big.pat"), b);
+    EXPECT_EQ(read_pattern_file(*tiny, 0, dir.path("big.pat")), load_result::too_big);
+    EXPECT_EQ(testing::check_pool(*tiny), "");
+}
+
+TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
+    temp_folder dir;
+    testing::test_program a;
+    testing::put_track(*a, 1, 6, testing::short_records(song_start, 70, 6));
+    track_slot& s = a->slot(1, 6);
+    s.channel = 9;
+    s.port = 3;
+    s.transpose = -7;
+    put_name(s.name, "Bass line!");
+    ASSERT_TRUE(write_track_file(*a, 1, 6, dir.path("t.trk")));
+    auto b = read_bytes(dir.path("t.trk"));
+    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
+              (std::vector<std::uint8_t>{0xBA, 0xDC, 0xFE, 0x22}));
+    EXPECT_EQ(get_le<std::uint16_t>(b, 4), s.blocks);
+    EXPECT_EQ(b[6 + 1], 9);  // the chunk follows with no in_use byte
+    EXPECT_EQ(b.size(), 6 + sizeof(track_chunk_head) + 70 * 6);
+
+    // Nothing to save on an empty track.
+    EXPECT_FALSE(write_track_file(*a, 1, 7, dir.path("none.trk")));
+    EXPECT_EQ(a.screen.last_text(), msg_no_data);
+
+    testing::test_program t;
+    testing::put_track(*t, 0, 0, testing::short_records(song_start, 3, 1));
+    EXPECT_EQ(read_track_file(*t, 0, 0, dir.path("t.trk")), load_result::occupied);
+    EXPECT_EQ(t.screen.last_text(), msg_track_not_empty);
+    EXPECT_EQ(testing::chain_records(*t, t->slot(0, 0).first).size(), 3u);
+    // It may land in the parallel pattern.
+    ASSERT_EQ(read_track_file(*t, parallel_pattern, 0, dir.path("t.trk")), load_result::loaded);
+    expect_same_track(*a, 1, 6, *t, parallel_pattern, 0);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(TrackFile, ALoadedTrackOfThePlayingPatternIsReseated) {
+    temp_folder dir;
+    testing::test_program a;
+    testing::put_track(*a, 0, 2, testing::short_records(song_start, 200, 2));
+    ASSERT_TRUE(write_track_file(*a, 0, 2, dir.path("t.trk")));
+    ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
+
+    testing::test_program t;
+    locate(*t, song_start + 24 * 50 + 1);
+    ASSERT_EQ(t->d.display_pattern, 0);
+    ASSERT_EQ(read_track_file(*t, 0, 2, dir.path("t.trk")), load_result::loaded);
+    const track_slot& s = t->slot(0, 2);
+    EXPECT_EQ(s.play, t->store().find_at_position(s.first, t->d.position, no_loop));
+    EXPECT_EQ(t->store().position(s.play), song_start + 24 * 51);
+
+    // The parallel pattern takes the parallel flag.
+    t->d.current_pattern = parallel_pattern;
+    ASSERT_EQ(read_pattern_file(*t, parallel_pattern, dir.path("p.pat")), load_result::loaded);
+    EXPECT_EQ(t->d.parallel_track_position[2], t->d.position);
+    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 2).play), song_start + 24 * 51);
+}
+
+TEST(PatternFile, CommandsSuggestANameAndCheckFirst) {
+    temp_folder dir;
+    testing::test_program t;
+    file_state fs;
+    fs.folders[folder_save_song] = "/should/not/be/used/";
+    testing::put_track(*t, 0, 0, testing::short_records(song_start, 5, 1));
+    t.screen.file_names.push_back(dir.path("p.pat"));
+    EXPECT_EQ(save_pattern(*t, fs), 1);
+    ASSERT_EQ(t.screen.dialogs.size(), 1u);
+    EXPECT_EQ(t.screen.dialogs[0].file_name, "_PATTERN");
+    EXPECT_EQ(t.screen.dialogs[0].filter, "Pattern Files (*.pat)|*.pat|All Files (*.*)|*.*");
+    EXPECT_EQ(t.screen.dialogs[0].folder, "");
+    EXPECT_EQ(t.screen.dialogs[0].extension, "pat");
+
+    // The destination is checked before the dialog opens.
+    EXPECT_EQ(load_pattern(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_pattern_not_empty);
+    EXPECT_EQ(t.screen.dialogs.size(), 1u);
+    t->d.current_pattern = 1;
+    t.screen.file_names.push_back(std::nullopt);  // cancelled
+    EXPECT_EQ(load_pattern(*t, fs), 0);
+    t.screen.file_names.push_back(dir.path("p.pat"));
+    EXPECT_EQ(load_pattern(*t, fs), 1);
+    EXPECT_EQ(t->slot(1, 0).in_use, 1);
+
+    put_name(t->slot(1, 0).name, "Drum+Perc.");
+    t->d.current_track = 0;
+    t.screen.file_names.push_back(dir.path("d.trk"));
+    EXPECT_EQ(save_track(*t, fs), 1);
+    EXPECT_EQ(t.screen.dialogs.back().file_name, "Drum_Per");
+    t->d.current_track = 1;
+    EXPECT_EQ(save_track(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_no_data);
+    t.screen.file_names.push_back(dir.path("d.trk"));
+    EXPECT_EQ(load_track(*t, fs), 1);
+    EXPECT_EQ(std::string(t->slot(1, 1).name), "Drum+Perc.");
+
+    // Refused during a take.
+    t->d.recording = 1;
+    EXPECT_EQ(load_track(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+    t->d.recording = 0;
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+// The payloads of the sysex events of a track, in order.
+std::vector<std::vector<std::uint8_t>> sysex_payloads(const program& p, int pattern, int track) {
+    std::vector<std::vector<std::uint8_t>> out;
+    const event_store& s = p.store();
+    for (ref32 e = p.slot(pattern, track).first; is_event_status(s.status(e));
+         e = s.next_event(e)) {
+        EXPECT_EQ(s.status(e), st::sysex);
+        EXPECT_EQ(s.position(e), song_start);
+        EXPECT_EQ(s.at(e).spare_nibble(), 0);
+        out.push_back(read_long_payload(s, e));
+    }
+    return out;
+}
+
+TEST(SysexFile, MessagesLandAt3072InFileOrder) {
+    temp_folder dir;
+    testing::test_program t;
+    track_slot& s = t->slot(0, 3);
+    s.channel = 5;
+    s.transpose = 4;
+    // Two messages; the second holds an inner 0xF0 as payload and is long enough to continue.
+    std::vector<std::uint8_t> file = {0xF0, 0x41, 0x10, 0x42, 0xF7, 0xF0, 0x01, 0xF0,
+                                      0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xF7};
+    write_bytes(dir.path("two.syx"), file);
+    ASSERT_EQ(read_syx_file(*t, 0, 3, dir.path("two.syx")), load_result::loaded);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(std::string(s.name), sysex_track_name);
+    EXPECT_EQ(s.in_use, 1);
+    EXPECT_EQ(s.channel, 5);
+    EXPECT_EQ(s.transpose, 4);
+    auto p = sysex_payloads(*t, 0, 3);
+    ASSERT_EQ(p.size(), 2u);
+    EXPECT_EQ(p[0], (std::vector<std::uint8_t>{0x41, 0x10, 0x42, 0xF7}));
+    EXPECT_EQ(p[1],
+              (std::vector<std::uint8_t>{0x01, 0xF0, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xF7}));
+
+    // An empty file gives a track in use with no event.
+    write_bytes(dir.path("empty.syx"), {});
+    ASSERT_EQ(read_syx_file(*t, 0, 4, dir.path("empty.syx")), load_result::loaded);
+    EXPECT_EQ(t->slot(0, 4).in_use, 1);
+    EXPECT_EQ(t->store().status(t->slot(0, 4).first), st::end);
+    EXPECT_EQ(read_syx_file(*t, 0, 4, dir.path("empty.syx")), load_result::occupied);
+    EXPECT_EQ(t.screen.last_text(), msg_track_not_empty);
+}
+
+TEST(SysexFile, BadBytesAndOpenMessagesAreRefused) {
+    temp_folder dir;
+    testing::test_program t;
+    const int free_before = t->d.free_blocks;
+    const std::vector<std::vector<std::uint8_t>> bad = {
+        {0x41, 0xF0, 0x01, 0xF7},  // leading byte other than 0xF0
+        {0xF0, 0x01, 0x02},        // ends inside a message
+        {0xF0, 0x01, 0xF7, 0x00},  // a byte between messages
+        {0xF0, 0x01, 0x90, 0xF7},  // a status byte inside
+        {0xF0, 0x01, 0x02, 0xF0},  // an inner 0xF0 opens, nothing closes
+        // An inner 0xF0 on the status byte of a continuation record would read as a head.
+        {0xF0, 1, 2, 3, 4, 5, 6, 7, 0xF0, 8, 0xF7},
+    };
+    for (const auto& bytes : bad) {
+        write_bytes(dir.path("bad.syx"), bytes);
+        EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("bad.syx")), load_result::damaged);
+        EXPECT_EQ(t.screen.last_text(), msg_not_syx);
+        EXPECT_EQ(t->slot(0, 0).in_use, 0);
+        EXPECT_EQ(t->d.free_blocks, free_before);
+    }
+    EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("none.syx")), load_result::not_opened);
+    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(SysexFile, SizeIsEstimatedAt96BytesABlock) {
+    temp_folder dir;
+    testing::test_program t(1);  // 313 blocks
+    const int free_blocks = t->d.free_blocks;
+    // A file of (free - 1) * 96 - 100 bytes passes the estimate; 96 more bytes do not.
+    auto message_of = [](std::size_t bytes) {
+        std::vector<std::uint8_t> m(bytes, 0x11);
+        m.front() = 0xF0;
+        m.back() = 0xF7;
+        return m;
+    };
+    const std::size_t fits = static_cast<std::size_t>(free_blocks - 1) * 96 - 100;
+    write_bytes(dir.path("a.syx"), message_of(fits + 96));
+    EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("a.syx")), load_result::too_big);
+    EXPECT_EQ(t.screen.last_text(), msg_file_too_big);
+    write_bytes(dir.path("a.syx"), message_of(fits));
+    EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("a.syx")), load_result::loaded);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    // Many tiny messages pass the estimate but not the real count: refused all the same.
+    std::vector<std::uint8_t> tiny;
+    for (int i = 0; i < 13000; ++i) tiny.insert(tiny.end(), {0xF0, 0xF7});
+    write_bytes(dir.path("b.syx"), tiny);
+    testing::test_program u(1);
+    EXPECT_EQ(read_syx_file(*u, 0, 0, dir.path("b.syx")), load_result::too_big);
+    EXPECT_EQ(testing::check_pool(*u), "");
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,315 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "files/file_messages.h"
+#include "files/patch_names.h"
+#include "files/settings_file.h"
+#include "tests/files/file_test_support.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::get_le;
+using testing::read_bytes;
+using testing::temp_folder;
+using testing::write_bytes;
+
+user_settings every_field_set() {
+    user_settings s;
+    s.midi_out_device = {1, 2, 0, 3};
+    s.midi_in_device = 2;
+    s.memory_units = 25;
+    s.show_patch_names[1][9] = 1;
+    s.show_patch_names[3][0] = 1;
+    s.timer_resolution = 3;
+    s.window_left = -5;
+    s.window_top = 40;
+    s.window_width = 1024;
+    s.window_height = 700;
+    s.simple_bardisplay = 1;
+    s.click_always = 1;
+    s.midi_click = 0;
+    s.sync_out = 1;
+    s.actual_position = 1;
+    s.two_bar_count_in = 1;
+    s.chase_events = 1;
+    s.reset_on_stop = 1;
+    s.mixer_define_controller = 11;
+    s.recent_files = {"/home/u/a.sng", "/home/u/b.mid", "/tmp/c.sng"};
+    s.zoom_index = 3;
+    s.show_clock = 1;
+    s.allow_double_clicks = 0;
+    s.remember_file_paths = 0;
+    s.sync_out_ports = {1, 0, 1, 0};
+    s.sync_delay_value = -3;
+    s.spp_offset = 4;
+    s.folders = {"/songs/", "/midi/", "/out/", "/out/midi/"};
+    s.licence = "opaque \x01 licence text";
+    return s;
+}
+
+void expect_same(const user_settings& a, const user_settings& b) {
+    EXPECT_EQ(a.midi_out_device, b.midi_out_device);
+    EXPECT_EQ(a.midi_in_device, b.midi_in_device);
+    EXPECT_EQ(a.memory_units, b.memory_units);
+    EXPECT_EQ(a.show_patch_names, b.show_patch_names);
+    EXPECT_EQ(a.timer_resolution, b.timer_resolution);
+    EXPECT_EQ(a.window_left, b.window_left);
+    EXPECT_EQ(a.window_top, b.window_top);
+    EXPECT_EQ(a.window_width, b.window_width);
+    EXPECT_EQ(a.window_height, b.window_height);
+    EXPECT_EQ(a.simple_bardisplay, b.simple_bardisplay);
+    EXPECT_EQ(a.click_always, b.click_always);
+    EXPECT_EQ(a.midi_click, b.midi_click);
+    EXPECT_EQ(a.sync_out, b.sync_out);
+    EXPECT_EQ(a.actual_position, b.actual_position);
+    EXPECT_EQ(a.two_bar_count_in, b.two_bar_count_in);
+    EXPECT_EQ(a.chase_events, b.chase_events);
+    EXPECT_EQ(a.reset_on_stop, b.reset_on_stop);
+    EXPECT_EQ(a.mixer_define_controller, b.mixer_define_controller);
+    EXPECT_EQ(a.recent_files, b.recent_files);
+    EXPECT_EQ(a.zoom_index, b.zoom_index);
+    EXPECT_EQ(a.show_clock, b.show_clock);
+    EXPECT_EQ(a.allow_double_clicks, b.allow_double_clicks);
+    EXPECT_EQ(a.remember_file_paths, b.remember_file_paths);
+    EXPECT_EQ(a.sync_out_ports, b.sync_out_ports);
+    EXPECT_EQ(a.sync_delay_value, b.sync_delay_value);
+    EXPECT_EQ(a.spp_offset, b.spp_offset);
+    EXPECT_EQ(a.folders, b.folders);
+    EXPECT_EQ(a.licence, b.licence);
+}
+
+TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
+    temp_folder dir;
+    user_settings s = every_field_set();
+    ASSERT_TRUE(write_settings_file(dir.path("k.set"), s));
+    auto b = read_bytes(dir.path("k.set"));
+    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
+              (std::vector<std::uint8_t>{0x66, 0x33, 0xDD, 0x32}));
+    EXPECT_EQ(get_le<std::int16_t>(b, 4 + 2 * 3), 3);  // port D's device
+    EXPECT_EQ(get_le<std::int16_t>(b, 14), 25);        // memory units
+    EXPECT_EQ(get_le<std::int16_t>(b, 16 + 2 * (16 + 9)), 1);
+    EXPECT_EQ(get_le<std::int32_t>(b, 144), 3);
+    EXPECT_EQ(get_le<std::uint16_t>(b, 148), 0);
+    EXPECT_EQ(get_le<std::int16_t>(b, 150), -5);
+    EXPECT_EQ(b[158], 1);
+    EXPECT_EQ(b[160], 0);
+    EXPECT_EQ(b[166], 11);
+    std::string recent = "/home/u/a.sng";
+    recent += '\0';
+    recent += "/home/u/b.mid";
+    recent += '\0';
+    recent += "/tmp/c.sng";
+    recent += std::string(6, '\0');
+    ASSERT_GE(b.size(), 167 + recent.size());
+    EXPECT_EQ(std::string(b.begin() + 167, b.begin() + 167 + static_cast<long>(recent.size())),
+              recent);
+    const std::size_t m = 167 + recent.size();
+    EXPECT_EQ(get_le<std::int32_t>(b, m), 3);
+    EXPECT_EQ(b[m + 4], 1);
+    EXPECT_EQ(b[m + 5], 0);
+    EXPECT_EQ(b[m + 7], 1);
+    EXPECT_EQ(static_cast<std::int8_t>(b[m + 11]), -3);
+    EXPECT_EQ(get_le<std::int16_t>(b, m + 12), 4);
+    for (std::size_t i = m + 14; i < m + 202; ++i) EXPECT_EQ(b[i], 0);
+    std::string tail = "/songs/";
+    for (const char* t : {"/midi/", "/out/", "/out/midi/", "opaque \x01 licence text"}) {
+        tail += '\0';
+        tail += t;
+    }
+    tail += '\0';
+    EXPECT_EQ(std::string(b.begin() + static_cast<long>(m) + 202, b.end() - 4), tail);
+    EXPECT_EQ(get_le<std::uint32_t>(b, b.size() - 4), settings_magic);
+
+    user_settings back;
+    ASSERT_TRUE(read_settings_file(dir.path("k.set"), back));
+    expect_same(s, back);
+}
+
+TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
+    temp_folder dir;
+    ASSERT_TRUE(write_settings_file(dir.path("k.set"), every_field_set()));
+    const auto good = read_bytes(dir.path("k.set"));
+    const user_settings defaults;
+    auto refused = [&](std::vector<std::uint8_t> bytes) {
+        write_bytes(dir.path("x.set"), bytes);
+        user_settings s;
+        EXPECT_FALSE(read_settings_file(dir.path("x.set"), s));
+        expect_same(s, defaults);
+    };
+    refused({0x66, 0x33, 0xDD, 0x33, 0, 0});      // wrong magic
+    refused({good.begin(), good.begin() + 100});  // inside the fixed part
+    refused({good.begin(), good.begin() + 180});  // inside a recent file
+    refused({good.begin(), good.end() - 10});     // inside the licence
+    auto b = good;
+    std::fill(b.begin() + 167, b.begin() + 167 + 280, 'x');  // a path past its slot
+    refused(b);
+    user_settings s;
+    EXPECT_FALSE(read_settings_file(dir.path("none.set"), s));
+    // Without the closing magic the file is whole: it is never read.
+    write_bytes(dir.path("x.set"), {good.begin(), good.end() - 4});
+    EXPECT_TRUE(read_settings_file(dir.path("x.set"), s));
+    // Values are held in their ranges.
+    b = good;
+    testing::set_le<std::int32_t>(b, 144, 500);
+    b[166] = 200;
+    write_bytes(dir.path("x.set"), b);
+    ASSERT_TRUE(read_settings_file(dir.path("x.set"), s));
+    EXPECT_EQ(s.timer_resolution, 20);
+    EXPECT_EQ(s.mixer_define_controller, 127);
+}
+
+// Points the per-user folder at a temporary one for the test's life.
+class config_home {
+  public:
+    explicit config_home(const std::string& dir) {
+        if (const char* old = std::getenv("XDG_CONFIG_HOME")) old_ = old;
+        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+    }
+    ~config_home() {
+        if (old_.empty())
+            ::unsetenv("XDG_CONFIG_HOME");
+        else
+            ::setenv("XDG_CONFIG_HOME", old_.c_str(), 1);
+    }
+
+  private:
+    std::string old_;
+};
+
+TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
+    temp_folder dir;
+    config_home home(dir.path("config"));
+    const std::string user_file = dir.path("config") + "/Vandrelle/Kestrune/Kestrune_32.set";
+    const std::string beside = program_folder_path(settings_file_name);
+    ASSERT_FALSE(std::filesystem::exists(beside)) << "a stray settings file beside the tests";
+
+    // No file anywhere: the defaults, the folders at the program's, nothing said.
+    testing::test_program t;
+    user_settings s;
+    file_state fs;
+    load_settings(*t, s, fs);
+    EXPECT_EQ(t->d.midi_out_device[0], 0);
+    EXPECT_EQ(t->d.memory_units, 10);
+    EXPECT_EQ(fs.folders[folder_load_song], program_folder_path(""));
+    EXPECT_TRUE(std::filesystem::is_directory(dir.path("config") + "/Vandrelle/Kestrune"));
+
+    // A file beside the program is read when the per-user folder has none.
+    user_settings written = every_field_set();
+    ASSERT_TRUE(write_settings_file(beside, written));
+    user_settings s2;
+    file_state fs2;
+    load_settings(*t, s2, fs2);
+    std::filesystem::remove(beside);
+    expect_same(s2, written);
+    EXPECT_EQ(t->d.memory_units, 25);
+    EXPECT_EQ(t->d.midi_out_device[3], 3);
+    EXPECT_EQ(t->d.mixer_define_controller, 11);
+    EXPECT_TRUE(t->app.simple_bardisplay);
+    EXPECT_FALSE(fs2.remember_file_paths);
+    EXPECT_EQ(fs2.recent_files, written.recent_files);
+    EXPECT_EQ(fs2.folders[folder_save_midi], "/out/midi/");
+
+    // Shut-down writes the per-user file, which counts from then on.
+    t->d.timer_resolution = 9;
+    fs2.recent_files.insert(fs2.recent_files.begin(), "/new.sng");
+    ASSERT_TRUE(save_settings(*t, s2, fs2));
+    ASSERT_TRUE(std::filesystem::exists(user_file));
+    user_settings s3;
+    file_state fs3;
+    load_settings(*t, s3, fs3);
+    EXPECT_EQ(s3.timer_resolution, 9);
+    EXPECT_EQ(s3.recent_files.front(), "/new.sng");
+    EXPECT_EQ(s3.licence, written.licence);
+    EXPECT_TRUE(t.screen.messages.empty());
+}
+
+TEST(PatchNames, NumberedFromOneWithOrWithoutSoundset) {
+    patch_table t;
+    set_default_patch_names(t);
+    EXPECT_EQ(t.names[0], "0");
+    EXPECT_EQ(t.names[127], "127");
+    parse_patch_names(t,
+                      "[Patches]\r\n1 Grand Piano\r\n0 Nothing\r\n129 Beyond\r\n128  Gunshot \r\n");
+    EXPECT_EQ(t.names[0], "Grand Piano");
+    EXPECT_EQ(t.names[1], "1");
+    EXPECT_EQ(t.names[127], "Gunshot ");
+    EXPECT_EQ(t.gm, 0);
+
+    patch_table g;
+    set_default_patch_names(g);
+    parse_patch_names(g, "[Soundset]\r\nGM\r\n[Patches]\r\n2 Bright Piano\r\n");
+    EXPECT_EQ(g.gm, 1);
+    EXPECT_EQ(g.names[1], "Bright Piano");
+    // "GM" must stand inside the 20 characters from the start of "[Soundset]".
+    patch_table edge;
+    parse_patch_names(edge, "[Soundset]\r\n123456GM");
+    EXPECT_EQ(edge.gm, 1);
+    patch_table past;
+    parse_patch_names(past, "[Soundset]\r\n1234567GM");
+    EXPECT_EQ(past.gm, 0);
+}
+
+TEST(PatchNames, LineEndsAndTheEndOfTheTextStopTheParse) {
+    patch_table t;
+    set_default_patch_names(t);
+    // Bare LF line ends, and a last line without any.
+    parse_patch_names(t, "[Patches]\n1 Piano\n2 Organ\n3 Strings");
+    EXPECT_EQ(t.names[0], "Piano");
+    EXPECT_EQ(t.names[1], "Organ");
+    EXPECT_EQ(t.names[2], "Strings");
+    // A line without a blank ends the list; so does a NUL.
+    set_default_patch_names(t);
+    parse_patch_names(t, "x [Patches] junk\r\n5 Five\r\n6\r\n7 Seven\r\n");
+    EXPECT_EQ(t.names[4], "Five");
+    EXPECT_EQ(t.names[6], "6");  // "7 Seven" lies past the end
+    set_default_patch_names(t);
+    parse_patch_names(t, std::string_view("[Patches]\r\n1 A\0\r\n2 B\r\n", 19));
+    EXPECT_EQ(t.names[0], "A");
+    EXPECT_EQ(t.names[1], "1");  // "2 B" lies past the NUL
+    // No "[Patches]", or no digit behind it: the defaults.
+    set_default_patch_names(t);
+    parse_patch_names(t, "1 Piano\r\n");
+    parse_patch_names(t, "[Patches]\r\n");
+    parse_patch_names(t, "[Patches]\r\n1");
+    EXPECT_EQ(t.names[0], "0");
+}
+
+TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
+    temp_folder dir;
+    std::filesystem::create_directories(dir.path("a"));
+    std::filesystem::create_directories(dir.path("b"));
+    auto text = [](const std::string& s) { return std::vector<std::uint8_t>(s.begin(), s.end()); };
+    write_bytes(dir.path("a/port_b.txt"), text("[Patches]\r\n1 From A\r\n"));
+    write_bytes(dir.path("b/PORT_B.TXT"), text("[Patches]\r\n1 From B\r\n"));
+    write_bytes(dir.path("b/Port_C.Txt"), text("[Soundset] GM\r\n[Patches]\r\n1 C one\r\n"));
+    // Exactly at the limit, padded after the list.
+    std::string at_limit = "[Patches]\r\n1 Big\r\n";
+    at_limit.resize(patch_file_limit, ' ');
+    write_bytes(dir.path("b/PORT_D.TXT"), text(at_limit));
+    testing::scripted_ui screen;
+    patch_tables tables;
+    load_patch_names(tables, {dir.path("a"), dir.path("b") + "/"}, screen);
+    EXPECT_TRUE(screen.messages.empty());
+    EXPECT_FALSE(tables[0].from_file);
+    EXPECT_EQ(program_name(tables, 0, 0), "0");
+    EXPECT_EQ(program_name(tables, 1, 0), "From A");
+    EXPECT_EQ(program_name(tables, 2, 0), "C one");
+    EXPECT_EQ(tables[2].gm, 1);
+    EXPECT_EQ(program_name(tables, 3, 0), "Big");
+
+    at_limit += ' ';
+    write_bytes(dir.path("b/PORT_D.TXT"), text(at_limit));
+    load_patch_names(tables, {dir.path("a"), dir.path("b")}, screen);
+    ASSERT_EQ(screen.messages.size(), 1u);
+    EXPECT_EQ(screen.last_text(), msg_patch_file_too_big);
+    EXPECT_EQ(program_name(tables, 3, 0), "0");
+    EXPECT_FALSE(tables[3].from_file);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,662 @@
+// The Standard MIDI file reader on files built byte by byte.
+#include "files/smf_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "files/file_messages.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/files/smf_test_support.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::chain_event;
+using testing::midi_bytes;
+using testing::name_of;
+using testing::track_bytes;
+
+class SmfReader : public ::testing::Test {
+  protected:
+    explicit SmfReader(int units = 10) : t(units) {}
+
+    int load(const std::vector<std::uint8_t>& bytes, int erased = 1, int keep = 0, int tempo = 1) {
+        const std::string path = dir.path("in.mid");
+        testing::write_bytes(path, bytes);
+        testing::keep_fuzz_seed(bytes);
+        if (erased) clear_song(*t);
+        t.screen.messages.clear();
+        const int r = read_midi_file(*t, path, erased, keep, tempo);
+        EXPECT_EQ(testing::check_pool(*t), "");
+        return r;
+    }
+    int load(const midi_bytes& m, int erased = 1, int keep = 0, int tempo = 1) {
+        return load(m.b, erased, keep, tempo);
+    }
+    std::vector<std::string> shown() const { return testing::shown_texts(t.screen); }
+    std::vector<chain_event> events(int track, int pattern = 0) const {
+        return testing::track_events(*t.prog, pattern, track);
+    }
+    const track_slot& slot(int track, int pattern = 0) const {
+        return t.prog->slot(pattern, track);
+    }
+
+    testing::temp_folder dir;
+    testing::test_program t;
+};
+
+chain_event ev(std::int32_t pos, int status, int d1, int d2) {
+    return {pos, status, d1, d2, {}};
+}
+chain_event text_ev(std::int32_t pos, const std::string& text, int nibble = 0) {
+    std::vector<std::uint8_t> payload(text.begin(), text.end());
+    payload.push_back(0);
+    return {pos, st::text, 0, nibble, payload};
+}
+chain_event sysex_ev(std::int32_t pos, std::vector<std::uint8_t> payload) {
+    return {pos, st::sysex, 0, 0, std::move(payload)};
+}
+
+midi_bytes one_note_file(int format = 0) {
+    midi_bytes m(format, 1, 192);
+    m.track(track_bytes().at(0, {0x90, 60, 100}).at(192, {0x80, 60, 0}).end());
+    return m;
+}
+
+TEST_F(SmfReader, HeaderIsFoundBehindUpTo200BytesWithoutFF) {
+    std::vector<std::uint8_t> junk(200, 'x');
+    junk[7] = 'M';  // a false start goes back to the first letter
+    junk[8] = 'T';
+    std::vector<std::uint8_t> file = junk;
+    const midi_bytes m = one_note_file(1);
+    file.insert(file.end(), m.b.begin(), m.b.end());
+    EXPECT_EQ(load(file), 1);
+    EXPECT_TRUE(shown().empty());
+    EXPECT_EQ(events(0).size(), 2u);
+    EXPECT_EQ(midi_format_text(), "Format 1");
+
+    file.insert(file.begin(), 'x');
+    EXPECT_EQ(load(file), 0);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_lacks_header});
+
+    file = m.b;
+    file.insert(file.begin(), {0x00, 0xFF, 0x00});
+    EXPECT_EQ(load(file), 0);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_lacks_header});
+
+    EXPECT_EQ(load(std::vector<std::uint8_t>{'M', 'T', 'h'}), 0);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_lacks_header});
+    EXPECT_EQ(load(std::vector<std::uint8_t>{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0}), 0);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_midi_damaged});
+
+    const track_slot before = slot(0);
+    t.screen.messages.clear();
+    EXPECT_EQ(read_midi_file(*t, dir.path("missing.mid"), 0, 0, 1), 0);
+    ASSERT_EQ(t.screen.messages.size(), 1u);
+    EXPECT_EQ(t.screen.messages[0].text, msg_open_failed);
+    EXPECT_EQ(t.screen.messages[0].caption, caption_error);
+    EXPECT_EQ(slot(0).in_use, before.in_use);
+}
+
+TEST_F(SmfReader, OnlyFormatsZeroAndOneWithTicksPerQuarter) {
+    for (auto [format, division] : {std::pair{2, 192}, {1, 0xE728}, {0, 0}}) {
+        midi_bytes m(format, 1, division);
+        m.track(track_bytes().at(0, {0x90, 60, 100}).end());
+        EXPECT_EQ(load(m), 0) << format << " " << division;
+        EXPECT_EQ(shown(), std::vector<std::string>{msg_not_format_0_1});
+        EXPECT_FALSE(slot(0).in_use);
+    }
+    // A longer header is skipped to its end.
+    midi_bytes m(0, 1, 192);
+    m.b[7] = 8;
+    m.b.insert(m.b.end(), {0xAA, 0xBB});
+    m.track(track_bytes().at(0, {0x90, 60, 100}).end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(events(0), std::vector<chain_event>{ev(3072, 0x90, 60, 100)});
+    EXPECT_EQ(midi_format_text(), "Format 0");
+}
+
+class SmfScaling : public SmfReader, public ::testing::WithParamInterface<int> {};
+
+TEST_P(SmfScaling, PositionsScaleFromTheSumWithoutDrift) {
+    const int division = GetParam();
+    // Deltas that do not divide evenly; at the largest division the scaled sum passes 32 bits.
+    const std::uint64_t deltas[] = {1, 7, 13, 0, static_cast<std::uint64_t>(division) / 3 + 1, 29};
+    track_bytes tb;
+    std::vector<chain_event> want;
+    std::int64_t sum = 0;
+    const int n = 30000;
+    for (int i = 0; i < n; ++i) {
+        const std::uint64_t d = deltas[i % 6];
+        sum += static_cast<std::int64_t>(d);
+        tb.at(d, {0xB0 | (i % 16), 7, i % 128});
+        want.push_back(ev(static_cast<std::int32_t>(3072 + sum * 192 / division), 0xB0 | (i % 16),
+                          7, i % 128));
+    }
+    ASSERT_LE(want.back().pos, last_position);
+    midi_bytes m(1, 1, division);
+    m.track(tb.end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_TRUE(shown().empty());
+    EXPECT_EQ(events(0), want);
+    EXPECT_EQ(slot(0).channel, 16);
+
+    // A delta of one quarter note is 192 ticks, and the first bar of the file lands on 3072.
+    midi_bytes q(0, 1, division);
+    q.track(track_bytes()
+                .at(0, {0x90, 60, 1})
+                .at(static_cast<std::uint64_t>(division) * 4, {0x90, 62, 1})
+                .end());
+    EXPECT_EQ(load(q), 1);
+    EXPECT_EQ(events(0),
+              (std::vector<chain_event>{ev(3072, 0x90, 60, 1), ev(3072 + 768, 0x90, 62, 1)}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Divisions, SmfScaling, ::testing::Values(96, 192, 480, 960, 32767));
+
+TEST_F(SmfReader, RunningStatusLastsAcrossMetaAndSysexEvents) {
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes()
+                .at(0, {0x92, 60, 64})
+                .at(10, {62, 64})              // running status
+                .meta(0, 0x06, "m")            // a marker between
+                .at(5, {64, 0})                // still the note-on's status
+                .sysex(0, {0x43, 0x10, 0xF7})  // a sysex between
+                .at(5, {65, 70})
+                .at(0, {0xC2, 5})
+                .at(3, {6})                    // running program change: one data byte
+                .at(0, {0xF7, 2, 0x11, 0x22})  // an escape packet is skipped
+                .at(1, {7})
+                .at(0, {0xE2, 0x00, 0x40})
+                .end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(events(0), (std::vector<chain_event>{
+                             ev(3072, 0x92, 60, 64), ev(3082, 0x92, 62, 64), text_ev(3082, "m"),
+                             ev(3087, 0x92, 64, 0), sysex_ev(3087, {0x43, 0x10, 0xF7}),
+                             ev(3092, 0x92, 65, 70), ev(3092, 0xC2, 5, 0), ev(3095, 0xC2, 6, 0),
+                             ev(3096, 0xC2, 7, 0), ev(3096, 0xE2, 0, 0x40)}));
+    EXPECT_EQ(slot(0).channel, 2);
+    EXPECT_EQ(name_of(slot(0)), default_midi_track_name);
+    EXPECT_EQ(slot(0).loop_length, no_loop);
+    EXPECT_EQ(slot(0).blocks, 1);
+
+    // A data byte before any status, or a system status, stops the load; the track is dropped.
+    for (int bad : {0x40, 0xF1, 0xF8}) {
+        midi_bytes u(1, 2, 192);
+        u.track(track_bytes().at(0, {0x90, 60, 1}).end());
+        track_bytes second = bad < 0x80 ? track_bytes() : track_bytes().at(0, {0x91, 60, 1});
+        u.track(second.meta(0, 0x03, "late").at(0, {bad, 1, 1}).end());
+        EXPECT_EQ(load(u), 0);
+        EXPECT_EQ(shown(), std::vector<std::string>{msg_unknown_message});
+        EXPECT_EQ(events(0), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+        EXPECT_FALSE(slot(1).in_use);
+    }
+}
+
+TEST_F(SmfReader, ChannelOfATrackFromTheStatusBytesSeen) {
+    track_bytes all;
+    for (int ch = 0; ch < 16; ++ch) all.at(0, {0x90 | ch, 60, 100});
+    midi_bytes m(0, 1, 192);
+    m.track(all.end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(slot(0).channel, 16);
+    ASSERT_EQ(events(0).size(), 16u);
+    EXPECT_EQ(events(0)[15].status, 0x9F);
+
+    midi_bytes one(0, 1, 192);
+    one.track(track_bytes().at(0, {0x93, 60, 100}).at(10, {61, 100}).at(10, {0xB3, 7, 90}).end());
+    EXPECT_EQ(load(one), 1);
+    EXPECT_EQ(slot(0).channel, 3);
+    EXPECT_EQ(slot(0).port, 0);
+}
+
+TEST_F(SmfReader, OneTempoSetsTheSongTempoAndLeavesTheTrackOff) {
+    midi_bytes m(1, 2, 96);
+    m.track(track_bytes()
+                .meta(0, 0x03, "Conductor")
+                .meta(0, 0x01, "dropped")
+                .tempo(0, 500000)
+                .signature(0, 3, 2)
+                .end());
+    m.track(track_bytes()
+                .tempo(0, 250000)
+                .signature(0, 7, 3)
+                .at(0, {0x90, 60, 1})
+                .at(96, {0x80, 60, 0})
+                .end());
+    EXPECT_EQ(load(m), 1);
+    const dll_data& d = t->d;
+    EXPECT_EQ(t->app.song_tempo, 12000);
+    EXPECT_EQ(d.tempo_track_on, 0);
+    EXPECT_EQ(
+        testing::chain_events(*t, d.tempo_chain.first),
+        (std::vector<chain_event>{ev(0, st::tempo, 12000, 0), ev(3072, st::tempo, 12000, 0)}));
+    EXPECT_EQ(testing::chain_events(*t, d.signature_chain.first),
+              std::vector<chain_event>{ev(3072, st::signature, 3, 4)});
+    EXPECT_EQ(testing::chain_events(*t, d.signature_track.first),
+              std::vector<chain_event>{ev(3072, st::signature, 3, 4)});
+    EXPECT_EQ(d.signature_track_on, 0);
+    // The conductor track holds nothing, so the notes take the first slot.
+    EXPECT_EQ(events(0), (std::vector<chain_event>{ev(3072, 0x90, 60, 1), ev(3264, 0x80, 60, 0)}));
+    EXPECT_FALSE(slot(1).in_use);
+}
+
+TEST_F(SmfReader, TempoMapAndSignaturesBuildTheirTracks) {
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes()
+                .tempo(0, 500000)
+                .signature(0, 3, 2)
+                .at(0, {0x90, 60, 1})
+                .tempo(192, 400000)
+                .tempo(192, 333333)  // 180.00
+                .tempo(0, 600001)    // 99.9998 rounds up
+                .signature(192, 6, 3)
+                .tempo(0, 0)         // held at the top
+                .tempo(0, 0xFFFFFF)  // 3.5763 rounds up
+                .signature(0, 0, 9)  // numerator and denominator held
+                .end());
+    EXPECT_EQ(load(m), 1);
+    const dll_data& d = t->d;
+    EXPECT_EQ(d.tempo_track_on, 1);
+    EXPECT_EQ(t->app.song_tempo, 12000);
+    EXPECT_EQ(
+        testing::chain_events(*t, d.tempo_chain.first),
+        (std::vector<chain_event>{ev(0, st::tempo, 12000, 0), ev(3072, st::tempo, 12000, 0),
+                                  ev(3264, st::tempo, 15000, 0), ev(3456, st::tempo, 18000, 0),
+                                  ev(3456, st::tempo, 10000, 0), ev(3648, st::tempo, 99999, 0),
+                                  ev(3648, st::tempo, 358, 0)}));
+    EXPECT_EQ(
+        testing::chain_events(*t, d.signature_track.first),
+        (std::vector<chain_event>{ev(3072, st::signature, 3, 4), ev(3648, st::signature, 6, 8),
+                                  ev(3648, st::signature, 1, 32)}));
+    EXPECT_EQ(d.signature_track_on, 1);
+    EXPECT_EQ(d.active_signature.first, d.signature_track.first);
+
+    // Without load tempo nothing of it is taken.
+    clear_song(*t);
+    const midi_bytes again = m;
+    EXPECT_EQ(load(again, 0, 0, 0), 1);
+    EXPECT_EQ(d.tempo_track_on, 0);
+    EXPECT_EQ(testing::chain_events(*t, d.tempo_chain.first).size(), 1u);
+    EXPECT_EQ(events(0).size(), 1u);
+}
+
+TEST_F(SmfReader, KeepTempoJoinsTheFileAtTheCurrentSongStep) {
+    dll_data& d = t->d;
+    auto tempo_at = [](std::int32_t pos, std::int32_t v) {
+        midi_event e = midi_event::make(st::tempo, 0, 0, pos);
+        e.set_tempo_value(v);
+        return e;
+    };
+    // Step 1 starts at 9000, off the bar lines of 4/4 counted from 3072.
+    auto prepare = [&] {
+        clear_song(*t);
+        t->step(0).end = 9000;
+        d.current_step = 1;
+        testing::put_list(*t, d.tempo_chain,
+                          {tempo_at(0, 12000), tempo_at(3072, 10000), tempo_at(7000, 11000),
+                           tempo_at(9100, 9000), tempo_at(12000, 8000)});
+        testing::put_list(*t, d.signature_track, {midi_event::make(st::signature, 4, 4, 3072)});
+        d.tempo_track_on = 1;
+    };
+    prepare();
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes().tempo(0, 600000).at(0, {0x90, 60, 1}).tempo(384, 500000).end());
+    EXPECT_EQ(load(m, 0, 1, 1), 1);
+    EXPECT_TRUE(shown().empty());
+    // The old list up to the join stays; the file's tempo goes on from 9000.
+    EXPECT_EQ(
+        testing::chain_events(*t, d.tempo_chain.first),
+        (std::vector<chain_event>{ev(0, st::tempo, 12000, 0), ev(3072, st::tempo, 10000, 0),
+                                  ev(7000, st::tempo, 11000, 0), ev(9000, st::tempo, 10000, 0),
+                                  ev(9384, st::tempo, 12000, 0)}));
+    // The song's own tempo and the notes are untouched by the join.
+    EXPECT_EQ(t->app.song_tempo, 12000);
+    EXPECT_EQ(events(0), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+
+    // A signature first: its bar line is 9216, so the signature events shift, and the tempo
+    // list is cut from there; the tempo joined at 9000 keeps the list in order.
+    prepare();
+    midi_bytes s(0, 1, 192);
+    s.track(track_bytes().signature(0, 3, 2).tempo(0, 600000).signature(576, 2, 2).end());
+    EXPECT_EQ(load(s, 0, 1, 1), 1);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_time_shift});
+    EXPECT_EQ(
+        testing::chain_events(*t, d.signature_track.first),
+        (std::vector<chain_event>{ev(3072, st::signature, 4, 4), ev(9216, st::signature, 3, 4),
+                                  ev(9792, st::signature, 2, 4)}));
+    const auto tempo = testing::chain_events(*t, d.tempo_chain.first);
+    ASSERT_EQ(tempo.size(), 5u);
+    EXPECT_EQ(tempo[3], ev(9100, st::tempo, 9000, 0));
+    EXPECT_EQ(tempo[4].d1, 10000);
+    EXPECT_GE(tempo[4].pos, 9100);
+    EXPECT_EQ(d.signature_track_on, 1);
+    EXPECT_EQ(d.active_signature.first, d.signature_track.first);
+    EXPECT_EQ(d.tempo_track_on, 1);
+    // The empty track with only lists left its slot free.
+    EXPECT_FALSE(slot(0).in_use);
+}
+
+TEST_F(SmfReader, NoteOffsAtTheTickOfANewNoteGoFirst) {
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes()
+                .at(0, {0x90, 60, 100})
+                .at(0, {0x80, 60, 0})  // a note of no length stays as it is
+                .at(0, {0x90, 62, 100})
+                .at(192, {0x90, 62, 90})  // the same pitch again before the old one ends
+                .at(0, {0x90, 62, 0})
+                .at(0, {0x91, 64, 100})  // another channel's off does not move
+                .at(0, {0x90, 65, 0})
+                .at(192, {0x90, 67, 100})
+                .at(0, {0x90, 69, 100})
+                .at(0, {0x80, 64, 0})  // moves up past one note-on only
+                .end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(events(0),
+              (std::vector<chain_event>{ev(3072, 0x90, 60, 100), ev(3072, 0x80, 60, 0),
+                                        ev(3072, 0x90, 62, 100), ev(3264, 0x90, 62, 0),
+                                        ev(3264, 0x90, 62, 90), ev(3264, 0x91, 64, 100),
+                                        ev(3264, 0x90, 65, 0), ev(3456, 0x90, 67, 100),
+                                        ev(3456, 0x80, 64, 0), ev(3456, 0x90, 69, 100)}));
+}
+
+TEST_F(SmfReader, NamesAndTexts) {
+    std::string long_text(300, 'a');
+    long_text[10] = static_cast<char>(0xE9);
+    midi_bytes m(1, 7, 192);
+    m.track(
+        track_bytes().meta(0, 0x01, "conductor text").meta(0, 0x03, "Song").tempo(0, 500000).end());
+    // A text at the start names the track ahead of the name behind it.
+    m.track(track_bytes()
+                .meta(0, 0x01, "Intro text here")
+                .meta(0, 0x03, "Ignored")
+                .at(0, {0x90, 1, 1})
+                .end());
+    m.track(track_bytes().meta(0, 0x03, "Bass").meta(0, 0x03, "Second").at(0, {0x90, 1, 1}).end());
+    m.track(track_bytes().meta(0, 0x03, std::string("\0\0ab", 4)).at(0, {0x90, 1, 1}).end());
+    m.track(track_bytes().meta(0, 0x03, "          ").at(0, {0x90, 1, 1}).end());
+    // Not at the start: no name; lyric, marker and a text cut to 200 bytes.
+    m.track(track_bytes()
+                .at(0, {0x90, 1, 1})
+                .meta(1, 0x01, "late")
+                .meta(0, 0x05, std::string("l\xE9") + "d")
+                .meta(0, 0x06, "Mark")
+                .meta(0, 0x02, long_text)
+                .meta(0, 0x01, std::string("ab\0cd", 5))
+                .at(0, {0x90, 2, 1})
+                .end());
+    m.track(track_bytes().meta(0, 0x01, std::string("\0xyz", 4)).at(0, {0x90, 1, 1}).end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(name_of(slot(0)), "Intro text");
+    EXPECT_EQ(events(0),
+              (std::vector<chain_event>{text_ev(3072, "Intro text here"), ev(3072, 0x90, 1, 1)}));
+    EXPECT_EQ(name_of(slot(1)), "Bass      ");
+    EXPECT_EQ(name_of(slot(2)), "  ab      ");
+    EXPECT_EQ(name_of(slot(3)), default_midi_track_name);
+    EXPECT_EQ(name_of(slot(4)), default_midi_track_name);
+    std::string cut = long_text.substr(0, 200);
+    cut[10] = '?';
+    EXPECT_EQ(events(4), (std::vector<chain_event>{ev(3072, 0x90, 1, 1), text_ev(3073, "late"),
+                                                   text_ev(3073, "l?d", 2), text_ev(3073, "Mark"),
+                                                   text_ev(3073, cut), text_ev(3073, "ab"),
+                                                   ev(3073, 0x90, 2, 1)}));
+    // A text of a NUL first gives the default name; the text itself is empty.
+    EXPECT_EQ(name_of(slot(5)), default_midi_track_name);
+    EXPECT_EQ(events(5).front(), text_ev(3072, ""));
+    EXPECT_FALSE(slot(6).in_use);
+}
+
+TEST_F(SmfReader, EventsPastTheLastPositionEndTheTrack) {
+    const std::uint64_t past = last_position - song_start + 1;
+    midi_bytes m(1, 3, 192);
+    m.track(track_bytes()
+                .at(0, {0x90, 60, 1})
+                .at(past - 1, {0x80, 60, 0})
+                .at(1, {0x90, 61, 1})
+                .at(0, {0x80, 61, 0})
+                .end());
+    m.track(track_bytes().at(0, {0x90, 70, 1}).end());
+    m.track(track_bytes().at(0, {0x90, 71, 1}).end());
+    EXPECT_EQ(load(m), 1);
+    // The rest of the chunk is read as the next chunk, which it is not.
+    EXPECT_EQ(shown(), (std::vector<std::string>{msg_file_too_long, msg_unrecognized_data}));
+    EXPECT_EQ(events(0),
+              (std::vector<chain_event>{ev(3072, 0x90, 60, 1), ev(last_position, 0x80, 60, 0)}));
+    EXPECT_FALSE(slot(1).in_use);
+    // That end keeps the wait cursor, as it always did.
+    EXPECT_EQ(t.screen.wait_cursors, t.screen.arrow_cursors + 1);
+
+    // An end of track past the last position ends the track quietly.
+    midi_bytes e(1, 2, 192);
+    e.track(track_bytes().at(0, {0x90, 60, 1}).end(past + 500));
+    e.track(track_bytes().at(0, {0x90, 70, 1}).end());
+    EXPECT_EQ(load(e), 1);
+    EXPECT_TRUE(shown().empty());
+    EXPECT_EQ(events(1), std::vector<chain_event>{ev(3072, 0x90, 70, 1)});
+}
+
+TEST_F(SmfReader, OutOfTracksKeepsWhatLoaded) {
+    t->d.current_pattern = parallel_pattern;
+    for (int tr = 0; tr < 30; ++tr)
+        testing::put_track(*t, parallel_pattern, tr, testing::short_records(3072, 2, tr));
+    midi_bytes m(1, 4, 192);
+    for (int i = 0; i < 4; ++i) m.track(track_bytes().at(0, {0x90, 60 + i, 1}).end());
+    EXPECT_EQ(load(m, 0), 0);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_out_of_tracks});
+    EXPECT_EQ(events(30, parallel_pattern), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+    EXPECT_EQ(events(31, parallel_pattern), std::vector<chain_event>{ev(3072, 0x90, 61, 1)});
+    EXPECT_EQ(t.screen.wait_cursors, t.screen.arrow_cursors);
+}
+
+TEST_F(SmfReader, SixtySixTracksAtMostSpreadOverPatterns) {
+    t->d.current_pattern = 2;
+    midi_bytes m(1, 70, 192);
+    for (int i = 0; i < 70; ++i) m.track(track_bytes().at(0, {0x90, i, 1}).end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(shown(), (std::vector<std::string>{msg_tracks_in_patterns, msg_tracks_not_loaded}));
+    EXPECT_EQ(events(0, 2), std::vector<chain_event>{ev(3072, 0x90, 0, 1)});
+    EXPECT_EQ(events(31, 3), std::vector<chain_event>{ev(3072, 0x90, 63, 1)});
+    EXPECT_EQ(events(1, 4), std::vector<chain_event>{ev(3072, 0x90, 65, 1)});
+    EXPECT_FALSE(slot(2, 4).in_use);
+}
+
+TEST_F(SmfReader, SysexKeepsItsBodyAndEndsInF7) {
+    std::vector<std::uint8_t> big(70);
+    for (std::size_t i = 0; i < big.size(); ++i) big[i] = static_cast<std::uint8_t>(i);
+    big.back() = 0xF7;
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes()
+                .sysex(0, {0x41, 0x10, 0x42})  // no closing byte: the last one is replaced
+                .sysex(0, {})                  // empty: nothing to keep
+                .sysex(1, {0x7E, 0x90, 0xF7})  // a stray status byte in the body
+                .sysex(1, big)
+                .sysex(0, {0xF7})
+                .at(0, {0x90, 60, 1})
+                .end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(events(0), (std::vector<chain_event>{
+                             sysex_ev(3072, {0x41, 0x10, 0xF7}), sysex_ev(3073, {0x7E, 0x10, 0xF7}),
+                             sysex_ev(3074, big), sysex_ev(3074, {0xF7}), ev(3074, 0x90, 60, 1)}));
+}
+
+TEST_F(SmfReader, DamagedFilesKeepTheTracksLoadedSoFar) {
+    const track_bytes good = track_bytes().at(0, {0x90, 60, 1}).at(10, {0x80, 60, 0}).end();
+    // Cut inside an event of the second track: its whole events stay.
+    {
+        midi_bytes m(1, 2, 192);
+        m.track(good);
+        midi_bytes whole = m;
+        whole.track(track_bytes().at(0, {0x91, 61, 1}).at(5, {0x91, 62, 1}).end());
+        std::vector<std::uint8_t> cut(whole.b.begin(), whole.b.end() - 5);
+        EXPECT_EQ(load(cut), 1);
+        EXPECT_EQ(shown(), std::vector<std::string>{msg_midi_damaged});
+        EXPECT_EQ(events(0).size(), 2u);
+        EXPECT_EQ(events(1), std::vector<chain_event>{ev(3072, 0x91, 61, 1)});
+    }
+    // A meta length past the chunk, a sysex length past the file, a huge delta number.
+    for (const track_bytes& bad :
+         {track_bytes().at(0, {0x92, 1, 1}).at(0, {0xFF, 0x01, 100, 'a', 'b'}),
+          track_bytes().at(0, {0x92, 1, 1}).at(0, {0xF0, 0x8F, 0xFF, 0xFF, 0x7F, 1}),
+          track_bytes().at(0, {0x92, 1, 1}).at(0, {0xFF, 0x51, 3, 7}),
+          track_bytes().at(0, {0x92, 1, 1})}) {
+        midi_bytes m(1, 3, 192);
+        track_bytes cut = bad;
+        if (bad.b.size() == 4) cut.b.insert(cut.b.end(), {0x81, 0x82, 0x83});  // a delta cut short
+        m.track(good).track(cut).track(good);
+        EXPECT_EQ(load(m), 1);
+        EXPECT_EQ(shown(), std::vector<std::string>{msg_midi_damaged});
+        EXPECT_EQ(events(1), std::vector<chain_event>{ev(3072, 0x92, 1, 1)});
+        EXPECT_FALSE(slot(2).in_use);
+    }
+    // A chunk length past the end of the file, with its end of track: nothing is wrong.
+    {
+        midi_bytes m(0, 1, 192);
+        m.track(good, 5000);
+        EXPECT_EQ(load(m), 1);
+        EXPECT_TRUE(shown().empty());
+        EXPECT_EQ(events(0).size(), 2u);
+    }
+    // A chunk that ends at its length without an end of track closes there; the next follows.
+    {
+        midi_bytes m(1, 2, 192);
+        m.track(track_bytes().at(0, {0x90, 60, 1}));
+        m.track(good);
+        EXPECT_EQ(load(m), 1);
+        EXPECT_TRUE(shown().empty());
+        EXPECT_EQ(events(0).size(), 1u);
+        EXPECT_EQ(events(1).size(), 2u);
+    }
+    // Fewer chunks than the header counts.
+    {
+        midi_bytes m(1, 3, 192);
+        m.track(good);
+        EXPECT_EQ(load(m), 1);
+        EXPECT_EQ(shown(), std::vector<std::string>{msg_midi_damaged});
+        EXPECT_EQ(events(0).size(), 2u);
+    }
+    // A meta length of 0xFFFF ends the track behind it; from 0x8000 it skips nothing.
+    {
+        midi_bytes m(1, 3, 192);
+        m.track(good);
+        m.track(track_bytes()
+                    .at(0, {0x90, 60, 1})
+                    .at(0, {0xFF, 0x7F, 0x82, 0x80, 0x00})
+                    .at(0, {0x90, 61, 1})
+                    .at(0, {0xFF, 0x01, 0x83, 0xFF, 0x7F}));
+        m.track(good);
+        EXPECT_EQ(load(m), 1);
+        EXPECT_TRUE(shown().empty());
+        EXPECT_EQ(events(1), (std::vector<chain_event>{ev(3072, 0x90, 60, 1), ev(3072, 0x90, 61, 1),
+                                                       text_ev(3072, "")}));
+        EXPECT_EQ(events(2).size(), 2u);
+    }
+}
+
+TEST_F(SmfReader, LocatorsAfterAnErasingLoad) {
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes().signature(0, 3, 2).at(0, {0x90, 60, 1}).at(1000, {0x80, 60, 0}).end());
+    t->d.right_locator = 50000;
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(t->d.left_locator, 3072);
+    EXPECT_EQ(t->d.right_locator, 3072 + 2 * 576);
+    // Without erasing, the locators stay.
+    t->d.right_locator = 50000;
+    t->d.left_locator = 4000;
+    EXPECT_EQ(load(m, 0), 1);
+    EXPECT_EQ(t->d.right_locator, 50000);
+    EXPECT_EQ(t->d.left_locator, 4000);
+}
+
+class SmfReaderSmallPool : public SmfReader {
+  protected:
+    SmfReaderSmallPool() : SmfReader(1) {}
+};
+
+TEST_F(SmfReaderSmallPool, TracksLargerThanMemoryAreLeftOut) {
+    const int free = t->d.free_blocks;
+    // Past the estimate of 96 bytes a block: skipped before it is read.
+    track_bytes huge;
+    while (huge.b.size() / 96 <= static_cast<std::size_t>(free))
+        huge.at(0, {0xFF, 0x01, 100}).b.resize(huge.b.size() + 100, 'x');
+    // Within the estimate, but two bytes an event fill the pool.
+    track_bytes dense = track_bytes().at(0, {0xC0, 1});
+    while (dense.b.size() + 2 < static_cast<std::size_t>(free) * 96 - 200) dense.at(0, {5});
+    midi_bytes m(1, 4, 192);
+    m.track(track_bytes().at(0, {0x90, 60, 1}).end()).track(huge.end()).track(dense.end());
+    m.track(track_bytes().at(0, {0x90, 62, 1}).end());
+    EXPECT_EQ(load(m), 1);
+    EXPECT_EQ(shown(), std::vector<std::string>{msg_load_incomplete});
+    EXPECT_EQ(events(0), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+    EXPECT_EQ(events(1), std::vector<chain_event>{ev(3072, 0x90, 62, 1)});
+    EXPECT_FALSE(slot(2).in_use);
+}
+
+TEST_F(SmfReader, FileMenuAsksTheThreeQuestions) {
+    file_state fs;
+    int titles = 0;
+    fs.title_changed = [&] { ++titles; };
+    midi_bytes m(0, 1, 192);
+    m.track(track_bytes().tempo(0, 400000).at(0, {0x90, 60, 1}).end());
+    const std::string path = dir.path("Tune.mid");
+    testing::write_bytes(path, m.b);
+    auto questions = [&] {
+        std::vector<std::string> q;
+        for (const auto& s : t.screen.messages)
+            if (s.buttons == msg_buttons::yes_no) q.push_back(s.text);
+        return q;
+    };
+
+    t.screen.file_names.push_back(std::nullopt);
+    EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 0);
+    EXPECT_EQ(t.screen.dialogs.back().extension, "mid");
+    EXPECT_EQ(t.screen.dialogs.back().filter,
+              "MIDI Files (*.mid,*.kar)|*.mid;*.kar|All Files (*.*)|*.*");
+
+    // Yes: the song is cleared and takes the file's name.
+    testing::put_track(*t, 0, 0, testing::short_records(3072, 3, 1));
+    t.screen.file_names.push_back(path);
+    t.screen.answers = {msg_answer::yes};
+    EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 1);
+    EXPECT_EQ(questions(), std::vector<std::string>{ask_erase_old_song});
+    EXPECT_EQ(fs.current_file_title, "Tune.sng");
+    EXPECT_EQ(titles, 1);
+    EXPECT_EQ(events(0), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+    EXPECT_EQ(t->app.song_tempo, 15000);
+    EXPECT_EQ(fs.recent_files.front(), path);
+    EXPECT_EQ(testing::check_pool(*t), "");
+
+    // No, No: the tracks are added, the tempo stays.
+    t.screen.messages.clear();
+    t->app.song_tempo = 9000;
+    t.screen.file_names.push_back(path);
+    t.screen.answers = {msg_answer::no, msg_answer::no};
+    EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 1);
+    EXPECT_EQ(questions(), (std::vector<std::string>{ask_erase_old_song, ask_load_tempo}));
+    EXPECT_EQ(t->app.song_tempo, 9000);
+    EXPECT_EQ(events(1), std::vector<chain_event>{ev(3072, 0x90, 60, 1)});
+
+    // No, Yes, Yes: joined at the current step, where the tempo track is turned on.
+    t.screen.messages.clear();
+    t.screen.file_names.push_back(path);
+    t.screen.answers = {msg_answer::no, msg_answer::yes, msg_answer::yes};
+    EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 1);
+    EXPECT_EQ(questions(),
+              (std::vector<std::string>{ask_erase_old_song, ask_load_tempo, ask_keep_tempo}));
+    EXPECT_EQ(t->d.tempo_track_on, 1);
+    EXPECT_EQ(t->app.song_tempo, 9000);
+    EXPECT_EQ(testing::check_pool(*t), "");
+
+    // The dropped file: erased, tempo loaded.
+    clear_song(*t);
+    EXPECT_TRUE(load_midi_into_cleared_song(*t, path));
+    EXPECT_EQ(t->app.song_tempo, 15000);
+    EXPECT_EQ(t->d.left_locator, 3072);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,224 @@
+// The Standard MIDI file writer: the bytes it writes, its refusals, and reading them back.
+#include "files/smf_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "files/file_messages.h"
+#include "files/smf_reader.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/files/smf_test_support.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using bytes = std::vector<std::uint8_t>;
+
+bytes slice(const bytes& b, std::size_t from, std::size_t n) {
+    return bytes(b.begin() + static_cast<std::ptrdiff_t>(from),
+                 b.begin() + static_cast<std::ptrdiff_t>(from + n));
+}
+
+std::uint32_t be32(const bytes& b, std::size_t at) {
+    return std::uint32_t{b.at(at)} << 24 | std::uint32_t{b.at(at + 1)} << 16 |
+           std::uint32_t{b.at(at + 2)} << 8 | b.at(at + 3);
+}
+
+// The chunks of a file: their bodies, checked against their lengths.
+std::vector<bytes> chunks(const bytes& b) {
+    std::vector<bytes> out;
+    std::size_t at = 14;
+    while (at + 8 <= b.size()) {
+        EXPECT_EQ(slice(b, at, 4), (bytes{'M', 'T', 'r', 'k'}));
+        const std::uint32_t n = be32(b, at + 4);
+        EXPECT_LE(at + 8 + n, b.size());
+        out.push_back(slice(b, at + 8, std::min<std::size_t>(n, b.size() - at - 8)));
+        at += 8 + n;
+    }
+    EXPECT_EQ(at, b.size());
+    return out;
+}
+
+class SmfWriter : public ::testing::Test {
+  protected:
+    bytes save() {
+        const std::string path = dir.path("out.mid");
+        EXPECT_TRUE(write_midi_file(*t, path));
+        EXPECT_EQ(testing::check_pool(*t), "");
+        bytes b = testing::read_bytes(path);
+        testing::keep_fuzz_seed(b);
+        return b;
+    }
+    testing::temp_folder dir;
+    testing::test_program t;
+};
+
+TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {
+    testing::put_track(*t, 0, 3,
+                       {midi_event::make(0x90, 60, 100, 3000), midi_event::make(0xC1, 5, 77, 3072),
+                        midi_event::make(0x80, 0xBC, 0xC0, 3264)});
+    track_slot& s = t->slot(0, 3);
+    s.channel = 1;
+    put_name(s.name, "Lead");
+    t->app.song_tempo = 300;  // 3.00 goes out as 4.00
+    const bytes b = save();
+    EXPECT_EQ(slice(b, 0, 14), (bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 0xC0}));
+    const auto c = chunks(b);
+    ASSERT_EQ(c.size(), 1u);
+    // The note before 3072 goes out at time 0, ahead of the signature at 3072, which goes
+    // ahead of the track's event there.
+    EXPECT_EQ(c[0],
+              (bytes{0x00, 0xFF, 0x51, 0x03, 0xE4, 0xE1, 0xC0,  // 15,000,000 us
+                     0x00, 0xFF, 0x20, 0x01, 0x01,              // channel prefix
+                     0x00, 0xFF, 0x03, 0x0A, 'L',  'e',  'a',  'd',  ' ', ' ', ' ',  ' ',  ' ', ' ',
+                     0x00, 0x90, 60,   100,  0x00, 0xFF, 0x58, 0x04, 4,   2,   0x18, 0x08,  // 4/4
+                     0x00, 0xC1, 5,                 // no second data byte
+                     0x81, 0x40, 0x80, 0x3C, 0x40,  // 7 low bits, delta 192
+                     0x00, 0xFF, 0x2F, 0x00}));
+    EXPECT_EQ(midi_format_text(), "Format 0");
+}
+
+TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
+    testing::put_track(*t, 0, 0, {midi_event::make(0x90, 60, 100, 3072)});
+    testing::put_track(*t, 0, 1, {});  // in use, but empty: no chunk
+    std::vector<midi_event> recs = testing::text_records(3100, "Hi", true);
+    const auto sx = testing::sysex_records(3200, 9, 3);
+    recs.insert(recs.end(), sx.begin(), sx.end());
+    recs.push_back(midi_event::make(0xB2, 7, 100, 3200));
+    testing::put_track(*t, 0, 5, recs);
+    t->slot(0, 0).channel = 16;
+    t->slot(0, 5).channel = 16;
+    put_name(t->slot(0, 0).name, "One");
+    put_name(t->slot(0, 5).name, "Five");
+    // Tempo track on: the default at 0 gives way to a tempo at the start of the song.
+    auto tempo = [](std::int32_t pos, std::int32_t v) {
+        midi_event e = midi_event::make(st::tempo, 0, 0, pos);
+        e.set_tempo_value(v);
+        return e;
+    };
+    testing::put_list(*t, t->d.tempo_chain,
+                      {tempo(0, 12000), tempo(3072, 10000), tempo(3456, 12000)});
+    t->d.tempo_track_on = 1;
+    testing::put_list(*t, t->d.signature_track,
+                      {midi_event::make(st::signature, 3, 4, 3072),
+                       midi_event::make(st::signature, 6, 8, 3072 + 576)});
+    t->d.signature_track_on = 1;
+    t->d.active_signature = t->d.signature_track;
+
+    const bytes b = save();
+    EXPECT_EQ(slice(b, 8, 6), (bytes{0, 1, 0, 3, 0, 0xC0}));
+    const auto c = chunks(b);
+    ASSERT_EQ(c.size(), 3u);
+    EXPECT_EQ(c[0], (bytes{0x00, 0xFF, 0x51, 0x03, 0x09, 0x27, 0xC0,  // 100.00 at 0
+                           0x00, 0xFF, 0x58, 0x04, 3,    2,    0x18, 0x08,
+                           0x83, 0x00, 0xFF, 0x51, 0x03, 0x07, 0xA1, 0x20,  // 120.00 at 384
+                           0x81, 0x40, 0xFF, 0x58, 0x04, 6,    3,    0x18,
+                           0x08, 0x00, 0xFF, 0x2F, 0x00}));
+    bytes second{0x00, 0xFF, 0x03, 0x0A, 'O',  'n', 'e', ' ',  ' ',  ' ',  ' ',
+                 ' ',  ' ',  ' ',  0x00, 0x90, 60,  100, 0x00, 0xFF, 0x2F, 0x00};
+    EXPECT_EQ(c[1], second);
+    // The sysex helper's payload: (i * 13 + seed) & 0x7F, then the closing byte.
+    bytes payload;
+    for (std::size_t i = 0; i + 1 < 9; ++i)
+        payload.push_back(static_cast<std::uint8_t>((i * 13 + 3) & 0x7F));
+    payload.push_back(0xF7);
+    bytes third{0x00, 0xFF, 0x03, 0x0A, 'F',  'i',  'v', 'e', ' ',  ' ',  ' ', ' ',
+                ' ',  ' ',  0x1C, 0xFF, 0x05, 0x02, 'H', 'i', 0x64, 0xF0, 0x09};
+    third.insert(third.end(), payload.begin(), payload.end());
+    third.insert(third.end(), {0x00, 0xB2, 7, 100, 0x00, 0xFF, 0x2F, 0x00});
+    EXPECT_EQ(c[2], third);
+    EXPECT_EQ(midi_format_text(), "Format 1");
+}
+
+TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
+    file_state fs;
+    fs.current_file_title = "Tune.sng";
+    testing::put_track(*t, 0, 2, {});
+    EXPECT_EQ(save_midi_file(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_no_data_in_pattern);
+    EXPECT_TRUE(t.screen.dialogs.empty());
+
+    testing::put_track(*t, 0, 4, {midi_event::make(0x90, 60, 100, 3072)});
+    // Channel, quantize, mute and port are no track parameters to warn about.
+    t->slot(0, 4).channel = 3;
+    t->slot(0, 4).mute = 1;
+    t->slot(0, 4).port = 2;
+    t->slot(0, 4).quantize = 4;
+    const std::string path = dir.path("Tune.mid");
+    t.screen.file_names.push_back(path);
+    t.screen.messages.clear();
+    EXPECT_EQ(save_midi_file(*t, fs), 1);
+    EXPECT_TRUE(t.screen.messages.empty());
+    ASSERT_EQ(t.screen.dialogs.size(), 1u);
+    EXPECT_EQ(t.screen.dialogs[0].file_name, "Tune.mid");
+    EXPECT_EQ(t.screen.dialogs[0].extension, "mid");
+    EXPECT_EQ(t.screen.dialogs[0].filter, "MIDI Files (*.mid)|*.mid|All Files (*.*)|*.*");
+    EXPECT_EQ(fs.recent_files.front(), path);
+    const bytes first = testing::read_bytes(path);
+
+    for (auto set :
+         {+[](track_slot& s) { s.velocity = 5; }, +[](track_slot& s) { s.delay = -2; },
+          +[](track_slot& s) { s.transpose = 1; }, +[](track_slot& s) { s.compress = -1; },
+          +[](track_slot& s) { s.loop_length = 3071 + 768; }}) {
+        track_slot& s = t->slot(0, 4);
+        s.velocity = s.delay = s.transpose = s.compress = 0;
+        s.loop_length = no_loop;
+        set(s);
+        t.screen.messages.clear();
+        t.screen.answers.clear();  // No is the default answer
+        EXPECT_EQ(save_midi_file(*t, fs), 0);
+        ASSERT_EQ(t.screen.messages.size(), 1u);
+        EXPECT_EQ(t.screen.messages[0].text, ask_track_parameters_lost);
+        EXPECT_EQ(t.screen.messages[0].buttons, msg_buttons::yes_no);
+        EXPECT_EQ(t.screen.dialogs.size(), 1u);
+    }
+    t.screen.answers = {msg_answer::yes};
+    t.screen.file_names.push_back(path);
+    EXPECT_EQ(save_midi_file(*t, fs), 1);
+    // The events go out as they stand: the parameters are not in the file.
+    EXPECT_EQ(testing::read_bytes(path), first);
+
+    // A file that cannot be made says nothing and leaves nothing.
+    t.screen.messages.clear();
+    EXPECT_FALSE(write_midi_file(*t, dir.path("no/such/folder.mid")));
+    EXPECT_TRUE(t.screen.messages.empty());
+}
+
+TEST_F(SmfWriter, WhatIsWrittenReadsBackAsItWas) {
+    // Each pattern track becomes a file track, and a format 1 file comes back track for track.
+    std::vector<std::vector<midi_event>> tracks;
+    for (int tr = 0; tr < 5; ++tr) {
+        std::vector<midi_event> recs = testing::short_records(3072 + tr, 400 + tr * 50, tr);
+        if (tr == 2) {
+            const auto sx = testing::sysex_records(3072 + 20000, 77, 1);
+            const auto tx = testing::text_records(3072 + 20000, "words", false);
+            recs.insert(recs.end(), sx.begin(), sx.end());
+            recs.insert(recs.end(), tx.begin(), tx.end());
+        }
+        testing::put_track(*t, 0, tr * 3, recs);
+        t->slot(0, tr * 3).channel = static_cast<std::uint8_t>(tr % 2 ? 16 : tr);
+        put_name(t->slot(0, tr * 3).name, "Track " + std::to_string(tr));
+    }
+    std::vector<std::vector<testing::chain_event>> before;
+    for (int tr = 0; tr < 5; ++tr) before.push_back(testing::track_events(*t, 0, tr * 3));
+    t->app.song_tempo = 13333;
+    const std::string path = dir.path("round.mid");
+    ASSERT_TRUE(write_midi_file(*t, path));
+    testing::keep_fuzz_seed(testing::read_bytes(path));
+    clear_song(*t);
+    ASSERT_EQ(read_midi_file(*t, path, 1, 0, 1), 1);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(t->app.song_tempo, 13333);
+    for (int tr = 0; tr < 5; ++tr) {
+        EXPECT_EQ(testing::track_events(*t, 0, tr), before[static_cast<std::size_t>(tr)]) << tr;
+        EXPECT_EQ(testing::name_of(t->slot(0, tr)), "Track " + std::to_string(tr) + "   ");
+    }
+}
+
+}  // namespace
+}  // namespace kestrune

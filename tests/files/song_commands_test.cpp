@@ -1,0 +1,204 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <filesystem>
+
+#include "files/file_messages.h"
+#include "files/song_file.h"
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::temp_folder;
+
+TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
+    temp_folder dir;
+    testing::test_program t;
+    file_state fs;
+    fs.current_file_title = "Tune.sng";
+    fs.folders[folder_save_song] = dir.dir() + "/";
+    int titles = 0;
+    fs.title_changed = [&] { ++titles; };
+    testing::put_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+
+    t.screen.file_names.push_back(std::nullopt);
+    EXPECT_EQ(save_song(*t, fs), 0);
+    ASSERT_EQ(t.screen.dialogs.size(), 1u);
+    const file_dialog_request& r = t.screen.dialogs[0];
+    EXPECT_EQ(r.filter, "Song Files (*.sng)|*.sng|All Files (*.*)|*.*");
+    EXPECT_EQ(r.extension, "sng");
+    EXPECT_EQ(r.file_name, "Tune.sng");
+    EXPECT_EQ(r.folder, dir.dir() + "/");
+    EXPECT_EQ(fs.current_file_title, "Tune.sng");
+
+    std::filesystem::create_directories(dir.path("sub"));
+    t.screen.file_names.push_back(dir.path("sub/New.sng"));
+    EXPECT_EQ(save_song(*t, fs), 1);
+    EXPECT_EQ(fs.current_file_title, "New.sng");
+    EXPECT_EQ(fs.current_file_name, dir.path("sub/New.sng"));
+    EXPECT_EQ(fs.folders[folder_save_song], dir.path("sub/"));
+    EXPECT_EQ(fs.recent_files, std::vector<std::string>{dir.path("sub/New.sng")});
+    EXPECT_EQ(titles, 1);
+    EXPECT_TRUE(std::filesystem::exists(dir.path("sub/New.sng")));
+
+    // Without Remember File Paths the dialog gets no folder and none is kept.
+    fs.remember_file_paths = false;
+    t.screen.file_names.push_back(dir.path("Other.sng"));
+    EXPECT_EQ(save_song(*t, fs), 1);
+    EXPECT_EQ(t.screen.dialogs.back().folder, "");
+    EXPECT_EQ(fs.folders[folder_save_song], dir.path("sub/"));
+    EXPECT_EQ(fs.recent_files.front(), dir.path("Other.sng"));
+    EXPECT_EQ(fs.recent_files.size(), 2u);
+
+    t->d.recording = 1;
+    EXPECT_EQ(save_song(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+}
+
+TEST(SongCommands, LoadWithTheDialogOrQuietly) {
+    temp_folder dir;
+    testing::test_program t;
+    testing::put_track(*t, 0, 1, testing::short_records(song_start, 4, 1));
+    ASSERT_TRUE(write_song_file(*t, dir.path("one.sng")));
+    testing::put_track(*t, 0, 2, testing::short_records(song_start, 4, 2));
+
+    file_state fs;
+    int stops = 0;
+    fs.stop_transport = [&] { ++stops; };
+    t.screen.file_names.push_back(std::nullopt);
+    EXPECT_EQ(load_song(*t, fs, false), 0);
+    EXPECT_EQ(stops, 0);
+    EXPECT_EQ(t->slot(0, 2).in_use, 1);
+
+    t.screen.file_names.push_back(dir.path("one.sng"));
+    EXPECT_EQ(load_song(*t, fs, false), 1);
+    EXPECT_EQ(stops, 1);
+    EXPECT_EQ(t->slot(0, 1).in_use, 1);
+    EXPECT_EQ(t->slot(0, 2).in_use, 0);
+    EXPECT_EQ(fs.current_file_title, "one.sng");
+    EXPECT_EQ(fs.folders[folder_load_song], dir.dir() + "/");
+    EXPECT_EQ(t.screen.dialogs.back().filter, "Song Files (*.sng)|*.sng|All Files (*.*)|*.*");
+
+    // A file that is gone: the dialog path says so, the quiet path does not.
+    t.screen.file_names.push_back(dir.path("gone.sng"));
+    EXPECT_EQ(load_song(*t, fs, false), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    const std::size_t shown = t.screen.messages.size();
+    fs.current_file_name = dir.path("gone.sng");
+    EXPECT_EQ(load_song(*t, fs, true), 0);
+    EXPECT_EQ(t.screen.messages.size(), shown);
+    fs.current_file_name = dir.path("one.sng");
+    EXPECT_EQ(load_song(*t, fs, true), 1);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+// Runs in a folder of its own and goes back afterwards.
+class in_folder {
+  public:
+    explicit in_folder(const std::string& dir) {
+        char buf[PATH_MAX];
+        if (::getcwd(buf, sizeof buf)) old_ = buf;
+        EXPECT_EQ(::chdir(dir.c_str()), 0);
+    }
+    ~in_folder() { EXPECT_EQ(::chdir(old_.c_str()), 0); }
+
+  private:
+    std::string old_;
+};
+
+TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
+    temp_folder dir;
+    in_folder here(dir.dir());
+    testing::test_program t;
+    file_state fs;
+
+    // No name and no Default.sng: nothing loads and the title says so.
+    testing::put_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+    EXPECT_EQ(load_song_by_type(*t, fs), 0);
+    EXPECT_EQ(fs.current_file_name, "Default.sng");
+    EXPECT_EQ(fs.current_file_title, "Untitled.sng");
+    EXPECT_TRUE(t.screen.messages.empty());
+
+    ASSERT_TRUE(write_song_file(*t, "Default.sng"));
+    fs.current_file_name.clear();
+    delete_track_chain(*t, 0, 0);
+    locate(*t, 5000);
+    EXPECT_EQ(load_song_by_type(*t, fs), 1);
+    EXPECT_EQ(fs.current_file_title, "Default.sng");
+    EXPECT_EQ(t->slot(0, 0).in_use, 1);
+    EXPECT_EQ(t->d.position, song_start);  // rewound
+
+    // MIDI files go to their reader with the song cleared; the title is the stem + ".sng".
+    std::string seen;
+    fs.load_midi = [&](program& p, const std::string& path) {
+        seen = path;
+        return p.slot(0, 0).in_use == 0;
+    };
+    fs.current_file_name = dir.path("Song.Kar");
+    EXPECT_EQ(load_song_by_type(*t, fs), 1);
+    EXPECT_EQ(seen, dir.path("Song.Kar"));
+    EXPECT_EQ(fs.current_file_title, "Song.sng");
+
+    fs.current_file_name = dir.path("notes.txt");
+    EXPECT_EQ(load_song_by_type(*t, fs), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_unknown_file_type);
+
+    // Nothing while recording.
+    t->d.recording = 1;
+    const std::size_t shown = t.screen.messages.size();
+    EXPECT_EQ(load_song_by_type(*t, fs), 0);
+    EXPECT_EQ(t.screen.messages.size(), shown);
+    t->d.recording = 0;
+}
+
+TEST(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
+    temp_folder dir;
+    testing::test_program t;
+    file_state fs;
+    ASSERT_TRUE(write_song_file(*t, dir.path("r.sng")));
+    t.screen.answers.push_back(msg_answer::cancel);
+    EXPECT_EQ(load_recent_file(*t, fs, dir.path("r.sng")), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_loading_erases);
+    EXPECT_EQ(t.screen.messages.back().buttons, msg_buttons::ok_cancel);
+
+    t.screen.answers.push_back(msg_answer::ok);
+    EXPECT_EQ(load_recent_file(*t, fs, dir.path("gone.sng")), 0);
+    EXPECT_EQ(t.screen.last_text(), msg_file_not_found);
+
+    t.screen.answers.push_back(msg_answer::ok);
+    EXPECT_EQ(load_recent_file(*t, fs, dir.path("r.sng")), 1);
+    EXPECT_EQ(fs.current_file_title, "r.sng");
+    EXPECT_EQ(fs.recent_files.front(), dir.path("r.sng"));
+}
+
+TEST(SongCommands, RecentFilesKeepEightWithoutRepeats) {
+    file_state fs;
+    for (int i = 0; i < 10; ++i) add_recent_file(fs, "/f" + std::to_string(i));
+    add_recent_file(fs, "/f5");
+    ASSERT_EQ(fs.recent_files.size(), 8u);
+    EXPECT_EQ(fs.recent_files[0], "/f5");
+    EXPECT_EQ(fs.recent_files[1], "/f9");
+    EXPECT_EQ(std::count(fs.recent_files.begin(), fs.recent_files.end(), "/f5"), 1);
+}
+
+TEST(SongCommands, UnknownDialogKindKeepsTheOldFilter) {
+    testing::test_program t;
+    file_state fs;
+    ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_syx));
+    EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");
+    EXPECT_FALSE(set_file_dialog_extension(*t, fs, 6));
+    EXPECT_EQ(t.screen.last_text(), msg_dialog_kind);
+    EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");
+    ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_midi_read));
+    EXPECT_EQ(fs.dialog_filter, "MIDI Files (*.mid,*.kar)|*.mid;*.kar|All Files (*.*)|*.*");
+}
+
+}  // namespace
+}  // namespace kestrune

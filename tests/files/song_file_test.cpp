@@ -1,0 +1,471 @@
+#include "files/song_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+
+#include "files/file_messages.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::get_le;
+using testing::read_bytes;
+using testing::set_le;
+using testing::temp_folder;
+using testing::write_bytes;
+
+// Offsets in an empty song's file, after the fixed part.
+constexpr std::size_t empty_pattern_bytes = 10 + 16;
+constexpr std::size_t one_event_list = 2 + 4 + 6;
+constexpr std::size_t empty_tempo_list_at = 577 + 16 * empty_pattern_bytes;
+constexpr std::size_t empty_oldest_end = empty_tempo_list_at + one_event_list + 4 +
+                                         empty_pattern_bytes + 60 + 64 + one_event_list + 2 +
+                                         sizeof(song_file_tail);
+
+TEST(SongFile, EmptySongHasTheOldestLayoutThenEverySection) {
+    testing::test_program t;
+    temp_folder dir;
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*t, dir.path("empty.sng"), &map));
+    auto b = read_bytes(dir.path("empty.sng"));
+
+    const std::size_t section_sizes[] = {4 + 996, 4 + 50 + 17 * 8, 4 + 4 * 322 + 500, 4 + 212,
+                                         4 + 17 * 8 + 200};
+    std::size_t size = empty_oldest_end;
+    for (std::size_t s : section_sizes) size += s;
+    size += 4 + one_event_list + 4 + 200 + 4;
+    ASSERT_EQ(b.size(), size);
+    EXPECT_EQ(map.oldest_end, empty_oldest_end);
+
+    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
+              (std::vector<std::uint8_t>{0x32, 0xB2, 0x0A, 0x20}));
+    EXPECT_EQ(get_le<std::uint16_t>(b, 4), 0);   // no track blocks
+    EXPECT_EQ(get_le<std::int16_t>(b, 19), 0);   // pattern of step 0
+    EXPECT_EQ(get_le<std::uint16_t>(b, 22), 4);  // 4/4
+    EXPECT_EQ(get_le<std::uint16_t>(b, 24), 4);
+    EXPECT_EQ(get_le<std::int16_t>(b, 26), 48);    // edit grid
+    EXPECT_EQ(get_le<std::uint16_t>(b, 28), 120);  // whole beats
+    EXPECT_EQ(b[36], 9);                           // click channel
+    EXPECT_EQ(get_le<std::int32_t>(b, 65), song_start);
+    // Step 1: end, pattern, stop, transpose, the repeated denominator, pickup, mask.
+    EXPECT_EQ(get_le<std::uint32_t>(b, 97 + 15), 9216u + 6144u);
+    EXPECT_EQ(b[97 + 15 + 4], 1);
+    EXPECT_EQ(get_le<std::uint16_t>(b, 97 + 15 + 7), 4);
+    EXPECT_EQ(get_le<std::uint32_t>(b, 97 + 31 * 15), static_cast<std::uint32_t>(past_last_step));
+    // Pattern 0: its name and sixteen empty tracks of one byte each.
+    EXPECT_EQ(std::string(b.begin() + 577, b.begin() + 587), " PATTERN  ");
+    for (std::size_t i = 587; i < 603; ++i) EXPECT_EQ(b[i], 0) << i;
+    // The default tempo list: one block, one event of 120.00 at 0.
+    const std::size_t tl = empty_tempo_list_at;
+    EXPECT_EQ(get_le<std::uint16_t>(b, tl), 1);
+    EXPECT_EQ(get_le<std::uint32_t>(b, tl + 2), 1u);
+    EXPECT_EQ(b[tl + 6], 120);
+    EXPECT_EQ(b[tl + 11], st::tempo);
+    // Increase and decrease buttons, then the parallel pattern's name.
+    EXPECT_EQ(get_le<std::int16_t>(b, tl + 12), 1);
+    EXPECT_EQ(get_le<std::int16_t>(b, tl + 14), 2);
+    EXPECT_EQ(std::string(b.begin() + tl + 16, b.begin() + tl + 26), " PARALLEL ");
+    // The tail: step names with the repeated denominator, the tempo in hundredths.
+    const std::size_t tail = empty_oldest_end - sizeof(song_file_tail);
+    EXPECT_EQ(std::string(b.begin() + tail, b.begin() + tail + 10), "          ");
+    EXPECT_EQ(get_le<std::uint16_t>(b, tail + 10), 4);
+    EXPECT_EQ(get_le<std::uint16_t>(b, tail + 384), 12000);
+    EXPECT_EQ(get_le<std::int16_t>(b, tail + 587), 100);  // quantize strength
+    // Markers in rising order, and the closing section's defined fills.
+    const std::uint32_t markers[] = {marker_reserved, marker_tracks_16, marker_snapshots,
+                                     marker_grid,     marker_tracks_24, marker_closing};
+    ASSERT_EQ(map.markers.size(), 6u);
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(get_le<std::uint32_t>(b, map.markers[static_cast<std::size_t>(i)]), markers[i]);
+    const std::size_t close = map.markers[5];
+    EXPECT_EQ(get_le<std::int32_t>(b, close + 4 + one_event_list), 12000);
+    for (std::size_t i = 0; i < 100; ++i) {
+        EXPECT_EQ(b[close + 8 + one_event_list + i], 0x00);
+        EXPECT_EQ(b[close + 108 + one_event_list + i], 0x01);
+    }
+    EXPECT_EQ(get_le<std::uint32_t>(b, b.size() - 4), marker_closing);
+    // Grid section: split percentage 0 while no pane is known, zooms 8.
+    EXPECT_EQ(get_le<std::int16_t>(b, map.markers[3] + 4 + 8), 8);
+    EXPECT_EQ(get_le<std::int16_t>(b, map.markers[3] + 4 + 10), 8);
+}
+
+TEST(SongFile, RichSongComesBackByteForByte) {
+    temp_folder dir;
+    testing::test_program a(20);
+    testing::make_rich_song(*a);
+    ASSERT_EQ(testing::check_pool(*a), "");
+    ASSERT_TRUE(write_song_file(*a, dir.path("a.sng")));
+
+    testing::test_program b(20);
+    ASSERT_EQ(read_song_file(*b, dir.path("a.sng"), true), load_result::loaded);
+    ASSERT_EQ(testing::check_pool(*b), "");
+    EXPECT_TRUE(b.screen.messages.empty());
+    ASSERT_TRUE(write_song_file(*b, dir.path("b.sng")));
+    EXPECT_EQ(read_bytes(dir.path("a.sng")), read_bytes(dir.path("b.sng")));
+
+    // The chains, fields and settings are the same as those saved.
+    for (int pat = 0; pat <= parallel_pattern; ++pat)
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
+            const track_slot& x = a->slot(pat, tr);
+            const track_slot& y = b->slot(pat, tr);
+            ASSERT_EQ(x.in_use, y.in_use) << pat << " " << tr;
+            if (!x.in_use) continue;
+            EXPECT_EQ(std::memcmp(x.name, y.name, 10), 0);
+            EXPECT_EQ(x.channel, y.channel);
+            EXPECT_EQ(x.port, y.port);
+            EXPECT_EQ(x.transpose, y.transpose);
+            EXPECT_EQ(x.loop_length, y.loop_length);
+            EXPECT_EQ(x.blocks, y.blocks);
+            auto rx = testing::chain_records(*a, x.first);
+            auto ry = testing::chain_records(*b, y.first);
+            ASSERT_EQ(rx.size(), ry.size());
+            EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
+        }
+    auto tempo = testing::chain_records(*b, b->d.tempo_chain.first);
+    ASSERT_EQ(tempo.size(), 5u);
+    EXPECT_EQ(tempo[2].tempo_value(), 30000);
+    EXPECT_EQ(tempo[3].tempo_value(), 40000);
+    EXPECT_EQ(b->app.song_tempo, 13350);
+    EXPECT_EQ(b->d.active_signature.first, b->d.signature_track.first);
+    EXPECT_EQ(b->d.current_step, 3);
+    EXPECT_EQ(b->d.current_pattern, a->step(3).pattern);
+    EXPECT_EQ(b->song.mixer_snapshots, a->song.mixer_snapshots);
+    EXPECT_EQ(b->song.note_pad_text, a->song.note_pad_text);
+    EXPECT_EQ(b->song.grid_split, 120);
+    EXPECT_EQ(std::memcmp(b->d.transpose_exempt, a->d.transpose_exempt, 64), 0);
+    EXPECT_EQ(std::string(b->step(5).name), "STOP here ");
+    EXPECT_EQ(b->step(5).pattern_ptr, b->pattern_ref(b->step(5).pattern));
+}
+
+TEST(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
+    temp_folder dir;
+    testing::test_program a(20);
+    testing::make_rich_song(*a);
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*a, dir.path("g.sng"), &map));
+    auto b = read_bytes(dir.path("g.sng"));
+    const std::size_t grid = map.markers[3] + 4;
+    EXPECT_EQ(get_le<std::int32_t>(b, grid), 120);
+    EXPECT_EQ(get_le<std::int16_t>(b, grid + 44), 30);  // 120 of 400 pixels
+    set_le<std::int16_t>(b, grid + 8, 0);               // zoom y
+    write_bytes(dir.path("g.sng"), b);
+
+    testing::test_program t(20);
+    t->song.grid_pane_height = 250;
+    t->d.external_sync = 1;
+    ASSERT_EQ(read_song_file(*t, dir.path("g.sng"), true), load_result::loaded);
+    EXPECT_EQ(t->song.grid_split, 75);  // 30 percent of 250
+    EXPECT_EQ(t->song.grid_zoom_y, 8);
+    EXPECT_EQ(t->song.grid_zoom_x, 6);
+    EXPECT_EQ(t->d.tempo_track_on, 0);
+    // A percentage of 0 leaves the stored pixels.
+    set_le<std::int16_t>(b, grid + 44, 0);
+    write_bytes(dir.path("g.sng"), b);
+    t->d.external_sync = 0;
+    ASSERT_EQ(read_song_file(*t, dir.path("g.sng"), true), load_result::loaded);
+    EXPECT_EQ(t->song.grid_split, 120);
+    EXPECT_EQ(t->d.tempo_track_on, 1);
+}
+
+TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
+    temp_folder dir;
+    testing::test_program t;
+    midi_event e300 = midi_event::make(st::tempo, 0, 0, 0);
+    e300.set_tempo_value(30000);
+    testing::put_list(*t, t->d.tempo_chain, {e300});
+    t->app.song_tempo = 40000;
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*t, dir.path("fast.sng"), &map));
+    auto b = read_bytes(dir.path("fast.sng"));
+
+    EXPECT_EQ(get_le<std::uint16_t>(b, 28), 325);
+    EXPECT_EQ(get_le<std::uint16_t>(b, map.oldest_end - sizeof(song_file_tail) + 384), 32500);
+    // First copy: 250.00 with the top nibble clear; closing copy as it stands.
+    const std::size_t first = empty_tempo_list_at + 6;
+    EXPECT_EQ(b[first], 250);
+    EXPECT_EQ(b[first + 1], 0);
+    EXPECT_EQ(b[first + 4] & 0xF0, 0);
+    const std::size_t closing = map.markers[5] + 4 + 6;
+    midi_event stored;
+    std::memcpy(stored.b, &b[closing], 6);
+    EXPECT_EQ(stored.tempo_value(), 30000);
+    EXPECT_EQ(get_le<std::int32_t>(b, closing + 6), 40000);
+
+    testing::test_program u;
+    ASSERT_EQ(read_song_file(*u, dir.path("fast.sng"), true), load_result::loaded);
+    EXPECT_EQ(u->app.song_tempo, 40000);
+    auto tempo = testing::chain_records(*u, u->d.tempo_chain.first);
+    ASSERT_EQ(tempo.size(), 1u);
+    EXPECT_EQ(tempo[0].tempo_value(), 30000);
+
+    // Without the closing section the first copy and the step-10 tempo are what remain.
+    b.resize(map.markers[5]);
+    write_bytes(dir.path("older.sng"), b);
+    ASSERT_EQ(read_song_file(*u, dir.path("older.sng"), true), load_result::loaded);
+    EXPECT_EQ(u->app.song_tempo, 32500);
+    tempo = testing::chain_records(*u, u->d.tempo_chain.first);
+    ASSERT_EQ(tempo.size(), 1u);
+    EXPECT_EQ(tempo[0].tempo_value(), 25000);
+    EXPECT_EQ(testing::check_pool(*u), "");
+}
+
+// State that a file cut short must leave as it was before the load.
+void mark_later_state(program& p) {
+    p.song.mixer_snapshots[2][5] = 555;
+    p.song.grid_lane = 99;
+    p.d.transpose_exempt[2][3] = 7;
+    p.d.transpose_exempt[3][4] = 9;
+}
+
+TEST(SongFile, FileCutAfterAnySectionLoadsWhatItHolds) {
+    temp_folder dir;
+    testing::test_program rich(20);
+    testing::make_rich_song(*rich);
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*rich, dir.path("full.sng"), &map));
+    const auto full = read_bytes(dir.path("full.sng"));
+
+    // Cut points: after the oldest layout, then after each section before the closing one.
+    std::vector<std::size_t> cuts = {map.oldest_end};
+    for (std::size_t i = 1; i < map.markers.size(); ++i) cuts.push_back(map.markers[i]);
+    for (std::size_t c = 0; c < cuts.size(); ++c) {
+        SCOPED_TRACE(c);
+        write_bytes(dir.path("cut.sng"), {full.begin(), full.begin() + static_cast<long>(cuts[c])});
+        testing::test_program t(20);
+        mark_later_state(*t);
+        ASSERT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::loaded);
+        EXPECT_EQ(testing::check_pool(*t), "");
+        EXPECT_TRUE(t.screen.messages.empty());
+        // c counts the sections read: 0 none, 1 reserved, 2 tracks 16-23, 3 snapshots, 4 grid.
+        EXPECT_EQ(t->slot(0, 16).in_use != 0, c >= 2);
+        EXPECT_EQ(t->slot(parallel_pattern, 16).in_use != 0, c >= 2);
+        EXPECT_EQ(t->song.mixer_snapshots[2][5], c >= 3 ? rich->song.mixer_snapshots[2][5] : 555);
+        EXPECT_EQ(t->song.grid_lane, c >= 4 ? 7 : 99);
+        EXPECT_EQ(t->d.transpose_exempt[2][3], c >= 4 ? rich->d.transpose_exempt[2][3] : 7);
+        EXPECT_EQ(t->d.transpose_exempt[3][4], c >= 4 ? rich->d.transpose_exempt[3][4] : 9);
+        for (int pat = 0; pat <= parallel_pattern; ++pat)
+            for (int tr = 24; tr < 32; ++tr)
+                EXPECT_EQ(t->slot(pat, tr).in_use, c >= 5 ? rich->slot(pat, tr).in_use : 0);
+        // The first tempo copy was cut to 250.00; the song tempo is the step-10 one.
+        auto tempo = testing::chain_records(*t, t->d.tempo_chain.first);
+        EXPECT_EQ(tempo[3].tempo_value(), 25000);
+        EXPECT_EQ(t->app.song_tempo, 13350);
+        EXPECT_EQ(t->slot(0, 0).in_use, 1);
+    }
+    // A file ending inside the closing section is damaged: refused, and the song left empty.
+    write_bytes(dir.path("cut.sng"), {full.begin(), full.end() - 10});
+    testing::test_program t(20);
+    EXPECT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::damaged);
+    EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
+    EXPECT_EQ(t->slot(0, 0).in_use, 0);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    // Without the final marker the file is whole: the loader never reads it.
+    write_bytes(dir.path("cut.sng"), {full.begin(), full.end() - 4});
+    EXPECT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::loaded);
+}
+
+TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
+    temp_folder dir;
+    testing::test_program rich(20);
+    testing::make_rich_song(*rich);
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*rich, dir.path("full.sng"), &map));
+    auto full = read_bytes(dir.path("full.sng"));
+    // Take the reserved section out: the tracks 16-23 section is still read, nothing after it.
+    std::vector<std::uint8_t> b(full.begin(), full.begin() + static_cast<long>(map.markers[0]));
+    b.insert(b.end(), full.begin() + static_cast<long>(map.markers[1]), full.end());
+    write_bytes(dir.path("gap.sng"), b);
+    testing::test_program t(20);
+    mark_later_state(*t);
+    ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(t->slot(0, 16).in_use, 1);
+    EXPECT_EQ(t->song.mixer_snapshots[2][5], 555);
+    EXPECT_EQ(t->slot(0, 24).in_use, 0);
+    EXPECT_EQ(t->app.song_tempo, 13350);
+
+    // Without the tracks 24-31 section the closing section still follows the grid one.
+    b.assign(full.begin(), full.begin() + static_cast<long>(map.markers[4]));
+    b.insert(b.end(), full.begin() + static_cast<long>(map.markers[5]), full.end());
+    write_bytes(dir.path("gap.sng"), b);
+    ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
+    EXPECT_EQ(t->slot(0, 24).in_use, 0);
+    EXPECT_EQ(testing::chain_records(*t, t->d.tempo_chain.first)[3].tempo_value(), 40000);
+
+    // The oldest layout, then tracks 24-31 and the closing section: once a marker was missing,
+    // the tracks 24-31 section is honoured and the walk ends there.
+    b.assign(full.begin(), full.begin() + static_cast<long>(map.oldest_end));
+    b.insert(b.end(), full.begin() + static_cast<long>(map.markers[4]), full.end());
+    write_bytes(dir.path("gap.sng"), b);
+    ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
+    EXPECT_EQ(t->slot(0, 16).in_use, 0);
+    EXPECT_EQ(t->slot(0, 24).in_use, 1);
+    EXPECT_EQ(testing::chain_records(*t, t->d.tempo_chain.first)[3].tempo_value(), 25000);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
+    temp_folder dir;
+    testing::test_program rich;
+    testing::make_rich_song(*rich);
+    song_file_map map;
+    ASSERT_TRUE(write_song_file(*rich, dir.path("good.sng"), &map));
+    const auto good = read_bytes(dir.path("good.sng"));
+
+    testing::test_program t;
+    testing::put_track(*t, 0, 0, testing::short_records(song_start, 10, 1));
+    // Not there: the quiet load says nothing; the song stays.
+    EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), false), load_result::not_opened);
+    EXPECT_TRUE(t.screen.messages.empty());
+    EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), true), load_result::not_opened);
+    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(t.screen.messages.back().caption, caption_error);
+    // Wrong magic, and a file too short for one: the song stays.
+    for (std::vector<std::uint8_t> bytes :
+         {std::vector<std::uint8_t>{1, 2, 3, 4, 5}, std::vector<std::uint8_t>{0x32, 0xB2}}) {
+        write_bytes(dir.path("x.sng"), bytes);
+        EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::not_song);
+        EXPECT_EQ(t.screen.last_text(), msg_no_kestrune_file);
+        EXPECT_EQ(t->slot(0, 0).in_use, 1);
+    }
+
+    // A stored total too large for the pool: the song is cleared.
+    auto b = good;
+    set_le<std::uint16_t>(b, 4, 0x7FFF);
+    write_bytes(dir.path("x.sng"), b);
+    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::too_big);
+    EXPECT_EQ(t.screen.last_text(), msg_file_too_big);
+    EXPECT_EQ(t->slot(0, 0).in_use, 0);
+    EXPECT_EQ(testing::check_pool(*t), "");
+    // From 32768 on the total reads as negative and passes; the events are what count.
+    set_le<std::uint16_t>(b, 4, 0x8000);
+    write_bytes(dir.path("x.sng"), b);
+    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::loaded);
+    EXPECT_EQ(testing::check_pool(*t), "");
+
+    // Damage inside a structure: refused, song cleared, no block lost.
+    const std::size_t chunk = 577 + 10 + 1;  // pattern 0, track 0's chunk
+    ASSERT_EQ(good[chunk - 1], 1);
+    const std::size_t events = chunk + sizeof(track_chunk_head);
+    auto damage = [&](const char* what, auto change) {
+        SCOPED_TRACE(what);
+        auto d = good;
+        change(d);
+        write_bytes(dir.path("x.sng"), d);
+        testing::put_track(*t, 1, 1, testing::short_records(song_start, 5, 2));
+        EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
+        EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
+        EXPECT_EQ(t->slot(1, 1).in_use, 0);
+        EXPECT_EQ(testing::check_pool(*t), "");
+    };
+    damage("count past the end",
+           [&](auto& d) { set_le<std::uint32_t>(d, chunk + 34, 0x7FFFFFFF); });
+    damage("count a little too big", [&](auto& d) {
+        set_le<std::uint32_t>(d, chunk + 34, get_le<std::uint32_t>(d, chunk + 34) + 1);
+    });
+    damage("end status", [&](auto& d) { d[events + 5] = st::end; });
+    damage("link status", [&](auto& d) { d[events + 6 + 5] = st::forward_link; });
+    damage("continuation without head", [&](auto& d) { d[events + 5] = 0x12; });
+    damage("positions out of order", [&](auto& d) { d[events + 6 * 3 + 3] = 0xFF; });
+    damage("cut inside a chunk", [&](auto& d) { d.resize(events + 20); });
+    damage("cut inside the head", [&](auto& d) { d.resize(300); });
+
+    // A tempo list may hold tempo records only.
+    testing::test_program e;
+    ASSERT_TRUE(write_song_file(*e, dir.path("empty.sng")));
+    b = read_bytes(dir.path("empty.sng"));
+    b[empty_tempo_list_at + 6 + 5] = 0x90;
+    write_bytes(dir.path("x.sng"), b);
+    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(SongFile, LongEventsMustBeWhole) {
+    temp_folder dir;
+    testing::test_program t;
+    auto sysex = testing::sysex_records(song_start, 15, 3);  // head and 3 continuations
+    ASSERT_EQ(sysex.size(), 4u);
+    testing::put_track(*t, 0, 0, sysex);
+    ASSERT_TRUE(write_song_file(*t, dir.path("s.sng")));
+    const auto good = read_bytes(dir.path("s.sng"));
+    const std::size_t events = 577 + 10 + 1 + sizeof(track_chunk_head);
+    ASSERT_EQ(good[events + 5], st::sysex);
+    ASSERT_EQ(good[events + 3 * 6 + 0], st::sysex_end);  // payload ends in byte 0 of the last
+
+    struct {
+        const char* what;
+        std::size_t at;
+        std::uint8_t value;
+    } cases[] = {
+        {"closing byte lost", events + 3 * 6, 0x05},  // runs into the end of the chain
+        {"continuation takes a note status", events + 6 + 5, 0x90},
+        {"early closing byte", events + 6 + 2, 0xF7},  // a continuation too many
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto d = good;
+        d[c.at] = c.value;
+        write_bytes(dir.path("x.sng"), d);
+        EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
+        EXPECT_EQ(testing::check_pool(*t), "");
+    }
+    write_bytes(dir.path("x.sng"), good);
+    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::loaded);
+    EXPECT_EQ(testing::chain_records(*t, t->slot(0, 0).first).size(), 4u);
+}
+
+TEST(SongFile, PoolTooSmallForTheEventsIsRefusedWhateverTheTotalSays) {
+    temp_folder dir;
+    testing::test_program big(10);
+    for (int tr = 0; tr < 8; ++tr)
+        testing::put_track(*big, 0, tr, testing::short_records(song_start, 2000, tr));
+    ASSERT_TRUE(write_song_file(*big, dir.path("big.sng")));
+    auto b = read_bytes(dir.path("big.sng"));
+    set_le<std::uint16_t>(b, 4, 0);  // a total that lies
+    write_bytes(dir.path("big.sng"), b);
+    testing::test_program small(1);
+    testing::put_track(*small, 2, 2, testing::short_records(song_start, 5, 2));
+    EXPECT_EQ(read_song_file(*small, dir.path("big.sng"), true), load_result::too_big);
+    EXPECT_EQ(small.screen.last_text(), msg_file_too_big);
+    EXPECT_EQ(small->slot(2, 2).in_use, 0);
+    EXPECT_EQ(testing::check_pool(*small), "");
+}
+
+TEST(SongFile, FailedSaveSaysSoAndKeepsTheOldFile) {
+    temp_folder dir;
+    testing::test_program t;
+    EXPECT_FALSE(write_song_file(*t, dir.path("no/such/folder/x.sng")));
+    EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
+    EXPECT_EQ(t.screen.messages.back().icon, msg_icon::stop);
+
+    write_bytes(dir.path("old.sng"), {1, 2, 3});
+    testing::make_rich_song(*t);
+    // A file size limit makes the writes fail part way.
+    auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit saved{};
+    ::getrlimit(RLIMIT_FSIZE, &saved);
+    rlimit small = saved;
+    small.rlim_cur = 5000;
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    const bool ok = write_song_file(*t, dir.path("old.sng"));
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, old_handler);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(t.screen.last_text(), msg_write_failed);
+    EXPECT_EQ(read_bytes(dir.path("old.sng")), (std::vector<std::uint8_t>{1, 2, 3}));
+    // No temporary file is left behind.
+    int files = 0;
+    for (auto& e : std::filesystem::directory_iterator(dir.dir())) files += e.is_regular_file();
+    EXPECT_EQ(files, 1);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+#include "files/pattern_file.h"
+#include "files/song_file.h"
+#include "song/long_event.h"
+#include "song/patterns.h"
+#include "tests/files/file_test_support.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::read_bytes;
+using testing::temp_folder;
+
+struct run_result {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs the tool with arguments, collecting its output and its messages.
+run_result run_tool(const temp_folder& dir, const std::string& args) {
+    const std::string out = dir.path("stdout.txt");
+    const std::string err = dir.path("stderr.txt");
+    const std::string cmd =
+        std::string("'") + KESTRUNE_TOOL_PATH + "' " + args + " >'" + out + "' 2>'" + err + "'";
+    run_result r;
+    const int w = std::system(cmd.c_str());
+    r.status = WIFEXITED(w) ? WEXITSTATUS(w) : -1;
+    auto o = read_bytes(out);
+    auto e = read_bytes(err);
+    r.out.assign(o.begin(), o.end());
+    r.err.assign(e.begin(), e.end());
+    return r;
+}
+
+std::vector<std::string> lines_of(const std::string& s) {
+    std::vector<std::string> out;
+    std::istringstream in(s);
+    for (std::string line; std::getline(in, line);) out.push_back(line);
+    return out;
+}
+
+TEST(Tool, UsageErrorsExitWith2) {
+    temp_folder dir;
+    EXPECT_EQ(run_tool(dir, "").status, 2);
+    EXPECT_EQ(run_tool(dir, "replay x.sng").status, 2);
+    EXPECT_EQ(run_tool(dir, "convert a.sng").status, 2);
+    EXPECT_EQ(run_tool(dir, "convert a.sng b.txt").status, 2);
+    EXPECT_EQ(run_tool(dir, "dump a.sng --pattern 17").status, 2);
+    EXPECT_EQ(run_tool(dir, "dump a.sng --pattern").status, 2);
+    EXPECT_EQ(run_tool(dir, "dump a.sng --bars").status, 2);
+    EXPECT_EQ(run_tool(dir, "info").status, 2);
+}
+
+TEST(Tool, ConvertKeepsASongByteForByteAndReportsRefusals) {
+    temp_folder dir;
+    {
+        testing::test_program t(20);
+        testing::make_rich_song(*t);
+        ASSERT_TRUE(write_song_file(*t, dir.path("rich.sng")));
+    }
+    auto r = run_tool(dir, "convert '" + dir.path("rich.sng") + "' '" + dir.path("copy.SNG") + "'");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(read_bytes(dir.path("rich.sng")), read_bytes(dir.path("copy.SNG")));
+
+    r = run_tool(dir, "convert '" + dir.path("none.sng") + "' '" + dir.path("x.sng") + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Failed to open the selected file.\n");
+
+    // A message with a line break keeps it as the two characters \n.
+    auto b = read_bytes(dir.path("rich.sng"));
+    testing::set_le<std::uint16_t>(b, 4, 0x7FFF);
+    testing::write_bytes(dir.path("big.sng"), b);
+    r = run_tool(dir, "info '" + dir.path("big.sng") + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Can't load!\\nFile to big!\n");
+
+    testing::write_bytes(dir.path("x.txt"), {1, 2, 3});
+    r = run_tool(dir, "info '" + dir.path("x.txt") + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Unknown file type\n");
+
+    // A save that cannot be made.
+    r = run_tool(dir, "convert '" + dir.path("rich.sng") + "' '" + dir.path("no/dir/x.sng") + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Invalid file handle!!\n");
+}
+
+TEST(Tool, DumpPrintsEachTrackThenItsRows) {
+    temp_folder dir;
+    {
+        testing::test_program t;
+        std::vector<midi_event> recs = {
+            midi_event::make(0x90, 60, 100, song_start),
+            midi_event::make(0xB0, 7, 100, song_start + 10),
+            midi_event::make(0xC1, 5, 0, song_start + 20),
+            midi_event::make(0x80, 60, 64, song_start + 192),
+            midi_event::make(0x92, 62, 90, song_start + 768 + 48 + 5),
+            midi_event::make(0xE0, 0, 64, song_start + 830),
+        };
+        const std::uint8_t roland[] = {0x41, 0x10, 0x42, 0x12, 0xF7};
+        for (const midi_event& e : make_long_event(st::sysex, song_start + 900, roland, 5))
+            recs.push_back(e);
+        const std::uint8_t text[] = {'H', 'i', '\r', '\n', 't', 'h', 'e', 'r', 'e', 0};
+        for (const midi_event& e : make_long_event(st::text, song_start + 950, text, 10, 2))
+            recs.push_back(e);
+        testing::put_track(*t, 0, 3, recs);
+        put_name(t->slot(0, 3).name, "Lead");
+        testing::put_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
+        midi_event fast = midi_event::make(st::tempo, 0, 0, song_start);
+        fast.set_tempo_value(30005);
+        midi_event slow = midi_event::make(st::tempo, 0, 0, 0);
+        slow.set_tempo_value(9050);
+        testing::put_list(*t, t->d.tempo_chain, {slow, fast});
+        testing::put_list(*t, t->d.signature_track,
+                          {midi_event::make(st::signature, 3, 4, song_start)});
+        ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
+    }
+    auto r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --tempo --signature");
+    ASSERT_EQ(r.status, 0) << r.err;
+    // Columns: position from 2, name from 16, channel 24-26, data 28-31 and 33-35, then the
+    // length from 38, the controller name from 39 or the manufacturer from 37.
+    const std::vector<std::string> want = {
+        "pattern 0 track 3 name \"Lead      \"",
+        "     1  1  1  1 Note      1  C 4 100        1  0  0",
+        "     1  1  1 11 Control   1    7 100     Volume",
+        "     1  1  1 21 Program   2    5",
+        "     1  2  1  1 Note Off  1  C 4  64",
+        "     2  1  2  6 Note      3  D 4  90     Missing",
+        "     2  1  2 15 PitchWh   1    0  64",
+        "     2  1  3 37 Sys Ex        65  16    Roland",
+        "     2  1  4 39 Lyric    Hi..there",
+        "pattern 2 track 0 name \"          \"",
+        "     4  1  1  1 Note     16  F-1   1     Missing",
+        "    -3  1  1  1 Tempo         90  50",
+        "     1  1  1  1 Tempo        300  05",
+        "     1  1  1  1 Signatur       3   4",
+    };
+    EXPECT_EQ(lines_of(r.out), want);
+
+    r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --pattern 2");
+    ASSERT_EQ(r.status, 0);
+    EXPECT_EQ(lines_of(r.out), (std::vector<std::string>{want[9], want[10]}));
+}
+
+TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
+    temp_folder dir;
+    {
+        testing::test_program t;
+        testing::put_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        put_name(t->pattern(4).name, "Chorus");
+        ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
+        ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));
+    }
+    testing::write_bytes(dir.path("s.syx"), {0xF0, 0x43, 0x01, 0xF7});
+    auto r = run_tool(dir, "dump '" + dir.path("c.pat") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out).at(0), "pattern 0 track 7 name \"          \"");
+    r = run_tool(dir, "dump '" + dir.path("c.trk") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out).at(0), "pattern 0 track 0 name \"          \"");
+    r = run_tool(dir, "dump '" + dir.path("s.syx") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(lines_of(r.out),
+              (std::vector<std::string>{"pattern 0 track 0 name \"  Sys Ex  \"",
+                                        "     1  1  1  1 Sys Ex        67   1    Yamaha"}));
+    r = run_tool(dir, "info '" + dir.path("c.pat") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("pattern 0 name \"Chorus    \" tracks 1"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("  track 7 name \"          \" channel 8 port A"), std::string::npos);
+    // Converting a pattern file makes a song that holds it.
+    r = run_tool(dir, "convert '" + dir.path("c.pat") + "' '" + dir.path("c.sng") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    testing::test_program u;
+    ASSERT_EQ(read_song_file(*u, dir.path("c.sng"), true), load_result::loaded);
+    EXPECT_EQ(u->slot(0, 7).in_use, 1);
+    EXPECT_EQ(std::string(u->pattern(0).name), "Chorus    ");
+}
+
+}  // namespace
+}  // namespace kestrune
