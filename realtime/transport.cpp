@@ -175,10 +175,10 @@ void transport::song_position_pointer(std::int32_t pos) {
 void transport::memory_position_key(int i, bool shift) {
     i = std::clamp(i, 0, 3);
     if (shift) {
-        memory_positions[static_cast<std::size_t>(i)] = d_.position;
+        memory_position(i) = static_cast<std::uint32_t>(d_.position);
         return;
     }
-    const std::int32_t target = memory_positions[static_cast<std::size_t>(i)];
+    const std::int32_t target = std::clamp(static_cast<std::int32_t>(memory_position(i)), 0, last_position);
     const bool was_running = shared_load(d_.stopped) == 0;
     shared_store(d_.stopped, 1);
     p_.eng.wait_idle();
@@ -199,13 +199,13 @@ void transport::memory_position_key(int i, bool shift) {
 }
 
 void transport::memory_locator_key(int i, bool shift) {
-    auto& pair = memory_locators[static_cast<std::size_t>(std::clamp(i, 0, 3))];
     if (shift) {
-        pair = {d_.left_locator, d_.right_locator};
+        memory_locator(i, 0) = static_cast<std::uint32_t>(d_.left_locator);
+        memory_locator(i, 1) = static_cast<std::uint32_t>(d_.right_locator);
         return;
     }
-    d_.left_locator = pair[0];
-    d_.right_locator = pair[1];
+    d_.left_locator = std::clamp(static_cast<std::int32_t>(memory_locator(i, 0)), 0, last_locator_position);
+    d_.right_locator = std::clamp(static_cast<std::int32_t>(memory_locator(i, 1)), 0, last_locator_position);
     left_locator_changed = true;
     if (d_.cycle_on && shared_load(d_.stopped) == 0) {
         shared_store(d_.stopped, 1);

@@ -2,6 +2,7 @@
 // housekeeping that picks up what the engine reports.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -86,9 +87,11 @@ public:
     int sync_delay_value = 0;  // ticks, -7 to 7
     bool position_redraw = false;
     bool editor_refresh = false;
-    std::array<std::int32_t, 4> memory_positions{3072, 6144, 9216, 12288};
-    std::array<std::array<std::int32_t, 2>, 4> memory_locators{
-        {{3072, 6144}, {9216, 12288}, {15360, 18432}, {21504, 24576}}};
+    // Memory positions and locator pairs are kept with the song.
+    std::uint32_t& memory_position(int i) { return p_.song.position_memory[static_cast<std::size_t>(std::clamp(i, 0, 3))]; }
+    std::uint32_t& memory_locator(int i, int side) {
+        return p_.song.position_memory[static_cast<std::size_t>(4 + 2 * std::clamp(i, 0, 3) + (side ? 1 : 0))];
+    }
     transport_buttons buttons;
     std::int32_t shown_tempo = default_tempo;
 

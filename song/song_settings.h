@@ -31,10 +31,9 @@ constexpr std::array<mixer_snapshot, mixer_snapshot_count> default_mixer_snapsho
     return a;
 }
 
+// Four memory positions, then four left and right locator pairs, then three spare.
 constexpr std::array<std::uint32_t, position_memories> default_position_memory() {
-    std::array<std::uint32_t, position_memories> a{};
-    for (auto& v : a) v = 3072;
-    return a;
+    return {3072, 6144, 9216, 12288, 3072, 6144, 9216, 12288, 15360, 18432, 21504, 24576, 3072, 3072, 3072};
 }
 
 struct song_settings {

@@ -152,7 +152,7 @@ TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
     tr.play();
     t.run_ms(300);
     tr.memory_position_key(1, true);  // store where it stands
-    const std::int32_t stored = tr.memory_positions[1];
+    const auto stored = static_cast<std::int32_t>(tr.memory_position(1));
     t.run_ms(300);
     t.midi.clear();
     tr.waited_ms = 0;
@@ -252,6 +252,21 @@ TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
     tr.tick(false);
     EXPECT_EQ(t->d.stopped, 1);
     EXPECT_EQ(t->d.engine_stop, 0);
+}
+
+TEST_F(Transport, MemoryLocatorsAreKeptWithTheSongAndRecallGoesToTheLeftWithTheCycleOn) {
+    t->d.left_locator = song_start + 768;
+    t->d.right_locator = song_start + 2 * 768;
+    tr.memory_locator_key(2, true);
+    EXPECT_EQ(t->song.position_memory[8], static_cast<std::uint32_t>(song_start + 768));
+    EXPECT_EQ(t->song.position_memory[9], static_cast<std::uint32_t>(song_start + 2 * 768));
+    tr.memory_locator_key(0, false);  // the defaults of a new song
+    EXPECT_EQ(t->d.left_locator, 3072);
+    EXPECT_EQ(t->d.right_locator, 6144);
+    t->d.cycle_on = 1;
+    tr.memory_locator_key(2, false);
+    EXPECT_EQ(t->d.left_locator, song_start + 768);
+    EXPECT_EQ(t->d.position, song_start + 768);  // stopped with the cycle on: at the left locator
 }
 
 }  // namespace
