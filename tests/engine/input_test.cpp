@@ -6,6 +6,7 @@
 #include "song/long_event.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/sent_messages.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -245,6 +246,96 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     EXPECT_EQ(d.cycle_passes, 2);
     EXPECT_EQ(d.cycle_pass_mask, 3);
     EXPECT_EQ(testing::check_chain(t->store(), t->slot(take_pattern, 1).first), "");
+}
+
+TEST_F(Input, PunchArmsRecordingBetweenTheLocatorsAndAsksForTheEndOfTheTake) {
+    dll_data& d = t->d;
+    add_sorted(*t, 0, 3, {ev(0x90, 40, 100, song_start + 700)});
+    d.left_locator = song_start + 192;
+    d.right_locator = song_start + 384;
+    d.punch_on = 1;
+    d.punch_track = 3;
+    d.record_pattern = 0;
+    arm(t, song_start);
+    d.record_enable = 0;  // the punch arms it
+    t.run_ms(0);
+    t.feed({0x90, 60, 100}, ms_of(96));  // before the left locator: not recorded
+    EXPECT_TRUE(take().empty());
+    t.run_ms(ms_of(110));
+    EXPECT_EQ(d.punched_in, 1);
+    EXPECT_EQ(d.record_enable, 1);
+    EXPECT_EQ(d.engine_request, 1);
+    EXPECT_EQ(t->slot(0, 3).mute, 1);  // the punched track is held silent meanwhile
+    t.feed({0x90, 62, 100}, 5);
+    t.run_ms(ms_of(200));
+    EXPECT_EQ(d.record_enable, 0);
+    EXPECT_EQ(d.engine_request, 2);
+    t.feed({0x90, 64, 100}, 5);
+    auto v = take();
+    ASSERT_EQ(v.size(), 1u);
+    EXPECT_EQ(v[0].data1(), 62);
+}
+
+TEST_F(Input, InternalRecordingTakesWhatAPortPlaysInsteadOfTheInput) {
+    dll_data& d = t->d;
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, song_start + 48), ev(0x80, 60, 0, song_start + 96)});
+    t->slot(0, 0).port = 1;
+    add_sorted(*t, 0, 1, {ev(0x91, 70, 100, song_start + 48)});  // port A: not taken
+    d.internal_record = 2;
+    arm_take(song_start);
+    t.feed({0x92, 30, 100}, 1);  // input is not recorded meanwhile
+    t.run_ms(ms_of(200));
+    auto v = take();
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[0].status(), 0x90);
+    EXPECT_EQ(v[0].position(), song_start + 48);
+    EXPECT_EQ(v[1].position(), song_start + 96);
+}
+
+TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
+    dll_data& d = t->d;
+    mixer_port& m = d.mixer[2];
+    for (int c = 0; c < 16; ++c) {
+        m.fader_view[c] = m.fader_sent[c] = 100;
+        m.pan_view[c] = m.pan_sent[c] = 64;
+        m.reverb_view[c] = m.reverb_sent[c] = m.chorus_view[c] = m.chorus_sent[c] = 0;
+        m.program_view[c] = m.program_sent[c] = m.bank_view[c] = m.bank_sent[c] = 0;
+    }
+    m.fader_view[3] = 90;
+    m.bank_view[4] = 130;
+    d.mixer_send_port = 2;
+    t.run_ms(1);
+    t.run_ms(1);  // rows already sent are not sent again
+    auto v = t.midi.messages();
+    ASSERT_EQ(v.size(), 4u);
+    EXPECT_EQ(v[0].bytes[0], 0xB3);
+    EXPECT_EQ(v[0].bytes[1], d.mixer_define_controller);
+    EXPECT_EQ(v[0].bytes[2], 90);
+    EXPECT_EQ(v[1].bytes[0], 0xB4);  // bank MSB, LSB, then the program with it
+    EXPECT_EQ(v[1].bytes[2], 1);
+    EXPECT_EQ(v[2].bytes[2], 2);
+    EXPECT_EQ(v[3].bytes[0], 0xC4);
+    // A track playing on the port moves the play row and marks the port; a muted channel, or one
+    // left out of a solo, does not sound.
+    d.mixer_send_port = -1;
+    add_sorted(*t, 0, 0, {ev(0xB5, 10, 20, song_start), ev(0x95, 60, 100, song_start + 10),
+                          ev(0x96, 61, 100, song_start + 20), ev(0x97, 62, 100, song_start + 30)});
+    t->slot(0, 0).port = 2;
+    t->slot(0, 0).channel = 16;
+    m.mute[6] = 1;
+    m.any_solo = 1;
+    m.solo[5] = 1;
+    t.midi.clear();
+    locate(*t, song_start);
+    d.stopped = 0;
+    t.run_ms(ms_of(40));
+    EXPECT_EQ(m.pan_play[5], 20);
+    EXPECT_EQ(m.pan_sent[5], 20);
+    EXPECT_EQ(d.mixer_changed & (1 << 2), 1 << 2);
+    EXPECT_EQ(d.mixer_lamps[2].note_seen[5], 1);
+    v = t.midi.messages();
+    ASSERT_EQ(v.size(), 2u);
+    EXPECT_EQ(v[1].bytes[0], 0x95);
 }
 
 }  // namespace
