@@ -12,6 +12,7 @@
 #include <string>
 
 #include "engine/clock.h"
+#include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "files/smf_reader.h"
 #include "files/smf_writer.h"
@@ -23,19 +24,6 @@
 namespace kestrune {
 namespace {
 
-class bench_ui final : public ui {
-  public:
-    msg_answer message(const std::string& text, msg_icon, msg_buttons, msg_answer answer,
-                       const std::string&) override {
-        std::fprintf(stderr, "message: %s\n", text.c_str());
-        return answer;
-    }
-    std::optional<std::string> open_file_dialog(const file_dialog_request&) override { return {}; }
-    std::optional<std::string> save_file_dialog(const file_dialog_request&) override { return {}; }
-    void wait_cursor() override {}
-    void arrow_cursor() override {}
-    void repaint(int) override {}
-};
 
 class still_clock final : public clock {
   public:
@@ -81,7 +69,7 @@ bool fill_track(program& p, int track, int events) {
 
 int run(bool quick) {
     engine eng;
-    bench_ui screen;
+    quiet_ui screen;
     still_clock clk;
     program p(eng, screen, clk);
     p.write_defaults();

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "song/event_store.h"
 #include "song/locate.h"
@@ -16,23 +17,6 @@
 namespace kestrune {
 namespace {
 
-class quiet_ui final : public ui {
-  public:
-    msg_answer message(const std::string& text, msg_icon, msg_buttons, msg_answer default_answer,
-                       const std::string&) override {
-        std::fprintf(stderr, "message: %s\n", text.c_str());
-        return default_answer;
-    }
-    std::optional<std::string> open_file_dialog(const file_dialog_request&) override {
-        return std::nullopt;
-    }
-    std::optional<std::string> save_file_dialog(const file_dialog_request&) override {
-        return std::nullopt;
-    }
-    void wait_cursor() override {}
-    void arrow_cursor() override {}
-    void repaint(int) override {}
-};
 
 struct sizes {
     int events_per_track;
