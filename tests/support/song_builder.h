@@ -13,6 +13,12 @@ namespace kestrune::testing {
 using records = std::vector<midi_event>;
 using units = std::vector<records>;  // each: a head and its continuations
 
+// Several values as one list, to check neighbouring fields in one assertion.
+template <class... T>
+std::vector<std::int64_t> nums(T... v) {
+    return {static_cast<std::int64_t>(v)...};
+}
+
 // midi_event::make with plain ints.
 midi_event ev(int status, int d1, int d2, std::int32_t pos);
 
