@@ -17,7 +17,7 @@ namespace {
 using namespace testing;
 
 class Playback : public ::testing::Test {
-protected:
+  protected:
     test_program t;
     std::int64_t t0 = 0;
 
@@ -34,13 +34,13 @@ protected:
     }
 };
 
-#define EXPECT_MSG(m, P, A, B, C, MS)                      \
-    do {                                                   \
-        EXPECT_EQ((m).port, P);                            \
-        EXPECT_EQ((m).a, A);                               \
-        EXPECT_EQ((m).b, B);                               \
-        EXPECT_EQ((m).c, C);                               \
-        EXPECT_NEAR((m).at / 1000.0, MS, 0.002);           \
+#define EXPECT_MSG(m, P, A, B, C, MS)            \
+    do {                                         \
+        EXPECT_EQ((m).port, P);                  \
+        EXPECT_EQ((m).a, A);                     \
+        EXPECT_EQ((m).b, B);                     \
+        EXPECT_EQ((m).c, C);                     \
+        EXPECT_NEAR((m).at / 1000.0, MS, 0.002); \
     } while (0)
 
 TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
@@ -85,11 +85,8 @@ TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
     t->wait_request(t->d.all_notes_off_request);
     auto v = out();
     ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(v[0].a, 0x89);
-    EXPECT_EQ(v[0].b, 48);
-    EXPECT_EQ(v[1].a, 0x89);
-    EXPECT_EQ(v[1].b, 52);
-    EXPECT_EQ(t.eng.playback().open_notes(), 0);
+    EXPECT_EQ(nums(v[0].a, v[0].b, v[1].a, v[1].b, t.eng.playback().open_notes()),
+              nums(0x89, 48, 0x89, 52, 0));
     // Their own note-offs later find nothing open and go out with the new parameters, harmlessly.
     t.midi.clear();
     t.run_ms(ms_of(800));
@@ -105,9 +102,7 @@ TEST_F(Playback, SilenceTrackEndsOnlyThatTracksNotes) {
     t->silence_track(0, 1);
     auto v = out();
     ASSERT_EQ(v.size(), 1u);
-    EXPECT_EQ(v[0].a, 0x81);
-    EXPECT_EQ(v[0].b, 62);
-    EXPECT_EQ(t.eng.playback().open_notes(), 1);
+    EXPECT_EQ(nums(v[0].a, v[0].b, t.eng.playback().open_notes()), nums(0x81, 62, 1));
 }
 
 TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
@@ -122,8 +117,7 @@ TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
     t.run_ms(ms_of(100));
     auto v = out();
     ASSERT_EQ(v.size(), 3u);
-    EXPECT_EQ(v[1].a, 0x80);
-    EXPECT_EQ(v[2].b, 61);
+    EXPECT_EQ(nums(v[1].a, v[2].b), nums(0x80, 61));
     t.midi.clear();
     t->d.track_enable[0] = 0;
     start(3072);
@@ -143,19 +137,13 @@ TEST_F(Playback, DelayAndLoopFoldWithNothingMissedOrDoubledAtTheSeam) {
     t.run_ms(ms_of(3 * 192 + 20));
     auto v = out();
     // Per round: note 60 on at 0, off at 96, note 62 on at 191 and ended at the loop's end.
-    std::vector<std::pair<int, double>> want;
-    for (int r = 0; r < 3; ++r) {
-        double base = 10 + r * 192;
-        want.push_back({0x90, base});
-        want.push_back({0x80, base + 96});
-        want.push_back({0x90, base + 191});
-        want.push_back({0x80, base + 192});
-    }
-    want.push_back({0x90, 10 + 3 * 192});
-    ASSERT_EQ(v.size(), want.size());
+    ASSERT_EQ(v.size(), 13u);
     for (std::size_t i = 0; i < v.size(); ++i) {
-        EXPECT_EQ(v[i].a, want[i].first) << i;
-        EXPECT_NEAR(v[i].at / 1000.0, ms_of(static_cast<std::int32_t>(want[i].second)), 0.01) << i;
+        const int in_round[] = {0, 96, 191, 192};
+        EXPECT_EQ(v[i].a, i % 4 % 2 ? 0x80 : 0x90) << i;
+        EXPECT_NEAR(v[i].at / 1000.0, ms_of(10 + static_cast<int>(i / 4) * 192 + in_round[i % 4]),
+                    0.01)
+            << i;
     }
 }
 
@@ -173,8 +161,7 @@ TEST_F(Playback, CycleJumpsBackWithoutMissingOrDoublingAnEvent) {
         if (m.a == 0x90) keys.push_back(m.b);
     // Notes at 192, 288, 384, 480 per round; the note at the right locator never sounds.
     EXPECT_EQ(keys, (std::vector<int>{62, 63, 64, 65, 62, 63, 64, 65, 62}));
-    auto v = out();
-    EXPECT_NEAR(v.back().at / 1000.0, ms_of(768), 0.01);
+    EXPECT_NEAR(out().back().at / 1000.0, ms_of(768), 0.01);
 }
 
 TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
@@ -207,11 +194,9 @@ TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
     EXPECT_MSG(v[3], 0, 0x90, 30, 100, ms_of(800));
     EXPECT_MSG(v[4], 0, 0x80, 62, 0, ms_of(768 + 96));
     EXPECT_MSG(v[5], 0, 0x90, 64, 90, ms_of(768 + 384));
-    EXPECT_EQ(t->d.current_step, 1);
-    EXPECT_EQ(t->d.play_pattern, 2);
     // The stop step ends play where it stands.
-    EXPECT_EQ(t->d.engine_stop, 1);
-    EXPECT_EQ(t->d.position, 3072 + 2 * 768);
+    EXPECT_EQ(nums(t->d.current_step, t->d.play_pattern, t->d.engine_stop, t->d.position),
+              nums(1, 2, 1, 3072 + 2 * 768));
 }
 
 TEST_F(Playback, TempoTrackChangesTheRateAtItsRecords) {
@@ -228,15 +213,12 @@ TEST_F(Playback, TempoTrackChangesTheRateAtItsRecords) {
 }
 
 TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
-    t->d.midi_click = 1;
-    t->d.click_always = 1;
-    t->d.click_port = 2;
-    t->d.click_channel = 9;
-    t->d.click_note = 37;
-    t->d.click_velocity = 100;
-    t->d.sync_out = 1;
-    t->d.sync_out_ports[0] = 1;
-    t->d.sync_out_ports[3] = 1;
+    dll_data& d = t->d;
+    d.midi_click = d.click_always = d.sync_out = d.sync_out_ports[0] = d.sync_out_ports[3] = 1;
+    d.click_port = 2;
+    d.click_channel = 9;
+    d.click_note = 37;
+    d.click_velocity = 100;
     start(3072);
     t.run_ms(ms_of(192 * 2 + 4));
     std::vector<double> clicks, clocks0, clocks3;
@@ -248,26 +230,27 @@ TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
     EXPECT_NEAR(clicks[1], 500.0, 0.01);
     ASSERT_EQ(clocks0.size(), 49u);  // 0, 8, ..., 384
     EXPECT_EQ(clocks3.size(), 49u);
-    for (std::size_t i = 0; i < clocks0.size(); ++i) EXPECT_NEAR(clocks0[i], ms_of(8 * static_cast<int>(i)), 0.01);
+    for (std::size_t i = 0; i < clocks0.size(); ++i)
+        EXPECT_NEAR(clocks0[i], ms_of(8 * static_cast<int>(i)), 0.01);
     EXPECT_EQ(t->d.beat_in_bar, 2);
 }
 
 TEST_F(Playback, RequestsAreServedWhetherRunningOrStopped) {
-    t->d.send_port = 3;
-    t->d.send_status = 0x99;
-    t->d.send_data1 = 37;
-    t->d.send_data2 = 100;
-    t->d.send_request = 1;
+    dll_data& d = t->d;
+    d.send_port = 3;
+    d.send_status = 0x99;
+    d.send_data1 = 37;
+    d.send_data2 = 100;
+    d.send_request = 1;
     t.eng.run_until(t.clk.now_us());
-    EXPECT_EQ(t->d.send_request, 0);
     ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(t.midi[0].port, 3);
+    EXPECT_EQ(nums(d.send_request, t.midi[0].port), nums(0, 3));
     // The chase table goes out bank first, then program, then the rest.
-    for (auto& e : t->d.chase_table) {
+    for (auto& e : d.chase_table) {
         for (auto& s : e.slot) s.key = -1;
         e.wheel_key = -1;
     }
-    chase_entry& c = t->d.chase(1, 4);
+    chase_entry& c = d.chase(1, 4);
     c.slot[chase_program] = {100, 0xC4, 10};
     c.slot[chase_bank_msb] = {90, 0xB4, 1};
     c.slot[chase_volume] = {95, 0xB4, 80};
@@ -276,36 +259,28 @@ TEST_F(Playback, RequestsAreServedWhetherRunningOrStopped) {
     c.wheel_data1 = 0;
     c.wheel_data2 = 70;
     t.midi.clear();
-    t->d.chase_ready = 1;
+    d.chase_ready = 1;
     t.eng.run_until(t.clk.now_us());
-    EXPECT_EQ(t->d.chase_ready, 0);
-    ASSERT_EQ(t.midi.size(), 4u);
-    EXPECT_EQ(t.midi[0].bytes[0], 0xB4);
-    EXPECT_EQ(t.midi[0].bytes[1], 0);
-    EXPECT_EQ(t.midi[1].bytes[0], 0xC4);
-    EXPECT_EQ(t.midi[2].bytes[1], 7);
-    EXPECT_EQ(t.midi[3].bytes[0], 0xE4);
+    EXPECT_EQ(d.chase_ready, 0);
+    EXPECT_EQ(sent_bytes(t.midi, 1), (std::vector<std::vector<int>>{
+                                         {0xB4, 0, 1}, {0xC4, 10}, {0xB4, 7, 80}, {0xE4, 0, 70}}));
 }
 
 TEST_F(Playback, MaxLengthStopsTheAdvance) {
     start(last_position - 96);
     t.run_ms(ms_of(200));
-    EXPECT_EQ(t->d.max_length_reached, 1);
-    EXPECT_EQ(t->d.position, last_position);
+    EXPECT_EQ(nums(t->d.max_length_reached, t->d.position), nums(1, last_position));
 }
 
 TEST_F(Playback, SysexGoesOutWhole) {
-    std::vector<std::uint8_t> payload;
-    for (int i = 0; i < 100; ++i) payload.push_back(static_cast<std::uint8_t>(i));
-    payload.push_back(0xF7);
+    const std::vector<std::uint8_t> payload = sysex_payload(101);
     add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072)});
     append(*t, t->slot(0, 0), long_event(st::sysex, 3072 + 10, payload));
     ASSERT_EQ(testing::check_pool(*t), "");
     start(3072);
     t.run_ms(100);
     ASSERT_EQ(t.midi.size(), 2u);
-    EXPECT_EQ(t.midi[1].bytes[0], 0xF0);
-    EXPECT_EQ(t.midi[1].long_size, payload.size() + 1);
+    EXPECT_EQ(nums(t.midi[1].bytes[0], t.midi[1].long_size), nums(0xF0, payload.size() + 1));
 }
 
 }  // namespace

@@ -24,8 +24,12 @@ void* operator new(std::size_t n) {
     if (void* p = std::malloc(n ? n : 1)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 
 namespace kestrune {
 namespace {
@@ -86,7 +90,8 @@ TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
     give_track(p, 0, 0, recs);
     locate(p, 3072);
     p.d.stopped = 0;
-    for (int i = 0; i < 400 && midi.size() < 8; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int i = 0; i < 400 && midi.size() < 8; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     {
         program::park parked(p);
         locate(p, 3072);  // a locate while running parks the engine and is served by its thread

@@ -1,10 +1,14 @@
+#include "realtime/setup_dialogs.h"
+
 #include <gtest/gtest.h>
 
-#include "realtime/setup_dialogs.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
+
+using testing::nums;
 
 TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
     testing::test_program t;
@@ -21,15 +25,11 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
     dlg.sync_ports = {false, true, false, false};
     EXPECT_EQ(dlg.ok(), 1);
     EXPECT_EQ(t.screen.messages[0].text, "Can't open the requested device for port B!");
-    EXPECT_EQ(t->d.midi_out_device[0], 1);
-    EXPECT_EQ(t->d.midi_out_device[1], 0);
-    EXPECT_EQ(t->d.midi_out_handle[1], 0u);
-    EXPECT_EQ(t->d.midi_out_handle[2], 0u);
-    EXPECT_NE(t->d.midi_out_handle[3], 0u);
-    EXPECT_EQ(t->d.sync_out_ports[1], 1);
-    EXPECT_EQ(s.sync_delay_value, 3);
-    EXPECT_EQ(s.spp_offset, 4);
-    EXPECT_EQ(t->d.midi_not_configured, 0);
+    const dll_data& d = t->d;
+    EXPECT_EQ(nums(d.midi_out_device[0], d.midi_out_device[1], d.midi_out_handle[1],
+                   d.midi_out_handle[2], d.midi_out_handle[3] != 0, d.sync_out_ports[1],
+                   s.sync_delay_value, s.spp_offset, d.midi_not_configured),
+              nums(1, 0, 0, 0, 1, 1, 3, 4, 0));
     // Nothing open at all: the program will ask for MIDI Setup.
     midi_setup_dialog none(*t, s);
     none.output_choice = {0, 0, 0, 0};
@@ -49,13 +49,13 @@ TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     t.screen.answers = {msg_answer::no};
     EXPECT_FALSE(dlg.ok());
     EXPECT_EQ(t->d.memory_units, 10);
-    EXPECT_EQ(t.screen.messages[0].text, "You must quit and restart KESTRUNE\nto get the requested amount of events!");
+    EXPECT_EQ(t.screen.messages[0].text,
+              "You must quit and restart KESTRUNE\nto get the requested amount of events!");
     EXPECT_EQ(t.screen.messages[1].text, "Do you really need that many events?");
     t.screen.answers = {msg_answer::yes};
     dlg.step_timer(-4);
     EXPECT_TRUE(dlg.ok());
-    EXPECT_EQ(t->d.memory_units, 50);
-    EXPECT_EQ(t->d.timer_resolution, 2);
+    EXPECT_EQ(nums(t->d.memory_units, t->d.timer_resolution), nums(50, 2));
 }
 
 TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists) {
@@ -67,12 +67,10 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.filter_controller_from, 127);
     dlg.set_click_note(42);
     ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(t.midi[0].bytes[0], 0x90 + t->d.click_channel);
-    EXPECT_EQ(t.midi[0].bytes[1], 42);
+    EXPECT_EQ(nums(t.midi[0].bytes[0], t.midi[0].bytes[1]), nums(0x90 + t->d.click_channel, 42));
     dlg.transpose_exempt[1][9] = true;
     dlg.cancel();
-    EXPECT_EQ(t->d.filter_sysex, 1);
-    EXPECT_EQ(t->d.transpose_exempt[1][9], 0);
+    EXPECT_EQ(nums(t->d.filter_sysex, t->d.transpose_exempt[1][9]), nums(1, 0));
     overall_settings_dialog again(*t, s);
     again.transpose_exempt[1][9] = true;
     again.ok();

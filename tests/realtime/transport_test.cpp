@@ -1,8 +1,9 @@
+#include "realtime/transport.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
-#include "realtime/transport.h"
 #include "song/locate.h"
 #include "song/patterns.h"
 #include "tests/support/sent_messages.h"
@@ -15,7 +16,7 @@ namespace {
 using namespace testing;
 
 class Transport : public ::testing::Test {
-protected:
+  protected:
     testing::test_program t;
     transport tr{*t};
 
@@ -31,13 +32,12 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     clock_out_on_a();
     t->d.position = 20000;
     tr.play();
-    EXPECT_EQ(t->d.position, song_start);  // pattern mode plays from 3072, not from where it stood
-    EXPECT_EQ(t->d.stopped, 0);
-    EXPECT_EQ(tr.waited_ms, 100);
+    // Pattern mode plays from 3072, not from where it stood.
+    EXPECT_EQ(nums(t->d.position, t->d.stopped, tr.waited_ms, t->d.spp_delay),
+              nums(song_start, 0, 100, 0));
     auto v = sent();
     ASSERT_FALSE(v.empty());
     EXPECT_EQ(v.back(), std::vector<int>{0xFA});
-    EXPECT_EQ(t->d.spp_delay, 0);
     // With the cycle on, play starts at the left locator: pointer, then Continue, 200 ms of waits.
     tr.stop();
     t.midi.clear();
@@ -52,8 +52,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     const int spp = 778 / 48 + 1;
     EXPECT_EQ(v[0], (std::vector<int>{0xF2, spp & 0x7F, spp >> 7}));
     EXPECT_EQ(v[1], std::vector<int>{0xFB});
-    EXPECT_EQ(t->d.spp_delay, 48 - 778 % 48);
-    EXPECT_EQ(tr.waited_ms, 200);
+    EXPECT_EQ(nums(t->d.spp_delay, tr.waited_ms), nums(48 - 778 % 48, 200));
     // Clock output lines up with the pointer: the first clock falls on its sixteenth.
     t.midi.clear();
     t.run_ms(200);
@@ -77,15 +76,12 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     const std::int32_t there = t->d.position;
     EXPECT_GT(there, song_start + 150);
     tr.stop();
-    EXPECT_EQ(t->d.stopped, 1);
-    EXPECT_EQ(t->d.position, there);
+    EXPECT_EQ(nums(t->d.stopped, t->d.position), nums(1, there));
     tr.pause();  // continue where it stood
-    EXPECT_EQ(t->d.stopped, 0);
-    EXPECT_EQ(t->d.position, there);
+    EXPECT_EQ(nums(t->d.stopped, t->d.position), nums(0, there));
     t.run_ms(500);
     tr.pause();
-    EXPECT_EQ(t->d.stopped, 1);
-    EXPECT_TRUE(tr.buttons.pause);
+    EXPECT_EQ(nums(t->d.stopped, tr.buttons.pause), nums(1, 1));
     EXPECT_GT(t->d.position, there);
     tr.stop();
     tr.stop();
@@ -99,7 +95,7 @@ TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
     tr.rewind(0);
     EXPECT_EQ(t->d.position, t->step_start(2) - 2 * 768);
     EXPECT_EQ(t->d.current_step, 1);  // the locate lands in the step before, ahead of the pickup
-    tr.rewind(1);                      // Stop's rewind on the main screen goes to step 0
+    tr.rewind(1);                     // Stop's rewind on the main screen goes to step 0
     EXPECT_EQ(t->d.position, song_start);
 }
 
@@ -115,7 +111,9 @@ TEST_F(Transport, ChaseSendsTheLastValuesBeforeThePositionAndNothingOlder) {
     add_sorted(*t, 0, 1, {ev(0xC1, 44, 0, song_start)});
     t->slot(0, 1).mute = 1;  // muted tracks are not chased
     t->app.chase_events = true;
-    t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) { tr.chase_events(p, step, pattern); };
+    t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) {
+        tr.chase_events(p, step, pattern);
+    };
     t.midi.clear();
     locate(*t, song_start + 1000);
     t.eng.run_until(t.clk.now_us());
@@ -141,8 +139,7 @@ TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
     EXPECT_EQ(v[0][0], 0x91);
     t->d.current_track = 0;
     tr.solo_follows_track();
-    EXPECT_EQ(t->d.track_enable[0], 1);
-    EXPECT_EQ(t->d.track_enable[1], 0);
+    EXPECT_EQ(nums(t->d.track_enable[0], t->d.track_enable[1]), nums(1, 0));
     tr.toggle_solo();
     for (int i = 0; i < 32; ++i) EXPECT_EQ(t->d.track_enable[i], 1);
 }
@@ -164,15 +161,13 @@ TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
     const int spp = (stored - song_start) / 48 + 1;
     EXPECT_EQ(v[1], (std::vector<int>{0xF2, spp & 0x7F, spp >> 7}));
     EXPECT_EQ(v[2], std::vector<int>{0xFB});
-    EXPECT_EQ(tr.waited_ms, 20 + 100 + 200);
-    EXPECT_EQ(t->d.position, stored);
+    EXPECT_EQ(nums(tr.waited_ms, t->d.position), nums(20 + 100 + 200, stored));
 }
 
 TEST_F(Transport, CycleAndPunchExcludeEachOtherAndAreRefusedDuringATake) {
     tr.toggle_punch();
     tr.toggle_cycle();
-    EXPECT_EQ(t->d.cycle_on, 1);
-    EXPECT_EQ(t->d.punch_on, 0);
+    EXPECT_EQ(nums(t->d.cycle_on, t->d.punch_on), nums(1, 0));
     t->d.recording = 1;
     tr.toggle_cycle();
     EXPECT_EQ(t->d.cycle_on, 1);
@@ -186,10 +181,10 @@ TEST_F(Transport, CycleAndPunchExcludeEachOtherAndAreRefusedDuringATake) {
 TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhile) {
     t->store().at(t->d.tempo_chain.first) = tempo(9000, 0);
     tr.toggle_tempo_track();
-    EXPECT_EQ(tr.shown_tempo, 9000);
-    EXPECT_EQ(t->d.tempo_increment, 2359);
+    EXPECT_EQ(nums(tr.shown_tempo, t->d.tempo_increment), nums(9000, 2359));
     tr.set_manual_tempo(15000);
-    EXPECT_EQ(t.screen.last_text(), "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Tempo Track is active!\nChange value in the Tempo Editor.");
     tr.toggle_tempo_track();
     EXPECT_EQ(t->d.tempo_increment, 3145);
     t->d.external_sync = 1;
@@ -214,12 +209,11 @@ TEST_F(Transport, ExternalStartContinueAndStopDriveTheTransport) {
     for (int i = 0; i < 5; ++i) t.feed({0xF8});
     EXPECT_EQ(t->d.position, song_start + 48);
     ASSERT_EQ(sent().size(), 1u);
-    t.feed({0xFC});
-    tr.tick(false);
-    EXPECT_EQ(t->d.stopped, 1);
-    t.feed({0xFB});
-    tr.tick(false);
-    EXPECT_EQ(t->d.stopped, 0);
+    for (auto [byte, stopped] : {std::pair{0xFC, 1}, {0xFB, 0}}) {
+        t.feed({static_cast<std::uint8_t>(byte)});
+        tr.tick(false);
+        EXPECT_EQ(t->d.stopped, stopped) << byte;
+    }
     t.feed({0xF8});
     EXPECT_EQ(t->d.position, song_start + 56);
 }
@@ -235,8 +229,7 @@ TEST_F(Transport, MoveBarStepsToBarLinesAndRunningGoesOneFurtherBack) {
     tr.play();
     tr.pending_position = song_start + 768 + 5;
     tr.move_bar(false, false);
-    EXPECT_EQ(tr.pending_position, song_start);
-    EXPECT_TRUE(tr.pending_position_set);
+    EXPECT_EQ(nums(tr.pending_position, tr.pending_position_set), nums(song_start, 1));
     tr.tick(false);
     EXPECT_EQ(t->d.position, song_start);
 }
@@ -250,23 +243,21 @@ TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
     tr.play();
     t->d.engine_stop = 1;
     tr.tick(false);
-    EXPECT_EQ(t->d.stopped, 1);
-    EXPECT_EQ(t->d.engine_stop, 0);
+    EXPECT_EQ(nums(t->d.stopped, t->d.engine_stop), nums(1, 0));
 }
 
 TEST_F(Transport, MemoryLocatorsAreKeptWithTheSongAndRecallGoesToTheLeftWithTheCycleOn) {
     t->d.left_locator = song_start + 768;
     t->d.right_locator = song_start + 2 * 768;
     tr.memory_locator_key(2, true);
-    EXPECT_EQ(t->song.position_memory[8], static_cast<std::uint32_t>(song_start + 768));
-    EXPECT_EQ(t->song.position_memory[9], static_cast<std::uint32_t>(song_start + 2 * 768));
+    EXPECT_EQ(nums(t->song.position_memory[8], t->song.position_memory[9]),
+              nums(song_start + 768, song_start + 2 * 768));
     tr.memory_locator_key(0, false);  // the defaults of a new song
-    EXPECT_EQ(t->d.left_locator, 3072);
-    EXPECT_EQ(t->d.right_locator, 6144);
+    EXPECT_EQ(nums(t->d.left_locator, t->d.right_locator), nums(3072, 6144));
     t->d.cycle_on = 1;
     tr.memory_locator_key(2, false);
-    EXPECT_EQ(t->d.left_locator, song_start + 768);
-    EXPECT_EQ(t->d.position, song_start + 768);  // stopped with the cycle on: at the left locator
+    // Stopped with the cycle on: at the left locator.
+    EXPECT_EQ(nums(t->d.left_locator, t->d.position), nums(song_start + 768, song_start + 768));
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -13,29 +11,6 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
-
-// Short events with spare bits set, or a sysex or text of up to a few hundred bytes.
-records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
-    const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };
-    const unsigned kind = r(100);
-    if (kind < 25) {
-        const bool is_sysex = kind < 13;
-        const int base = is_sysex ? 0 : 0x20, span = is_sysex ? 0x80 : 0x5F;
-        std::vector<std::uint8_t> payload{static_cast<std::uint8_t>(base + serial % span),
-                                          static_cast<std::uint8_t>(base + serial / span % span)};
-        const unsigned n = kind % 4 == 0 ? 7 + 6 * r(50) : r(320);
-        for (unsigned i = 0; i < n; ++i)
-            payload.push_back(static_cast<std::uint8_t>(is_sysex ? r(0x80) : 0x20 + r(0x5F)));
-        payload.push_back(is_sysex ? st::sysex_end : 0);
-        return long_event(is_sysex ? st::sysex : st::text, pos, payload);
-    }
-    midi_event e = midi_event::make(static_cast<std::uint8_t>(0x80 + r(0x70)),
-                                    static_cast<std::uint8_t>(serial & 0x7F),
-                                    static_cast<std::uint8_t>((serial >> 7) & 0x7F), pos);
-    e.b[0] |= static_cast<std::uint8_t>(r(2) << 7);
-    e.set_spare_nibble(static_cast<std::uint8_t>(r(16)));
-    return {e};
-}
 
 std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
     auto it = std::partition_point(u.begin(), u.end(), [&](const records& r) {
@@ -64,12 +39,12 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
 
     int serial = 0;
     std::int64_t stats[7] = {};
-    for (int step = 0; step < 8000; ++step) {
+    for (int step = 0; step < 7000; ++step) {
         track& tr = tracks[r(static_cast<unsigned>(tracks.size()))];
         track_slot& sl = *tr.slot;
         units& m = tr.model;
         // Chains grow and shrink in turns, so that they pass block borders both ways.
-        const bool growing = step / 800 % 2 == 0;
+        const bool growing = step / 700 % 2 == 0;
         unsigned op = r(1000);
         if (op < 600) op = growing ? (op < 500 ? 0 : 500) : (op < 100 ? 0 : 500);
         if (op < 600 && m.size() > 400) op = 500;  // keep chains at a few thousand records
@@ -144,18 +119,10 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             ASSERT_TRUE(out.terminate()) << "step " << step;
             ASSERT_TRUE(out.ok()) << "step " << step;
             const ref32 first = out.cut();
-            const int blocks = out.count_chain_blocks();
+            sl.blocks = static_cast<std::uint16_t>(out.count_chain_blocks());
             s.free_chain(sl.first);
             sl.first = sl.play = first;
-            sl.blocks = static_cast<std::uint16_t>(blocks);
-            units both;
-            std::size_t i = 0, j = 0;
-            const units& b = other.model;
-            while (i < m.size() && j < b.size())
-                both.push_back(pos_of(b[j]) < pos_of(m[i]) ? b[j++] : m[i++]);
-            both.insert(both.end(), m.begin() + static_cast<std::ptrdiff_t>(i), m.end());
-            both.insert(both.end(), b.begin() + static_cast<std::ptrdiff_t>(j), b.end());
-            m = both;
+            m = merged(m, other.model);
             ++stats[4];
         } else {
             what = "clear";
@@ -175,8 +142,8 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
         ++stats[6];
     }
     // Every kind of step ran often enough to mean something.
-    for (int k = 0; k < 5; ++k) EXPECT_GT(stats[k], 50) << "operation " << k;
-    EXPECT_GT(stats[6], 7000);
+    for (int k = 0; k < 5; ++k) EXPECT_GT(stats[k], 40) << "operation " << k;
+    EXPECT_GT(stats[6], 6000);
 }
 
 }  // namespace

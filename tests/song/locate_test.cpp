@@ -25,14 +25,11 @@ TEST(Locate, ClampsToTheGrid) {
     testing::test_program t;
     program& p = *t;
     locate(p, -5);
-    EXPECT_EQ(p.d.position, 0);
-    EXPECT_EQ(p.d.play_position, 0);
-    EXPECT_EQ(p.d.fine_position, 0);
+    EXPECT_EQ(nums(p.d.position, p.d.play_position, p.d.fine_position), nums(0, 0, 0));
     locate(p, 0xFFFFF);
-    EXPECT_EQ(p.d.position, 0xFF000);
-    EXPECT_EQ(p.d.play_position, 0xFF000);
     // Twenty bits of position and twelve of fraction fill all 32 bits.
-    EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0xFF000u * 4096u);
+    EXPECT_EQ(nums(p.d.position, p.d.play_position, static_cast<std::uint32_t>(p.d.fine_position)),
+              nums(0xFF000, 0xFF000, 0xFF000u * 4096u));
     locate(p, 0x80000);
     EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0x80000000u);
 }
@@ -49,16 +46,14 @@ TEST(Locate, PatternModeSeatsEveryTrack) {
     d.current_step = 4;
 
     locate(p, 3072 + 1000);
-    EXPECT_EQ(pos_of(p, p.slot(5, 0).play), 3072 + 1000);
-    EXPECT_EQ(pos_of(p, p.slot(5, 9).play), 3072 + 1536);
+    EXPECT_EQ(nums(pos_of(p, p.slot(5, 0).play), pos_of(p, p.slot(5, 9).play)),
+              nums(3072 + 1000, 3072 + 1536));
     EXPECT_TRUE(is_end(p, p.slot(5, 31).play));
     EXPECT_EQ(p.slot(6, 9).play, p.slot(6, 9).first);
     for (int tr = 0; tr < 32; ++tr) EXPECT_EQ(d.track_position[tr], 3072 + 1000) << tr;
-    EXPECT_EQ(d.display_pattern, 5);
-    EXPECT_EQ(d.play_pattern, 5);
-    EXPECT_EQ(d.current_step, 4);
-    EXPECT_EQ(d.play_step_ptr, p.step_ref(4));
-    EXPECT_EQ(p.step(4).pattern_ptr, p.pattern_ref(5));
+    EXPECT_EQ(nums(d.display_pattern, d.play_pattern, d.current_step, d.play_step_ptr,
+                   p.step(4).pattern_ptr),
+              nums(5, 5, 4, p.step_ref(4), p.pattern_ref(5)));
 
     locate(p, 3072 + 300 * 10);  // past the last event
     EXPECT_TRUE(is_end(p, p.slot(5, 0).play));
@@ -81,13 +76,12 @@ TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
 
     const std::int32_t at = 3072 + 768 * 2 + 100;
     locate(p, at);
-    EXPECT_EQ(d.track_position[1], at - 10);
-    EXPECT_EQ(pos_of(p, late.play), 3072 + 768 * 2 + 192);
-    EXPECT_EQ(d.track_position[2], at + 20);
-    EXPECT_EQ(pos_of(p, early.play), 3072 + 768 * 2 + 192);
-    EXPECT_EQ(d.track_position[3], 3072 + 90);
-    EXPECT_EQ(pos_of(p, looped.play), 3072 + 192);
-    EXPECT_EQ(d.track_position[4], at);  // not in use: the plain position
+    // Track 4 is not in use: the plain position.
+    EXPECT_EQ(
+        nums(d.track_position[1], d.track_position[2], d.track_position[3], d.track_position[4]),
+        nums(at - 10, at + 20, 3072 + 90, at));
+    EXPECT_EQ(nums(pos_of(p, late.play), pos_of(p, early.play), pos_of(p, looped.play)),
+              nums(3072 + 768 * 2 + 192, 3072 + 768 * 2 + 192, 3072 + 192));
 
     // Inside the first pass of the loop nothing folds.
     locate(p, 3072 + 500);
@@ -105,33 +99,30 @@ TEST(Locate, SongModeFindsTheStep) {
 
     const std::int32_t start2 = 9216 + 1000;
     locate(p, start2 + 500);
-    EXPECT_EQ(d.current_step, 2);
-    EXPECT_EQ(d.display_pattern, 2);
-    EXPECT_EQ(d.play_pattern, 2);
-    EXPECT_EQ(d.current_pattern, 9);  // the window's pattern does not move
-    EXPECT_EQ(d.play_step_ptr, p.step_ref(2));
-    EXPECT_EQ(d.track_position[0], 3072 + 500);
-    EXPECT_EQ(pos_of(p, p.slot(2, 0).play), 3072 + 576);
+    // The window's pattern does not move.
+    EXPECT_EQ(nums(d.current_step, d.display_pattern, d.play_pattern, d.current_pattern,
+                   d.play_step_ptr, d.track_position[0], pos_of(p, p.slot(2, 0).play)),
+              nums(2, 2, 2, 9, p.step_ref(2), 3072 + 500, 3072 + 576));
 
-    locate(p, start2);
-    EXPECT_EQ(d.current_step, 2);
-    EXPECT_EQ(d.track_position[0], 3072);
-    locate(p, start2 - 1);
-    EXPECT_EQ(d.current_step, 1);
-    locate(p, 100);
-    EXPECT_EQ(d.current_step, 0);
-    EXPECT_EQ(d.track_position[0], 100);  // step 0 plays on the song's own position
-    locate(p, 0xFF000);
-    EXPECT_EQ(d.current_step, 31);
-    EXPECT_EQ(d.track_position[0], 0xFF000 - p.step_start(31) + 3072);
+    // Position, step found, track position (-1: not checked).
+    for (auto [at, step, track_pos] : {std::tuple{start2, 2, 3072},
+                                       {start2 - 1, 1, -1},
+                                       {100, 0, 100},  // step 0 plays on the song's own position
+                                       {0xFF000, 31, 0xFF000 - p.step_start(31) + 3072}}) {
+        locate(p, at);
+        EXPECT_EQ(d.current_step, step) << at;
+        if (track_pos >= 0) {
+            EXPECT_EQ(d.track_position[0], track_pos) << at;
+        }
+    }
 
     // Step pointers are rebuilt from the pattern numbers first.
     p.step(2).pattern_ptr = p.pattern_ref(15);
     p.step(3).pattern = 4;
     p.step(3).pattern_ptr = p.pattern_ref(0);
     locate(p, start2);
-    EXPECT_EQ(p.step(3).pattern_ptr, p.pattern_ref(4));
-    EXPECT_EQ(p.step(2).pattern_ptr, p.pattern_ref(2));
+    EXPECT_EQ(nums(p.step(3).pattern_ptr, p.step(2).pattern_ptr),
+              nums(p.pattern_ref(4), p.pattern_ref(2)));
 }
 
 TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
@@ -143,17 +134,13 @@ TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     give_track(p, 1, 7, notes(3, 2900, 100));  // 2900, 3000, 3100 in pattern 1
 
     locate(p, 9216 - 100);
-    EXPECT_EQ(d.current_step, 1);
-    EXPECT_EQ(d.display_pattern, 1);
-    EXPECT_EQ(d.track_position[7], 2972);
-    EXPECT_LT(d.track_position[7], 3072);
-    EXPECT_EQ(pos_of(p, p.slot(1, 7).play), 3000);
-
+    EXPECT_EQ(
+        nums(d.current_step, d.display_pattern, d.track_position[7], pos_of(p, p.slot(1, 7).play)),
+        nums(1, 1, 2972, 3000));
     locate(p, 9216 - 191);
     EXPECT_EQ(d.current_step, 1);
     locate(p, 9216 - 192);  // exactly the pickup ahead: not yet begun
-    EXPECT_EQ(d.current_step, 0);
-    EXPECT_EQ(d.display_pattern, 0);
+    EXPECT_EQ(nums(d.current_step, d.display_pattern), nums(0, 0));
 
     // The last step's pickup reaches back into step 30; past it there is no step to go on to.
     set_step_pickup(p, 31, 3072);
@@ -171,10 +158,9 @@ TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
     par.delay = 5;
     d.song_mode = 1;
     locate(p, 20000);
-    EXPECT_EQ(d.parallel_track_position[3], 20000 - 5);
-    EXPECT_EQ(d.parallel_track_position[4], 20000);
-    EXPECT_EQ(pos_of(p, par.play), 3072 + 384 * 45);
-    EXPECT_EQ(d.track_position[3], 20000 - p.step_start(2) + 3072);
+    EXPECT_EQ(nums(d.parallel_track_position[3], d.parallel_track_position[4], pos_of(p, par.play),
+                   d.track_position[3]),
+              nums(20000 - 5, 20000, 3072 + 384 * 45, 20000 - p.step_start(2) + 3072));
 
     // In pattern mode the parallel pattern is not seated.
     d.song_mode = 0;
@@ -196,49 +182,40 @@ TEST(Locate, TempoTrack) {
 
     d.tempo_track_on = 1;
     locate(p, 5000);  // a change exactly here is met by the engine on the next tick
-    EXPECT_EQ(pos_of(p, d.tempo_chain.play), 5000);
-    EXPECT_EQ(d.tempo_display, 9000);
-    EXPECT_EQ(d.tempo_increment, tempo_increment_for(9000));
+    EXPECT_EQ(nums(pos_of(p, d.tempo_chain.play), d.tempo_display, d.tempo_increment),
+              nums(5000, 9000, tempo_increment_for(9000)));
     locate(p, 5001);
     EXPECT_TRUE(is_end(p, d.tempo_chain.play));
     EXPECT_EQ(d.tempo_display, 15000);
     locate(p, 50);
-    EXPECT_EQ(pos_of(p, d.tempo_chain.play), 100);
-    EXPECT_EQ(d.tempo_display, 12000);
-    EXPECT_EQ(d.tempo_increment, 3145);
+    EXPECT_EQ(nums(pos_of(p, d.tempo_chain.play), d.tempo_display, d.tempo_increment),
+              nums(100, 12000, 3145));
 }
 
 TEST(Locate, BeatFields) {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
+    auto beat = [&] {
+        return nums(d.beats_per_bar, d.ticks_per_beat, d.beat_in_bar, d.tick_in_beat);
+    };
     locate(p, 3072 + 768 * 3 + 192 + 7);
-    EXPECT_EQ(d.beats_per_bar, 4);
-    EXPECT_EQ(d.ticks_per_beat, 192);
-    EXPECT_EQ(d.beat_in_bar, 1);
-    EXPECT_EQ(d.tick_in_beat, 7);
+    EXPECT_EQ(beat(), nums(4, 192, 1, 7));
     EXPECT_TRUE(is_end(p, d.active_signature.play));
 
     // In the lead-in the beat grid runs back from the first record.
     locate(p, 2900);
-    EXPECT_EQ(d.beat_in_bar, 3);
-    EXPECT_EQ(d.tick_in_beat, 20);
+    EXPECT_EQ(beat(), nums(4, 192, 3, 20));
     locate(p, 0);
-    EXPECT_EQ(d.beat_in_bar, 0);
-    EXPECT_EQ(d.tick_in_beat, 0);
+    EXPECT_EQ(beat(), nums(4, 192, 0, 0));
 
     use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
                             midi_event::make(st::signature, 7, 8, 4224)});
     locate(p, 3072 - 600);  // 552 ticks into bar 0 of 3/4
-    EXPECT_EQ(d.beats_per_bar, 3);
-    EXPECT_EQ(d.beat_in_bar, 2);
-    EXPECT_EQ(d.tick_in_beat, 168);
+    EXPECT_EQ(beat(), nums(3, 192, 2, 168));
     EXPECT_EQ(pos_of(p, d.active_signature.play), 4224);
     locate(p, 4224 + 96 * 9 + 5);
-    EXPECT_EQ(d.beats_per_bar, 7);
-    EXPECT_EQ(d.ticks_per_beat, 96);
-    EXPECT_EQ(d.beat_in_bar, 2);
-    EXPECT_EQ(d.tick_in_beat, 5);
+    EXPECT_EQ(beat(), nums(7, 96, 2, 5));
     EXPECT_TRUE(is_end(p, d.active_signature.play));
 }
 
@@ -251,21 +228,16 @@ TEST(Locate, ParksTheEngineAndTheTake) {
     p.app.chase_events = true;
     p.hooks.chase_events = [&](std::int32_t pos, int step, int pattern) {
         ++chased;
-        EXPECT_EQ(d.stopped, 1);
-        EXPECT_EQ(d.record_enable, 0);
-        EXPECT_EQ(d.position, pos);  // every pointer is seated before the chase
-        EXPECT_EQ(step, 2);
-        EXPECT_EQ(pattern, 2);
+        // Parked, and every pointer is seated before the chase.
+        EXPECT_EQ(nums(d.stopped, d.record_enable, d.position, step, pattern),
+                  nums(1, 0, pos, 2, 2));
     };
     p.hooks.redraw_bar_display = [&] { ++bar_redraws; };
     d.song_mode = 1;
     d.stopped = 0;
     d.record_enable = 1;
     locate(p, 20000);
-    EXPECT_EQ(chased, 1);
-    EXPECT_EQ(bar_redraws, 0);
-    EXPECT_EQ(d.stopped, 0);
-    EXPECT_EQ(d.record_enable, 1);
+    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(1, 0, 0, 1));
 
     // Stopped and not recording stay so.
     d.stopped = 1;
@@ -273,10 +245,7 @@ TEST(Locate, ParksTheEngineAndTheTake) {
     d.signature_track_on = 1;
     d.active_signature = d.signature_track;
     locate(p, 20000);
-    EXPECT_EQ(d.stopped, 1);
-    EXPECT_EQ(d.record_enable, 0);
-    EXPECT_EQ(bar_redraws, 1);
-    EXPECT_EQ(chased, 2);
+    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
 }
 
 TEST(Locate, CyclePreparePatternMode) {
@@ -293,20 +262,18 @@ TEST(Locate, CyclePreparePatternMode) {
     d.tempo_track_on = 1;
 
     locate(p, 3072 + 768 * 3);
-    EXPECT_EQ(d.cycle_track_position[6], 3072 + 768 - 4);
-    EXPECT_EQ(pos_of(p, d.cycle_track_event[6]), 3072 + 768);
-    EXPECT_EQ(d.cycle_track_position[7], 3072 + 768);
-    EXPECT_EQ(d.cycle_track_event[7], null_ref);
-    EXPECT_EQ(pos_of(p, s.play), 3072 + 768 * 3);  // play follows the position, not the locator
-    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(5));
-    EXPECT_EQ(pos_of(p, d.tempo_chain.left_event), 3072 + 768);
-    EXPECT_EQ(d.tempo_chain.left_tempo(), 6000);
+    // Play follows the position, not the locator.
+    EXPECT_EQ(
+        nums(d.cycle_track_position[6], pos_of(p, d.cycle_track_event[6]),
+             d.cycle_track_position[7], d.cycle_track_event[7], pos_of(p, s.play),
+             d.cycle_step_ptr),
+        nums(3072 + 768 - 4, 3072 + 768, 3072 + 768, null_ref, 3072 + 768 * 3, p.step_ref(5)));
+    EXPECT_EQ(nums(pos_of(p, d.tempo_chain.left_event), d.tempo_chain.left_tempo()),
+              nums(3072 + 768, 6000));
     const chain_cursor& c = d.active_signature;
     EXPECT_TRUE(is_end(p, c.left_event));
-    EXPECT_EQ(c.ticks_per_beat, 192);
-    EXPECT_EQ(c.beats_per_bar, 4);
-    EXPECT_EQ(c.beat_in_bar, 0);
-    EXPECT_EQ(c.tick_in_beat, 0);
+    EXPECT_EQ(nums(c.ticks_per_beat, c.beats_per_bar, c.beat_in_bar, c.tick_in_beat),
+              nums(192, 4, 0, 0));
 }
 
 TEST(Locate, CyclePrepareSongMode) {
@@ -320,26 +287,23 @@ TEST(Locate, CyclePrepareSongMode) {
     d.cycle_on = 1;
 
     locate(p, 5000);
-    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(3));
-    EXPECT_EQ(d.cycle_track_position[6], 3072 + 400);
-    EXPECT_EQ(pos_of(p, d.cycle_track_event[6]), 3072 + 576);
-    EXPECT_EQ(d.cycle_parallel_position[2], d.left_locator);
-    EXPECT_EQ(pos_of(p, d.cycle_parallel_event[2]),
-              3072 + 192 * ((d.left_locator - 3072 + 191) / 192));
-    EXPECT_EQ(d.current_step, 0);  // the locate itself stays where it was sent
+    // The locate itself stays where it was sent.
+    EXPECT_EQ(
+        nums(d.cycle_step_ptr, d.cycle_track_position[6], pos_of(p, d.cycle_track_event[6]),
+             d.cycle_parallel_position[2], pos_of(p, d.cycle_parallel_event[2]), d.current_step),
+        nums(p.step_ref(3), 3072 + 400, 3072 + 576, d.left_locator,
+             3072 + 192 * ((d.left_locator - 3072 + 191) / 192), 0));
 
     // In step 0 the locator is the local position.
     d.left_locator = 4000;
     cycle_prepare(p);
-    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(0));
-    EXPECT_EQ(d.cycle_track_position[6], 4000);
+    EXPECT_EQ(nums(d.cycle_step_ptr, d.cycle_track_position[6]), nums(p.step_ref(0), 4000));
 
     // A left locator inside the next step's pickup belongs to that step.
     set_step_pickup(p, 3, 300);
     d.left_locator = p.step_start(3) - 100;
     cycle_prepare(p);
-    EXPECT_EQ(d.cycle_step_ptr, p.step_ref(3));
-    EXPECT_EQ(d.cycle_track_position[6], 2972);
+    EXPECT_EQ(nums(d.cycle_step_ptr, d.cycle_track_position[6]), nums(p.step_ref(3), 2972));
 }
 
 TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
@@ -354,11 +318,10 @@ TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
     locate(p, 6000);
     ASSERT_EQ(d.beats_per_bar, 4);
     const chain_cursor& c = d.active_signature;
-    EXPECT_EQ(c.beats_per_bar, 3);
-    EXPECT_EQ(c.ticks_per_beat, 192);
-    EXPECT_EQ(c.beat_in_bar, 0);  // 768 - 600 = 168 ticks into a bar of 4/4
-    EXPECT_EQ(c.tick_in_beat, 168);
-    EXPECT_EQ(pos_of(p, c.left_event), 3072 + 576 * 4);
+    // 768 - 600 = 168 ticks into a bar of 4/4.
+    EXPECT_EQ(nums(c.beats_per_bar, c.ticks_per_beat, c.beat_in_bar, c.tick_in_beat,
+                   pos_of(p, c.left_event)),
+              nums(3, 192, 0, 168, 3072 + 576 * 4));
 
     // With the position in 3/4 the same locator folds with the 3/4 bar.
     locate(p, 3500);
@@ -378,15 +341,14 @@ TEST(Locate, LocateTrackAfterAnEdit) {
     track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
     s.delay = -8;
     locate_track(p, 8, false);
-    EXPECT_EQ(d.track_position[8], 3072 + 708);
-    EXPECT_EQ(pos_of(p, s.play), 3072 + 768);
+    EXPECT_EQ(nums(d.track_position[8], pos_of(p, s.play)), nums(3072 + 708, 3072 + 768));
 
     // The parallel pattern is on the song position.
     d.current_pattern = 16;
     track_slot& par = give_track(p, 16, 8, notes(200, 3072, 192));
     locate_track(p, 8, true);
-    EXPECT_EQ(d.parallel_track_position[8], d.position);
-    EXPECT_EQ(pos_of(p, par.play), 3072 + 192 * ((d.position - 3072 + 191) / 192));
+    EXPECT_EQ(nums(d.parallel_track_position[8], pos_of(p, par.play)),
+              nums(d.position, 3072 + 192 * ((d.position - 3072 + 191) / 192)));
 
     // Pattern mode: the plain position.
     d.song_mode = 0;
@@ -410,21 +372,21 @@ TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     d.left_locator = p.step_start(4) + 100;  // step 4 plays pattern 4
     locate(p, p.step_start(2) + 10);
 
-    track_slot& s = give_track(p, 2, 1, notes(10, 3072, 192));
+    give_track(p, 2, 1, notes(10, 3072, 192));
     d.cycle_track_position[1] = -1;
     d.cycle_track_event[1] = null_ref;
     locate_track(p, 1, false);
-    EXPECT_EQ(d.track_position[1], 3072 + 10);
-    EXPECT_EQ(d.cycle_track_position[1], -1);  // another pattern at the locator
-    EXPECT_EQ(d.cycle_track_event[1], null_ref);
+    // Another pattern at the locator: the cycle fields stay.
+    EXPECT_EQ(nums(d.track_position[1], d.cycle_track_position[1], d.cycle_track_event[1]),
+              nums(3072 + 10, -1, null_ref));
 
     set_step_pattern(p, 4, 2);
     d.current_pattern = 2;
     locate_track(p, 1, false);
-    EXPECT_EQ(d.cycle_track_position[1], 3072 + 100);
-    EXPECT_EQ(pos_of(p, d.cycle_track_event[1]), 3072 + 192);
-    EXPECT_EQ(d.cycle_track_position[2], 3072 + 100);  // prepared by the locate, untouched
-    (void)s;
+    // Track 2 was prepared by the locate and is left untouched.
+    EXPECT_EQ(nums(d.cycle_track_position[1], pos_of(p, d.cycle_track_event[1]),
+                   d.cycle_track_position[2]),
+              nums(3072 + 100, 3072 + 192, 3072 + 100));
 
     // A parallel track always follows the locator.
     d.current_pattern = 16;
@@ -432,19 +394,6 @@ TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     locate_track(p, 1, true);
     EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
     EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));
-}
-
-TEST(Locate, RebuildStepPointers) {
-    testing::test_program t;
-    program& p = *t;
-    for (int i = 0; i < song_steps; ++i) {
-        p.step(i).pattern = static_cast<std::int8_t>((i * 7) % 16);
-        p.step(i).pattern_ptr = null_ref;
-    }
-    rebuild_step_pointers(p);
-    for (int i = 0; i < song_steps; ++i)
-        EXPECT_EQ(p.step(i).pattern_ptr, p.d.pattern_table_ptr + ((i * 7) % 16) * 1099u) << i;
-    EXPECT_EQ(p.step(32).pattern_ptr, p.pattern_ref(16));
 }
 
 }  // namespace

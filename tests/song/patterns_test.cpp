@@ -32,61 +32,46 @@ void forget_silence(program& p) {
 
 TEST(Patterns, DefaultsCoverAllEighteenEntries) {
     testing::test_program t;
-    // Dirty every entry, then format again.
-    for (int pat = 0; pat < pattern_count; ++pat) {
+    // Dirty every entry and the song list, then format again.
+    for (int pat = 0; pat < pattern_count; ++pat)
         std::memset(&t->pattern(pat), 0x5A, sizeof(pattern_entry));
-    }
-    set_pattern_defaults(*t);
-    for (int pat = 0; pat < pattern_count; ++pat) {
-        const pattern_entry& e = t->pattern(pat);
-        EXPECT_EQ(name_of(e.name), pat == parallel_pattern ? " PARALLEL " : " PATTERN  ") << pat;
-        EXPECT_EQ(e.name[10], 0);
-        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
-            const track_slot& s = e.track[tr];
-            EXPECT_EQ(s.channel, tr % 16) << pat << "/" << tr;
-            EXPECT_EQ(s.loop_length, no_loop);
-            EXPECT_EQ(s.in_use, 0);
-            EXPECT_EQ(s.blocks, 0);
-            EXPECT_EQ(
-                s.velocity | s.quantize | s.mute | s.transpose | s.compress | s.delay | s.port, 0);
-            EXPECT_EQ(name_of(s.name), "          ");
-            EXPECT_EQ(s.name[10], 0);
-        }
-    }
-    EXPECT_EQ(t->slot(4, 16).channel, 0);
-    EXPECT_EQ(t->slot(4, 31).channel, 15);
-}
-
-TEST(Patterns, SongListDefaults) {
-    testing::test_program t;
     set_step_name(*t, 4, "STOP");
     set_step_length(*t, 2, 100);
+    set_pattern_defaults(*t);
     set_song_list_defaults(*t);
+    for (int pat = 0; pat < pattern_count; ++pat) {
+        const pattern_entry& e = t->pattern(pat);
+        EXPECT_EQ(name_of(e.name) + char('0' + e.name[10]),
+                  std::string(pat == parallel_pattern ? " PARALLEL " : " PATTERN  ") + "0")
+            << pat;
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
+            const track_slot& s = e.track[tr];
+            EXPECT_EQ(
+                nums(s.channel, s.loop_length, s.in_use, s.blocks,
+                     s.velocity | s.quantize | s.mute | s.transpose | s.compress | s.delay | s.port,
+                     s.name[10]),
+                nums(tr % 16, no_loop, 0, 0, 0, 0))
+                << pat << "/" << tr;
+            EXPECT_EQ(name_of(s.name), "          ");
+        }
+    }
     EXPECT_EQ(t->step(-1).end, 3072);
     for (int i = 0; i < song_steps; ++i) {
         const song_step& s = t->step(i);
-        EXPECT_EQ(s.pattern, i % 8);
-        EXPECT_EQ(s.pattern_ptr, t->pattern_ref(i % 8));
-        EXPECT_EQ(s.index, i);
-        EXPECT_EQ(s.end, i == 31 ? 0xFF001 : 9216 + i * 6144) << i;
-        EXPECT_EQ(s.pickup | s.transpose | s.stop_here, 0);
-        EXPECT_EQ(s.track_mask, 0u);
+        EXPECT_EQ(nums(s.pattern, s.pattern_ptr, s.index, s.end,
+                       s.pickup | s.transpose | s.stop_here, s.track_mask),
+                  nums(i % 8, t->pattern_ref(i % 8), i, i == 31 ? 0xFF001 : 9216 + i * 6144, 0, 0))
+            << i;
         EXPECT_EQ(name_of(s.name), "          ");
     }
-    EXPECT_EQ(t->step(30).end, 193536);
-    const song_step& par = t->step(32);
-    EXPECT_EQ(par.end, 0xFF001);
-    EXPECT_EQ(par.pattern, 16);
-    EXPECT_EQ(par.pattern_ptr, t->pattern_ref(16));
-    EXPECT_EQ(par.track_mask, 0u);
-    EXPECT_EQ(par.pickup, 0);
-    const song_step& take = t->step(33);
-    EXPECT_EQ(take.end, 0xFF001);
-    EXPECT_EQ(take.pattern, 17);
-    EXPECT_EQ(take.pattern_ptr, t->pattern_ref(17));
-    EXPECT_EQ(t->d.parallel_step_ptr, t->step_ref(32));
-    EXPECT_EQ(t->d.parallel_step_ptr2, t->step_ref(32));
-    EXPECT_EQ(t->d.take_step_ptr, t->step_ref(33));
+    // The parallel and the take entries behind the song list.
+    const song_step& par = t->step(parallel_step);
+    const song_step& take = t->step(take_step);
+    EXPECT_EQ(nums(par.end, par.pattern, par.pattern_ptr, par.track_mask, par.pickup, take.end,
+                   take.pattern, take.pattern_ptr),
+              nums(0xFF001, 16, t->pattern_ref(16), 0, 0, 0xFF001, 17, t->pattern_ref(17)));
+    EXPECT_EQ(nums(t->d.parallel_step_ptr, t->d.parallel_step_ptr2, t->d.take_step_ptr),
+              nums(t->step_ref(32), t->step_ref(32), t->step_ref(33)));
 }
 
 TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
@@ -106,18 +91,12 @@ TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
 
     // A tempo track and a signature track of their own.
     use_tempo_track(p, {tempo(9000, 0), tempo(9001, 1000), tempo(9002, 2000)});
-    replace_chain(
-        p, d.signature_track,
-        {midi_event::make(st::signature, 3, 4, 3072), midi_event::make(st::signature, 5, 8, 5376)});
-    d.active_signature = d.signature_track;
-    d.signature_track_on = 1;
+    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
+                            midi_event::make(st::signature, 5, 8, 5376)});
     p.store().at(d.signature_chain.first).set_data1(7);
     p.store().at(d.signature_chain.first).set_data2(8);
 
-    d.song_mode = 1;
-    d.parallel_selected = 1;
-    d.cycle_on = 1;
-    d.punch_on = 1;
+    d.song_mode = d.parallel_selected = d.cycle_on = d.punch_on = 1;
     d.internal_record = 2;
     p.app.solo_on = true;
     std::memset(d.track_enable, 0, sizeof d.track_enable);
@@ -141,8 +120,7 @@ TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
     };
     p.hooks.reset_mixer = [&] {
         calls.push_back("mixer");
-        EXPECT_EQ(p.step(31).end, past_last_step);
-        EXPECT_EQ(p.app.edit_grid, 48);
+        EXPECT_EQ(nums(p.step(31).end, p.app.edit_grid), nums(past_last_step, 48));
     };
     p.hooks.scroll_to_top = [&] { calls.push_back("scroll"); };
     p.hooks.buttons_changed = [&] {
@@ -159,43 +137,29 @@ TEST(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
     EXPECT_EQ(std::vector<std::string>(calls.end() - 3, calls.end()),
               (std::vector<std::string>{"undo", "mixer", "scroll"}));
 
-    EXPECT_EQ(d.position, 3072);
     const event_store& s = p.store();
-    EXPECT_EQ(d.tempo_chain.blocks, 1);
-    EXPECT_EQ(s.at(d.tempo_chain.first).tempo_value(), 12000);
-    EXPECT_EQ(s.position(d.tempo_chain.first), 0);
-    EXPECT_EQ(s.status(s.next_event(d.tempo_chain.first)), st::end);
-    for (const chain_cursor* c : {&d.signature_chain, &d.signature_track}) {
-        EXPECT_EQ(s.at(c->first).data1(), 4);
-        EXPECT_EQ(s.at(c->first).data2(), 4);
-        EXPECT_EQ(s.position(c->first), 3072);
-        EXPECT_EQ(s.status(s.next_event(c->first)), st::end);
-    }
+    EXPECT_EQ(nums(d.tempo_chain.blocks, s.at(d.tempo_chain.first).tempo_value(),
+                   s.position(d.tempo_chain.first), s.status(s.next_event(d.tempo_chain.first))),
+              nums(1, 12000, 0, st::end));
+    for (const chain_cursor* c : {&d.signature_chain, &d.signature_track})
+        EXPECT_EQ(nums(s.at(c->first).data1(), s.at(c->first).data2(), s.position(c->first),
+                       s.status(s.next_event(c->first))),
+                  nums(4, 4, 3072, st::end));
     EXPECT_EQ(d.active_signature.first, d.signature_chain.first);
-    EXPECT_EQ(d.tempo_track_on, 0);
-    EXPECT_EQ(d.signature_track_on, 0);
-    EXPECT_EQ(d.song_mode, 0);
-    EXPECT_EQ(d.parallel_selected, 0);
-    EXPECT_EQ(d.cycle_on, 0);
-    EXPECT_EQ(d.punch_on, 0);
-    EXPECT_EQ(d.internal_record, 0);
-    EXPECT_FALSE(p.app.solo_on);
+    EXPECT_EQ(
+        nums(d.position, d.tempo_track_on, d.signature_track_on, d.song_mode, d.parallel_selected,
+             d.cycle_on, d.punch_on, d.internal_record, p.app.solo_on, d.current_track),
+        nums(3072, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     for (int i = 0; i < 32; ++i) EXPECT_EQ(d.track_enable[i] & d.parallel_enable[i], 1);
     for (int pat = 0; pat < pattern_count; ++pat)
-        for (int tr = 0; tr < tracks_per_pattern; ++tr) {
-            EXPECT_EQ(p.slot(pat, tr).in_use, 0);
-            EXPECT_EQ(p.slot(pat, tr).loop_length, no_loop);
-            EXPECT_EQ(p.slot(pat, tr).mute, 0);
-        }
+        for (int tr = 0; tr < tracks_per_pattern; ++tr)
+            EXPECT_EQ(
+                nums(p.slot(pat, tr).in_use, p.slot(pat, tr).loop_length, p.slot(pat, tr).mute),
+                nums(0, no_loop, 0));
     EXPECT_EQ(name_of(p.pattern(2).name), " PATTERN  ");
-    EXPECT_EQ(p.step(1).end, 9216 + 6144);
-    EXPECT_EQ(p.step(3).stop_here, 0);
-    EXPECT_EQ(p.app.song_tempo, 12000);
-    EXPECT_EQ(d.tempo_increment, 3145);
-    EXPECT_EQ(p.app.quantize_swing, 0);
-    EXPECT_EQ(p.app.quantize_strength, 100);
-    EXPECT_EQ(p.app.edit_grid, 48);
-    EXPECT_EQ(d.current_track, 0);
+    EXPECT_EQ(nums(p.step(1).end, p.step(3).stop_here, p.app.song_tempo, d.tempo_increment,
+                   p.app.quantize_swing, p.app.quantize_strength, p.app.edit_grid),
+              nums(9216 + 6144, 0, 12000, 3145, 0, 100, 48));
 
     // A second clear on an empty song loses nothing either.
     clear_song(p);
@@ -215,13 +179,11 @@ TEST(Patterns, DeleteTrackChainEmptiesTheSlotOnce) {
 
     forget_silence(p);
     delete_track_chain(p, 16, 7);
+    // Parameters such as the channel stay.
     EXPECT_EQ(last_silenced(p), "1/7");
-    EXPECT_EQ(s.in_use, 0);
-    EXPECT_EQ(s.mute, 0);
-    EXPECT_EQ(s.blocks, 0);
+    EXPECT_EQ(nums(s.in_use, s.mute, s.blocks, s.channel, p.d.free_blocks),
+              nums(0, 0, 0, 3, free_at_start));
     EXPECT_EQ(name_of(s.name), "          ");
-    EXPECT_EQ(s.channel, 3);  // parameters stay
-    EXPECT_EQ(p.d.free_blocks, free_at_start);
     EXPECT_EQ(testing::check_pool(p), "");
 
     forget_silence(p);
@@ -255,25 +217,20 @@ TEST(Patterns, SelectTrackAndPatternSetThruFields) {
     b.velocity = -3;
     b.compress = -1;
     d.current_pattern = 2;
+    auto thru = [&] {
+        return nums(d.thru_port, d.thru_channel, d.thru_transpose, d.thru_velocity,
+                    static_cast<std::int8_t>(d.thru_compress));
+    };
 
     select_track(p, 5);
     EXPECT_EQ(d.current_track, 5);
-    EXPECT_EQ(d.thru_port, 3);
-    EXPECT_EQ(d.thru_channel, 7);
-    EXPECT_EQ(d.thru_transpose, -12);
-    EXPECT_EQ(d.thru_velocity, 10);
-    EXPECT_EQ(d.thru_compress, 2);
+    EXPECT_EQ(thru(), nums(3, 7, -12, 10, 2));
 
     int redraws = 0;
     p.hooks.track_list_changed = [&] { ++redraws; };
     EXPECT_TRUE(select_pattern(p, 6));
-    EXPECT_EQ(d.current_pattern, 6);
-    EXPECT_EQ(redraws, 1);
-    EXPECT_EQ(d.thru_port, 1);
-    EXPECT_EQ(d.thru_channel, 16);
-    EXPECT_EQ(d.thru_transpose, 5);
-    EXPECT_EQ(d.thru_velocity, -3);
-    EXPECT_EQ(static_cast<std::int8_t>(d.thru_compress), -1);
+    EXPECT_EQ(nums(d.current_pattern, redraws), nums(6, 1));
+    EXPECT_EQ(thru(), nums(1, 16, 5, -3, -1));
     EXPECT_TRUE(select_pattern(p, 6));
     EXPECT_EQ(redraws, 1);  // same pattern: nothing to redraw
 
@@ -306,34 +263,31 @@ TEST(Patterns, ChannelAndPortFollowToEmptyTracks) {
 
     set_track_channel(p, 0, 20, 9);
     set_track_port(p, 0, 20, 1);
-    for (int pat = 0; pat <= parallel_pattern; ++pat) {
-        EXPECT_EQ(p.slot(pat, 20).channel, pat == 3 ? 4 : 9) << pat;
-        EXPECT_EQ(p.slot(pat, 20).port, pat == 3 ? 2 : 1) << pat;
-        EXPECT_EQ(p.slot(pat, 21).channel, 5);
-    }
+    for (int pat = 0; pat <= parallel_pattern; ++pat)
+        EXPECT_EQ(nums(p.slot(pat, 20).channel, p.slot(pat, 20).port, p.slot(pat, 21).channel),
+                  pat == 3 ? nums(4, 2, 5) : nums(9, 1, 5))
+            << pat;
     // The working pattern is left alone outside a cycle take.
-    EXPECT_EQ(p.slot(take_pattern, 20).channel, 4);
-    EXPECT_EQ(p.slot(take_pattern, 20).port, 0);
+    EXPECT_EQ(nums(p.slot(take_pattern, 20).channel, p.slot(take_pattern, 20).port), nums(4, 0));
 
     // An edit of the track in use changes that track.
     set_track_channel(p, 3, 20, 16);
-    EXPECT_EQ(p.slot(3, 20).channel, 16);
-    EXPECT_EQ(p.slot(5, 20).channel, 16);
+    EXPECT_EQ(nums(p.slot(3, 20).channel, p.slot(5, 20).channel), nums(16, 16));
 
     // During a cycle take every slot of the working pattern follows.
     p.d.recording = 1;
     p.d.cycle_recording = 1;
     set_track_channel(p, 3, 20, 11);
-    for (int tr = 0; tr < tracks_per_pattern; ++tr) EXPECT_EQ(p.slot(take_pattern, tr).channel, 11);
-    EXPECT_EQ(p.slot(0, 21).channel, 5);
     set_track_port(p, 3, 20, 3);
-    for (int tr = 0; tr < tracks_per_pattern; ++tr) EXPECT_EQ(p.slot(take_pattern, tr).port, 3);
+    for (int tr = 0; tr < tracks_per_pattern; ++tr)
+        EXPECT_EQ(nums(p.slot(take_pattern, tr).channel, p.slot(take_pattern, tr).port),
+                  nums(11, 3));
+    EXPECT_EQ(p.slot(0, 21).channel, 5);
     // Values out of range are held to it.
     p.d.recording = 0;
     set_track_channel(p, 0, 1, 40);
     set_track_port(p, 0, 1, 9);
-    EXPECT_EQ(p.slot(0, 1).channel, 16);
-    EXPECT_EQ(p.slot(0, 1).port, 3);
+    EXPECT_EQ(nums(p.slot(0, 1).channel, p.slot(0, 1).port), nums(16, 3));
 }
 
 TEST(Patterns, ChannelEditOnAPlayingPatternEndsTheTracksNotes) {
@@ -354,8 +308,7 @@ TEST(Patterns, ChannelEditOnAPlayingPatternEndsTheTracksNotes) {
     EXPECT_EQ(last_silenced(p), "255/255");
     set_track_channel(p, 0, 4, 2);
     EXPECT_EQ(last_silenced(p), "0/4");
-    EXPECT_EQ(d.track_position[4], 3500);
-    EXPECT_EQ(d.stopped, 0);
+    EXPECT_EQ(nums(d.track_position[4], d.stopped), nums(3500, 0));
 
     d.song_mode = 1;
     d.current_pattern = 16;
@@ -374,11 +327,9 @@ TEST(Patterns, ToggleSongMode) {
 
     d.current_pattern = 16;
     EXPECT_TRUE(toggle_song_mode(*t));
-    EXPECT_EQ(d.song_mode, 1);
-    EXPECT_EQ(d.parallel_selected, 1);
+    EXPECT_EQ(nums(d.song_mode, d.parallel_selected), nums(1, 1));
     EXPECT_TRUE(toggle_song_mode(*t));
-    EXPECT_EQ(d.song_mode, 0);
-    EXPECT_EQ(d.parallel_selected, 0);
+    EXPECT_EQ(nums(d.song_mode, d.parallel_selected), nums(0, 0));
 
     // Running: the position is found again in the new mode.
     d.current_pattern = 4;
@@ -386,10 +337,8 @@ TEST(Patterns, ToggleSongMode) {
     d.current_step = 0;
     d.stopped = 0;
     EXPECT_TRUE(toggle_song_mode(*t));
-    EXPECT_EQ(d.parallel_selected, 0);
-    EXPECT_EQ(d.current_step, 2);
-    EXPECT_EQ(d.display_pattern, 2);
-    EXPECT_EQ(d.stopped, 0);
+    EXPECT_EQ(nums(d.parallel_selected, d.current_step, d.display_pattern, d.stopped),
+              nums(0, 2, 2, 0));
 }
 
 TEST(Patterns, StepPatternFollowsAndRelocates) {
@@ -399,9 +348,8 @@ TEST(Patterns, StepPatternFollowsAndRelocates) {
     d.current_step = 3;
     d.current_pattern = 3;
     set_step_pattern(*t, 3, 12);
-    EXPECT_EQ(t->step(3).pattern, 12);
-    EXPECT_EQ(t->step(3).pattern_ptr, t->pattern_ref(12));
-    EXPECT_EQ(d.current_pattern, 12);
+    EXPECT_EQ(nums(t->step(3).pattern, t->step(3).pattern_ptr, d.current_pattern),
+              nums(12, t->pattern_ref(12), 12));
     set_step_pattern(*t, 5, 40);
     EXPECT_EQ(t->step(5).pattern, 15);
     EXPECT_EQ(d.current_pattern, 12);  // not the current step
@@ -423,23 +371,20 @@ TEST(Patterns, StepLengthMovesLaterEnds) {
     program& p = *t;
     set_step_length(p, 5, 10000);
     EXPECT_EQ(step_length(p, 5), 10000);
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(p.step(i).end, 9216 + i * 6144);
-    for (int i = 5; i < 31; ++i) EXPECT_EQ(p.step(i).end, 9216 + i * 6144 + 3856) << i;
+    for (int i = 0; i < 31; ++i)
+        EXPECT_EQ(p.step(i).end, 9216 + i * 6144 + (i < 5 ? 0 : 3856)) << i;
     EXPECT_EQ(p.step(31).end, 0xFF001);
-    for (int i = 6; i < 31; ++i) EXPECT_EQ(step_length(p, i), 6144);
 
     set_step_length(p, 5, 0);
     EXPECT_EQ(step_length(p, 5), 1);
 
     // The last-but-one step may end at 0xFED00 and no later.
     set_step_length(p, 7, 0x7FFFFFFF);
-    EXPECT_EQ(p.step(30).end, 0xFED00);
-    EXPECT_EQ(p.step(31).end, 0xFF001);
+    EXPECT_EQ(nums(p.step(30).end, p.step(31).end), nums(0xFED00, 0xFF001));
     set_step_length(p, 30, 50000);
     EXPECT_EQ(p.step(30).end, 0xFED00);
     set_step_length(p, 30, 100);
-    EXPECT_EQ(step_length(p, 30), 100);
-    EXPECT_EQ(p.step(31).end, 0xFF001);
+    EXPECT_EQ(nums(step_length(p, 30), p.step(31).end), nums(100, 0xFF001));
 
     // The last step has no length to edit.
     set_step_length(p, 31, 100);
@@ -449,17 +394,14 @@ TEST(Patterns, StepLengthMovesLaterEnds) {
 TEST(Patterns, PickupBounds) {
     testing::test_program t;
     program& p = *t;
-    set_step_pickup(p, 3, 5000);
-    EXPECT_EQ(p.step(3).pickup, 3072);
-    set_step_pickup(p, 3, -4);
-    EXPECT_EQ(p.step(3).pickup, 0);
-    set_step_length(p, 2, 1000);
-    set_step_pickup(p, 3, 5000);
-    EXPECT_EQ(p.step(3).pickup, 999);
-    set_step_pickup(p, 3, 200);
-    EXPECT_EQ(p.step(3).pickup, 200);
+    // Each step: step 2's length (0: unchanged), pickup asked for step 3, pickup kept.
+    for (auto [length, pickup, kept] :
+         {std::tuple{0, 5000, 3072}, {0, -4, 0}, {1000, 5000, 999}, {0, 200, 200}, {0, 999, 999}}) {
+        if (length) set_step_length(p, 2, length);
+        set_step_pickup(p, 3, pickup);
+        EXPECT_EQ(p.step(3).pickup, kept) << pickup;
+    }
     // Shortening the step before holds the pickup inside it.
-    set_step_pickup(p, 3, 999);
     set_step_length(p, 2, 300);
     EXPECT_EQ(p.step(3).pickup, 299);
     set_step_length(p, 2, 1);
@@ -480,29 +422,21 @@ TEST(Patterns, InsertStepKeepsLengths) {
     const std::int32_t end2 = p.step(2).end;
 
     insert_step(p, 2);
-    EXPECT_EQ(name_of(p.step(2).name), "S2        ");
-    EXPECT_EQ(name_of(p.step(3).name), "S2        ");
-    EXPECT_EQ(name_of(p.step(4).name), "S3        ");
-    EXPECT_EQ(name_of(p.step(31).name), "S30       ");  // old step 31 dropped
-    EXPECT_EQ(p.step(3).transpose, 5);
-    EXPECT_EQ(p.step(2).end, end2);
-    EXPECT_EQ(step_length(p, 3), 3000);
-    for (int i = 4; i < 31; ++i) EXPECT_EQ(step_length(p, i), 6144) << i;
-    EXPECT_EQ(p.step(30).end, 3072 + 29 * 6144 + 2 * 3000);
-    EXPECT_EQ(p.step(31).end, 0xFF001);
-    for (int i = 0; i < song_steps; ++i) {
-        EXPECT_EQ(p.step(i).index, i);
-        EXPECT_EQ(p.step(i).pattern_ptr, p.pattern_ref(p.step(i).pattern));
-    }
-    EXPECT_EQ(p.step(4).pattern, 3);
+    // Old step 31 is dropped.
+    EXPECT_EQ(name_of(p.step(2).name) + name_of(p.step(3).name) + name_of(p.step(4).name) +
+                  name_of(p.step(31).name),
+              "S2        S2        S3        S30       ");
     // The moved step's pickup still fits in the step before it.
-    EXPECT_EQ(p.step(2).pickup, 3071);
-    EXPECT_EQ(p.step(3).pickup, 2999);
-}
+    EXPECT_EQ(nums(p.step(3).transpose, p.step(2).end, step_length(p, 3), p.step(4).pattern,
+                   p.step(2).pickup, p.step(3).pickup),
+              nums(5, end2, 3000, 3, 3071, 2999));
+    for (int i = 4; i < 31; ++i) EXPECT_EQ(step_length(p, i), 6144) << i;
+    EXPECT_EQ(nums(p.step(30).end, p.step(31).end), nums(3072 + 29 * 6144 + 2 * 3000, 0xFF001));
+    for (int i = 0; i < song_steps; ++i)
+        EXPECT_EQ(nums(p.step(i).index, p.step(i).pattern_ptr),
+                  nums(i, p.pattern_ref(p.step(i).pattern)));
 
-TEST(Patterns, InsertStepNearTheLastPositionStaysInBounds) {
-    testing::test_program t;
-    program& p = *t;
+    // Near the last position the ends stay in bounds and in order.
     set_step_length(p, 0, 0x7FFFFFFF);
     ASSERT_EQ(p.step(30).end, 0xFED00);
     insert_step(p, 0);
@@ -526,34 +460,27 @@ TEST(Patterns, DeleteStep) {
     const std::int32_t end1 = p.step(1).end;
 
     delete_step(p, 2);
-    EXPECT_EQ(name_of(p.step(2).name), "S3        ");
-    EXPECT_EQ(name_of(p.step(30).name), "S31       ");
-    EXPECT_EQ(name_of(p.step(31).name), "          ");
-    EXPECT_EQ(p.step(31).stop_here, 0);
-    EXPECT_EQ(p.step(1).end, end1);
-    EXPECT_EQ(step_length(p, 2), 6144);
-    EXPECT_EQ(step_length(p, 3), 2000);
-    EXPECT_EQ(step_length(p, 30), 6144);  // the old last step, shortened
-    EXPECT_EQ(p.step(31).end, 0xFF001);
-    EXPECT_EQ(p.step(2).pickup, 499);
-    EXPECT_EQ(p.step(2).pattern, 6);
-    EXPECT_EQ(p.step(2).pattern_ptr, p.pattern_ref(6));
+    EXPECT_EQ(name_of(p.step(2).name) + name_of(p.step(30).name) + name_of(p.step(31).name),
+              "S3        S31                 ");
+    // The old last step is shortened to 6144.
+    EXPECT_EQ(nums(p.step(31).stop_here, p.step(1).end, step_length(p, 2), step_length(p, 3),
+                   step_length(p, 30), p.step(31).end, p.step(2).pickup, p.step(2).pattern,
+                   p.step(2).pattern_ptr),
+              nums(0, end1, 6144, 2000, 6144, 0xFF001, 499, 6, p.pattern_ref(6)));
     for (int i = 0; i < song_steps; ++i) EXPECT_EQ(p.step(i).index, i);
 
     // A last-but-one step shorter than 6144 keeps its length.
     set_step_length(p, 30, 1000);
     delete_step(p, 0);
-    EXPECT_EQ(step_length(p, 29), 1000);
-    EXPECT_EQ(step_length(p, 30), 6144);
+    EXPECT_EQ(nums(step_length(p, 29), step_length(p, 30)), nums(1000, 6144));
 
     // Deleting the last entry blanks it and leaves the step before it alone.
     set_step_name(p, 31, "STOP end");
     set_step_length(p, 30, 9000);
     delete_step(p, 31);
     EXPECT_EQ(name_of(p.step(31).name), "          ");
-    EXPECT_EQ(p.step(31).stop_here, 0);
-    EXPECT_EQ(step_length(p, 30), 9000);
-    EXPECT_EQ(p.step(31).end, 0xFF001);
+    EXPECT_EQ(nums(p.step(31).stop_here, step_length(p, 30), p.step(31).end),
+              nums(0, 9000, 0xFF001));
 }
 
 TEST(Patterns, StopHereFromTheName) {
@@ -562,15 +489,12 @@ TEST(Patterns, StopHereFromTheName) {
     struct {
         const char* name;
         int stop;
-    } cases[] = {{"STOP", 1},     {"stop here", 1}, {" Stop", 1}, {"abSToP", 1},    {"abcSTOP", 1},
-                 {"abcdSTOP", 0}, {"S T O P", 0},   {"STO", 0},   {"xxxxxxSTOP", 0}};
+    } cases[] = {{"STOP", 1},     {"stop here", 1}, {" Stop", 1}, {"abSToP", 1},     {"abcSTOP", 1},
+                 {"abcdSTOP", 0}, {"S T O P", 0},   {"STO", 0},   {"xxxxxxSTOP", 0}, {"Chorus", 0}};
     for (const auto& c : cases) {
         set_step_name(p, 6, c.name);
         EXPECT_EQ(p.step(6).stop_here, c.stop) << c.name;
     }
-    set_step_name(p, 6, "STOP");
-    set_step_name(p, 6, "Chorus");
-    EXPECT_EQ(p.step(6).stop_here, 0);
     EXPECT_EQ(name_of(p.step(6).name), "Chorus    ");
     set_step_name(p, 6, "a name far longer than ten");
     EXPECT_EQ(name_of(p.step(6).name), "a name far");
@@ -579,13 +503,12 @@ TEST(Patterns, StopHereFromTheName) {
 
 TEST(Patterns, LoopLengthInBeats) {
     EXPECT_EQ(loop_length_from_beats(0, 4), 0xFF000);  // no loop, not 3071
-    EXPECT_EQ(beats_from_loop_length(0xFF000, 4), 0);
-    EXPECT_EQ(beats_from_loop_length(loop_length_from_beats(5, 8), 8), 5);
-    EXPECT_EQ(beats_from_loop_length(768 + 3071, 8), 8);
+    EXPECT_EQ(nums(beats_from_loop_length(0xFF000, 4),
+                   beats_from_loop_length(loop_length_from_beats(5, 8), 8),
+                   beats_from_loop_length(768 + 3071, 8), max_loop_beats(4), max_loop_beats(2)),
+              nums(0, 5, 8, 249, 124));
     EXPECT_TRUE(loop_has_remainder(700 + 3071, 4));
     EXPECT_FALSE(loop_has_remainder(0xFF000, 4));
-    EXPECT_EQ(max_loop_beats(4), 249);
-    EXPECT_EQ(max_loop_beats(2), 124);
     // The longest loop still ends before the last position.
     for (int den : {1, 2, 4, 8, 16, 32})
         EXPECT_LE(3072 + loop_length_from_beats(max_loop_beats(den), den) - 3071, 0xFF000);
@@ -596,22 +519,17 @@ TEST(Patterns, LoopEditUsesTheSignatureAtThePatternStart) {
     program& p = *t;
     dll_data& d = p.d;
     // 4/4 from 3072, 3/8 from the start of step 1.
-    replace_chain(
-        p, d.signature_track,
-        {midi_event::make(st::signature, 4, 4, 3072), midi_event::make(st::signature, 3, 8, 9216)});
-    d.active_signature = d.signature_track;
-    d.signature_track_on = 1;
+    use_signature_track(p, {midi_event::make(st::signature, 4, 4, 3072),
+                            midi_event::make(st::signature, 3, 8, 9216)});
 
     set_track_loop_beats(p, 1, 2, 3);
     EXPECT_EQ(p.slot(1, 2).loop_length, 576 + 3071);
     d.song_mode = 1;
     d.current_step = 1;
-    set_track_loop_beats(p, 1, 2, 3);
-    EXPECT_EQ(p.slot(1, 2).loop_length, 288 + 3071);
-    set_track_loop_beats(p, 1, 2, 1000);
-    EXPECT_EQ(p.slot(1, 2).loop_length, 96 * 498 + 3071);
-    set_track_loop_beats(p, 1, 2, 0);
-    EXPECT_EQ(p.slot(1, 2).loop_length, 0xFF000);
+    for (auto [beats, length] : {std::pair{3, 288 + 3071}, {1000, 96 * 498 + 3071}, {0, 0xFF000}}) {
+        set_track_loop_beats(p, 1, 2, beats);
+        EXPECT_EQ(p.slot(1, 2).loop_length, length) << beats;
+    }
     // The parallel pattern starts with the song.
     d.current_pattern = 16;
     d.parallel_selected = 1;
@@ -630,10 +548,9 @@ TEST(Patterns, LoopEditOnAPlayingPatternReseatsTheTrack) {
     forget_silence(p);
 
     set_track_loop_beats(p, 0, 4, 4);  // a loop of one bar
-    EXPECT_EQ(d.track_position[4], 3072 + 100);
-    EXPECT_EQ(p.store().position(p.slot(0, 4).play), 3072 + 192);
+    EXPECT_EQ(nums(d.track_position[4], p.store().position(p.slot(0, 4).play), d.stopped),
+              nums(3072 + 100, 3072 + 192, 0));
     EXPECT_EQ(last_silenced(p), "0/4");
-    EXPECT_EQ(d.stopped, 0);
 }
 
 }  // namespace

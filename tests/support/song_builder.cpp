@@ -38,6 +38,41 @@ records long_event(std::uint8_t status, std::int32_t pos,
     return make_long_event(status, pos, payload.data(), payload.size());
 }
 
+records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
+    const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };
+    const unsigned kind = r(100);
+    if (kind < 15 || kind >= 97) {
+        const bool is_sysex = kind < 8 || kind >= 97;
+        // Text bytes are printable, so no NUL ends the text early.
+        const int base = is_sysex ? 0 : 0x20, span = is_sysex ? 0x80 : 0x5F;
+        std::vector<std::uint8_t> payload{static_cast<std::uint8_t>(base + serial % span),
+                                          static_cast<std::uint8_t>(base + serial / span % span)};
+        const unsigned n = kind >= 97 ? 7 + 6 * r(40) : r(300);  // often 0xF7 on a status byte
+        for (unsigned i = 0; i < n; ++i)
+            payload.push_back(static_cast<std::uint8_t>(is_sysex ? r(0x80) : 0x20 + r(0x5F)));
+        payload.push_back(is_sysex ? st::sysex_end : 0);
+        return long_event(is_sysex ? st::sysex : st::text, pos, payload);
+    }
+    if (kind < 18) return {tempo(6000 + serial % 20000, pos)};
+    midi_event e = midi_event::make(static_cast<std::uint8_t>(0x80 + r(0x70)),
+                                    static_cast<std::uint8_t>(serial & 0x7F),
+                                    static_cast<std::uint8_t>((serial >> 7) & 0x7F), pos);
+    e.b[0] |= static_cast<std::uint8_t>(r(2) << 7);
+    e.b[1] |= static_cast<std::uint8_t>(r(2) << 7);
+    e.set_spare_nibble(static_cast<std::uint8_t>(r(16)));
+    return {e};
+}
+
+units merged(const units& a, const units& b) {
+    units out;
+    std::size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size())
+        out.push_back(pos_of(b[j]) < pos_of(a[i]) ? b[j++] : a[i++]);
+    out.insert(out.end(), a.begin() + static_cast<std::ptrdiff_t>(i), a.end());
+    out.insert(out.end(), b.begin() + static_cast<std::ptrdiff_t>(j), b.end());
+    return out;
+}
+
 records flat(const units& u) {
     records out;
     for (const records& r : u) out.insert(out.end(), r.begin(), r.end());

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,13 @@ std::vector<std::uint8_t> sysex_payload(std::size_t n);
 
 // A long event laid out as the chains hold it (make_long_event with the payload of a vector).
 records long_event(std::uint8_t status, std::int32_t pos, const std::vector<std::uint8_t>& payload);
+
+// A random event at pos: short ones with quantize marks in their spare bits, sysex and text of
+// up to a few hundred bytes, now and then a tempo record. `serial` makes every head unique.
+records random_event(std::mt19937& rng, std::int32_t pos, int serial);
+
+// Reference merge: b's unit first only when its position is strictly lower.
+units merged(const units& a, const units& b);
 
 // The records of all units, one after another.
 records flat(const units& u);
