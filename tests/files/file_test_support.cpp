@@ -4,10 +4,12 @@
 #include <stdlib.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <tuple>
 
 #include "song/long_event.h"
 #include "song/patterns.h"
@@ -77,6 +79,28 @@ std::vector<midi_event> chain_records(const program& p, ref32 first) {
     return out;
 }
 
+void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb) {
+    const track_slot& x = a.slot(pa, ta);
+    const track_slot& y = b.slot(pb, tb);
+    ASSERT_EQ(x.in_use, y.in_use) << pa << " " << ta;
+    if (!x.in_use) return;
+    EXPECT_EQ(std::memcmp(x.name, y.name, 11), 0);
+    EXPECT_EQ(std::tie(x.channel, x.port, x.transpose, x.velocity, x.compress, x.delay, x.mute,
+                       x.quantize, x.loop_length, x.blocks),
+              std::tie(y.channel, y.port, y.transpose, y.velocity, y.compress, y.delay, y.mute,
+                       y.quantize, y.loop_length, y.blocks));
+    auto rx = chain_records(a, x.first);
+    auto ry = chain_records(b, y.first);
+    ASSERT_EQ(rx.size(), ry.size());
+    EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
+}
+
+midi_event tempo_event(std::int32_t pos, std::int32_t value) {
+    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
+    e.set_tempo_value(value);
+    return e;
+}
+
 std::vector<midi_event> sysex_records(std::int32_t pos, std::size_t payload_bytes, int seed) {
     std::vector<std::uint8_t> payload(payload_bytes);
     for (std::size_t i = 0; i + 1 < payload_bytes; ++i)
@@ -111,16 +135,6 @@ std::vector<midi_event> short_records(std::int32_t start, int n, int seed) {
     return out;
 }
 
-namespace {
-
-std::vector<midi_event> joined(std::initializer_list<std::vector<midi_event>> parts) {
-    std::vector<midi_event> out;
-    for (const auto& v : parts) out.insert(out.end(), v.begin(), v.end());
-    return out;
-}
-
-}  // namespace
-
 void make_rich_song(program& p) {
     dll_data& d = p.d;
     // Every pattern, the parallel pattern, and tracks in each of the three track sections.
@@ -131,11 +145,13 @@ void make_rich_song(program& p) {
             std::vector<midi_event> recs = short_records(song_start, 20 + seed % 50, seed);
             if (t == 31) {
                 // Long events that cross block borders, a text and a lyric.
-                recs = joined({short_records(song_start, 31, seed),
-                               sysex_records(song_start + 800, 150 + pat, seed),
-                               text_records(song_start + 900, "Verse one\r\nla la", false),
-                               text_records(song_start + 950, "Lyric", true),
-                               sysex_records(song_start + 1000, 2, seed)});
+                recs = short_records(song_start, 31, seed);
+                for (const auto& part :
+                     {sysex_records(song_start + 800, 150 + pat, seed),
+                      text_records(song_start + 900, "Verse one\r\nla la", false),
+                      text_records(song_start + 950, "Lyric", true),
+                      sysex_records(song_start + 1000, 2, seed)})
+                    recs.insert(recs.end(), part.begin(), part.end());
             }
             put_track(p, pat, t, recs);
             track_slot& s = p.slot(pat, t);
@@ -169,12 +185,8 @@ void make_rich_song(program& p) {
 
     // Tempo list with values past both older limits, and a signature list.
     std::vector<midi_event> tempo;
-    for (std::int32_t v : {12000, 9050, 30000, 40000, 25000}) {
-        midi_event e =
-            midi_event::make(st::tempo, 0, 0, static_cast<std::int32_t>(tempo.size()) * 768);
-        e.set_tempo_value(v);
-        tempo.push_back(e);
-    }
+    for (std::int32_t v : {12000, 9050, 30000, 40000, 25000})
+        tempo.push_back(tempo_event(static_cast<std::int32_t>(tempo.size()) * 768, v));
     put_list(p, d.tempo_chain, tempo);
     put_list(p, d.signature_track,
              {midi_event::make(st::signature, 3, 4, song_start),
@@ -232,6 +244,180 @@ void make_rich_song(program& p) {
     ss.grid_lane = 7;
     ss.grid_zoom_y = 12;
     ss.grid_zoom_x = 6;
+}
+
+// ---- Standard MIDI files ----
+
+namespace {
+
+std::vector<std::uint8_t> vlq(std::uint64_t v) {
+    std::vector<std::uint8_t> out{static_cast<std::uint8_t>(v & 0x7F)};
+    while ((v >>= 7) != 0) out.insert(out.begin(), static_cast<std::uint8_t>(0x80 | (v & 0x7F)));
+    return out;
+}
+
+void append(std::vector<std::uint8_t>& b, const std::vector<std::uint8_t>& more) {
+    b.insert(b.end(), more.begin(), more.end());
+}
+
+void be(std::vector<std::uint8_t>& b, std::uint32_t v, int n) {
+    for (int i = n - 1; i >= 0; --i) b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+}
+
+}  // namespace
+
+track_bytes& track_bytes::at(std::uint64_t delta, std::initializer_list<int> bytes) {
+    append(b, vlq(delta));
+    for (int x : bytes) b.push_back(static_cast<std::uint8_t>(x));
+    return *this;
+}
+
+track_bytes& track_bytes::meta(std::uint64_t delta, int type, const std::string& data) {
+    append(b, vlq(delta));
+    b.push_back(0xFF);
+    b.push_back(static_cast<std::uint8_t>(type));
+    append(b, vlq(data.size()));
+    b.insert(b.end(), data.begin(), data.end());
+    return *this;
+}
+
+track_bytes& track_bytes::tempo(std::uint64_t delta, std::uint32_t us) {
+    append(b, vlq(delta));
+    b.insert(b.end(), {0xFF, 0x51, 0x03});
+    be(b, us, 3);
+    return *this;
+}
+
+track_bytes& track_bytes::signature(std::uint64_t delta, int numerator, int power) {
+    return at(delta, {0xFF, 0x58, 0x04, numerator, power, 0x18, 0x08});
+}
+
+track_bytes& track_bytes::sysex(std::uint64_t delta, const std::vector<std::uint8_t>& payload) {
+    append(b, vlq(delta));
+    b.push_back(0xF0);
+    append(b, vlq(payload.size()));
+    append(b, payload);
+    return *this;
+}
+
+track_bytes& track_bytes::end(std::uint64_t delta) {
+    return at(delta, {0xFF, 0x2F, 0x00});
+}
+
+midi_bytes::midi_bytes(int format, int tracks, int division) {
+    b = {'M', 'T', 'h', 'd', 0, 0, 0, 6};
+    be(b, static_cast<std::uint32_t>(format), 2);
+    be(b, static_cast<std::uint32_t>(tracks), 2);
+    be(b, static_cast<std::uint32_t>(division), 2);
+}
+
+midi_bytes& midi_bytes::track(const track_bytes& t, std::optional<std::uint32_t> length) {
+    b.insert(b.end(), {'M', 'T', 'r', 'k'});
+    be(b, length.value_or(static_cast<std::uint32_t>(t.b.size())), 4);
+    append(b, t.b);
+    return *this;
+}
+
+void PrintTo(const chain_event& e, std::ostream* os) {
+    *os << "{" << e.pos << " " << std::hex << e.status << std::dec << " " << e.d1 << " " << e.d2;
+    if (!e.payload.empty()) {
+        *os << " [" << std::hex;
+        for (std::uint8_t b : e.payload) *os << " " << int{b};
+        *os << std::dec << " ]";
+    }
+    *os << "}";
+}
+
+std::vector<chain_event> chain_events(const program& p, ref32 first) {
+    const event_store& s = p.store();
+    std::vector<chain_event> out;
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) {
+        const midi_event& r = s.at(e);
+        chain_event c{r.position(), r.status(), r.data1(), r.data2(), {}};
+        if (is_long_head_status(r.status())) {
+            c.payload = read_long_payload(s, e);
+            c.d1 = c.d2 = 0;
+            if (r.status() == st::text) c.d2 = r.spare_nibble();
+        }
+        if (r.status() == st::tempo) c.d1 = r.tempo_value(), c.d2 = 0;
+        out.push_back(std::move(c));
+    }
+    return out;
+}
+
+std::vector<chain_event> track_events(const program& p, int pattern, int track) {
+    const track_slot& s = p.slot(pattern, track);
+    if (!s.in_use) return {};
+    return chain_events(p, s.first);
+}
+
+std::string name_of(const track_slot& s) {
+    return std::string(s.name, 10);
+}
+
+bool have_midicsv() {
+    return std::system(
+               "command -v midicsv >/dev/null 2>&1 && command -v csvmidi >/dev/null 2>&1") == 0;
+}
+
+namespace {
+
+std::string trim(const std::string& s) {
+    const auto a = s.find_first_not_of(" \t\r\n");
+    return a == std::string::npos ? std::string()
+                                  : s.substr(a, s.find_last_not_of(" \t\r\n") - a + 1);
+}
+
+// Fields of one CSV line; a quoted field keeps its commas and blanks, and "" stands for one quote.
+std::vector<std::string> split_csv(const std::string& line) {
+    std::vector<std::string> out;
+    std::string cur;
+    bool quoted = false, was_quoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
+            cur += line[i++];
+        else if (c == '"')
+            quoted = !quoted, was_quoted = true, cur = quoted ? std::string() : cur;
+        else if (quoted || c != ',')
+            cur += c;
+        else
+            out.push_back(was_quoted ? cur : trim(cur)), cur.clear(), was_quoted = false;
+    }
+    out.push_back(was_quoted ? cur : trim(cur));
+    return out;
+}
+
+}  // namespace
+
+std::vector<csv_row> midicsv_rows(const std::string& midi_path) {
+    std::vector<csv_row> rows;
+    const std::string csv = midi_path + ".csv";
+    const std::string cmd = "midicsv '" + midi_path + "' '" + csv + "' 2>/dev/null";
+    if (std::system(cmd.c_str()) != 0) return rows;
+    std::ifstream in(csv);
+    for (std::string line; std::getline(in, line);) {
+        if (trim(line).empty()) continue;
+        std::vector<std::string> f = split_csv(line);
+        if (f.size() < 3) continue;
+        csv_row r;
+        r.track = std::stoi(f[0]);
+        r.time = std::stoll(f[1]);
+        r.type = f[2];
+        r.fields.assign(f.begin() + 3, f.end());
+        rows.push_back(std::move(r));
+    }
+    return rows;
+}
+
+bool csvmidi_file(const std::string& csv_text, const std::string& midi_path) {
+    const std::string csv = midi_path + ".in.csv";
+    {
+        std::ofstream out(csv);
+        out << csv_text;
+    }
+    const std::string cmd = "csvmidi '" + csv + "' '" + midi_path + "' 2>/dev/null";
+    return std::system(cmd.c_str()) == 0;
 }
 
 }  // namespace kestrune::testing

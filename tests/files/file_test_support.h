@@ -1,11 +1,16 @@
-// Helpers of the file tests: temporary folders, whole files as bytes, and songs to save.
+// Helpers of the file tests: temporary folders, whole files as bytes, songs to save, Standard
+// MIDI files built byte by byte, and the midicsv and csvmidi programs.
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "song/program.h"
+#include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
 
@@ -45,7 +50,10 @@ void put_track(program& p, int pattern, int track, const std::vector<midi_event>
 void put_list(program& p, chain_cursor& c, const std::vector<midi_event>& records);
 // The records of a chain, continuations included.
 std::vector<midi_event> chain_records(const program& p, ref32 first);
+// The same fields and records on two tracks.
+void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb);
 
+midi_event tempo_event(std::int32_t pos, std::int32_t value);
 std::vector<midi_event> sysex_records(std::int32_t pos, std::size_t payload_bytes, int seed);
 std::vector<midi_event> text_records(std::int32_t pos, const std::string& text, bool lyric);
 // Notes, controllers and programs: n records in position order from `start`.
@@ -53,5 +61,51 @@ std::vector<midi_event> short_records(std::int32_t start, int n, int seed);
 
 // Fills a song with something in every place the song file keeps.
 void make_rich_song(program& p);
+
+// ---- Standard MIDI files ----
+
+// A track chunk's body, event by event.
+struct track_bytes {
+    std::vector<std::uint8_t> b;
+    track_bytes& at(std::uint64_t delta, std::initializer_list<int> bytes);
+    track_bytes& meta(std::uint64_t delta, int type, const std::string& data);
+    track_bytes& tempo(std::uint64_t delta, std::uint32_t microseconds);
+    track_bytes& signature(std::uint64_t delta, int numerator, int power);
+    track_bytes& sysex(std::uint64_t delta, const std::vector<std::uint8_t>& payload);
+    track_bytes& end(std::uint64_t delta = 0);
+};
+
+// A whole file: the header and its chunks.
+struct midi_bytes {
+    std::vector<std::uint8_t> b;
+    midi_bytes(int format, int tracks, int division);
+    // A chunk with its body's length, or with the length given.
+    midi_bytes& track(const track_bytes& t, std::optional<std::uint32_t> length = {});
+};
+
+// One event of a chain: position, status, data bytes, and the payload of a long event.
+struct chain_event {
+    std::int32_t pos;
+    int status;
+    int d1;
+    int d2;
+    std::vector<std::uint8_t> payload;
+    bool operator==(const chain_event&) const = default;
+};
+void PrintTo(const chain_event& e, std::ostream* os);
+std::vector<chain_event> chain_events(const program& p, ref32 first);
+std::vector<chain_event> track_events(const program& p, int pattern, int track);
+std::string name_of(const track_slot& s);
+
+// midicsv and csvmidi; the tests that need them skip without.
+bool have_midicsv();
+struct csv_row {
+    int track = 0;
+    std::int64_t time = 0;
+    std::string type;
+    std::vector<std::string> fields;  // the fields after the type, trimmed; strings unquoted
+};
+std::vector<csv_row> midicsv_rows(const std::string& midi_path);
+bool csvmidi_file(const std::string& csv_text, const std::string& midi_path);
 
 }  // namespace kestrune::testing

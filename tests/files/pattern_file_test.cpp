@@ -22,28 +22,6 @@ using testing::set_le;
 using testing::temp_folder;
 using testing::write_bytes;
 
-void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb) {
-    const track_slot& x = a.slot(pa, ta);
-    const track_slot& y = b.slot(pb, tb);
-    ASSERT_EQ(x.in_use, y.in_use);
-    if (!x.in_use) return;
-    EXPECT_EQ(std::memcmp(x.name, y.name, 11), 0);
-    EXPECT_EQ(x.channel, y.channel);
-    EXPECT_EQ(x.port, y.port);
-    EXPECT_EQ(x.transpose, y.transpose);
-    EXPECT_EQ(x.velocity, y.velocity);
-    EXPECT_EQ(x.compress, y.compress);
-    EXPECT_EQ(x.delay, y.delay);
-    EXPECT_EQ(x.mute, y.mute);
-    EXPECT_EQ(x.quantize, y.quantize);
-    EXPECT_EQ(x.loop_length, y.loop_length);
-    EXPECT_EQ(x.blocks, y.blocks);
-    auto rx = testing::chain_records(a, x.first);
-    auto ry = testing::chain_records(b, y.first);
-    ASSERT_EQ(rx.size(), ry.size());
-    EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
-}
-
 TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
     temp_folder dir;
     testing::test_program a(20);
@@ -86,7 +64,7 @@ TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
     ASSERT_EQ(read_pattern_file(*t, 5, dir.path("p.pat")), load_result::loaded);
     EXPECT_EQ(testing::check_pool(*t), "");
     EXPECT_EQ(std::string(t->pattern(5).name), "Pat 2     ");
-    for (int tr = 0; tr < 32; ++tr) expect_same_track(*a, 2, tr, *t, 5, tr);
+    for (int tr = 0; tr < 32; ++tr) testing::expect_same_track(*a, 2, tr, *t, 5, tr);
 
     // Only into an empty pattern.
     const int free_before = t->d.free_blocks;
@@ -182,7 +160,7 @@ TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
     EXPECT_EQ(testing::chain_records(*t, t->slot(0, 0).first).size(), 3u);
     // It may land in the parallel pattern.
     ASSERT_EQ(read_track_file(*t, parallel_pattern, 0, dir.path("t.trk")), load_result::loaded);
-    expect_same_track(*a, 1, 6, *t, parallel_pattern, 0);
+    testing::expect_same_track(*a, 1, 6, *t, parallel_pattern, 0);
     EXPECT_EQ(testing::check_pool(*t), "");
 }
 

@@ -52,35 +52,12 @@ user_settings every_field_set() {
     return s;
 }
 
+// Two settings are the same when they make the same file.
 void expect_same(const user_settings& a, const user_settings& b) {
-    EXPECT_EQ(a.midi_out_device, b.midi_out_device);
-    EXPECT_EQ(a.midi_in_device, b.midi_in_device);
-    EXPECT_EQ(a.memory_units, b.memory_units);
-    EXPECT_EQ(a.show_patch_names, b.show_patch_names);
-    EXPECT_EQ(a.timer_resolution, b.timer_resolution);
-    EXPECT_EQ(a.window_left, b.window_left);
-    EXPECT_EQ(a.window_top, b.window_top);
-    EXPECT_EQ(a.window_width, b.window_width);
-    EXPECT_EQ(a.window_height, b.window_height);
-    EXPECT_EQ(a.simple_bardisplay, b.simple_bardisplay);
-    EXPECT_EQ(a.click_always, b.click_always);
-    EXPECT_EQ(a.midi_click, b.midi_click);
-    EXPECT_EQ(a.sync_out, b.sync_out);
-    EXPECT_EQ(a.actual_position, b.actual_position);
-    EXPECT_EQ(a.two_bar_count_in, b.two_bar_count_in);
-    EXPECT_EQ(a.chase_events, b.chase_events);
-    EXPECT_EQ(a.reset_on_stop, b.reset_on_stop);
-    EXPECT_EQ(a.mixer_define_controller, b.mixer_define_controller);
-    EXPECT_EQ(a.recent_files, b.recent_files);
-    EXPECT_EQ(a.zoom_index, b.zoom_index);
-    EXPECT_EQ(a.show_clock, b.show_clock);
-    EXPECT_EQ(a.allow_double_clicks, b.allow_double_clicks);
-    EXPECT_EQ(a.remember_file_paths, b.remember_file_paths);
-    EXPECT_EQ(a.sync_out_ports, b.sync_out_ports);
-    EXPECT_EQ(a.sync_delay_value, b.sync_delay_value);
-    EXPECT_EQ(a.spp_offset, b.spp_offset);
-    EXPECT_EQ(a.folders, b.folders);
-    EXPECT_EQ(a.licence, b.licence);
+    temp_folder dir;
+    ASSERT_TRUE(write_settings_file(dir.path("a.set"), a));
+    ASSERT_TRUE(write_settings_file(dir.path("b.set"), b));
+    EXPECT_EQ(read_bytes(dir.path("a.set")), read_bytes(dir.path("b.set")));
 }
 
 TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
@@ -229,54 +206,36 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
 }
 
 TEST(PatchNames, NumberedFromOneWithOrWithoutSoundset) {
-    patch_table t;
-    set_default_patch_names(t);
-    EXPECT_EQ(t.names[0], "0");
-    EXPECT_EQ(t.names[127], "127");
-    parse_patch_names(t,
-                      "[Patches]\r\n1 Grand Piano\r\n0 Nothing\r\n129 Beyond\r\n128  Gunshot \r\n");
-    EXPECT_EQ(t.names[0], "Grand Piano");
-    EXPECT_EQ(t.names[1], "1");
-    EXPECT_EQ(t.names[127], "Gunshot ");
-    EXPECT_EQ(t.gm, 0);
-
-    patch_table g;
-    set_default_patch_names(g);
-    parse_patch_names(g, "[Soundset]\r\nGM\r\n[Patches]\r\n2 Bright Piano\r\n");
-    EXPECT_EQ(g.gm, 1);
-    EXPECT_EQ(g.names[1], "Bright Piano");
-    // "GM" must stand inside the 20 characters from the start of "[Soundset]".
-    patch_table edge;
-    parse_patch_names(edge, "[Soundset]\r\n123456GM");
-    EXPECT_EQ(edge.gm, 1);
-    patch_table past;
-    parse_patch_names(past, "[Soundset]\r\n1234567GM");
-    EXPECT_EQ(past.gm, 0);
-}
-
-TEST(PatchNames, LineEndsAndTheEndOfTheTextStopTheParse) {
-    patch_table t;
-    set_default_patch_names(t);
-    // Bare LF line ends, and a last line without any.
-    parse_patch_names(t, "[Patches]\n1 Piano\n2 Organ\n3 Strings");
-    EXPECT_EQ(t.names[0], "Piano");
-    EXPECT_EQ(t.names[1], "Organ");
-    EXPECT_EQ(t.names[2], "Strings");
-    // A line without a blank ends the list; so does a NUL.
-    set_default_patch_names(t);
-    parse_patch_names(t, "x [Patches] junk\r\n5 Five\r\n6\r\n7 Seven\r\n");
-    EXPECT_EQ(t.names[4], "Five");
-    EXPECT_EQ(t.names[6], "6");  // "7 Seven" lies past the end
-    set_default_patch_names(t);
-    parse_patch_names(t, std::string_view("[Patches]\r\n1 A\0\r\n2 B\r\n", 19));
-    EXPECT_EQ(t.names[0], "A");
-    EXPECT_EQ(t.names[1], "1");  // "2 B" lies past the NUL
-    // No "[Patches]", or no digit behind it: the defaults.
-    set_default_patch_names(t);
-    parse_patch_names(t, "1 Piano\r\n");
-    parse_patch_names(t, "[Patches]\r\n");
-    parse_patch_names(t, "[Patches]\r\n1");
-    EXPECT_EQ(t.names[0], "0");
+    const struct {
+        std::string_view text;
+        int gm;
+        std::vector<std::pair<std::size_t, std::string>> names;
+    } cases[] = {
+        {"[Patches]\r\n1 Grand Piano\r\n0 Nothing\r\n129 Beyond\r\n128  Gunshot \r\n",
+         0,
+         {{0, "Grand Piano"}, {1, "1"}, {127, "Gunshot "}}},
+        {"[Soundset]\r\nGM\r\n[Patches]\r\n2 Bright Piano\r\n", 1, {{0, "0"}, {1, "Bright Piano"}}},
+        // "GM" must stand inside the 20 characters from the start of "[Soundset]".
+        {"[Soundset]\r\n123456GM", 1, {}},
+        {"[Soundset]\r\n1234567GM", 0, {}},
+        // Bare LF line ends, and a last line without any.
+        {"[Patches]\n1 Piano\n2 Organ\n3 Strings", 0, {{0, "Piano"}, {1, "Organ"}, {2, "Strings"}}},
+        // A line without a blank ends the list; so does a NUL.
+        {"x [Patches] junk\r\n5 Five\r\n6\r\n7 Seven\r\n", 0, {{4, "Five"}, {6, "6"}}},
+        {std::string_view("[Patches]\r\n1 A\0\r\n2 B\r\n", 19), 0, {{0, "A"}, {1, "1"}}},
+        // No "[Patches]", or no digit behind it: the defaults.
+        {"1 Piano\r\n", 0, {{0, "0"}}},
+        {"[Patches]\r\n", 0, {{0, "0"}}},
+        {"[Patches]\r\n1", 0, {{0, "0"}, {127, "127"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.text));
+        patch_table t;
+        set_default_patch_names(t);
+        parse_patch_names(t, c.text);
+        EXPECT_EQ(t.gm, c.gm);
+        for (const auto& [i, name] : c.names) EXPECT_EQ(t.names[i], name) << i;
+    }
 }
 
 TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {

@@ -1,7 +1,6 @@
 # Tests of the Standard MIDI file reader and writer; the cross-checks run midicsv and csvmidi when
 # they are installed.
 kestrune_test(smf_tests
-    ${CMAKE_CURRENT_LIST_DIR}/smf_test_support.cpp
     ${CMAKE_CURRENT_LIST_DIR}/smf_reader_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/smf_writer_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/smf_crosscheck_test.cpp

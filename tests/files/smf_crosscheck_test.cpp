@@ -12,7 +12,6 @@
 #include "song/long_event.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
-#include "tests/files/smf_test_support.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/stand_ins.h"
 
@@ -72,12 +71,6 @@ std::vector<csv_row> rows_of_track(const std::vector<csv_row>& rows, int track) 
     return out;
 }
 
-midi_event tempo_event(std::int32_t pos, std::int32_t value) {
-    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
-    e.set_tempo_value(value);
-    return e;
-}
-
 TEST(SmfCrossCheck, WhatWeWriteMidicsvReadsAsTheSong) {
     SKIP_WITHOUT_MIDICSV();
     testing::temp_folder dir;
@@ -109,7 +102,8 @@ TEST(SmfCrossCheck, WhatWeWriteMidicsvReadsAsTheSong) {
     put_name(p.slot(1, 0).name, "Piano");
     put_name(p.slot(1, 7).name, "Misc");
     testing::put_list(p, p.d.tempo_chain,
-                      {tempo_event(0, 12000), tempo_event(4000, 15000), tempo_event(9000, 6000)});
+                      {testing::tempo_event(0, 12000), testing::tempo_event(4000, 15000),
+                       testing::tempo_event(9000, 6000)});
     p.d.tempo_track_on = 1;
     testing::put_list(p, p.d.signature_track,
                       {midi_event::make(st::signature, 3, 4, 3072),
@@ -120,7 +114,6 @@ TEST(SmfCrossCheck, WhatWeWriteMidicsvReadsAsTheSong) {
 
     const std::string path = dir.path("song.mid");
     ASSERT_TRUE(write_midi_file(p, path));
-    testing::keep_fuzz_seed(testing::read_bytes(path));
     const std::vector<csv_row> rows = testing::midicsv_rows(path);
     ASSERT_FALSE(rows.empty());
     ASSERT_EQ(rows[0].type, "Header");
@@ -212,7 +205,6 @@ TEST(SmfCrossCheck, WhatCsvmidiMakesReadsAsTheCsvSays) {
         "0, 0, End_of_file\n";
     const std::string path = dir.path("made.mid");
     ASSERT_TRUE(testing::csvmidi_file(csv, path));
-    testing::keep_fuzz_seed(testing::read_bytes(path));
     clear_song(p);
     ASSERT_EQ(read_midi_file(p, path, 1, 0, 1), 1);
     EXPECT_EQ(testing::check_pool(p), "");
