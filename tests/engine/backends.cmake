@@ -1,6 +1,6 @@
 # The MIDI systems: the merged list and routing, the JACK scheduler, and a JACK server of its own
 # (dummy driver) for the integration test, which skips where jackd is not installed.
-kestrune_test(backend_tests
+kestrune_test(backend_tests LOCK jack_server
     ${CMAKE_CURRENT_LIST_DIR}/backend_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/jack_integration_test.cpp
 )
@@ -8,7 +8,7 @@ target_link_libraries(backend_tests PRIVATE kestrune_backends PkgConfig::RTMIDI 
 
 # kestrune-tool play against the same kind of server.
 if(TARGET kestrune-tool)
-  kestrune_test(play_tool_tests ${CMAKE_CURRENT_LIST_DIR}/play_tool_test.cpp)
+  kestrune_test(play_tool_tests LOCK jack_server ${CMAKE_CURRENT_LIST_DIR}/play_tool_test.cpp)
   target_link_libraries(play_tool_tests PRIVATE kestrune_files PkgConfig::JACK Threads::Threads)
   add_dependencies(play_tool_tests kestrune-tool)
   target_compile_definitions(play_tool_tests PRIVATE KESTRUNE_TOOL_PATH="$<TARGET_FILE:kestrune-tool>")
