@@ -298,18 +298,28 @@ void engine::thread_main() {
     prctl(PR_SET_TIMERSLACK, 1UL, 0, 0, 0);
     while (!quit_.load(std::memory_order_acquire)) {
         step(clock_->now_us());
-        std::int64_t wake = std::min(next_tick_us_, player_->next_due_us());
+        const std::int64_t due = player_->next_due_us();
+        std::int64_t wake = std::min(next_tick_us_, due);
         const std::int64_t now = clock_->now_us();
         if (wake <= now) wake = now + 50;
-        // Sleep to the exact due time on the monotonic clock.
-        timespec ts;
-        ts.tv_sec = static_cast<time_t>(wake / 1'000'000);
-        ts.tv_nsec = static_cast<long>((wake % 1'000'000) * 1000);
-        if (dynamic_cast<system_clock*>(clock_)) {
-            // Exact to the due time on the monotonic clock; input wakes the thread early.
-            sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts);
-        } else {
+        if (!dynamic_cast<system_clock*>(clock_)) {
             clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));
+            continue;
+        }
+        // A wake-up from sleep comes some tens of µs late; for an event that is due, sleep to a
+        // little before it and spin the rest, so it goes out on time. Input wakes the thread early.
+        const bool event_due = wake == due;
+        const std::int64_t sleep_to = event_due ? wake - spin_us : wake;
+        if (sleep_to > now) {
+            timespec ts;
+            ts.tv_sec = static_cast<time_t>(sleep_to / 1'000'000);
+            ts.tv_nsec = static_cast<long>((sleep_to % 1'000'000) * 1000);
+            if (sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts) == 0) continue;
+        }
+        if (event_due) {
+            while (clock_->now_us() < wake && !quit_.load(std::memory_order_relaxed)) {
+                if (sem_trywait(static_cast<sem_t*>(wake_)) == 0) break;
+            }
         }
     }
 }

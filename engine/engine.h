@@ -82,6 +82,7 @@ private:
     std::thread thread_;
     std::atomic<bool> quit_{false};
     std::atomic<bool> busy_{false};
+    static constexpr std::int64_t spin_us = 100;  // the engine thread spins this long before an event
     std::int64_t next_tick_us_ = 0;
     std::int64_t virtual_now_ = 0;
     std::vector<std::string> output_names_, input_names_;
