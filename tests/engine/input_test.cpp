@@ -204,6 +204,12 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
         if ((x.bytes[0] & 0x0F) != 9) m.push_back(x);  // the click sounds on channel 10 meanwhile
     ASSERT_EQ(m.size(), 1u);
     EXPECT_EQ(nums(m[0].port, m[0].bytes[1]), nums(1, 60));
+    // The pass's note sounds now: all-notes-off ends it, on its port, and the pass goes on.
+    t.midi.clear();
+    t->wait_request(d.all_notes_off_request);
+    ASSERT_EQ(t.midi.size(), 1u);
+    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0] & 0xF0, t.midi[0].bytes[1]), nums(1, 0x80, 60));
+    EXPECT_EQ(t.eng.playback().open_notes(), 0);
     t.feed({0x90, 62, 100});
     t.feed({0x80, 62, 0}, 10);
     // An empty round adds no pass.
