@@ -11,6 +11,7 @@
 #include "song/long_event.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -184,6 +185,26 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     ASSERT_EQ(read_song_file(*u, dir.path("c.sng"), true), load_result::loaded);
     EXPECT_EQ(u->slot(0, 7).in_use, 1);
     EXPECT_EQ(std::string(u->pattern(0).name), "Chorus    ");
+}
+
+// The program itself starts headless on the file named on its command line, quoted or not, and
+// writes its settings into the user's folder at shut-down.
+TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
+    temp_folder dir;
+    testing::test_program t;
+    testing::give_track(*t, 0, 0, {testing::ev(0x90, 60, 100, 3072), testing::ev(0x80, 60, 0, 3100)});
+    ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
+    const std::string out = dir.path("out.txt");
+    const std::string cmd = "cd '" + dir.path("") + "' && HOME='" + dir.path("") + "' XDG_CONFIG_HOME= '" +
+                            KESTRUNE_PROGRAM_PATH + "' '\"start.sng\"' >'" + out + "' 2>&1";
+    const int w = std::system(cmd.c_str());
+    ASSERT_TRUE(WIFEXITED(w));
+    EXPECT_EQ(WEXITSTATUS(w), 0);
+    auto o = read_bytes(out);
+    const std::string text(o.begin(), o.end());
+    EXPECT_NE(text.find("start.sng"), std::string::npos) << text;
+    EXPECT_NE(text.find("tracks with data 1"), std::string::npos) << text;
+    EXPECT_FALSE(read_bytes(dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set")).empty());
 }
 
 }  // namespace
