@@ -249,7 +249,7 @@ void engine::step(std::int64_t now_us) {
     busy_.store(true, std::memory_order_release);
     if (now_us >= next_tick_us_) {
         timer_tick();
-        const std::int64_t period = std::int64_t{std::clamp(data_.timer_resolution, 1, 20)} * 1000;
+        const std::int64_t period = std::int64_t{std::clamp(shared_load(data_.timer_resolution), 1, 20)} * 1000;
         next_tick_us_ += period;
         if (next_tick_us_ <= now_us) next_tick_us_ = now_us + period;
     }
@@ -272,9 +272,11 @@ void engine::run_until(std::int64_t us) {
 }
 
 void engine::set_timer_resolution(int ms) {
-    data_.timer_resolution = std::clamp(ms, 1, 20);
-    // The thread reads the period at each tick, so the new period applies from the next one.
-    next_tick_us_ = std::min(next_tick_us_, clock_->now_us() + std::int64_t{data_.timer_resolution} * 1000);
+    // The tick reads the period each time, so the new period applies from the next tick on; only
+    // the engine's own thread touches its tick time.
+    shared_store(data_.timer_resolution, std::clamp(ms, 1, 20));
+    if (!thread_.joinable())
+        next_tick_us_ = std::min(next_tick_us_, clock_->now_us() + std::int64_t{data_.timer_resolution} * 1000);
 }
 
 void engine::start_thread() {
