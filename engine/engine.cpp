@@ -241,14 +241,9 @@ void engine::wait_idle() {
     while (busy_.load(std::memory_order_acquire)) std::this_thread::yield();
 }
 
-void engine::timer_tick() {
-    // Input buffers the UI thread has not handed back are simply reused: nothing to do here yet.
-}
-
 void engine::step(std::int64_t now_us) {
     busy_.store(true, std::memory_order_release);
     if (now_us >= next_tick_us_) {
-        timer_tick();
         const std::int64_t period = std::int64_t{std::clamp(shared_load(data_.timer_resolution), 1, 20)} * 1000;
         next_tick_us_ += period;
         if (next_tick_us_ <= now_us) next_tick_us_ = now_us + period;

@@ -69,7 +69,6 @@ private:
     void stop_thread();
     void thread_main();
     void step(std::int64_t now_us);
-    void timer_tick();
 
     dll_data data_{};
     arena arena_;
