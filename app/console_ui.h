@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "song/ui.h"
+#include "core/ui.h"
 
 namespace kestrune {
 

@@ -13,7 +13,8 @@
 #include "files/song_file.h"
 #include "song/locate.h"
 #include "song/position.h"
-#include "song/program.h"
+#include "core/program.h"
+#include "song/song_start.h"
 
 int main(int argc, char** argv) {
     using namespace kestrune;
@@ -28,7 +29,7 @@ int main(int argc, char** argv) {
     user_settings settings;
     file_state files;
     load_settings(prog, settings, files);
-    if (prog.start() != 0) return 1;
+    if (start_program(prog) != 0) return 1;
 
     // One file name on the command line, in quotes or not.
     std::string name = argc > 1 ? argv[1] : "";

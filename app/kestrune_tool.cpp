@@ -25,7 +25,9 @@
 #include "files/sysex_file.h"
 #include "song/patterns.h"
 #include "song/position.h"
-#include "song/program.h"
+#include "core/program.h"
+#include "song/song_start.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -193,7 +195,7 @@ int run(int argc, char** argv) {
     prog.write_defaults();
     // The largest pool, so that any song the program can hold also loads here.
     prog.d.memory_units = max_memory_units;
-    if (prog.start() != 0) return exit_failed;
+    if (start_program(prog) != 0) return exit_failed;
     int result = exit_failed;
     if (load_input(prog, args[0])) {
         if (command == "convert")

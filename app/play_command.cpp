@@ -14,6 +14,8 @@
 #include "realtime/transport.h"
 #include "song/locate.h"
 #include "song/position.h"
+#include "song/song_start.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 
@@ -134,7 +136,7 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
         }
         prog.d.midi_out_device[port] = static_cast<std::int16_t>(device + 1);
     }
-    if (prog.start() != 0) return 1;
+    if (start_program(prog) != 0) return 1;
     int status = 0;
     if (!load(prog, file)) {
         status = 1;
@@ -163,7 +165,7 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
         std::string shown;
         while (!interrupted) {
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
-            prog.handle_engine_messages();
+            handle_engine_messages(prog);
             tr.tick(false);
             const std::string bar = position_text(prog, prog.d.position).substr(0, 7);
             if (bar != shown) {

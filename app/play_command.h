@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

@@ -21,7 +21,8 @@
 #include "song/event_store.h"
 #include "song/locate.h"
 #include "song/position.h"
-#include "song/program.h"
+#include "core/program.h"
+#include "song/song_start.h"
 
 namespace kestrune {
 namespace {
@@ -213,7 +214,7 @@ int run(double seconds) {
     program p(eng, screen, clk);
     p.write_defaults();
     p.d.memory_units = 50;
-    if (p.start() != 0) return 1;
+    if (start_program(p) != 0) return 1;
     p.app.song_tempo = tempo;
     set_tempo_increment(p.d, tempo);
     build_song(p, seconds);

@@ -11,12 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "engine/clock.h"
+#include "core/clock.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "files/song_file.h"
 #include "files/track_chunk.h"
-#include "song/program.h"
+#include "core/program.h"
+#include "song/song_start.h"
 
 namespace kestrune {
 namespace {
@@ -70,7 +71,7 @@ int run(bool quick) {
     program p(eng, screen, clk);
     p.write_defaults();
     p.d.memory_units = max_memory_units;
-    if (p.start() != 0) return 1;
+    if (start_program(p) != 0) return 1;
     for (int t = 0; t < tracks; ++t)
         if (!seat_track(p, 0, t, make_track(t, total_events / tracks))) {
             std::fprintf(stderr, "the pool cannot hold the song\n");

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "song/ui.h"
+#include "core/ui.h"
 
 namespace kestrune {
 

@@ -11,15 +11,17 @@
 #include <memory>
 #include <string>
 
-#include "engine/clock.h"
+#include "core/clock.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "files/smf_reader.h"
 #include "files/smf_writer.h"
 #include "song/long_event.h"
 #include "song/patterns.h"
-#include "song/program.h"
-#include "song/ui.h"
+#include "core/program.h"
+#include "core/ui.h"
+#include "song/song_start.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -74,7 +76,7 @@ int run(bool quick) {
     program p(eng, screen, clk);
     p.write_defaults();
     p.d.memory_units = max_memory_units;
-    if (p.start() != 0) return 1;
+    if (start_program(p) != 0) return 1;
 
     const int tracks = 16;
     const int per_track = quick ? 500 : 25000;

@@ -12,7 +12,8 @@
 #include "engine/engine.h"
 #include "song/event_store.h"
 #include "song/locate.h"
-#include "song/program.h"
+#include "core/program.h"
+#include "song/song_start.h"
 
 namespace kestrune {
 namespace {
@@ -204,7 +205,7 @@ int main(int argc, char** argv) {
     program p(eng, screen, clk);
     p.write_defaults();
     p.d.memory_units = 50;
-    if (p.start() != 0) return 1;
+    if (start_program(p) != 0) return 1;
 
     bool ok = bench_locate(p, z) && bench_sort(p, z) && bench_insert(p, z);
     p.shut_down();

@@ -321,19 +321,4 @@ void engine::thread_main() {
     }
 }
 
-std::string init_error_message(int error) {
-    char buf[160];
-    if (error <= 6)
-        std::snprintf(buf, sizeof buf, "Error %d\nCan't allocate memory!", error);
-    else if (error == 7)
-        std::snprintf(buf, sizeof buf,
-                      "Error %d\nYou need to install\nthe Multimedia Timer driver\nin the Control Panel!",
-                      error);
-    else
-        std::snprintf(buf, sizeof buf,
-                      "Error %d\nCan't start main Multimedia Timer!\nCheck settings in the Control Panel!",
-                      error);
-    return buf;
-}
-
 }  // namespace kestrune

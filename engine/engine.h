@@ -7,15 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "engine/clock.h"
-#include "engine/engine_link.h"
+#include "core/clock.h"
+#include "core/engine_link.h"
 #include "engine/midi_backend.h"
 #include "engine/player.h"
 
 namespace kestrune {
-
-inline constexpr int events_per_unit = 10000;
-inline constexpr int max_memory_units = 50;
 
 class engine final : public engine_link {
 public:
@@ -88,8 +85,5 @@ private:
     void* wake_ = nullptr;  // the engine thread's semaphore
     static void wake(void* self);
 };
-
-// The start-up message for an error number of init_func_in_dll.
-std::string init_error_message(int error);
 
 }  // namespace kestrune

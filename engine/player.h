@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <limits>
 
-#include "engine/dll_data.h"
-#include "engine/engine_link.h"
+#include "core/dll_data.h"
+#include "core/engine_link.h"
 #include "engine/midi_backend.h"
 #include "song/event_store.h"
 

@@ -6,6 +6,7 @@
 
 #include "song/long_event.h"
 #include "song/position.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "files/patch_names.h"
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

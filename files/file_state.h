@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "song/program.h"
-#include "song/ui.h"
+#include "core/program.h"
+#include "core/ui.h"
 
 namespace kestrune {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "song/ui.h"
+#include "core/ui.h"
 
 namespace kestrune {
 

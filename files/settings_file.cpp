@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "engine/engine.h"
 #include "files/file_buffer.h"
 #include "files/packed_fields.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "files/file_state.h"
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "files/file_state.h"
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

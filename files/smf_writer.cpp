@@ -15,6 +15,7 @@
 #include "files/file_messages.h"
 #include "files/smf_reader.h"
 #include "song/long_event.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 
@@ -117,7 +118,7 @@ class midi_writer {
     void put_event(track_out& o, ref32 e, std::int32_t delta);
 
     const program& p_;
-    const event_store& s_;
+    const event_store s_;
     file_buffer& f_;
 };
 

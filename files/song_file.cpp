@@ -9,6 +9,7 @@
 #include "song/locate.h"
 #include "song/patterns.h"
 #include "song/position.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 

@@ -1,4 +1,5 @@
 #include "files/track_chunk.h"
+#include "song/event_store.h"
 
 #include <algorithm>
 #include <cstring>

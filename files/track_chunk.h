@@ -9,7 +9,7 @@
 
 #include "files/file_buffer.h"
 #include "files/packed_fields.h"
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

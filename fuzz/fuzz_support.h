@@ -11,12 +11,13 @@
 #include <memory>
 #include <string>
 
-#include "engine/clock.h"
+#include "core/clock.h"
 #include "engine/engine.h"
 #include "song/patterns.h"
-#include "song/program.h"
-#include "song/ui.h"
+#include "core/program.h"
+#include "core/ui.h"
 #include "tests/support/chain_checker.h"
+#include "song/song_start.h"
 
 namespace kestrune::fuzzing {
 
@@ -49,7 +50,7 @@ struct fuzz_program {
         prog = std::make_unique<program>(eng, screen, clk);
         prog->write_defaults();
         prog->d.memory_units = static_cast<std::int16_t>(units);
-        if (prog->start() != 0) std::abort();
+        if (start_program(*prog) != 0) std::abort();
     }
     engine eng;
     quiet_ui screen;

@@ -5,6 +5,7 @@
 #include "files/smf_writer.h"
 #include "fuzz/fuzz_support.h"
 #include "tests/support/chain_checker.h"
+#include "song/event_store.h"
 
 using namespace kestrune;
 

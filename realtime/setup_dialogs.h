@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

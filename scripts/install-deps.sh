@@ -8,6 +8,8 @@ packages=(
   pkg-config libasound2-dev librtmidi-dev
   jackd2 libjack-jackd2-dev
   midicsv
+  qt6-base-dev libgl-dev
+  libfluidsynth-dev libsndfile1-dev timgm6mb-soundfont
 )
 
 missing=()

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/dll_data.h"
-#include "engine/engine_link.h"
+#include "core/dll_data.h"
+#include "core/engine_link.h"
 
 namespace kestrune {
 

@@ -4,6 +4,7 @@
 
 #include "song/patterns.h"
 #include "song/position.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

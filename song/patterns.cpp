@@ -6,6 +6,7 @@
 
 #include "song/locate.h"
 #include "song/position.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

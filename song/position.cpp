@@ -1,4 +1,5 @@
 #include "song/position.h"
+#include "song/event_store.h"
 
 #include <cstdio>
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune {
 

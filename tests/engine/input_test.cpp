@@ -8,6 +8,8 @@
 #include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
+#include "song/song_start.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -145,7 +147,7 @@ TEST_F(Input, ExternalClockDrivesThePositionAndSongPositionAsksForALocate) {
     EXPECT_EQ(d.external_stop, 1);
     t.feed({0xF2, 4, 1});
     d.stopped = 1;
-    t->handle_engine_messages();
+    handle_engine_messages(*t);
     EXPECT_EQ(d.position, 3072 + (4 + 128) * 48);
     int id;
     std::int32_t w, l;

@@ -10,6 +10,8 @@
 #include "song/locate.h"
 #include "tests/engine/jack_fixture.h"
 #include "tests/support/stand_ins.h"
+#include "song/song_start.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -26,7 +28,7 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     eng.set_own_thread(true);
     program p(eng, screen, clk);
     p.write_defaults();
-    ASSERT_EQ(p.start(), 0);
+    ASSERT_EQ(start_program(p), 0);
     const int device = index_of(midi.output_devices(), "JACK: " + pr.in_name());
     ASSERT_GE(device, 0);
     ASSERT_TRUE(midi.open_output(0, device));

@@ -12,6 +12,7 @@
 #include "song/patterns.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
+#include "song/song_start.h"
 
 // Counts allocations while a test asks for it, to prove the engine's tick never allocates.
 namespace {
@@ -83,7 +84,7 @@ TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
     program p(eng, screen, clk);
     p.write_defaults();
     p.d.midi_out_device[0] = 1;
-    ASSERT_EQ(p.start(), 0);
+    ASSERT_EQ(start_program(p), 0);
     ASSERT_TRUE(eng.runs_on_own_thread());
     records recs;
     for (int i = 0; i < 8; ++i) recs.push_back(ev(i % 2 ? 0x80 : 0x90, 60, 100, 3072 + i * 12));

@@ -13,6 +13,7 @@
 
 #include "song/long_event.h"
 #include "song/patterns.h"
+#include "song/event_store.h"
 
 namespace kestrune::testing {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "song/program.h"
+#include "core/program.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {

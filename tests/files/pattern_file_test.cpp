@@ -12,6 +12,7 @@
 #include "tests/files/file_test_support.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/stand_ins.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {

@@ -9,6 +9,7 @@
 #include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {

@@ -8,6 +8,7 @@
 
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
+#include "song/event_store.h"
 
 namespace kestrune {
 namespace {

@@ -1,4 +1,5 @@
 #include "tests/support/chain_checker.h"
+#include "song/event_store.h"
 
 #include <sstream>
 #include <vector>

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "song/program.h"
+#include "core/program.h"
 
 namespace kestrune::testing {
 

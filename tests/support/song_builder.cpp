@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "song/long_event.h"
+#include "song/event_store.h"
 
 namespace kestrune::testing {
 

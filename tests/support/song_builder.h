@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "song/program.h"
+#include "core/program.h"
+#include "song/event_store.h"
 
 namespace kestrune::testing {
 

@@ -1,4 +1,5 @@
 #include "tests/support/stand_ins.h"
+#include "song/song_start.h"
 
 namespace kestrune::testing {
 
@@ -32,7 +33,7 @@ test_program::test_program(int memory_units) {
     // Every port on its own capture device, and the capture input.
     for (int p = 0; p < 4; ++p) prog->d.midi_out_device[p] = static_cast<std::int16_t>(p + 1);
     prog->d.midi_in_device = 1;
-    prog->start();
+    start_program(*prog);
 }
 
 void test_program::run_ms(double ms) {

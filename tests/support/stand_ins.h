@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "engine/clock.h"
+#include "core/clock.h"
 #include "engine/engine.h"
 #include "engine/midi_backend.h"
-#include "song/program.h"
-#include "song/ui.h"
+#include "core/program.h"
+#include "core/ui.h"
 
 namespace kestrune::testing {
 

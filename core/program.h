@@ -5,13 +5,14 @@
 #include <cstdint>
 #include <functional>
 
-#include "engine/clock.h"
-#include "engine/engine_link.h"
-#include "song/event_store.h"
-#include "song/song_settings.h"
-#include "song/ui.h"
+#include "core/clock.h"
+#include "core/engine_link.h"
+#include "core/song_settings.h"
+#include "core/ui.h"
 
 namespace kestrune {
+
+class event_store;  // the pool's operations, in song/
 
 // Song-wide application state kept beside the shared block.
 struct app_state {
@@ -47,14 +48,8 @@ public:
     program(const program&) = delete;
     program& operator=(const program&) = delete;
 
-    // Writes the defaults into the block, starts the engine and formats the song. Shows the
-    // start-up message and returns the error number when the engine refuses.
-    int start();
     // Writes the application's defaults into the block; the settings file may then override them.
     void write_defaults();
-    // After the engine has built the pool: the default tempo and signature chains, the pattern
-    // and song list defaults and the enable arrays.
-    bool format_song();
     void shut_down();
 
     engine_link& eng;
@@ -65,7 +60,11 @@ public:
     song_settings song;
     program_hooks hooks;
 
-    const event_store& store() const { return store_; }
+    // A view of the pool; the operations come with song/event_store.h at the call site.
+    template <class Store = event_store>
+    Store store() const {
+        return Store(eng.memory(), d, eng.layout());
+    }
     pattern_entry& pattern(int p) const {
         return eng.memory().at<pattern_entry>(d.pattern_table_ptr)[p];
     }
@@ -91,9 +90,6 @@ public:
     void message(const std::string& text, msg_icon icon = msg_icon::warning) {
         screen.message(text, icon);
     }
-    // Acts on what the engine posted for the UI thread: a locate, an error number.
-    void handle_engine_messages();
-
     // "Can't do this while recording!" when a take runs; true when refused.
     bool refuse_while_recording();
 
@@ -116,9 +112,6 @@ public:
         dll_data& d_;
         bool was_running_;
     };
-
-private:
-    event_store store_;
 };
 
 void call(const std::function<void()>& f);

@@ -6,9 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "engine/dll_data.h"
+#include "core/dll_data.h"
 
 namespace kestrune {
+
+// The pool is sized in units of 10,000 events.
+inline constexpr int events_per_unit = 10000;
+inline constexpr int max_memory_units = 50;
 
 // Where the pool and the static end record lie in the arena.
 struct pool_layout {
@@ -49,5 +53,8 @@ public:
     // The timer period takes effect at once.
     virtual void set_timer_resolution(int /*ms*/) {}
 };
+
+// The start-up message for an error number of init_func_in_dll.
+std::string init_error_message(int error);
 
 }  // namespace kestrune

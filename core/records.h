@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "engine/arena.h"
+#include "core/arena.h"
 
 namespace kestrune {
 

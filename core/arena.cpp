@@ -1,4 +1,4 @@
-#include "engine/arena.h"
+#include "core/arena.h"
 
 #include <cstdlib>
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/records.h"
+#include "core/records.h"
 
 namespace kestrune {
 

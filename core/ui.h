@@ -34,6 +34,13 @@ public:
     virtual void arrow_cursor() = 0;
     // Asks for a repaint of a screen region; -1 repaints everything.
     virtual void repaint(int region) = 0;
+    // The in-place entry box over a field (x, y, width, height in pixels): starts with `text`
+    // selected, holds at most `max_length` characters; nothing when the entry is given up.
+    virtual std::optional<std::string> edit_in_place(int /*x*/, int /*y*/, int /*width*/,
+                                                     int /*height*/, const std::string& /*text*/,
+                                                     int /*max_length*/) {
+        return std::nullopt;
+    }
 };
 
 // Messages the song model shows.

@@ -1,0 +1,112 @@
+// The main window as the platform drives it: layout at a zoom, painting through a canvas, input
+// by region, and the 25 ms tick. Toolkit-free; the Qt widget in platform/ only forwards.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/canvas.h"
+
+namespace kestrune {
+
+class program;
+class command_table;
+
+// Mouse button codes as the screen model counts them.
+inline constexpr int left_button = 1;
+inline constexpr int right_button = 2;
+
+struct key_mods {
+    bool shift = false;
+    bool ctrl = false;
+    bool alt = false;
+};
+
+// Keys by name, independent of the keyboard layout; letters and digits come as `character`.
+enum class key_code {
+    character,  // `character` holds 'A'..'Z' or '0'..'9', upper case
+    left, right, up, down,
+    insert, del, backspace, escape, enter, space,
+    f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12,
+    pad_plus, pad_minus, pad_enter, pad_0, pad_star, pad_dot, pad_slash,
+    other,
+};
+
+struct key_event {
+    key_code code = key_code::other;
+    char character = 0;
+    key_mods mods;
+    bool auto_repeat = false;
+};
+
+// One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
+// at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
+struct child_button {
+    int command = 0;
+    std::string text;
+    rect place;
+    bool pressed = false;
+    bool visible = true;
+};
+
+// A row of the zoom table.
+struct zoom_row {
+    const char* menu_text;
+    int width_delta;
+    int height_delta;
+    int window_width;
+    int window_height;
+};
+inline constexpr int zoom_rows = 8;
+extern const zoom_row zoom_table[zoom_rows];
+
+class main_screen {
+public:
+    main_screen(program& p, command_table& commands);
+    ~main_screen();
+    main_screen(const main_screen&) = delete;
+    main_screen& operator=(const main_screen&) = delete;
+
+    // Lays the screen out for a zoom row with cells measured from the system font.
+    void layout(int zoom_index, const font_metrics& system_font);
+    int zoom_index() const;
+    // The client area the regions need (region 2's bottom, the scroll bar's right edge).
+    int client_width() const;
+    int client_height() const;
+    // Cell units of the current layout.
+    int cell_width() const;
+    int cell_height() const;
+    // Pixel heights of the three fonts (small, normal, list) for the platform to make them.
+    int font_height(font_kind f) const;
+
+    const std::vector<child_button>& buttons() const;
+    // The track list's scroll bar: place, and the first visible track (0..16).
+    rect scroll_bar_place() const;
+    int scroll_value() const;
+    void scroll_to(int first_visible_track);
+
+    void paint(canvas& c, const rect& clip);
+
+    // Input; `ms` is the program clock's time of the event.
+    void mouse_down(int x, int y, int button, key_mods mods, std::int64_t ms);
+    void mouse_up(int x, int y, int button, std::int64_t ms);
+    void mouse_move(int x, int y, key_mods mods, std::int64_t ms);
+    void double_click(int x, int y, int button, key_mods mods, std::int64_t ms);
+    void wheel(int x, int y, int steps);  // steps > 0: away from the user
+    // True when the key was a command of the screen.
+    bool key_down(const key_event& k);
+    void key_up(const key_event& k);
+
+    // The 25 ms tick: held buttons, the transport tick and what changed on the screen.
+    void tick(std::int64_t ms);
+    // The rectangles that need a repaint since the last call; an empty list when nothing changed.
+    std::vector<rect> take_dirty();
+
+private:
+    struct impl;
+    std::unique_ptr<impl> m_;
+};
+
+}  // namespace kestrune
