@@ -10,6 +10,19 @@
 
 namespace kestrune {
 
+// What the engine asks of the UI thread, queued in its message ring: put an input buffer back,
+// locate to lparam, show the message of error number wparam.
+enum engine_message_id : int { msg_add_buffer = 0x402, msg_locate = 0x403, msg_error = 0x404 };
+struct engine_message {
+    int id;
+    std::int32_t wparam;
+    std::int32_t lparam;
+};
+
+// What engine_request asks of the transport's tick.
+inline constexpr std::int16_t request_refresh_buttons = 1;
+inline constexpr std::int16_t request_end_take = 2;
+
 // The pool is sized in units of 10,000 events.
 inline constexpr int events_per_unit = 10000;
 inline constexpr int max_memory_units = 50;
@@ -37,8 +50,8 @@ public:
     // Returns once the engine is outside its tick, so that a change made with `stopped` held at 1
     // cannot meet a tick that began before.
     virtual void wait_idle() {}
-    // The next message for the UI thread (id 0x402 add buffer, 0x403 locate, 0x404 error);
-    // false when there is none.
+    // The next message for the UI thread, an engine_message_id and its two values; false when
+    // there is none.
     virtual bool poll_message(int*, std::int32_t*, std::int32_t*) { return false; }
     // Sends a short message on a port at once, from the UI thread (clock start and stop, song
     // position pointer); nothing goes to a port that is not open.

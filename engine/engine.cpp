@@ -13,9 +13,7 @@
 namespace kestrune {
 
 engine::engine() : player_(std::make_unique<player>(data_, arena_)) {
-    auto* sem = new sem_t;
-    sem_init(sem, 0, 0);
-    wake_ = sem;
+    sem_init(&wake_, 0, 0);
     player_->set_wake(&engine::wake, this);
     // What the block holds before the application writes its defaults.
     data_.stopped = 1;
@@ -28,12 +26,10 @@ engine::engine() : player_(std::make_unique<player>(data_, arena_)) {
 
 engine::~engine() {
     cleanup_func_in_dll();
-    auto* sem = static_cast<sem_t*>(wake_);
-    sem_destroy(sem);
-    delete sem;
+    sem_destroy(&wake_);
 }
 
-void engine::wake(void* self) { sem_post(static_cast<sem_t*>(static_cast<engine*>(self)->wake_)); }
+void engine::wake(void* self) { sem_post(&static_cast<engine*>(self)->wake_); }
 
 bool engine::poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) {
     engine_message m;
@@ -47,7 +43,7 @@ bool engine::poll_message(int* id, std::int32_t* wparam, std::int32_t* lparam) {
 void engine::send_now(int port, const std::uint8_t* bytes, std::size_t n) {
     if (thread_.joinable()) {
         player_->queue_send(port, bytes, n);
-        sem_post(static_cast<sem_t*>(wake_));
+        sem_post(&wake_);
     } else {
         player_->queue_send(port, bytes, n);
         player_->process(clock_->now_us());
@@ -232,6 +228,7 @@ void engine::serve_requests() { player_->serve_requests(clock_->now_us()); }
 
 void engine::attach(clock& c, midi_backend* backend) {
     clock_ = &c;
+    clock_is_real_ = dynamic_cast<system_clock*>(clock_) != nullptr;
     backend_ = backend;
     player_->set_backend(backend);
 }
@@ -283,7 +280,7 @@ void engine::start_thread() {
 void engine::stop_thread() {
     if (!thread_.joinable()) return;
     quit_ = true;
-    sem_post(static_cast<sem_t*>(wake_));
+    sem_post(&wake_);
     thread_.join();
 }
 
@@ -299,7 +296,7 @@ void engine::thread_main() {
         std::int64_t wake = std::min(next_tick_us_, due);
         const std::int64_t now = clock_->now_us();
         if (wake <= now) wake = now + 50;
-        if (!dynamic_cast<system_clock*>(clock_)) {
+        if (!clock_is_real_) {
             clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));
             continue;
         }
@@ -311,11 +308,11 @@ void engine::thread_main() {
             timespec ts;
             ts.tv_sec = static_cast<time_t>(sleep_to / 1'000'000);
             ts.tv_nsec = static_cast<long>((sleep_to % 1'000'000) * 1000);
-            if (sem_clockwait(static_cast<sem_t*>(wake_), CLOCK_MONOTONIC, &ts) == 0) continue;
+            if (sem_clockwait(&wake_, CLOCK_MONOTONIC, &ts) == 0) continue;
         }
         if (event_due) {
             while (clock_->now_us() < wake && !quit_.load(std::memory_order_relaxed)) {
-                if (sem_trywait(static_cast<sem_t*>(wake_)) == 0) break;
+                if (sem_trywait(&wake_) == 0) break;
             }
         }
     }

@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include <semaphore.h>
+
 #include "core/clock.h"
 #include "core/engine_link.h"
 #include "engine/midi_backend.h"
@@ -72,6 +74,7 @@ private:
     pool_layout layout_;
     system_clock own_clock_;
     clock* clock_ = &own_clock_;
+    bool clock_is_real_ = true;  // the machine's clock: sleep on the semaphore, else on clock_
     midi_backend* backend_ = nullptr;
     std::unique_ptr<player> player_;
     bool want_thread_ = false;
@@ -82,7 +85,7 @@ private:
     std::int64_t next_tick_us_ = 0;
     std::int64_t virtual_now_ = 0;
     std::vector<std::string> output_names_, input_names_;
-    void* wake_ = nullptr;  // the engine thread's semaphore
+    sem_t wake_;  // posted by input and by the UI thread to wake the engine thread
     static void wake(void* self);
 };
 

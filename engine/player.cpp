@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/midi_message.h"
+
 namespace kestrune {
 
 namespace {
@@ -10,41 +12,15 @@ namespace {
 // Wide enough for a span's fine units times the rate's denominator.
 __extension__ typedef __int128 wide;
 
-int message_size(std::uint8_t status) {
-    switch (status & 0xF0) {
-        case 0xC0:
-        case 0xD0:
-            return 2;
-        case 0xF0:
-            return status == 0xF2 ? 3 : (status == 0xF1 || status == 0xF3) ? 2 : 1;
-        default:
-            return 3;
-    }
-}
-
 std::uint8_t clamp7(int v, int lo = 0) { return static_cast<std::uint8_t>(std::clamp(v, lo, 127)); }
-
-// Velocity as the track's compression and offset give it.
-int shaped_velocity(int v, int compress, int offset) {
-    int x = v - 64;
-    if (compress == 5)
-        x = 0;
-    else if (compress > 0)
-        x >>= compress;
-    else if (compress < 0)
-        x *= 2;
-    return std::clamp(x + 64 + offset, 1, 127);
-}
 
 }  // namespace
 
-player::player(dll_data& d, arena& a) : d_(d), a_(a), store_(a, d, pool_layout{}) {
-    std::memset(notes_, 0, sizeof notes_);
-}
+player::player(dll_data& d, arena& a) : d_(d), a_(a), store_(a, d, pool_layout{}) {}
 
 void player::attach(const pool_layout& layout) {
     store_ = event_store(a_, d_, layout);
-    std::memset(notes_, 0, sizeof notes_);
+    notes_.clear();
     was_running_ = false;
 }
 
@@ -58,52 +34,23 @@ void player::send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int 
     backend_->send(port, m, static_cast<std::size_t>(n), due);
 }
 
-int player::open_notes() const {
-    int n = 0;
-    for (const auto& g : notes_)
-        for (const auto& t : g) n += t.count;
-    return n;
-}
-
-void player::note_on_sent(int g, int track, std::uint8_t src_ch, std::uint8_t src_key, int port,
-                          std::uint8_t ch, std::uint8_t key) {
-    track_notes& tn = notes_[g][track];
-    if (tn.count >= notes_per_track) return;  // all-notes-off still sweeps the port below
-    tn.note[tn.count++] = {src_ch, src_key, static_cast<std::uint8_t>(port), ch, key};
-}
-
-bool player::note_off_target(int g, int track, std::uint8_t src_ch, std::uint8_t src_key,
-                             open_note* found) {
-    track_notes& tn = notes_[g][track];
-    for (int i = 0; i < tn.count; ++i) {
-        if (tn.note[i].src_channel == src_ch && tn.note[i].src_key == src_key) {
-            *found = tn.note[i];
-            std::memmove(&tn.note[i], &tn.note[i + 1], sizeof(open_note) * static_cast<std::size_t>(tn.count - i - 1));
-            --tn.count;
-            return true;
-        }
-    }
-    return false;
+void player::send_note_off(int port, int channel, std::uint8_t key, std::int64_t at) {
+    send(port, note_off_status(channel), key, release_velocity, 3, at);
 }
 
 void player::end_group_notes(int g, int track, std::int64_t at) {
-    for (int t = 0; t < tracks_per_pattern; ++t) {
-        if (track >= 0 && t != track) continue;
-        track_notes& tn = notes_[g][t];
-        for (int i = 0; i < tn.count; ++i) {
-            const open_note& n = tn.note[i];
-            send(n.port, static_cast<std::uint8_t>(0x80 | n.channel), n.key, 64, 3, at);
-        }
-        tn.count = 0;
-    }
+    notes_.end(g, track, [&](sounding_note n) { send_note_off(n.port, n.channel, n.key, at); });
+}
+
+void player::end_click(std::int64_t at) {
+    if (click_off_due_ == never) return;
+    send_note_off(click_port_, click_status_, click_key_, at);
+    click_off_due_ = never;
 }
 
 void player::all_notes_off(std::int64_t at) {
-    for (int g = 0; g < 3; ++g) end_group_notes(g, -1, at);
-    if (click_off_due_ != never) {
-        send(click_port_, static_cast<std::uint8_t>(0x80 | (click_status_ & 0x0F)), click_key_, 64, 3, at);
-        click_off_due_ = never;
-    }
+    end_group_notes(-1, -1, at);
+    end_click(at);
 }
 
 void player::send_reset(std::int64_t at) {
@@ -161,7 +108,7 @@ void player::serve_requests(std::int64_t now_us) {
     }
     if (shared_load(d.thru_notes_off_request)) {
         for (int i = 0; i < thru_count_; ++i)
-            send(thru_notes_[i].port, static_cast<std::uint8_t>(0x80 | thru_notes_[i].channel), thru_notes_[i].key, 64, 3, now_us);
+            send_note_off(thru_notes_[i].port, thru_notes_[i].channel, thru_notes_[i].key, now_us);
         thru_count_ = 0;
         shared_store(d.thru_notes_off_request, 0);
     }
@@ -174,7 +121,7 @@ void player::serve_requests(std::int64_t now_us) {
         shared_store(d.full_volume_request, 0);
     }
     if (shared_load(d.send_request)) {
-        send(d.send_port & 3, d.send_status, d.send_data1, d.send_data2, message_size(d.send_status), now_us);
+        send(d.send_port & 3, d.send_status, d.send_data1, d.send_data2, message_length(d.send_status), now_us);
         shared_store(d.send_request, 0);
     }
     if (shared_load(d.chase_ready)) {
@@ -188,10 +135,7 @@ void player::process(std::int64_t now_us) {
     drain_ui_sends(now_us);
     serve_requests(now_us);
     mixer_rows(now_us);
-    if (click_off_due_ != never && now_us >= click_off_due_) {
-        send(click_port_, static_cast<std::uint8_t>(0x80 | (click_status_ & 0x0F)), click_key_, 64, 3, click_off_due_);
-        click_off_due_ = never;
-    }
+    if (now_us >= click_off_due_) end_click(click_off_due_);
     if (shared_load(d_.stopped) != 0 || store_.layout().first_block == null_ref) {
         was_running_ = false;
         hold_ = false;
@@ -539,12 +483,10 @@ void player::send_event(int g, int track, const track_slot& sl, ref32 e, int ste
     const std::uint8_t ch = sl.channel < 16 ? sl.channel : src_ch;
     const std::uint8_t d1 = ev.data1(), d2 = ev.data2();
     const int transpose = sl.transpose + (d_.transpose_exempt[port][ch] ? 0 : step_transpose);
-    if (type == 0x80 || (type == 0x90 && d2 == 0)) {
-        open_note n;
-        if (note_off_target(g, track, src_ch, d1, &n))
+    if (ev.is_note_off()) {
+        sounding_note n{static_cast<std::uint8_t>(port), ch, clamp7(d1 + transpose)};
+        if (notes_.take(g, track, src_ch, d1, &n) || audible)
             played(n.port, static_cast<std::uint8_t>(type | n.channel), n.key, d2, 3, due, at_pos);
-        else if (audible)
-            played(port, static_cast<std::uint8_t>(type | ch), clamp7(d1 + transpose), d2, 3, due, at_pos);
         if (g == playing && audible) d_.track_activity[track] = 128;
         return;
     }
@@ -554,9 +496,9 @@ void player::send_event(int g, int track, const track_slot& sl, ref32 e, int ste
         const mixer_port& m = d_.mixer[port];
         if (m.mute[ch] || (m.any_solo && !m.solo[ch])) return;
         const std::uint8_t key = clamp7(d1 + transpose);
-        const auto vel = static_cast<std::uint8_t>(shaped_velocity(d2, sl.compress, sl.velocity));
+        const auto vel = static_cast<std::uint8_t>(compressed_velocity(d2, sl.compress, sl.velocity));
         played(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, due, at_pos);
-        note_on_sent(g, track, src_ch, d1, port, ch, key);
+        notes_.started(g, track, src_ch, d1, {static_cast<std::uint8_t>(port), ch, key});
         if (g == playing) d_.track_activity[track] = vel;
         return;
     }
@@ -564,7 +506,7 @@ void player::send_event(int g, int track, const track_slot& sl, ref32 e, int ste
     if (type == 0xA0)
         played(port, out, clamp7(d1 + transpose), d2, 3, due, at_pos);
     else
-        played(port, out, d1, d2, message_size(status), due, at_pos);
+        played(port, out, d1, d2, message_length(status), due, at_pos);
 }
 
 void player::played(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due,
@@ -589,8 +531,7 @@ void player::beats_and_clock(const span& s, std::int32_t to, bool inclusive) {
         const bool take = d.record_enable || d.input_armed;
         if (d.midi_click && (take || d.click_always)) {
             const std::int64_t due = time_of(s, std::int64_t{next_beat_} << 12);
-            if (click_off_due_ != never)
-                send(click_port_, static_cast<std::uint8_t>(0x80 | (click_status_ & 0x0F)), click_key_, 64, 3, due);
+            end_click(due);
             click_port_ = d.click_port & 3;
             click_status_ = static_cast<std::uint8_t>(0x90 | (d.click_channel & 0x0F));
             click_key_ = d.click_note & 0x7F;

@@ -9,22 +9,14 @@
 
 #include "core/dll_data.h"
 #include "core/engine_link.h"
+#include "core/spsc_ring.h"
+#include "engine/open_notes.h"
 #include "engine/midi_backend.h"
 #include "song/event_store.h"
 
 namespace kestrune {
 
 inline constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
-
-// A message from the engine to the UI thread, as the window messages of the original contract.
-struct engine_message {
-    int id;  // msg_add_buffer, msg_locate, msg_error
-    std::int32_t wparam;
-    std::int32_t lparam;
-};
-inline constexpr int msg_add_buffer = 0x402;
-inline constexpr int msg_locate = 0x403;
-inline constexpr int msg_error = 0x404;
 
 class player final : public midi_input_sink {
 public:
@@ -40,13 +32,14 @@ public:
     std::int64_t next_due_us() const;
     void serve_requests(std::int64_t now_us);
 
-    // Notes now sounding from playback on a port and channel, for tests and checks.
-    int open_notes() const;
+    // Notes now sounding from playback, for tests and checks.
+    int open_note_count() const { return notes_.count(); }
 
     // Input from the backend's thread: queued for the engine thread, never blocking.
     void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override;
     // Called after input was queued, to wake the engine thread.
-    void set_wake(void (*wake)(void*), void* arg) {
+    using wake_function = void (*)(void*);
+    void set_wake(wake_function wake, void* arg) {
         wake_ = wake;
         wake_arg_ = arg;
     }
@@ -56,14 +49,6 @@ public:
     bool next_message(engine_message& m);
 
 private:
-    struct open_note {
-        std::uint8_t src_channel, src_key, port, channel, key;
-    };
-    static constexpr int notes_per_track = 64;
-    struct track_notes {
-        open_note note[notes_per_track];
-        int count;
-    };
     enum group : int { playing = 0, parallel = 1, take = 2 };
 
     struct span {
@@ -106,11 +91,10 @@ private:
     void beats_and_clock(const span& s, std::int32_t to, bool inclusive);
     std::int64_t time_of(const span& s, std::int64_t fine) const;
 
-    void note_on_sent(int g, int track, std::uint8_t src_ch, std::uint8_t src_key, int port,
-                      std::uint8_t ch, std::uint8_t key);
-    bool note_off_target(int g, int track, std::uint8_t src_ch, std::uint8_t src_key,
-                         open_note* found);
+    // Ends the notes of a track of group g (every track for -1; every group for g -1).
     void end_group_notes(int g, int track, std::int64_t at);
+    void end_click(std::int64_t at);
+    void send_note_off(int port, int channel, std::uint8_t key, std::int64_t at);
     void all_notes_off(std::int64_t at);
     void send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due);
     // A message a track plays: sent, seen by the mixer, and taken by internal recording.
@@ -161,7 +145,7 @@ private:
     std::int64_t click_off_due_ = never;
     std::uint8_t click_port_ = 0, click_status_ = 0, click_key_ = 0;
 
-    track_notes notes_[3][32];
+    open_notes notes_;
     std::uint8_t sysex_buffer_[1 << 16];
 
     // Input ring: the backend's thread writes, the engine thread reads.
@@ -170,11 +154,9 @@ private:
         std::uint16_t n;
         std::uint8_t bytes[64];
     };
-    static constexpr std::size_t input_ring_size = 1024;
-    input_chunk input_[input_ring_size];
-    std::atomic<std::size_t> input_head_{0}, input_tail_{0};
+    spsc_ring<input_chunk, 1024> input_;
     std::atomic<std::size_t> input_dropped_{0};
-    void (*wake_)(void*) = nullptr;
+    wake_function wake_ = nullptr;
     void* wake_arg_ = nullptr;
 
     // Parser state.
@@ -186,7 +168,6 @@ private:
     ref32 sysex_record_ = null_ref;
     int sysex_index_ = 0;
     bool sysex_recording_ = false;
-    bool take_full_ = false;
 
     // Thru notes, so they can be ended on request.
     struct thru_note {
@@ -207,15 +188,11 @@ private:
     struct ui_send {
         std::uint8_t port, n, bytes[3];
     };
-    static constexpr std::size_t ui_ring_size = 256;
-    ui_send ui_sends_[ui_ring_size];
-    std::atomic<std::size_t> ui_head_{0}, ui_tail_{0};
+    spsc_ring<ui_send, 256> ui_sends_;
     void drain_ui_sends(std::int64_t at);
 
     // Messages for the UI thread.
-    static constexpr std::size_t message_ring_size = 256;
-    engine_message messages_[message_ring_size];
-    std::atomic<std::size_t> message_head_{0}, message_tail_{0};
+    spsc_ring<engine_message, 256> messages_;
 };
 
 }  // namespace kestrune

@@ -3,40 +3,28 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/midi_message.h"
 #include "engine/player.h"
 
 namespace kestrune {
 
 namespace {
 
-int data_bytes(std::uint8_t status) {
-    switch (status & 0xF0) {
-        case 0xC0:
-        case 0xD0:
-            return 1;
-        case 0xF0:
-            return status == 0xF2 ? 2 : (status == 0xF1 || status == 0xF3) ? 1 : 0;
-        default:
-            return 2;
-    }
-}
+int data_bytes(std::uint8_t status) { return message_length(status) - 1; }
 
 }  // namespace
 
 void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) {
     while (n > 0) {
-        const std::size_t head = input_head_.load(std::memory_order_relaxed);
-        const std::size_t next = (head + 1) % input_ring_size;
-        if (next == input_tail_.load(std::memory_order_acquire)) {
-            input_dropped_.fetch_add(1, std::memory_order_relaxed);
-            break;
-        }
-        input_chunk& c = input_[head];
+        input_chunk c;
         const std::size_t take = std::min<std::size_t>(n, sizeof c.bytes);
         c.at = at_us;
         c.n = static_cast<std::uint16_t>(take);
         std::memcpy(c.bytes, bytes, take);
-        input_head_.store(next, std::memory_order_release);
+        if (!input_.push(c)) {
+            input_dropped_.fetch_add(1, std::memory_order_relaxed);
+            break;
+        }
         bytes += take;
         n -= take;
     }
@@ -44,52 +32,31 @@ void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_u
 }
 
 void player::drain_input(bool follow_time) {
-    std::size_t tail = input_tail_.load(std::memory_order_relaxed);
-    while (tail != input_head_.load(std::memory_order_acquire)) {
-        const input_chunk& c = input_[tail];
-        if (follow_time && c.at > last_us_ && !hold_) advance(c.at);
-        for (std::uint16_t i = 0; i < c.n; ++i) input_byte(c.bytes[i], c.at);
-        tail = (tail + 1) % input_ring_size;
-        input_tail_.store(tail, std::memory_order_release);
+    while (const input_chunk* c = input_.front()) {
+        if (follow_time && c->at > last_us_ && !hold_) advance(c->at);
+        for (std::uint16_t i = 0; i < c->n; ++i) input_byte(c->bytes[i], c->at);
+        input_.pop();
     }
 }
 
-void player::post(int id, std::int32_t w, std::int32_t l) {
-    const std::size_t head = message_head_.load(std::memory_order_relaxed);
-    const std::size_t next = (head + 1) % message_ring_size;
-    if (next == message_tail_.load(std::memory_order_acquire)) return;
-    messages_[head] = {id, w, l};
-    message_head_.store(next, std::memory_order_release);
-}
+void player::post(int id, std::int32_t w, std::int32_t l) { messages_.push({id, w, l}); }
 
 void player::queue_send(int port, const std::uint8_t* bytes, std::size_t n) {
-    const std::size_t head = ui_head_.load(std::memory_order_relaxed);
-    const std::size_t next = (head + 1) % ui_ring_size;
-    if (next == ui_tail_.load(std::memory_order_acquire) || n == 0) return;
-    ui_send& u = ui_sends_[head];
+    if (n == 0) return;
+    ui_send u;
     u.port = static_cast<std::uint8_t>(port & 3);
     u.n = static_cast<std::uint8_t>(std::min<std::size_t>(n, 3));
     std::memcpy(u.bytes, bytes, u.n);
-    ui_head_.store(next, std::memory_order_release);
+    ui_sends_.push(u);
 }
 
 void player::drain_ui_sends(std::int64_t at) {
-    std::size_t tail = ui_tail_.load(std::memory_order_relaxed);
-    while (tail != ui_head_.load(std::memory_order_acquire)) {
-        const ui_send& u = ui_sends_[tail];
+    ui_send u;
+    while (ui_sends_.pop(u))
         send(u.port, u.bytes[0], u.n > 1 ? u.bytes[1] : 0, u.n > 2 ? u.bytes[2] : 0, u.n, at);
-        tail = (tail + 1) % ui_ring_size;
-        ui_tail_.store(tail, std::memory_order_release);
-    }
 }
 
-bool player::next_message(engine_message& m) {
-    const std::size_t tail = message_tail_.load(std::memory_order_relaxed);
-    if (tail == message_head_.load(std::memory_order_acquire)) return false;
-    m = messages_[tail];
-    message_tail_.store((tail + 1) % message_ring_size, std::memory_order_release);
-    return true;
-}
+bool player::next_message(engine_message& m) { return messages_.pop(m); }
 
 void player::input_byte(std::uint8_t b, std::int64_t at) {
     if (b >= 0xF8) {  // real-time bytes may come anywhere, inside a sysex too
@@ -218,15 +185,8 @@ void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int siz
     const bool off = type == 0x80 || (type == 0x90 && d2 == 0);
     if (type == 0x90 && !off) {
         const std::uint8_t key = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
-        int x = d2 - 64;
-        const auto comp = static_cast<std::int8_t>(d.thru_compress);
-        if (comp == 5)
-            x = 0;
-        else if (comp > 0)
-            x >>= comp;
-        else if (comp < 0)
-            x *= 2;
-        const auto vel = static_cast<std::uint8_t>(std::clamp(x + 64 + d.thru_velocity, 1, 127));
+        const auto vel = static_cast<std::uint8_t>(
+            compressed_velocity(d2, static_cast<std::int8_t>(d.thru_compress), d.thru_velocity));
         send(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, at);
         if (thru_count_ < 128) thru_notes_[thru_count_++] = {static_cast<std::uint8_t>(port), ch, key};
         return;
@@ -276,10 +236,8 @@ std::int32_t player::record_stamp() const {
 ref32 player::record_slot() {
     dll_data& d = d_;
     const ref32 c = d.record_cursor;
-    if (take_full_ || c == null_ref || store_.status(c) == st::forward_link) {
-        take_full_ = true;
-        return null_ref;
-    }
+    // A full take leaves the cursor on the forward link, until the next take resets it.
+    if (c == null_ref || store_.status(c) == st::forward_link) return null_ref;
     // Step on; a block is entered only if another free block lies beyond it, so the last free
     // block is never written.
     ref32 n = c + 6;
@@ -388,10 +346,10 @@ void player::punch(std::int32_t pos) {
         t.mute = 1;
         shared_store(d.punched_in, 1);
         shared_store(d.record_enable, 1);
-        shared_store(d.engine_request, 1);
+        shared_store(d.engine_request, request_refresh_buttons);
     } else if (!inside && d.punched_in && pos >= d.right_locator && d.record_enable) {
         shared_store(d.record_enable, 0);
-        shared_store(d.engine_request, 2);
+        shared_store(d.engine_request, request_end_take);
     }
 }
 

@@ -511,9 +511,9 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
     }
 
     if (!event_editor_open && d.engine_request) {
-        if (d.engine_request == 1) {
+        if (d.engine_request == request_refresh_buttons) {
             if (shared_load(d.stopped)) buttons_stopped(); else buttons_running();
-        } else if (d.engine_request == 2 && end_take) {
+        } else if (d.engine_request == request_end_take && end_take) {
             end_take();
         }
         d.engine_request = 0;

@@ -46,9 +46,9 @@ void handle_engine_messages(program& p) {
     int id;
     std::int32_t w, l;
     while (p.eng.poll_message(&id, &w, &l)) {
-        if (id == 0x403) {
+        if (id == msg_locate) {
             locate(p, l);
-        } else if (id == 0x404) {
+        } else if (id == msg_error) {
             char text[64];
             std::snprintf(text, sizeof text, "Error %d !", static_cast<int>(w));
             p.screen.message(text, msg_icon::warning);

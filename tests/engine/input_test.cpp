@@ -163,6 +163,11 @@ TEST_F(Input, ATakeThatFillsThePoolStopsBeforeTheLastFreeBlock) {
     EXPECT_NE(d.record_block, d.free_list);
     EXPECT_EQ(small->store().link(event_store::forward_link(d.record_block)), d.free_list);
     EXPECT_EQ(testing::check_pool(*small), "");
+    // Only the full take is lost: the next one records from a clean start.
+    arm(small, 3072);
+    small.feed({0x90, 61, 100});
+    EXPECT_EQ(nums(d.record_cursor - d.record_write, small->store().at(d.record_write).data1()),
+              nums(6, 61));
 }
 
 TEST_F(Input, PortsOpenFromTheSettingsAndAFailedDeviceLeavesItsPortClosed) {
@@ -211,7 +216,7 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     t->wait_request(d.all_notes_off_request);
     ASSERT_EQ(t.midi.size(), 1u);
     EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0] & 0xF0, t.midi[0].bytes[1]), nums(1, 0x80, 60));
-    EXPECT_EQ(t.eng.playback().open_notes(), 0);
+    EXPECT_EQ(t.eng.playback().open_note_count(), 0);
     t.feed({0x90, 62, 100});
     t.feed({0x80, 62, 0}, 10);
     // An empty round adds no pass.

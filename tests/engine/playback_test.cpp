@@ -85,7 +85,7 @@ TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
     t->wait_request(t->d.all_notes_off_request);
     auto v = out();
     ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(nums(v[0].a, v[0].b, v[1].a, v[1].b, t.eng.playback().open_notes()),
+    EXPECT_EQ(nums(v[0].a, v[0].b, v[1].a, v[1].b, t.eng.playback().open_note_count()),
               nums(0x89, 48, 0x89, 52, 0));
     // Their own note-offs later find nothing open and go out with the new parameters, harmlessly.
     t.midi.clear();
@@ -93,16 +93,37 @@ TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
     for (const auto& m : out()) EXPECT_EQ(m.a & 0xF0, 0x80);
 }
 
-TEST_F(Playback, SilenceTrackEndsOnlyThatTracksNotes) {
+TEST_F(Playback, SilenceTrackAndAllNotesOffEndEveryNoteHoweverMany) {
     add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072)});
-    add_sorted(*t, 0, 1, {ev(0x90, 62, 100, 3072)});
+    records chord;
+    for (int k = 0; k < 100; ++k) chord.push_back(ev(0x90 | (k & 1), 20 + k, 100, 3072));
+    add_sorted(*t, 0, 1, chord);
+    add_sorted(*t, 0, 2, chord).channel = 2;
     start(3072);
     t.run_ms(10);
     t.midi.clear();
     t->silence_track(0, 1);
     auto v = out();
-    ASSERT_EQ(v.size(), 1u);
-    EXPECT_EQ(nums(v[0].a, v[0].b, t.eng.playback().open_notes()), nums(0x81, 62, 1));
+    ASSERT_EQ(v.size(), 100u);
+    EXPECT_EQ(nums(v[99].a, v[99].b, t.eng.playback().open_note_count()), nums(0x81, 119, 101));
+    t.midi.clear();
+    t->wait_request(t->d.all_notes_off_request);
+    EXPECT_EQ(nums(out().size(), t.eng.playback().open_note_count()), nums(101, 0));
+}
+
+TEST_F(Playback, ANoteOffEndsTheNoteOfItsOwnChannelWhenAKeySoundsOnTwo) {
+    // As in a type-0 file: one track, the same key on two channels.
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 60, 100, 3072), ev(0x91, 60, 100, 3072 + 10), ev(0x81, 60, 0, 3072 + 20),
+                ev(0x80, 60, 0, 3072 + 30)});
+    t->slot(0, 0).transpose = 2;
+    t->slot(0, 0).channel = 16;  // each event keeps its own channel
+    start(3072);
+    t.run_ms(ms_of(40));
+    auto v = out();
+    ASSERT_EQ(v.size(), 4u);
+    EXPECT_MSG(v[2], 0, 0x81, 62, 0, ms_of(20));
+    EXPECT_MSG(v[3], 0, 0x80, 62, 0, ms_of(30));
 }
 
 TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
@@ -179,13 +200,14 @@ TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
         *t, 2, 0,
         {ev(0x90, 50, 100, 3072 - 96), ev(0x80, 50, 0, 3072 + 96), ev(0x90, 52, 90, 3072 + 384)});
     add_sorted(*t, 2, 1, {ev(0x90, 70, 100, 3072)});  // masked in step 1
+    add_sorted(*t, 2, 2, {ev(0x92, 20, 100, 3072 + 200)}).delay = 10;
     add_sorted(*t, parallel_pattern, 0, {ev(0x92, 30, 100, 3072 + 800)});
     t->d.song_mode = 1;
     t->d.current_step = 0;
     start(3072);
     t.run_ms(ms_of(768 * 3));
     auto v = out();
-    ASSERT_EQ(v.size(), 6u);
+    ASSERT_EQ(v.size(), 7u);
     EXPECT_MSG(v[0], 0, 0x90, 60, 100, 0.0);
     // The pickup of step 1 begins a quarter before step 0 ends: step 0's note ends there.
     EXPECT_MSG(v[1], 0, 0x80, 60, 64, ms_of(576));
@@ -193,7 +215,8 @@ TEST_F(Playback, SongModeFollowsStepsPickupsMasksTranspositionAndStops) {
     // The parallel pattern plays on its own, on its track's channel.
     EXPECT_MSG(v[3], 0, 0x90, 30, 100, ms_of(800));
     EXPECT_MSG(v[4], 0, 0x80, 62, 0, ms_of(768 + 96));
-    EXPECT_MSG(v[5], 0, 0x90, 64, 90, ms_of(768 + 384));
+    EXPECT_MSG(v[5], 0, 0x92, 32, 100, ms_of(768 + 210));  // seated at the step less its delay
+    EXPECT_MSG(v[6], 0, 0x90, 64, 90, ms_of(768 + 384));
     // The stop step ends play where it stands.
     EXPECT_EQ(nums(t->d.current_step, t->d.play_pattern, t->d.engine_stop, t->d.position),
               nums(1, 2, 1, 3072 + 2 * 768));
