@@ -20,6 +20,26 @@ inline constexpr std::int32_t no_loop = 0xFF000;
 inline constexpr std::int32_t ticks_per_whole = 768;
 inline constexpr std::int32_t default_tempo = 12000;
 
+// The engine's fine position: ticks with twelve bits of fraction.
+inline constexpr int fine_bits = 12;
+inline constexpr std::int64_t fine_per_tick = std::int64_t{1} << fine_bits;
+constexpr std::int64_t fine_of(std::int64_t ticks) { return ticks * fine_per_tick; }
+constexpr std::int32_t tick_of(std::int64_t fine) { return static_cast<std::int32_t>(fine >> fine_bits); }
+// The 32-bit fine_position field of a tick position: twenty bits of ticks and twelve of
+// fraction use the whole word, so it is read back unsigned.
+constexpr std::int32_t fine_field_of(std::int32_t ticks) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(ticks) << fine_bits);
+}
+constexpr std::int64_t fine_from_field(std::int32_t field) { return static_cast<std::uint32_t>(field); }
+
+// A loop length holds the loop's ticks plus this, so a loop of n ticks ends at song_start + n - 1.
+inline constexpr std::int32_t loop_length_base = song_start - 1;
+// Ticks of a track's loop; 0 when it has none.
+constexpr std::int32_t loop_ticks(std::int32_t loop_length) {
+    return loop_length == no_loop ? 0 : loop_length - loop_length_base;
+}
+constexpr std::int32_t loop_length_of(std::int32_t ticks) { return ticks + loop_length_base; }
+
 // Record status values.
 namespace st {
 inline constexpr std::uint8_t sysex = 0xF0;
@@ -106,12 +126,30 @@ struct midi_event {
     }
 };
 static_assert(sizeof(midi_event) == 6);
+// Records follow each other at this stride; the status is the last byte of each.
+inline constexpr std::uint32_t record_bytes = sizeof(midi_event);
+inline constexpr std::uint32_t status_offset = 5;
+static_assert(offsetof(midi_event, b) + status_offset == record_bytes - 1);
+
+// Numerator and denominator of a signature record. A damaged record, which would divide by zero,
+// reads as 4/4; any other denominator up to 127 gives its integer beat of 768 / d.
+struct time_signature {
+    int numerator = 4;
+    int denominator = 4;
+    std::int32_t beat_ticks() const { return ticks_per_whole / denominator; }
+    std::int32_t bar_ticks() const { return numerator * beat_ticks(); }
+};
+inline time_signature signature_of(const midi_event& e) {
+    if (e.status() != st::signature || e.data1() == 0 || e.data2() == 0) return {};
+    return {e.data1(), e.data2()};
+}
 
 inline constexpr int block_slots = 32;
 inline constexpr std::uint32_t block_bytes = 204;
-inline constexpr std::uint32_t first_slot_offset = 6;
-inline constexpr std::uint32_t last_slot_offset = 6 + 31 * 6;  // 192
+inline constexpr std::uint32_t first_slot_offset = record_bytes;
+inline constexpr std::uint32_t last_slot_offset = first_slot_offset + (block_slots - 1) * record_bytes;
 inline constexpr std::uint32_t forward_link_offset = 198;
+static_assert(last_slot_offset == 192 && last_slot_offset + record_bytes == forward_link_offset);
 
 struct event_block {
     midi_event back;  // 4-byte ref to the previous block, 1 unused, status 0xFE
@@ -166,7 +204,7 @@ inline constexpr int name_length = 10;
 struct track_slot {
     ref32 first;
     ref32 play;
-    std::int32_t loop_length;  // no_loop, or ticks of the loop + 3071
+    std::int32_t loop_length;  // no_loop, or loop_length_of(ticks of the loop)
     std::uint16_t blocks;
     std::int8_t delay;
     std::int8_t velocity;

@@ -187,8 +187,8 @@ void player::rate(std::int64_t* num, std::int64_t* den) const {
     const std::int32_t inc = shared_load(d_.tempo_increment);
     const std::int32_t tempo = shared_load(d_.tempo_exact);
     if (tempo > 0 && std::int64_t{tempo} * 262144 / 1000000 == inc) {
-        // Hundredths of a beat per minute, 192 ticks a beat, 4096 fine units a tick.
-        *num = std::int64_t{tempo} * 192 * 4096;
+        // Hundredths of a beat per minute, 192 ticks a beat.
+        *num = std::int64_t{tempo} * 192 * fine_per_tick;
         *den = 6'000'000'000;
     } else {
         *num = std::max<std::int32_t>(1, inc);
@@ -240,12 +240,12 @@ void player::advance(std::int64_t now_us) {
         rate(&rn, &rd);
         if (rd != rate_den_) fine_rest_ = 0;  // a remainder only carries within one rate
         rate_den_ = rd;
-        const std::int64_t fine = static_cast<std::uint32_t>(d.fine_position);
+        const std::int64_t fine = fine_from_field(d.fine_position);
         const wide num = static_cast<wide>(now_us - last_us_) * rn + fine_rest_;
         const std::int64_t target = fine + static_cast<std::int64_t>(num / rd);
         const limit lim = next_limit(pos);
         const span s{fine, last_us_, rn, rd, now_us};
-        const std::int64_t lim_fine = std::int64_t{lim.pos} << 12;
+        const std::int64_t lim_fine = fine_of(lim.pos);
         if (target >= lim_fine) {
             const std::int64_t t = std::min(time_of(s, lim_fine), now_us);
             play_tracks(s, pos, lim.pos, false);
@@ -257,7 +257,7 @@ void player::advance(std::int64_t now_us) {
             at_limit(lim, t);
             continue;
         }
-        const auto to = static_cast<std::int32_t>(target >> 12);
+        const std::int32_t to = tick_of(target);
         play_tracks(s, pos, to, true);
         beats_and_clock(s, to, true);
         set_position(target);
@@ -268,7 +268,7 @@ void player::advance(std::int64_t now_us) {
 }
 
 void player::set_position(std::int64_t fine) {
-    auto p = static_cast<std::int32_t>(fine >> 12);
+    const std::int32_t p = tick_of(fine);
     shared_store(d_.fine_position, static_cast<std::int32_t>(static_cast<std::uint32_t>(fine)));
     shared_store(d_.play_position, p);
     shared_store(d_.position, p);
@@ -288,9 +288,10 @@ void player::pending_at(std::int32_t pos, std::int64_t at) {
     ref32& sig = d.active_signature.play;
     while (is_event_status(store_.status(sig)) && store_.position(sig) <= pos) {
         const midi_event& e = store_.at(sig);
-        if (e.status() == st::signature && e.data1() > 0 && e.data2() > 0) {
-            d.beats_per_bar = e.data1();
-            d.ticks_per_beat = static_cast<std::int16_t>(768 / e.data2());
+        if (e.status() == st::signature) {
+            const time_signature g = signature_of(e);
+            d.beats_per_bar = static_cast<std::int16_t>(g.numerator);
+            d.ticks_per_beat = static_cast<std::int16_t>(g.beat_ticks());
             d.beat_in_bar = 0;
             d.tick_in_beat = static_cast<std::int16_t>(pos - e.position());
             next_beat_ = e.position() >= pos ? e.position() : pos + d.ticks_per_beat - (pos - e.position()) % d.ticks_per_beat;
@@ -333,20 +334,17 @@ void player::switch_step(int step, std::int64_t at) {
     d.current_step = static_cast<std::int8_t>(next);
     shared_store(d.play_step_ptr, d.song_list_ptr + static_cast<ref32>(next * static_cast<int>(sizeof(song_step))));
     const std::int32_t local = d.position - steps[next - 1].end + song_start;
-    seat_group(playing, pattern, d.track_position, local);
+    seat_group(pattern, d.track_position, local);
     shared_store(d.display_pattern, pattern);
     shared_store(d.play_pattern, pattern);
 }
 
-void player::seat_group(int, int pattern, std::int32_t* positions, std::int32_t local) {
+void player::seat_group(int pattern, std::int32_t* positions, std::int32_t local) {
     for (int t = 0; t < tracks_per_pattern; ++t) {
         track_slot& s = slot(pattern, t);
-        std::int32_t v = local;
-        if (s.in_use) {
-            v = local - s.delay;
-            s.play = store_.find_at_position(s.first, v, s.loop_length, &v);
-        }
-        positions[t] = v;
+        const track_seat at = seat_track(store_, s, local);
+        if (s.in_use) s.play = at.event;
+        positions[t] = at.position;
     }
 }
 
@@ -394,7 +392,7 @@ void player::cycle_jump(std::int64_t at) {
         d.beat_in_bar = c.beat_in_bar;
         d.tick_in_beat = c.tick_in_beat;
     }
-    set_position(std::int64_t{d.left_locator} << 12);
+    set_position(fine_of(d.left_locator));
     // Beats and clock carry on from the new position as at a start.
     const std::int32_t spp = d.spp_delay;
     d.spp_delay = 0;
@@ -431,7 +429,7 @@ void player::play_group(const span& s, int g, int pattern, std::int32_t* positio
         const std::int32_t local_from = positions[t];
         std::int32_t target = local_from + delta;
         std::int32_t wrapped = 0;  // ticks the local position went back by loops
-        const std::int32_t loop = sl.loop_length != no_loop ? sl.loop_length - 3071 : 0;
+        const std::int32_t loop = loop_ticks(sl.loop_length);
         for (;;) {
             const bool wraps = loop > 0 && target > sl.loop_length;
             const std::int32_t upto = wraps ? sl.loop_length : target;
@@ -441,14 +439,14 @@ void player::play_group(const span& s, int g, int pattern, std::int32_t* positio
                 const std::int32_t q = store_.position(e);
                 if (q > upto || (!incl && q == upto)) break;
                 const std::int64_t g_pos = std::int64_t{from} + (q + wrapped - local_from);
-                send_event(g, t, sl, e, step_transpose, audible, time_of(s, g_pos << 12),
+                send_event(g, t, sl, e, step_transpose, audible, time_of(s, fine_of(g_pos)),
                            static_cast<std::int32_t>(g_pos));
                 e = store_.next_event(e);
             }
             sl.play = e;
             if (!wraps) break;
             // Back to the loop's start; what the loop's end left sounding ends there.
-            end_group_notes(g, t, time_of(s, (std::int64_t{from} + sl.loop_length + 1 + wrapped - local_from) << 12));
+            end_group_notes(g, t, time_of(s, fine_of(std::int64_t{from} + sl.loop_length + 1 + wrapped - local_from)));
             target -= loop;
             wrapped += loop;
             sl.play = store_.find_at_position(sl.first, song_start, no_loop);
@@ -530,7 +528,7 @@ void player::beats_and_clock(const span& s, std::int32_t to, bool inclusive) {
         d.beat_in_bar = static_cast<std::int16_t>(next_beat_in_bar_ % bpb);
         const bool take = d.record_enable || d.input_armed;
         if (d.midi_click && (take || d.click_always)) {
-            const std::int64_t due = time_of(s, std::int64_t{next_beat_} << 12);
+            const std::int64_t due = time_of(s, fine_of(next_beat_));
             end_click(due);
             click_port_ = d.click_port & 3;
             click_status_ = static_cast<std::uint8_t>(0x90 | (d.click_channel & 0x0F));
@@ -544,7 +542,7 @@ void player::beats_and_clock(const span& s, std::int32_t to, bool inclusive) {
     d.tick_in_beat = static_cast<std::int16_t>(std::clamp(to - (next_beat_ - tpb), 0, tpb - 1));
     if (d.sync_out) {
         while (reached(next_clock_)) {
-            const std::int64_t due = time_of(s, std::int64_t{next_clock_} << 12);
+            const std::int64_t due = time_of(s, fine_of(next_clock_));
             for (int p = 0; p < 4; ++p)
                 if (d.sync_out_ports[p]) send(p, 0xF8, 0, 0, 1, due);
             next_clock_ += 8;
@@ -575,8 +573,8 @@ std::int64_t player::next_due_us() const {
     if (d.song_mode) group(parallel_pattern, d.parallel_track_position);
     std::int64_t rn, rd;
     rate(&rn, &rd);
-    const std::int64_t fine = static_cast<std::uint32_t>(d.fine_position);
-    const std::int64_t diff = (best << 12) - fine;
+    const std::int64_t fine = fine_from_field(d.fine_position);
+    const std::int64_t diff = fine_of(best) - fine;
     std::int64_t due = last_us_;
     if (diff > 0) {
         wide need = static_cast<wide>(diff) * rd - fine_rest_;

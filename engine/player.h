@@ -79,7 +79,7 @@ private:
     void apply_tempo(std::int32_t tempo);
     // The rate in force: the exact tempo when it agrees with tempo_increment, else the increment.
     void rate(std::int64_t* num, std::int64_t* den) const;
-    void seat_group(int g, int pattern, std::int32_t* positions, std::int32_t local);
+    void seat_group(int pattern, std::int32_t* positions, std::int32_t local);
 
     // Plays every track from global position `from` to `to` (inclusive or not).
     void play_tracks(const span& s, std::int32_t from, std::int32_t to, bool inclusive);

@@ -240,7 +240,7 @@ ref32 player::record_slot() {
     if (c == null_ref || store_.status(c) == st::forward_link) return null_ref;
     // Step on; a block is entered only if another free block lies beyond it, so the last free
     // block is never written.
-    ref32 n = c + 6;
+    ref32 n = c + record_bytes;
     if (store_.status(n) == st::forward_link) {
         const ref32 nb = store_.link(n);
         if (nb != null_ref && store_.link(event_store::forward_link(nb)) != null_ref) {
@@ -355,27 +355,26 @@ void player::punch(std::int32_t pos) {
 
 void player::advance_ticks(int ticks, std::int64_t at) {
     dll_data& d = d_;
-    std::int64_t goal = (std::int64_t{static_cast<std::uint32_t>(d.fine_position)} >> 12 << 12) +
-                        (std::int64_t{ticks} << 12);
+    std::int64_t goal = fine_of(tick_of(fine_from_field(d.fine_position)) + ticks);
     for (int guard = 0; guard < 64 && !hold_; ++guard) {
         const std::int32_t pos = d.position;
         pending_at(pos, at);
         if (hold_) break;
-        const std::int64_t fine = static_cast<std::uint32_t>(d.fine_position);
+        const std::int64_t fine = fine_from_field(d.fine_position);
         if (fine >= goal) break;
         span s{fine, at, 1, 1, at, true};
         const limit lim = next_limit(pos);
-        const std::int64_t lim_fine = std::int64_t{lim.pos} << 12;
+        const std::int64_t lim_fine = fine_of(lim.pos);
         if (goal >= lim_fine) {
             play_tracks(s, pos, lim.pos, false);
             beats_and_clock(s, lim.pos, false);
             set_position(lim_fine);
             const std::int64_t rest = goal - lim_fine;
             at_limit(lim, at);
-            goal = std::int64_t{static_cast<std::uint32_t>(d.fine_position)} + rest;
+            goal = fine_from_field(d.fine_position) + rest;
             continue;
         }
-        const auto to = static_cast<std::int32_t>(goal >> 12);
+        const std::int32_t to = tick_of(goal);
         play_tracks(s, pos, to, true);
         beats_and_clock(s, to, true);
         set_position(goal);

@@ -125,9 +125,7 @@ void transport::rewind(int mode) {
         const std::int32_t start = p_.step_start(step);
         // Go back far enough to hold the pickup in whole bars.
         const event_store& s = p_.store();
-        const midi_event& sig = s.at(signature_at(s, d_.active_signature.first, start - 1));
-        const int num = sig.data1() > 0 ? sig.data1() : 4, den = sig.data2() > 0 ? sig.data2() : 4;
-        const std::int32_t bar = num * (768 / den);
+        const std::int32_t bar = signature_of(s.at(signature_at(s, d_.active_signature.first, start - 1))).bar_ticks();
         const std::int32_t pickup = p_.step(step).pickup;
         target = start - (pickup + bar - 1) / bar * bar;
     }
@@ -239,9 +237,7 @@ void transport::move_bar(bool forward, bool ten) {
     std::int32_t pos = running ? pending_position : d_.position;
     const event_store& s = p_.store();
     const ref32 sig = signature_at(s, d_.active_signature.first, pos);
-    const midi_event& e = s.at(sig);
-    const int num = e.data1() > 0 ? e.data1() : 4, den = e.data2() > 0 ? e.data2() : 4;
-    const std::int32_t bar = num * (768 / den);
+    const std::int32_t bar = signature_of(s.at(sig)).bar_ticks();
     const std::int32_t origin = s.position(sig);
     std::int32_t offset = pos - origin;
     std::int32_t into = ((offset % bar) + bar) % bar;
@@ -392,9 +388,7 @@ void transport::scan_pattern(int pattern, std::int32_t from_local, std::int32_t 
     for (int t = 0; t < tracks_per_pattern; ++t) {
         const track_slot& sl = p_.slot(pattern, t);
         if (!sl.in_use || sl.mute || (mask & (1u << t))) continue;
-        std::int32_t v = from_local - sl.delay;
-        ref32 e = s.find_at_position(sl.first, v, sl.loop_length, &v);
-        for (e = s.prev_event(e); is_event_status(s.status(e)); e = s.prev_event(e)) {
+        for (ref32 e = s.prev_event(seat_track(s, sl, from_local).event); is_event_status(s.status(e)); e = s.prev_event(e)) {
             const std::int32_t pos = s.position(e);
             if (pos < lower) break;
             const std::uint8_t st_ = s.status(e);

@@ -6,7 +6,7 @@
 namespace kestrune {
 
 ref32 event_store::next_record(ref32 e) const {
-    ref32 n = e + 6;
+    ref32 n = e + record_bytes;
     if (status(n) == st::forward_link) {
         ref32 t = link(n);
         if (t != null_ref) return first_slot(t);
@@ -15,7 +15,7 @@ ref32 event_store::next_record(ref32 e) const {
 }
 
 ref32 event_store::prev_record(ref32 e) const {
-    ref32 p = e - 6;
+    ref32 p = e - record_bytes;
     if (status(p) == st::back_link) {
         ref32 t = link(p);
         if (t != null_ref) return t + last_slot_offset;
@@ -120,11 +120,18 @@ ref32 last_block_before(const event_store& s, ref32 first, std::int32_t stop_at)
 
 }  // namespace
 
+track_seat seat_track(const event_store& s, const track_slot& slot, std::int32_t local) {
+    if (!slot.in_use) return {null_ref, local};
+    track_seat at{null_ref, local - slot.delay};
+    at.event = s.find_at_position(slot.first, at.position, slot.loop_length, &at.position);
+    return at;
+}
+
 ref32 event_store::find_at_position(ref32 first, std::int32_t p, std::int32_t loop_length,
                                     std::int32_t* folded) const {
     if (p < 0) p = 0;
-    if (loop_length != no_loop && p >= song_start && loop_length - 3071 > 0)
-        p = (p - song_start) % (loop_length - 3071) + song_start;
+    if (p >= song_start && loop_ticks(loop_length) > 0)
+        p = (p - song_start) % loop_ticks(loop_length) + song_start;
     if (folded) *folded = p;
 
     for (ref32 e = last_block_before(*this, first, p);; e = next_event(e)) {
@@ -251,7 +258,7 @@ int event_store::free_chain(ref32 first) const {
 }
 
 ref32 event_store::step_slot(ref32 e) const {
-    ref32 n = e + 6;
+    ref32 n = e + record_bytes;
     if (status(n) == st::forward_link) return first_slot(link(n));
     return n;
 }
@@ -388,7 +395,7 @@ void chain_builder::put(const midi_event& e) {
     if (overflow_) return;
     s_->at(cursor_) = e;
     ++written_;
-    ref32 n = cursor_ + 6;
+    ref32 n = cursor_ + record_bytes;
     if (s_->status(n) == st::forward_link) {
         ref32 t = s_->link(n);
         if (t == null_ref) {

@@ -18,7 +18,7 @@ public:
         : a_(&a), d_(&d), layout_(layout) {}
 
     midi_event& at(ref32 e) const { return *a_->at<midi_event>(e); }
-    std::uint8_t status(ref32 e) const { return a_->base()[e + 5]; }
+    std::uint8_t status(ref32 e) const { return a_->base()[e + status_offset]; }
     std::int32_t position(ref32 e) const { return at(e).position(); }
     ref32 link(ref32 link_record) const { return load_ref(a_->bytes(link_record)); }
     void set_link(ref32 link_record, ref32 target) const { store_ref(a_->bytes(link_record), target); }
@@ -36,7 +36,7 @@ public:
     static ref32 first_slot(ref32 block) { return block + first_slot_offset; }
     static ref32 forward_link(ref32 block) { return block + forward_link_offset; }
     // Slot index 0..31 of a record inside its block.
-    int slot_index(ref32 e) const { return static_cast<int>((e - block_of(e) - first_slot_offset) / 6); }
+    int slot_index(ref32 e) const { return static_cast<int>((e - block_of(e) - first_slot_offset) / record_bytes); }
 
     // Walking.
     ref32 next_record(ref32 e) const;
@@ -87,6 +87,15 @@ private:
     dll_data* d_;
     pool_layout layout_;
 };
+
+// Where a track stands at local position `local` of its pattern: the position less the track's
+// delay, folded into its loop, and the event to play next from there. A slot not in use stands
+// at `local` with no event.
+struct track_seat {
+    ref32 event;
+    std::int32_t position;
+};
+track_seat seat_track(const event_store& s, const track_slot& slot, std::int32_t local);
 
 // Builds a new chain in the record area: begin, put records, terminate, check ok(), cut.
 class chain_builder {

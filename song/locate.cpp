@@ -25,12 +25,9 @@ void locate_tracks(program& p, std::int32_t* positions, std::int32_t local, int 
     const event_store& s = p.store();
     for (int t = 0; t < tracks_per_pattern; ++t) {
         track_slot& slot = p.slot(pattern, t);
-        std::int32_t v = local;
-        if (slot.in_use) {
-            v = local - slot.delay;
-            slot.play = s.find_at_position(slot.first, v, slot.loop_length, &v);
-        }
-        positions[t] = v;
+        const track_seat at = seat_track(s, slot, local);
+        if (slot.in_use) slot.play = at.event;
+        positions[t] = at.position;
     }
 }
 
@@ -43,12 +40,10 @@ struct beat_fields {
 beat_fields beats_at(const program& p, std::int32_t position, std::int32_t fold_bar) {
     const event_store& s = p.store();
     ref32 sig = signature_at(s, p.d.active_signature.first, position);
-    const midi_event& e = s.at(sig);
-    int den = e.data2() > 0 ? e.data2() : 4;
-    int num = e.data1() > 0 ? e.data1() : 4;
+    const time_signature g = signature_of(s.at(sig));
     beat_fields f;
-    f.ticks_per_beat = static_cast<std::int16_t>(768 / den);
-    f.beats_per_bar = static_cast<std::int16_t>(num);
+    f.ticks_per_beat = static_cast<std::int16_t>(g.beat_ticks());
+    f.beats_per_bar = static_cast<std::int16_t>(g.numerator);
     std::int32_t d = position - s.position(sig);
     if (d < 0) {
         std::int32_t bar = fold_bar > 0 ? fold_bar : f.ticks_per_beat * f.beats_per_bar;
@@ -107,8 +102,7 @@ void locate(program& p, std::int32_t position) {
     d.play_step_ptr = p.step_ref(step);
     d.play_position = position;
     d.position = position;
-    // Twenty bits of position and twelve of fraction use the whole 32 bits.
-    d.fine_position = static_cast<std::int32_t>(static_cast<std::uint32_t>(position) * 4096u);
+    d.fine_position = fine_field_of(position);
     d.current_step = static_cast<std::int8_t>(step);
     d.play_pattern = static_cast<std::uint8_t>(pattern);
     d.display_pattern = static_cast<std::int16_t>(pattern);
@@ -127,15 +121,9 @@ void cycle_tracks(program& p, std::int32_t* positions, ref32* events, std::int32
     const event_store& s = p.store();
     for (int t = 0; t < tracks_per_pattern; ++t) {
         if (only_track >= 0 && t != only_track) continue;
-        const track_slot& slot = p.slot(pattern, t);
-        std::int32_t v = local;
-        ref32 e = null_ref;
-        if (slot.in_use) {
-            v = local - slot.delay;
-            e = s.find_at_position(slot.first, v, slot.loop_length, &v);
-        }
-        positions[t] = v;
-        events[t] = e;
+        const track_seat at = seat_track(s, p.slot(pattern, t), local);
+        positions[t] = at.position;
+        events[t] = at.event;
     }
 }
 
@@ -183,9 +171,9 @@ void locate_track(program& p, int track, bool parallel) {
     track_slot& slot = p.slot(d.current_pattern, track);
     program::park parked(p);
     if (slot.in_use) {
-        std::int32_t v = pos - slot.delay;
-        slot.play = p.store().find_at_position(slot.first, v, slot.loop_length, &v);
-        (parallel ? d.parallel_track_position : d.track_position)[track] = v;
+        const track_seat at = seat_track(p.store(), slot, pos);
+        slot.play = at.event;
+        (parallel ? d.parallel_track_position : d.track_position)[track] = at.position;
     }
     if (d.cycle_on) cycle_locate_track(p, track, parallel, d.current_pattern);
 }

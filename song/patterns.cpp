@@ -87,7 +87,7 @@ bool one_record_chain(program& p, event_chain& header, const midi_event& record)
     ref32 first = s.new_empty_chain();
     if (first == null_ref) return false;
     s.at(first) = record;
-    midi_event& end = s.at(first + 6);
+    midi_event& end = s.at(first + record_bytes);
     end = midi_event{};
     end.set_status(st::end);
     header.first = header.play = first;
@@ -275,16 +275,16 @@ bool toggle_song_mode(program& p) {
 
 std::int32_t loop_length_from_beats(int beats, int denominator) {
     if (beats <= 0) return no_loop;
-    return ticks_per_beat_of(denominator) * beats + 3071;
+    return loop_length_of(ticks_per_beat_of(denominator) * beats);
 }
 
 int beats_from_loop_length(std::int32_t loop_length, int denominator) {
     if (loop_length == no_loop) return 0;
-    return (loop_length - 3071) / ticks_per_beat_of(denominator);
+    return loop_ticks(loop_length) / ticks_per_beat_of(denominator);
 }
 
 bool loop_has_remainder(std::int32_t loop_length, int denominator) {
-    return loop_length != no_loop && (loop_length - 3071) % ticks_per_beat_of(denominator) != 0;
+    return loop_ticks(loop_length) % ticks_per_beat_of(denominator) != 0;
 }
 
 int max_loop_beats(int denominator) {

@@ -7,20 +7,7 @@ namespace kestrune {
 
 namespace {
 
-struct signature {
-    int n;
-    int d;
-    int beat() const { return 768 / d; }
-    int bar() const { return n * beat(); }
-};
-
-// A damaged record would divide by zero; it reads as 4/4.
-signature signature_of(const event_store& s, ref32 r) {
-    const midi_event& e = s.at(r);
-    int n = e.data1(), d = e.data2();
-    if (e.status() != st::signature || n <= 0 || d <= 0 || d > 64) return {4, 4};
-    return {n, d};
-}
+time_signature signature_of(const event_store& s, ref32 r) { return signature_of(s.at(r)); }
 
 }  // namespace
 
@@ -74,12 +61,12 @@ counted count_along(const event_store& s, ref32 sig, std::int32_t from, std::int
     for (ref32 r = s.next_event(sig); is_event_status(s.status(r)) && s.position(r) <= to;
          r = s.next_event(r)) {
         if (s.position(r) < cur) continue;
-        bars += (s.position(r) - cur) / signature_of(s, sig).bar();
+        bars += (s.position(r) - cur) / signature_of(s, sig).bar_ticks();
         cur = s.position(r);
         sig = r;
     }
-    signature g = signature_of(s, sig);
-    bars_beats_ticks b = split_ticks(to - cur, g.n, g.d);
+    time_signature g = signature_of(s, sig);
+    bars_beats_ticks b = split_ticks(to - cur, g.numerator, g.denominator);
     return {bars + b.bars, b.beats, b.ticks};
 }
 
@@ -105,12 +92,12 @@ namespace {
 
 // Bars, beats and ticks of p counted from 0 in signature g, less the lead-in of 3072 ticks,
 // which is exactly 4 × d beats of g.
-counted from_song_start(std::int32_t p, signature g) {
-    bars_beats_ticks b = split_ticks(p, g.n, g.d);
-    counted c{b.bars - (4 * g.d) / g.n, b.beats - (4 * g.d) % g.n, b.ticks};
+counted from_song_start(std::int32_t p, time_signature g) {
+    bars_beats_ticks b = split_ticks(p, g.numerator, g.denominator);
+    counted c{b.bars - (4 * g.denominator) / g.numerator, b.beats - (4 * g.denominator) % g.numerator, b.ticks};
     if (c.beats < 0) {
         c.bars -= 1;
-        c.beats += g.n;
+        c.beats += g.numerator;
     }
     return c;
 }
@@ -121,7 +108,7 @@ position_fields position_split(const program& p, std::int32_t position) {
     const event_store& s = p.store();
     if (position < 0) position = 0;
     const ref32 first = p.d.active_signature.first;
-    const signature g0 = signature_of(s, first);
+    const time_signature g0 = signature_of(s, first);
     const std::int32_t first_at = is_event_status(s.status(first)) ? s.position(first) : song_start;
     counted c;
     if (position < first_at) {
@@ -135,11 +122,11 @@ position_fields position_split(const program& p, std::int32_t position) {
         c = {lead.bars + rest.bars, lead.beats + rest.beats, lead.ticks + rest.ticks};
         if (lead.beats != 0 || lead.ticks != 0) {
             // A first record off the bar grid: carry in the signature in force at the position.
-            const signature g = signature_of(s, signature_at(s, first, position));
-            c.beats += c.ticks / g.beat();
-            c.ticks %= g.beat();
-            c.bars += c.beats / g.n;
-            c.beats %= g.n;
+            const time_signature g = signature_of(s, signature_at(s, first, position));
+            c.beats += c.ticks / g.beat_ticks();
+            c.ticks %= g.beat_ticks();
+            c.bars += c.beats / g.numerator;
+            c.beats %= g.numerator;
         }
     }
     const int grid = p.app.edit_grid > 0 ? p.app.edit_grid : 48;

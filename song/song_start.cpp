@@ -31,7 +31,7 @@ bool format_song(program& p) {
     std::memset(d.parallel_enable, 1, sizeof d.parallel_enable);
     std::memset(d.take_enable, 1, sizeof d.take_enable);
     d.position = d.play_position = song_start;
-    d.fine_position = song_start * 4096;
+    d.fine_position = fine_field_of(song_start);
     d.left_locator = song_start;
     d.right_locator = song_start + 4 * 768;
     d.play_step_ptr = p.step_ref(0);
