@@ -26,6 +26,7 @@ struct app_state {
     int quantize_strength = 100;
     bool clock_field_on = false;
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
+    char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written
 };
 
 // Steps owned by later parts of the program; each defaults to doing nothing.
