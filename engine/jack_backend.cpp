@@ -214,8 +214,12 @@ void jack_backend::join_server() {
 
 void jack_backend::leave_server() {
     if (!client_) return;
-    if (alive_.load()) jack_deactivate(client_);
-    jack_client_close(client_);
+    // A client whose server died is left as it is: libjack crashes closing one once another
+    // server runs, and its own thread has ended with the server.
+    if (alive_.load()) {
+        jack_deactivate(client_);
+        jack_client_close(client_);
+    }
     client_ = nullptr;
     alive_.store(false);
     std::fill(std::begin(out_), std::end(out_), nullptr);
