@@ -95,6 +95,7 @@ bool engine::open_output_port(int port) {
     d.midi_out_handle[port] = 0;
     seen_[port] = device_state::closed;
     news_[port].store(device_back);  // whatever was lost before is not any more
+    any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_out_device[port];
     if (choice <= 0) return true;
     const int device = choice - (d.midi_out_has_mapper ? 2 : 1);
@@ -114,6 +115,7 @@ bool engine::open_input_port() {
     d.midi_in_handle = 0;
     seen_[input_slot] = device_state::closed;
     news_[input_slot].store(device_back);
+    any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_in_device;
     if (choice <= 0) return true;
     const int device = choice - (d.midi_in_has_mapper ? 2 : 1);
@@ -140,9 +142,11 @@ void engine::watch_devices() {
             news_[slot].store(device_back);
         seen_[slot] = now;
     }
+    any_news_.store(true, std::memory_order_release);
 }
 
 void engine::report_devices() {
+    if (!any_news_.load(std::memory_order_relaxed) || !any_news_.exchange(false)) return;
     for (int slot = 0; slot < watch_slots; ++slot) {
         const std::uint8_t news = news_[slot].exchange(0);
         if (news == device_back) {

@@ -102,6 +102,7 @@ private:
     // From the watch to the engine thread: 0 nothing new, else a device_loss, or device_back.
     static constexpr std::uint8_t device_back = 0xFF;
     std::atomic<std::uint8_t> news_[watch_slots] = {};
+    std::atomic<bool> any_news_{false};  // so the engine thread looks at news_ only when there is some
     std::atomic<std::uint32_t> lost_{0};  // bit per slot, set once the loss is posted
     std::thread watch_;
     std::mutex watch_wait_;
