@@ -107,9 +107,7 @@ void player::serve_requests(std::int64_t now_us) {
         shared_store(d.silence_track_request, 0);
     }
     if (shared_load(d.thru_notes_off_request)) {
-        for (int i = 0; i < thru_count_; ++i)
-            send_note_off(thru_notes_[i].port, thru_notes_[i].channel, thru_notes_[i].key, now_us);
-        thru_count_ = 0;
+        end_thru_notes(now_us);
         shared_store(d.thru_notes_off_request, 0);
     }
     if (shared_load(d.reset_request)) {

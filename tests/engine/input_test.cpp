@@ -99,7 +99,11 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     d.remap_on = 1;
     d.remap_from = 2;
     d.remap_to = 11;
-    t.feed({0x90, 60, 100});
+    // Thru leaves from the input callback itself, before the engine thread has had a turn.
+    const std::uint8_t on[] = {0x90, 60, 100};
+    t.midi.inject(on, 3, t.clk.now_us());
+    ASSERT_EQ(t.midi.size(), 1u);
+    t.run_ms(0);
     t.feed({0x99, 36, 100});  // the off channel is not passed
     t.feed({0xC0, 5});        // filtered
     t.feed({0xB0, 1, 64});    // filtered controller
