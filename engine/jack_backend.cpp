@@ -179,6 +179,10 @@ void jack_backend::join_server() {
     jack_minus_engine_ = difference;
     if (ok && jack_activate(client_) == 0) {
         alive_.store(true);
+        if (audio_part_) {
+            audio_part_->joined(client_);
+            audio_live_.store(audio_part_, std::memory_order_release);
+        }
     } else {
         jack_client_close(client_);
         client_ = nullptr;
@@ -189,7 +193,9 @@ void jack_backend::join_server() {
 
 void jack_backend::leave_server() {
     if (!client_) return;
+    audio_live_.store(nullptr);
     if (alive_.load()) jack_deactivate(client_);
+    if (audio_part_) audio_part_->leaving(nullptr);
     jack_client_close(client_);
     client_ = nullptr;
     alive_.store(false);
@@ -312,6 +318,18 @@ void jack_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std:
     sending_[port].store(false, std::memory_order_release);
 }
 
+void jack_backend::set_audio_part(jack_audio_part* part) {
+    if (part == audio_part_) return;
+    audio_live_.store(nullptr);
+    wait_cycles(1);  // a cycle that still runs the old part has finished with it
+    if (audio_part_ && running()) audio_part_->leaving(client_);
+    audio_part_ = part;
+    if (part && running()) {
+        part->joined(client_);
+        audio_live_.store(part, std::memory_order_release);
+    }
+}
+
 std::uint64_t jack_backend::late_messages() const {
     std::uint64_t n = 0;
     for (const auto& q : queue_) n += q->late();
@@ -370,6 +388,7 @@ int jack_backend::process(std::uint32_t frames) {
         port_writer w(buffer);
         queue_[p]->drain(c, latency, w);
     }
+    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire)) a->process(frames, c, latency);
 
     void* in = jack_port_get_buffer(in_, frames);
     const std::uint32_t count = jack_midi_get_event_count(in);

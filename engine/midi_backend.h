@@ -31,6 +31,8 @@ public:
     // Called on the engine thread: sends one complete message due at `due_us` on the engine's
     // clock. Real-time safe.
     virtual void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) = 0;
+    // The output device for port A when none is chosen for any port (a first start), -1 for none.
+    virtual int default_output() { return -1; }
 };
 
 // Records every message with its due time and the time it was handed over; injects input.

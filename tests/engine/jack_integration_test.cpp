@@ -62,7 +62,7 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
             midi_event::make(e.status, e.key, e.status == 0x90 ? 100 : 0, song_start + e.pos);
     }
 
-    auto* jack = dynamic_cast<jack_backend*>(&midi.part(1));
+    auto* jack = midi.find<jack_backend>();
     ASSERT_NE(jack, nullptr);
     bool all = false;
     std::uint64_t late = 0;
