@@ -246,12 +246,13 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
 
     audio_file file(r.output, format, synth.sample_rate());
     if (!file.ok()) return done(fail("Can't create the audio file\n" + r.output));
-    renderer out(synth, recorder, file, clk.now_us());
     const auto cancelled = [&] { return cancel && cancel->load(std::memory_order_relaxed); };
 
     transport tr(prog);
     prog.d.position = from;
     tr.pause();  // from a stop, Pause plays on from the position
+    eng.run_until(clk.now_us());
+    renderer out(synth, recorder, file, clk.now_us());  // the song starts at the audio's first frame
     double shown = -1;
     while (!shared_load(prog.d.stopped) && prog.d.position < end) {
         if (cancelled()) return done(fail(msg_export_cancelled));
