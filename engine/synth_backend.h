@@ -38,6 +38,9 @@ public:
     // The SoundFont to play, empty for the default one. A running synth changes over at once;
     // on failure it keeps what it had, `why` says so, and the choice is not taken.
     bool set_soundfont(const std::string& path, std::string* why);
+    // The SoundFont as the settings keep it, unchecked: it loads when a port first opens, and
+    // when it cannot, the port stays closed with the reason in problem().
+    void choose_soundfont(const std::string& path) { chosen_ = path; }
     // As chosen: empty means the default.
     const std::string& soundfont() const { return chosen_; }
     // The file that plays or would play; empty when there is none.

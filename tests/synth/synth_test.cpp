@@ -10,8 +10,11 @@
 #include <fstream>
 #include <iterator>
 
+#include "engine/engine.h"
 #include "engine/synth_backend.h"
+#include "files/synth_settings.h"
 #include "realtime/audio_render.h"
+#include "song/song_start.h"
 #include "tests/engine/jack_fixture.h"
 #include "tests/support/jack_audio_probe.h"
 #include "tests/support/song_builder.h"
@@ -137,6 +140,54 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
     EXPECT_FALSE(written);
     EXPECT_EQ(screen.last_text(), "Can't write the audio file\n" + (dir / "a.wav").string() + "\nThe disk may be full.");
     EXPECT_EQ(files(), 0u) << "a partial or temporary file was left";
+}
+
+// ---- sound by default, and the SoundFont kept in the settings ----
+
+// Three devices, the last of them the one to play through when nothing is chosen.
+class default_backend final : public midi_backend {
+public:
+    std::vector<std::string> output_devices() override { return {"One", "Two", "Synth"}; }
+    std::vector<std::string> input_devices() override { return {}; }
+    bool open_output(int port, int) override { return open[port] = true; }
+    void close_output(int port) override { open[port] = false; }
+    bool output_open(int port) const override { return open[port]; }
+    bool open_input(int, midi_input_sink*) override { return false; }
+    void close_input() override {}
+    void send(int, const std::uint8_t*, std::size_t, std::int64_t) override {}
+    int default_output() override { return 2; }
+    bool open[output_ports] = {};
+};
+
+TEST(SynthDefault, PortAPlaysThroughTheDefaultOnlyWhenNoPortHasADevice) {
+    for (const std::int16_t port_c_choice : {0, 2}) {
+        virtual_clock clk;
+        default_backend midi;
+        engine eng;
+        eng.attach(clk, &midi);
+        scripted_ui screen;
+        program p(eng, screen, clk);
+        p.write_defaults();
+        p.d.midi_out_device[2] = port_c_choice;
+        ASSERT_EQ(start_program(p), 0);
+        EXPECT_EQ(p.d.midi_out_device[0], port_c_choice ? 0 : 3);
+        EXPECT_EQ(midi.open[0], port_c_choice == 0);
+        EXPECT_EQ(p.d.midi_not_configured, 0);
+        p.shut_down();
+    }
+}
+
+TEST(SynthSettings, TheSoundFontPathComesBackAsWrittenWhateverItHolds) {
+    const std::string path = ::testing::TempDir() + "synth-settings-" + std::to_string(getpid());
+    const synth_settings written{"/sound fonts/a=b #1.sf2"};
+    ASSERT_TRUE(write_synth_settings(path, written));
+    { std::ofstream(path, std::ios::app) << "gain=0.5\nnot a setting\n"; }
+    synth_settings read{"left as it was"};
+    ASSERT_TRUE(read_synth_settings(path, read));
+    EXPECT_EQ(read.soundfont, written.soundfont);
+    std::remove(path.c_str());
+    EXPECT_FALSE(read_synth_settings(path, read));
+    EXPECT_EQ(read.soundfont, written.soundfont);
 }
 
 // ---- the live synth ----
