@@ -1,76 +1,21 @@
-// A JACK server of one's own on the dummy driver, and a JACK client with one audio input that notes each onset of what it hears: the first frame
+// A JACK client with one audio input that notes each onset of what it hears: the first frame
 // above a level after a stretch of quiet, read back as the time it was due on the engine's clock
 // through the server's mapping of the cycle that carried it, less the backends' one latency.
 #pragma once
 
-#include <fcntl.h>
-#include <sched.h>
 #include <jack/jack.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "engine/jack_backend.h"
 
 namespace kestrune::testing {
-
-// jackd -d dummy under a name of this process's own, made the default server for its clients;
-// not running when jackd is missing or does not come up.
-class dummy_jack_server {
-public:
-    dummy_jack_server(int rate, int period) {
-        const std::string name = "kestrune-bench-" + std::to_string(getpid());
-        const std::string r = std::to_string(rate), p = std::to_string(period);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, 1);
-            dup2(null, 2);
-            // Real time where the machine grants it, as a musician's server runs.
-            sched_param sp{};
-            sp.sched_priority = 10;
-            const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
-            sp.sched_priority = 0;
-            sched_setscheduler(0, SCHED_OTHER, &sp);
-            execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy", "-r",
-                   r.c_str(), "-p", p.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
-        jack_set_error_function(+[](const char*) {});
-        for (int i = 0; i < 100 && pid_ > 0 && !running_; ++i) {
-            if (jack_client_t* c = jack_client_open("ready", JackNoStartServer, nullptr)) {
-                jack_client_close(c);
-                running_ = true;
-            } else {
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            }
-        }
-        jack_set_error_function(nullptr);
-    }
-    ~dummy_jack_server() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-    }
-    bool running() const { return running_; }
-
-private:
-    pid_t pid_ = -1;
-    bool running_ = false;
-};
 
 class audio_onset_probe {
 public:
