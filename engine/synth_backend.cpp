@@ -140,7 +140,7 @@ void synth_backend::close_output(int port) {
     while (sending_[port].load()) std::this_thread::yield();
     // What is queued (the note-offs among it) plays, then the port's voices end for good.
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (output_ != output::none && !queue_[port]->empty() &&
+    while (audio_running() && !queue_[port]->empty() &&
            std::chrono::steady_clock::now() < give_up)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     sound_off_[port].store(true, std::memory_order_release);
@@ -211,10 +211,15 @@ void synth_backend::stop_audio() {
     output_ = output::none;
 }
 
+bool synth_backend::audio_running() const {
+    // A JACK server that has gone runs no more cycles, though the client is not closed yet.
+    return output_ == output::driver || (output_ == output::jack && jack_->running());
+}
+
 void synth_backend::wait_cycles(int cycles) const {
     const std::uint64_t until = cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (output_ != output::none && cycles_.load(std::memory_order_acquire) < until &&
+    while (audio_running() && cycles_.load(std::memory_order_acquire) < until &&
            std::chrono::steady_clock::now() < give_up)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }

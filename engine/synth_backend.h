@@ -70,6 +70,7 @@ private:
 
     bool start_audio();
     void stop_audio();
+    bool audio_running() const;
     // Waits until the audio thread has finished `cycles` more cycles, or there is none.
     void wait_cycles(int cycles) const;
     // Builds a synth at `rate` with the chosen SoundFont; null and problem_ set on failure.
