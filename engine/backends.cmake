@@ -5,6 +5,7 @@ pkg_check_modules(RTMIDI REQUIRED IMPORTED_TARGET GLOBAL rtmidi)
 pkg_check_modules(JACK REQUIRED IMPORTED_TARGET GLOBAL jack)
 pkg_check_modules(FLUIDSYNTH REQUIRED IMPORTED_TARGET GLOBAL fluidsynth)
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET GLOBAL sndfile)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET GLOBAL glib-2.0)
 
 add_library(kestrune_backends STATIC
     ${CMAKE_CURRENT_LIST_DIR}/alsa_backend.cpp
@@ -14,4 +15,4 @@ add_library(kestrune_backends STATIC
     ${CMAKE_CURRENT_LIST_DIR}/system_backend.cpp
 )
 target_link_libraries(kestrune_backends PUBLIC kestrune_engine
-    PRIVATE PkgConfig::RTMIDI PkgConfig::JACK PkgConfig::FLUIDSYNTH)
+    PRIVATE PkgConfig::RTMIDI PkgConfig::JACK PkgConfig::FLUIDSYNTH PkgConfig::GLIB)

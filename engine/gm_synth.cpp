@@ -1,6 +1,7 @@
 #include "engine/gm_synth.h"
 
 #include <fluidsynth.h>
+#include <glib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -81,7 +82,10 @@ gm_synth::~gm_synth() {
 }
 
 bool gm_synth::load(const std::string& path, std::string* why) {
+    // The SoundFont readers complain on stderr about a file that is none; the message is ours.
+    const GLogFunc complaints = g_log_set_default_handler(+[](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     const int id = synth_ && regular_file(path) ? fluid_synth_sfload(synth_, path.c_str(), 0) : -1;
+    g_log_set_default_handler(complaints, nullptr);
     if (id < 0) {
         if (why) *why = path.empty() ? msg_no_soundfont : soundfont_error(path);
         return false;
