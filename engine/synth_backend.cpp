@@ -263,6 +263,7 @@ void synth_backend::leaving(jack_client_t* client) {
 }
 
 void synth_backend::process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) {
+    if (!out_l_ || !out_r_) return;  // joined() could not register the ports
     auto* left = static_cast<float*>(jack_port_get_buffer(out_l_, frames));
     auto* right = static_cast<float*>(jack_port_get_buffer(out_r_, frames));
     render_cycle(left, right, frames, c, latency_frames);
