@@ -14,13 +14,16 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 
-void on_interrupt(int) { interrupted = true; }
+void on_interrupt(int) {
+    interrupted = true;
+}
 
 int usage(const char* why) {
     std::fprintf(stderr, "kestrune-tool: %s\n", why);
-    std::fputs("usage: kestrune-tool render FILE OUT.wav|OUT.flac [--soundfont SF2] [--rate HZ] "
-               "[--from BAR] [--to BAR]\n",
-               stderr);
+    std::fputs(
+        "usage: kestrune-tool render FILE OUT.wav|OUT.flac [--soundfont SF2] [--rate HZ] "
+        "[--from BAR] [--to BAR]\n",
+        stderr);
     return 2;
 }
 
@@ -34,7 +37,8 @@ bool number(const std::string& text, long low, long high, int* out) {
 
 }  // namespace
 
-int render_command(const std::vector<std::string>& args, bool (*load)(program&, const std::string&)) {
+int render_command(const std::vector<std::string>& args,
+                   bool (*load)(program&, const std::string&)) {
     render_request r;
     std::string file;
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -46,9 +50,11 @@ int render_command(const std::vector<std::string>& args, bool (*load)(program&, 
             if (!number(args[++i], min_render_rate, max_render_rate, &r.sample_rate))
                 return usage("--rate takes a sample rate from 8000 to 96000");
         } else if (a == "--from" && has_value) {
-            if (!number(args[++i], 1, 9999, &r.from_bar)) return usage("--from takes a bar number from 1 to 9999");
+            if (!number(args[++i], 1, 9999, &r.from_bar))
+                return usage("--from takes a bar number from 1 to 9999");
         } else if (a == "--to" && has_value) {
-            if (!number(args[++i], 1, 9999, &r.to_bar)) return usage("--to takes a bar number from 1 to 9999");
+            if (!number(args[++i], 1, 9999, &r.to_bar))
+                return usage("--to takes a bar number from 1 to 9999");
         } else if (!a.empty() && a[0] != '-' && file.empty()) {
             file = a;
         } else if (!a.empty() && a[0] != '-' && r.output.empty()) {
@@ -73,7 +79,8 @@ int render_command(const std::vector<std::string>& args, bool (*load)(program&, 
     // Ctrl+C gives up the export and leaves no file behind.
     std::signal(SIGINT, on_interrupt);
     std::signal(SIGTERM, on_interrupt);
-    const bool ok = render_audio(screen, [&](program& p) { return load(p, file); }, r, progress, &interrupted);
+    const bool ok = render_audio(
+        screen, [&](program& p) { return load(p, file); }, r, progress, &interrupted);
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
     if (shown >= 0) std::fputc('\n', stderr);

@@ -10,6 +10,7 @@ namespace kestrune {
 
 // render FILE OUT.wav|.flac [--soundfont SF2] [--rate HZ] [--from BAR] [--to BAR]. Returns the
 // exit status.
-int render_command(const std::vector<std::string>& args, bool (*load)(program&, const std::string&));
+int render_command(const std::vector<std::string>& args,
+                   bool (*load)(program&, const std::string&));
 
 }  // namespace kestrune

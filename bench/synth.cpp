@@ -3,6 +3,15 @@
 // sixteen channels) at 48 kHz into a WAV file. `live_onset_p99_us`: how far the onsets on the
 // synth's JACK ports (dummy server, 256-frame period) fall from the due times of their notes.
 // `--quick` for a short run of each.
+#include <fcntl.h>
+#include <jack/jack.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -13,15 +22,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <fcntl.h>
-#include <jack/jack.h>
-#include <pthread.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "bench/quiet_ui.h"
 #include "engine/synth_backend.h"
@@ -42,7 +42,7 @@ constexpr double us_per_tick = 60e6 / (tempo / 100.0) / 192.0;
 // jackd -d dummy under a name of this process's own, made the default server for its clients;
 // not running when jackd is missing or does not come up.
 class dummy_jack_server {
-public:
+  public:
     dummy_jack_server(int rate, int period) {
         const std::string name = "kestrune-bench-" + std::to_string(getpid());
         const std::string r = std::to_string(rate), p = std::to_string(period);
@@ -58,8 +58,8 @@ public:
             const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
             sp.sched_priority = 0;
             sched_setscheduler(0, SCHED_OTHER, &sp);
-            execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy", "-r",
-                   r.c_str(), "-p", p.c_str(), static_cast<char*>(nullptr));
+            execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy",
+                   "-r", r.c_str(), "-p", p.c_str(), static_cast<char*>(nullptr));
             _exit(127);
         }
         setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
@@ -81,7 +81,7 @@ public:
     }
     bool running() const { return running_; }
 
-private:
+  private:
     pid_t pid_ = -1;
     bool running_ = false;
 };
@@ -106,8 +106,10 @@ bool build_song(program& p, double seconds) {
         const auto key = static_cast<std::uint8_t>(36 + t);
         for (int i = 0; i < notes; ++i) {
             const std::int32_t pos = song_start + i * sixteenth;
-            for (const midi_event& e : {midi_event::make(static_cast<std::uint8_t>(0x90 | ch), key, 100, pos),
-                                        midi_event::make(static_cast<std::uint8_t>(0x80 | ch), key, 0, pos + sixteenth / 2)}) {
+            for (const midi_event& e :
+                 {midi_event::make(static_cast<std::uint8_t>(0x90 | ch), key, 100, pos),
+                  midi_event::make(static_cast<std::uint8_t>(0x80 | ch), key, 0,
+                                   pos + sixteenth / 2)}) {
                 const ref32 end = s.chain_end(sl.first);
                 const int took = s.insert_record(end);
                 if (took < 0) return false;
@@ -125,7 +127,8 @@ double render_factor(double seconds) {
     render_request r;
     r.output = "/tmp/kestrune-bench-synth-" + std::to_string(getpid()) + ".wav";
     const double start = now_s();
-    const bool ok = render_audio(screen, [&](program& p) { return build_song(p, seconds); }, r);
+    const bool ok = render_audio(
+        screen, [&](program& p) { return build_song(p, seconds); }, r);
     const double took = now_s() - start;
     unlink(r.output.c_str());
     return ok ? seconds / took : 0;
@@ -160,7 +163,8 @@ double live_onset_p99(int hits) {
     for (int i = 0; i < hits; ++i) {
         due.push_back(next);
         // Handed over a little before the due time, as the engine thread does.
-        while (steady_us() < next - 200) std::this_thread::sleep_for(std::chrono::microseconds(100));
+        while (steady_us() < next - 200)
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
         const std::uint8_t on[3] = {0x99, 37, 100}, off[3] = {0x89, 37, 0};
         synth.send(0, on, 3, static_cast<std::int64_t>(next));
         synth.send(0, off, 3, static_cast<std::int64_t>(next) + 50'000);
@@ -169,13 +173,15 @@ double live_onset_p99(int hits) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     const std::vector<double> heard = probe.onsets();
     if (heard.size() != due.size()) {
-        std::fprintf(stderr, "live_onset_p99_us: %zu onsets for %zu notes\n", heard.size(), due.size());
+        std::fprintf(stderr, "live_onset_p99_us: %zu onsets for %zu notes\n", heard.size(),
+                     due.size());
         return -1;
     }
     std::vector<double> error;
     for (std::size_t i = 0; i < due.size(); ++i) error.push_back(std::fabs(heard[i] - due[i]));
     std::sort(error.begin(), error.end());
-    return error[std::min(error.size() - 1, static_cast<std::size_t>(0.99 * (error.size() - 1) + 0.5))];
+    return error[std::min(error.size() - 1,
+                          static_cast<std::size_t>(0.99 * (error.size() - 1) + 0.5))];
 }
 
 }  // namespace

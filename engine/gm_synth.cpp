@@ -51,7 +51,7 @@ bool regular_file(const std::string& path) {
 std::vector<std::string> soundfont_places() {
     // The link the Debian packages keep for the General MIDI set in use comes first.
     return {"/usr/share/sounds/sf2/default-GM.sf2", "/usr/share/sounds/sf2/FluidR3_GM.sf2",
-            "/usr/share/sounds/sf2/TimGM6mb.sf2", "/usr/share/sounds/sf3/default-GM.sf3",
+            "/usr/share/sounds/sf2/TimGM6mb.sf2",   "/usr/share/sounds/sf3/default-GM.sf3",
             "/usr/share/sounds/sf3/FluidR3_GM.sf3", "/usr/share/soundfonts/default.sf2",
             "/usr/share/soundfonts/FluidR3_GM.sf2"};
 }
@@ -83,7 +83,8 @@ gm_synth::~gm_synth() {
 
 bool gm_synth::load(const std::string& path, std::string* why) {
     // The SoundFont readers complain on stderr about a file that is none; the message is ours.
-    const GLogFunc complaints = g_log_set_default_handler(+[](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+    const GLogFunc complaints = g_log_set_default_handler(
+        +[](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     const int id = synth_ && regular_file(path) ? fluid_synth_sfload(synth_, path.c_str(), 0) : -1;
     g_log_set_default_handler(complaints, nullptr);
     if (id < 0) {
@@ -101,9 +102,9 @@ bool gm_synth::load(const std::string& path, std::string* why) {
 void gm_synth::set_drum_channels() {
     // Channel 10 of every port plays drums, as on a General MIDI instrument of its own.
     for (int c = 0; c < synth_channels; ++c)
-        fluid_synth_set_channel_type(synth_, c,
-                                     c % channels_per_port == drum_channel ? CHANNEL_TYPE_DRUM
-                                                                           : CHANNEL_TYPE_MELODIC);
+        fluid_synth_set_channel_type(
+            synth_, c,
+            c % channels_per_port == drum_channel ? CHANNEL_TYPE_DRUM : CHANNEL_TYPE_MELODIC);
 }
 
 void gm_synth::play(int port, const std::uint8_t* b, std::size_t n) {
@@ -122,24 +123,38 @@ void gm_synth::play(int port, const std::uint8_t* b, std::size_t n) {
         }
         return;
     }
-    if (status < 0x80 || status >= 0xF0) return;  // clock and other system messages: nothing to play
+    if (status < 0x80 || status >= 0xF0)
+        return;  // clock and other system messages: nothing to play
     const int ch = port * channels_per_port + (status & 0x0F);
     const int d1 = n > 1 ? b[1] & 0x7F : 0;
     const int d2 = n > 2 ? b[2] & 0x7F : 0;
     switch (status & 0xF0) {
-        case 0x80: fluid_synth_noteoff(synth_, ch, d1); break;
-        case 0x90: d2 ? fluid_synth_noteon(synth_, ch, d1, d2) : fluid_synth_noteoff(synth_, ch, d1); break;
-        case 0xA0: fluid_synth_key_pressure(synth_, ch, d1, d2); break;
+        case 0x80:
+            fluid_synth_noteoff(synth_, ch, d1);
+            break;
+        case 0x90:
+            d2 ? fluid_synth_noteon(synth_, ch, d1, d2) : fluid_synth_noteoff(synth_, ch, d1);
+            break;
+        case 0xA0:
+            fluid_synth_key_pressure(synth_, ch, d1, d2);
+            break;
         case 0xB0:
             fluid_synth_cc(synth_, ch, d1, d2);
             // The reset ends with all-notes-off on every channel: a synth that is told to be quiet
             // cuts the releases too, or a panic would ring on.
             if (d1 == cc_all_notes_off) fluid_synth_all_sounds_off(synth_, ch);
             break;
-        case 0xC0: fluid_synth_program_change(synth_, ch, d1); break;
-        case 0xD0: fluid_synth_channel_pressure(synth_, ch, d1); break;
-        case 0xE0: fluid_synth_pitch_bend(synth_, ch, d1 | (d2 << 7)); break;
-        default: break;
+        case 0xC0:
+            fluid_synth_program_change(synth_, ch, d1);
+            break;
+        case 0xD0:
+            fluid_synth_channel_pressure(synth_, ch, d1);
+            break;
+        case 0xE0:
+            fluid_synth_pitch_bend(synth_, ch, d1 | (d2 << 7));
+            break;
+        default:
+            break;
     }
 }
 

@@ -38,7 +38,7 @@ struct timed_message {
 };
 
 class gm_synth {
-public:
+  public:
     explicit gm_synth(int sample_rate);
     ~gm_synth();
     gm_synth(const gm_synth&) = delete;
@@ -60,7 +60,7 @@ public:
                 std::size_t count);
     int active_voices() const;
 
-private:
+  private:
     void render_plain(float* left, float* right, std::uint32_t frames);
     void set_drum_channels();
 

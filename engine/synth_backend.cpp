@@ -14,7 +14,7 @@ namespace {
 
 constexpr int driver_rate = 48000;
 constexpr int driver_period_frames = 256;
-constexpr std::size_t cycle_bytes = 1 << 16;     // messages one cycle can take, all ports
+constexpr std::size_t cycle_bytes = 1 << 16;  // messages one cycle can take, all ports
 constexpr std::size_t cycle_messages = 8192;
 
 std::int64_t steady_us() {
@@ -26,7 +26,7 @@ std::int64_t steady_us() {
 
 // Takes what a cycle drains from the ports' queues and merges it into frame order.
 class synth_backend::collector final : public jack_event_writer {
-public:
+  public:
     collector() : bytes_(cycle_bytes), runs_(cycle_messages), merged_(cycle_messages) {}
 
     void clear() {
@@ -41,8 +41,8 @@ public:
 
     std::uint8_t* reserve(std::uint32_t offset, std::size_t size) override {
         if (count_ >= runs_.size() || bytes_.size() - used_ < size) return nullptr;
-        runs_[count_++] = {offset, static_cast<std::uint8_t>(port_), static_cast<std::uint32_t>(size),
-                           bytes_.data() + used_};
+        runs_[count_++] = {offset, static_cast<std::uint8_t>(port_),
+                           static_cast<std::uint32_t>(size), bytes_.data() + used_};
         used_ += size;
         return bytes_.data() + used_ - size;
     }
@@ -64,7 +64,7 @@ public:
     }
     const timed_message* merged() const { return merged_.data(); }
 
-private:
+  private:
     std::vector<std::uint8_t> bytes_;
     std::vector<timed_message> runs_;
     std::vector<timed_message> merged_;
@@ -75,7 +75,8 @@ private:
     std::size_t run_end_[output_ports] = {};
 };
 
-synth_backend::synth_backend(jack_backend* jack) : jack_(jack), collect_(std::make_unique<collector>()) {
+synth_backend::synth_backend(jack_backend* jack)
+    : jack_(jack), collect_(std::make_unique<collector>()) {
     for (auto& q : queue_) q = std::make_unique<jack_port_queue>();
 }
 
@@ -122,7 +123,8 @@ std::vector<std::string> synth_backend::output_devices() {
         problem_ = msg_no_soundfont;
     else if (problem_ == msg_no_soundfont)
         problem_.clear();
-    return {none ? std::string(synth_device_name) + " (no SoundFont)" : std::string(synth_device_name)};
+    return {none ? std::string(synth_device_name) + " (no SoundFont)"
+                 : std::string(synth_device_name)};
 }
 
 bool synth_backend::open_output(int port, int device) {
@@ -140,8 +142,7 @@ void synth_backend::close_output(int port) {
     while (sending_[port].load()) std::this_thread::yield();
     // What is queued (the note-offs among it) plays, then the port's voices end for good.
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (audio_running() && !queue_[port]->empty() &&
-           std::chrono::steady_clock::now() < give_up)
+    while (audio_running() && !queue_[port]->empty() && std::chrono::steady_clock::now() < give_up)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     sound_off_[port].store(true, std::memory_order_release);
     wait_cycles(2);
@@ -181,7 +182,8 @@ bool synth_backend::start_audio() {
     if (!synth_ || synth_->sample_rate() != driver_rate) synth_ = make_synth(driver_rate);
     if (!synth_) return false;
     live_.store(synth_.get(), std::memory_order_release);
-    // The first sound server that answers; FluidSynth's own default might be a JACK it cannot reach.
+    // The first sound server that answers; FluidSynth's own default might be a JACK it cannot
+    // reach.
     for (const char* name : {"pipewire", "pulseaudio", "alsa"}) {
         driver_settings_ = new_fluid_settings();
         fluid_settings_setstr(driver_settings_, "audio.driver", name);
@@ -217,7 +219,8 @@ bool synth_backend::audio_running() const {
 }
 
 void synth_backend::wait_cycles(int cycles) const {
-    const std::uint64_t until = cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
+    const std::uint64_t until =
+        cycles_.load(std::memory_order_acquire) + static_cast<std::uint64_t>(cycles);
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (audio_running() && cycles_.load(std::memory_order_acquire) < until &&
            std::chrono::steady_clock::now() < give_up)
@@ -228,8 +231,10 @@ void synth_backend::joined(jack_client_t* client) {
     const int rate = static_cast<int>(jack_get_sample_rate(client));
     if (!synth_ || synth_->sample_rate() != rate) synth_ = make_synth(rate);
     if (!synth_) return;
-    out_l_ = jack_port_register(client, synth_port_left, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
-    out_r_ = jack_port_register(client, synth_port_right, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+    out_l_ =
+        jack_port_register(client, synth_port_left, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+    out_r_ =
+        jack_port_register(client, synth_port_right, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
     if (!out_l_ || !out_r_) {
         leaving(client);
         problem_ = msg_synth_no_audio;
@@ -239,8 +244,8 @@ void synth_backend::joined(jack_client_t* client) {
     live_.store(synth_.get(), std::memory_order_release);
     output_ = output::jack;
     // Straight to the sound card when the server has one.
-    const char** playback =
-        jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | JackPortIsInput);
+    const char** playback = jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE,
+                                           JackPortIsPhysical | JackPortIsInput);
     if (!playback) return;
     if (playback[0]) {
         jack_connect(client, jack_port_name(out_l_), playback[0]);
@@ -262,7 +267,8 @@ void synth_backend::leaving(jack_client_t* client) {
     }
 }
 
-void synth_backend::process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) {
+void synth_backend::process(std::uint32_t frames, const jack_cycle& c,
+                            std::int64_t latency_frames) {
     if (!out_l_ || !out_r_) return;  // joined() could not register the ports
     auto* left = static_cast<float*>(jack_port_get_buffer(out_l_, frames));
     auto* right = static_cast<float*>(jack_port_get_buffer(out_r_, frames));

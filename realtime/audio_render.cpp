@@ -20,27 +20,27 @@ namespace kestrune {
 
 namespace {
 
-constexpr std::int64_t step_us = 10'000;          // virtual time between turns of the engine
-constexpr std::uint32_t chunk_frames = 4096;      // audio rendered and written at once
-constexpr double tail_limit_s = 10.0;             // the longest release and reverb kept after the end
-constexpr double tail_quiet_s = 0.25;             // this long below the floor ends the tail
-constexpr float silence_floor = 1e-5f;            // -100 dB
+constexpr std::int64_t step_us = 10'000;      // virtual time between turns of the engine
+constexpr std::uint32_t chunk_frames = 4096;  // audio rendered and written at once
+constexpr double tail_limit_s = 10.0;         // the longest release and reverb kept after the end
+constexpr double tail_quiet_s = 0.25;         // this long below the floor ends the tail
+constexpr float silence_floor = 1e-5f;        // -100 dB
 
 // Time that moves only when the export moves it.
 class render_clock final : public clock {
-public:
+  public:
     std::int64_t now_us() override { return now_; }
     void sleep_ms(int ms) override { now_ += std::int64_t{ms} * 1000; }
     void advance(std::int64_t us) { now_ += us; }
 
-private:
+  private:
     std::int64_t now_ = 1'000'000;
 };
 
 // The synth as the only device, on all four ports: it keeps what the engine sends, with its due
 // time, until the audio reaches it.
 class synth_recorder final : public midi_backend {
-public:
+  public:
     struct message {
         std::int64_t due_us;
         int port;
@@ -50,7 +50,9 @@ public:
 
     std::vector<std::string> output_devices() override { return {synth_device_name}; }
     std::vector<std::string> input_devices() override { return {}; }
-    bool open_output(int port, int device) override { return port >= 0 && port < output_ports && device == 0; }
+    bool open_output(int port, int device) override {
+        return port >= 0 && port < output_ports && device == 0;
+    }
     void close_output(int) override {}
     bool output_open(int port) const override { return port >= 0 && port < output_ports; }
     bool open_input(int, midi_input_sink*) override { return false; }
@@ -66,7 +68,7 @@ public:
 
 // The audio file under a temporary name in the target's folder, renamed over the target at the end.
 class audio_file {
-public:
+  public:
     audio_file(const std::string& target, int format, int rate) : target_(target) {
         const std::size_t slash = target.find_last_of('/');
         const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
@@ -120,7 +122,7 @@ public:
         temp_.clear();
     }
 
-private:
+  private:
     std::string target_;
     std::string temp_;
     SNDFILE* file_ = nullptr;
@@ -129,24 +131,33 @@ private:
 
 // The song's sound, written as the engine's time goes on.
 class renderer {
-public:
+  public:
     renderer(gm_synth& s, synth_recorder& r, audio_file& f, std::int64_t origin_us)
-        : synth_(s), recorder_(r), file_(f), origin_us_(origin_us), left_(chunk_frames), right_(chunk_frames) {}
+        : synth_(s),
+          recorder_(r),
+          file_(f),
+          origin_us_(origin_us),
+          left_(chunk_frames),
+          right_(chunk_frames) {}
 
-    // Renders up to `until_us`, feeding what the engine sent for that time; false when writing failed.
+    // Renders up to `until_us`, feeding what the engine sent for that time; false when writing
+    // failed.
     bool render_to(std::int64_t until_us) {
         const std::uint64_t until = frame_of(until_us);
         auto& m = recorder_.messages;
-        std::stable_sort(m.begin(), m.end(), [](const auto& a, const auto& b) { return a.due_us < b.due_us; });
+        std::stable_sort(m.begin(), m.end(),
+                         [](const auto& a, const auto& b) { return a.due_us < b.due_us; });
         std::size_t next = 0;
         while (frame_ < until) {
-            const auto frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(chunk_frames, until - frame_));
+            const auto frames =
+                static_cast<std::uint32_t>(std::min<std::uint64_t>(chunk_frames, until - frame_));
             timed_.clear();
             for (; next < m.size() && frame_of(m[next].due_us) < frame_ + frames; ++next) {
                 const std::uint64_t at = frame_of(m[next].due_us);
                 timed_.push_back({static_cast<std::uint32_t>(at > frame_ ? at - frame_ : 0),
                                   static_cast<std::uint8_t>(m[next].port),
-                                  static_cast<std::uint32_t>(m[next].size), recorder_.bytes.data() + m[next].at});
+                                  static_cast<std::uint32_t>(m[next].size),
+                                  recorder_.bytes.data() + m[next].at});
             }
             synth_.render(left_.data(), right_.data(), frames, timed_.data(), timed_.size());
             if (!file_.write(left_.data(), right_.data(), frames)) return false;
@@ -160,17 +171,20 @@ public:
     // The sound has died away: no voice left and nothing above the floor for a while.
     bool quiet() const {
         return synth_.active_voices() == 0 &&
-               frame_ - last_loud_ >= static_cast<std::uint64_t>(tail_quiet_s * synth_.sample_rate());
+               frame_ - last_loud_ >=
+                   static_cast<std::uint64_t>(tail_quiet_s * synth_.sample_rate());
     }
 
-private:
+  private:
     std::uint64_t frame_of(std::int64_t us) const {
         if (us <= origin_us_) return 0;
-        return static_cast<std::uint64_t>(std::llround(static_cast<double>(us - origin_us_) * synth_.sample_rate() / 1e6));
+        return static_cast<std::uint64_t>(
+            std::llround(static_cast<double>(us - origin_us_) * synth_.sample_rate() / 1e6));
     }
     bool loud(std::uint32_t frames) const {
         for (std::uint32_t i = 0; i < frames; ++i)
-            if (std::fabs(left_[i]) > silence_floor || std::fabs(right_[i]) > silence_floor) return true;
+            if (std::fabs(left_[i]) > silence_floor || std::fabs(right_[i]) > silence_floor)
+                return true;
         return false;
     }
 
@@ -222,7 +236,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     if (!audio_file_type(r.output, &format)) return fail(msg_audio_file_type);
     gm_synth synth(std::clamp(r.sample_rate, min_render_rate, max_render_rate));
     std::string why;
-    if (!synth.load(r.soundfont.empty() ? default_soundfont() : r.soundfont, &why)) return fail(why);
+    if (!synth.load(r.soundfont.empty() ? default_soundfont() : r.soundfont, &why))
+        return fail(why);
 
     // A program of the export's own: the engine on virtual time, every port to the synth.
     render_clock clk;
@@ -232,7 +247,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     program prog(eng, screen, clk);
     prog.write_defaults();
     prog.d.memory_units = max_memory_units;
-    std::fill(std::begin(prog.d.midi_out_device), std::end(prog.d.midi_out_device), std::int16_t{1});
+    std::fill(std::begin(prog.d.midi_out_device), std::end(prog.d.midi_out_device),
+              std::int16_t{1});
     if (start_program(prog) != 0) return false;
     const auto done = [&](bool ok) {
         prog.shut_down();
@@ -252,7 +268,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     prog.d.position = from;
     tr.pause();  // from a stop, Pause plays on from the position
     eng.run_until(clk.now_us());
-    renderer out(synth, recorder, file, clk.now_us());  // the song starts at the audio's first frame
+    renderer out(synth, recorder, file,
+                 clk.now_us());  // the song starts at the audio's first frame
     double shown = -1;
     while (!shared_load(prog.d.stopped) && prog.d.position < end) {
         if (cancelled()) return done(fail(msg_export_cancelled));

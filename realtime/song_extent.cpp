@@ -27,11 +27,13 @@ std::int32_t song_end(const program& p) {
             const track_slot& sl = p.slot(pattern, t);
             if (!sl.in_use) continue;
             const ref32 last = s.last_event(sl.first);
-            if (is_event_status(s.status(last))) end = std::max(end, s.position(last) + sl.delay + 1);
+            if (is_event_status(s.status(last)))
+                end = std::max(end, s.position(last) + sl.delay + 1);
         }
         return end;
     };
-    if (!p.d.song_mode) return std::clamp(pattern_end(p.d.current_pattern), song_start, last_position);
+    if (!p.d.song_mode)
+        return std::clamp(pattern_end(p.d.current_pattern), song_start, last_position);
     std::int32_t end = std::clamp(pattern_end(parallel_pattern), song_start, last_position);
     for (int i = 0; i < song_steps - 1; ++i)
         if (pattern_end(p.step(i).pattern) >= 0) end = std::max(end, p.step(i).end);

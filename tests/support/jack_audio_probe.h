@@ -18,7 +18,7 @@
 namespace kestrune::testing {
 
 class audio_onset_probe {
-public:
+  public:
     static constexpr float onset_level = 2e-3f;
     static constexpr float quiet_level = 1e-3f;
     static constexpr double quiet_ms = 50;
@@ -54,7 +54,7 @@ public:
         disturbed_.store(0);
     }
 
-private:
+  private:
     static double engine_us() {
         using namespace std::chrono;
         return duration<double, std::micro>(steady_clock::now().time_since_epoch()).count();
@@ -90,8 +90,9 @@ private:
                 p->armed_ = false;
                 const int c = p->count_.load(std::memory_order_relaxed);
                 if (c < static_cast<int>(p->due_.size())) {
-                    p->due_[static_cast<std::size_t>(c)] =
-                        static_cast<double>(start) - jack_minus_engine + (i - latency) * period / frames;
+                    p->due_[static_cast<std::size_t>(c)] = static_cast<double>(start) -
+                                                           jack_minus_engine +
+                                                           (i - latency) * period / frames;
                     p->count_.store(c + 1, std::memory_order_release);
                 }
             }

@@ -48,7 +48,8 @@ std::vector<float> left_channel(const std::string& path, int* rate) {
     if (!f) return left;
     sf_readf_float(f, all.data(), info.frames);
     sf_close(f);
-    for (std::size_t i = 0; i < all.size(); i += static_cast<std::size_t>(info.channels)) left.push_back(all[i]);
+    for (std::size_t i = 0; i < all.size(); i += static_cast<std::size_t>(info.channels))
+        left.push_back(all[i]);
     *rate = info.samplerate;
     return left;
 }
@@ -59,7 +60,7 @@ std::string bytes_of(const std::string& path) {
 }
 
 class AudioRender : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         if (default_soundfont().empty()) GTEST_SKIP() << "no General MIDI SoundFont installed";
         dir = fs::temp_directory_path() / ("kestrune-render-" + std::to_string(getpid()));
@@ -72,7 +73,9 @@ protected:
         r.soundfont = soundfont;
         return render_audio(screen, load_hits, r, {}, cancel);
     }
-    std::size_t files() const { return static_cast<std::size_t>(std::distance(fs::directory_iterator(dir), {})); }
+    std::size_t files() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(dir), {}));
+    }
 
     fs::path dir;
     std::string soundfont;
@@ -111,7 +114,8 @@ TEST_F(AudioRender, OnsetsFallOnTheNotesSilenceBetweenAndTwoRendersAreIdentical)
         for (std::size_t i = from; i < to; ++i) loudest = std::max(loudest, std::fabs(x[i]));
         EXPECT_LT(loudest, 1e-4f) << name;
         // The end keeps the last hit's decay and no more than the quiet that ends the tail.
-        EXPECT_LT(x.size(), static_cast<std::size_t>((hits[4] * tick_us + 2e6) * rate / 1e6)) << name;
+        EXPECT_LT(x.size(), static_cast<std::size_t>((hits[4] * tick_us + 2e6) * rate / 1e6))
+            << name;
     }
 }
 
@@ -126,7 +130,8 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
     EXPECT_EQ(screen.last_text(), msg_export_cancelled);
 
     EXPECT_FALSE(render("missing-folder/a.wav"));
-    EXPECT_EQ(screen.last_text(), "Can't create the audio file\n" + (dir / "missing-folder/a.wav").string());
+    EXPECT_EQ(screen.last_text(),
+              "Can't create the audio file\n" + (dir / "missing-folder/a.wav").string());
 
     // A disk that fills up during the render.
     rlimit keep{};
@@ -138,7 +143,8 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
     const bool written = render("a.wav");
     setrlimit(RLIMIT_FSIZE, &keep);
     EXPECT_FALSE(written);
-    EXPECT_EQ(screen.last_text(), "Can't write the audio file\n" + (dir / "a.wav").string() + "\nThe disk may be full.");
+    EXPECT_EQ(screen.last_text(), "Can't write the audio file\n" + (dir / "a.wav").string() +
+                                      "\nThe disk may be full.");
     EXPECT_EQ(files(), 0u) << "a partial or temporary file was left";
 }
 
@@ -146,7 +152,7 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
 
 // Three devices, the last of them the one to play through when nothing is chosen.
 class default_backend final : public midi_backend {
-public:
+  public:
     std::vector<std::string> output_devices() override { return {"One", "Two", "Synth"}; }
     std::vector<std::string> input_devices() override { return {}; }
     bool open_output(int port, int) override { return open[port] = true; }
