@@ -41,11 +41,6 @@ bool is_system_reset(const std::uint8_t* body, std::size_t n) {
            starts(xg, sizeof xg);
 }
 
-bool regular_file(const std::string& path) {
-    struct stat st {};
-    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
 }  // namespace
 
 std::vector<std::string> soundfont_places() {
@@ -58,8 +53,13 @@ std::vector<std::string> soundfont_places() {
 
 std::string default_soundfont() {
     for (const std::string& p : soundfont_places())
-        if (regular_file(p)) return p;
+        if (soundfont_file(p)) return p;
     return {};
+}
+
+bool soundfont_file(const std::string& path) {
+    struct stat st {};
+    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
 std::string soundfont_error(const std::string& path) {
@@ -85,7 +85,8 @@ bool gm_synth::load(const std::string& path, std::string* why) {
     // The SoundFont readers complain on stderr about a file that is none; the message is ours.
     const GLogFunc complaints = g_log_set_default_handler(
         +[](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
-    const int id = synth_ && regular_file(path) ? fluid_synth_sfload(synth_, path.c_str(), 0) : -1;
+    const int id =
+        synth_ && soundfont_file(path) ? fluid_synth_sfload(synth_, path.c_str(), 0) : -1;
     g_log_set_default_handler(complaints, nullptr);
     if (id < 0) {
         if (why) *why = path.empty() ? msg_no_soundfont : soundfont_error(path);

@@ -26,6 +26,8 @@ std::string default_soundfont();
 inline constexpr const char* msg_no_soundfont =
     "The built-in synth has no SoundFont!\nInstall one (Debian: timgm6mb-soundfont or\n"
     "fluid-soundfont-gm) or choose one in MIDI Setup.";
+// A file is there; whether it is a SoundFont shows when it loads.
+bool soundfont_file(const std::string& path);
 // "Can't load the SoundFont\n<path>": the file is missing or is not a SoundFont.
 std::string soundfont_error(const std::string& path);
 

@@ -118,13 +118,14 @@ bool synth_backend::set_soundfont(const std::string& path, std::string* why) {
 }
 
 std::vector<std::string> synth_backend::output_devices() {
-    const bool none = soundfont_in_use().empty();
-    if (none)
-        problem_ = msg_no_soundfont;
-    else if (problem_ == msg_no_soundfont)
+    const std::string file = soundfont_in_use();
+    const bool usable = (synth_ && synth_->loaded()) || soundfont_file(file);
+    if (!usable)
+        problem_ = file.empty() ? msg_no_soundfont : soundfont_error(file);
+    else if (problem_ != msg_synth_no_audio)
         problem_.clear();
-    return {none ? std::string(synth_device_name) + " (no SoundFont)"
-                 : std::string(synth_device_name)};
+    return {usable ? std::string(synth_device_name)
+                   : std::string(synth_device_name) + " (no SoundFont)"};
 }
 
 bool synth_backend::open_output(int port, int device) {

@@ -12,6 +12,7 @@
 
 #include "engine/engine.h"
 #include "engine/synth_backend.h"
+#include "engine/system_backend.h"
 #include "files/synth_settings.h"
 #include "realtime/audio_render.h"
 #include "song/song_start.h"
@@ -181,6 +182,18 @@ TEST(SynthDefault, PortAPlaysThroughTheDefaultOnlyWhenNoPortHasADevice) {
         EXPECT_EQ(p.d.midi_not_configured, 0);
         p.shut_down();
     }
+}
+
+TEST(SynthDefault, ASynthWithoutItsSoundFontIsMarkedAndChangesNothing) {
+    std::vector<system_backend::system> systems;
+    systems.push_back({"Synth: ", std::make_unique<synth_backend>()});
+    system_backend midi(std::move(systems));
+    auto* synth = midi.find<synth_backend>();
+    synth->choose_soundfont("/nowhere/gm.sf2");
+    EXPECT_EQ(midi.output_devices(), std::vector<std::string>{"Synth: Built-in GM (no SoundFont)"});
+    EXPECT_EQ(synth->problem(), soundfont_error("/nowhere/gm.sf2"));
+    EXPECT_EQ(midi.default_output(), -1);
+    EXPECT_FALSE(midi.open_output(0, 0));
 }
 
 TEST(SynthSettings, TheSoundFontPathComesBackAsWrittenWhateverItHolds) {
