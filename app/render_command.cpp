@@ -27,6 +27,43 @@ int usage(const char* why) {
     return 2;
 }
 
+// The console's messages, each on a line of its own after the progress line.
+class progress_ui final : public ui {
+  public:
+    msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                       msg_answer answer, const std::string& caption) override {
+        end_line();
+        return console_.message(text, icon, buttons, answer, caption);
+    }
+    std::optional<std::string> open_file_dialog(const file_dialog_request& r) override {
+        return console_.open_file_dialog(r);
+    }
+    std::optional<std::string> save_file_dialog(const file_dialog_request& r) override {
+        return console_.save_file_dialog(r);
+    }
+    void wait_cursor() override {}
+    void arrow_cursor() override {}
+    void repaint(int) override {}
+
+    void progress(double done) {
+        const int percent = static_cast<int>(done * 100);
+        if (percent == shown_) return;
+        shown_ = percent;
+        std::fprintf(stderr, "\rrendering %3d%%", percent);
+        std::fflush(stderr);
+        line_open_ = true;
+    }
+    void end_line() {
+        if (line_open_) std::fputc('\n', stderr);
+        line_open_ = false;
+    }
+
+  private:
+    console_ui console_;
+    int shown_ = -1;
+    bool line_open_ = false;
+};
+
 bool number(const std::string& text, long low, long high, int* out) {
     char* end = nullptr;
     const long n = std::strtol(text.c_str(), &end, 10);
@@ -67,23 +104,16 @@ int render_command(const std::vector<std::string>& args,
     if (!audio_file_type(r.output, nullptr)) return usage("OUT must end in .wav or .flac");
     if (r.to_bar > 0 && r.to_bar < r.from_bar) return usage("--to must not come before --from");
 
-    console_ui screen;
-    int shown = -1;
-    const auto progress = [&](double done) {
-        const int percent = static_cast<int>(done * 100);
-        if (percent == shown) return;
-        shown = percent;
-        std::fprintf(stderr, "\rrendering %3d%%", percent);
-        std::fflush(stderr);
-    };
+    progress_ui screen;
     // Ctrl+C gives up the export and leaves no file behind.
     std::signal(SIGINT, on_interrupt);
     std::signal(SIGTERM, on_interrupt);
     const bool ok = render_audio(
-        screen, [&](program& p) { return load(p, file); }, r, progress, &interrupted);
+        screen, [&](program& p) { return load(p, file); }, r,
+        [&](double done) { screen.progress(done); }, &interrupted);
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
-    if (shown >= 0) std::fputc('\n', stderr);
+    screen.end_line();
     return ok ? 0 : 1;
 }
 
