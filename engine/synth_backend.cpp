@@ -102,12 +102,13 @@ std::unique_ptr<gm_synth> synth_backend::make_synth(int rate) {
 }
 
 bool synth_backend::set_soundfont(const std::string& path, std::string* why) {
-    const std::string old = chosen_;
+    const std::string old = chosen_, old_problem = problem_;
     chosen_ = path;
     auto s = make_synth(synth_ ? synth_->sample_rate() : driver_rate);
     if (!s) {
         if (why) *why = problem_;
         chosen_ = old;
+        problem_ = old_problem;
         return false;
     }
     // The audio thread takes the new synth at its next cycle; the old one goes after that.
