@@ -6,10 +6,12 @@
 
 #include "app/console_ui.h"
 #include "engine/engine.h"
+#include "engine/synth_backend.h"
 #include "engine/system_backend.h"
 #include "files/file_state.h"
 #include "files/settings_file.h"
 #include "files/smf_reader.h"
+#include "files/synth_settings.h"
 #include "files/song_file.h"
 #include "song/locate.h"
 #include "song/position.h"
@@ -29,6 +31,8 @@ int main(int argc, char** argv) {
     user_settings settings;
     file_state files;
     load_settings(prog, settings, files);
+    synth_backend& synth = *midi.find<synth_backend>();
+    synth.choose_soundfont(load_synth_settings().soundfont);
     if (start_program(prog) != 0) return 1;
 
     // One file name on the command line, in quotes or not.
@@ -55,6 +59,7 @@ int main(int argc, char** argv) {
     if (prog.d.midi_not_configured) std::printf("no MIDI output is set up\n");
 
     save_settings(prog, settings, files);
+    save_synth_settings({synth.soundfont()});
     prog.shut_down();
     return 0;
 }

@@ -17,6 +17,7 @@
 #include "app/console_ui.h"
 #ifdef KESTRUNE_PLAY
 #include "app/play_command.h"
+#include "app/render_command.h"
 #endif
 #include "engine/engine.h"
 #include "files/event_rows.h"
@@ -179,6 +180,7 @@ int run(int argc, char** argv) {
     std::vector<std::string> args(argv + 2, argv + argc);
 #ifdef KESTRUNE_PLAY
     if (command == "play") return play_command(args, load_input);
+    if (command == "render") return render_command(args, load_input);
 #else
     if (command == "play") return usage("this build has no MIDI backends");
 #endif

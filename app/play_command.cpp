@@ -9,6 +9,7 @@
 #include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
+#include "realtime/song_extent.h"
 #include "realtime/transport.h"
 #include "song/locate.h"
 #include "song/position.h"
@@ -53,36 +54,6 @@ int usage(const char* why) {
 }
 
 }  // namespace
-
-std::int32_t bar_position(const program& p, int bar) {
-    const event_store& s = p.store();
-    std::int32_t pos = song_start;
-    for (int i = 1; i < bar && pos < last_position; ++i) {
-        const midi_event& e = s.at(signature_at(s, p.d.active_signature.first, pos));
-        const int num = e.data1() > 0 ? e.data1() : 4, den = e.data2() > 0 ? e.data2() : 4;
-        pos += num * (768 / den);
-    }
-    return std::min(pos, last_position);
-}
-
-std::int32_t song_end(const program& p) {
-    const event_store& s = p.store();
-    auto pattern_end = [&](int pattern) {
-        std::int32_t end = -1;
-        for (int t = 0; t < tracks_per_pattern; ++t) {
-            const track_slot& sl = p.slot(pattern, t);
-            if (!sl.in_use) continue;
-            const ref32 last = s.last_event(sl.first);
-            if (is_event_status(s.status(last))) end = std::max(end, s.position(last) + sl.delay + 1);
-        }
-        return end;
-    };
-    if (!p.d.song_mode) return std::clamp(pattern_end(p.d.current_pattern), song_start, last_position);
-    std::int32_t end = std::clamp(pattern_end(parallel_pattern), song_start, last_position);
-    for (int i = 0; i < song_steps - 1; ++i)
-        if (pattern_end(p.step(i).pattern) >= 0) end = std::max(end, p.step(i).end);
-    return std::min(end, last_position);
-}
 
 int play_command(const std::vector<std::string>& args, file_loader load) {
     std::string file;
@@ -137,7 +108,7 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
     program prog(eng, screen, clk);
     prog.write_defaults();
     prog.d.memory_units = max_memory_units;
-    if (ports.empty() && !outputs.empty()) ports.emplace_back(0, outputs[0]);
+    // Without --port the engine's default applies: port A plays through the built-in synth.
     for (const auto& [port, name] : ports) {
         const int device = find_device(outputs, name);
         if (device < 0) {

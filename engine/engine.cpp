@@ -213,6 +213,11 @@ std::int16_t engine::init_func_in_dll() {
 
     // Devices: lists, then the ports and the input the settings name.
     enumerate_devices();
+    if (std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device), [](std::int16_t c) { return c == 0; })) {
+        // Nothing chosen yet: sound by default, where the backend has a device for it.
+        const int device = backend_ ? backend_->default_output() : -1;
+        if (device >= 0) d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);
+    }
     bool any_output = false;
     for (int p = 0; p < 4; ++p) any_output |= open_output_port(p) && d.midi_out_handle[p] != 0;
     open_input_port();

@@ -204,6 +204,10 @@ void jack_backend::join_server() {
     jack_minus_engine_ = difference;
     if (ok && jack_activate(client_) == 0) {
         alive_.store(true);
+        if (audio_part_) {
+            audio_part_->joined(client_);
+            audio_live_.store(audio_part_, std::memory_order_release);
+        }
     } else {
         jack_client_close(client_);
         client_ = nullptr;
@@ -214,12 +218,12 @@ void jack_backend::join_server() {
 
 void jack_backend::leave_server() {
     if (!client_) return;
+    audio_live_.store(nullptr);
+    if (alive_.load()) jack_deactivate(client_);
+    if (audio_part_) audio_part_->leaving(nullptr);
     // A client whose server died is left as it is: libjack crashes closing one once another
     // server runs, and its own thread has ended with the server.
-    if (alive_.load()) {
-        jack_deactivate(client_);
-        jack_client_close(client_);
-    }
+    if (alive_.load()) jack_client_close(client_);
     client_ = nullptr;
     alive_.store(false);
     std::fill(std::begin(out_), std::end(out_), nullptr);
@@ -409,6 +413,18 @@ void jack_backend::send_from_input(int port, const std::uint8_t* bytes, std::siz
     gate_[port].leave();
 }
 
+void jack_backend::set_audio_part(jack_audio_part* part) {
+    if (part == audio_part_) return;
+    audio_live_.store(nullptr);
+    wait_cycles(1);  // a cycle that still runs the old part has finished with it
+    if (audio_part_ && running()) audio_part_->leaving(client_);
+    audio_part_ = part;
+    if (part && running()) {
+        part->joined(client_);
+        audio_live_.store(part, std::memory_order_release);
+    }
+}
+
 std::uint64_t jack_backend::late_messages() const {
     std::uint64_t n = 0;
     for (const auto& q : queue_) n += q->late();
@@ -480,6 +496,7 @@ int jack_backend::process(std::uint32_t frames) {
         jack_port_queue* const queues[] = {queue_[p].get(), input_queue_[p].get()};
         jack_port_queue::drain(queues, 2, c, latency, w);
     }
+    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire)) a->process(frames, c, latency);
 
     cycles_.fetch_add(1, std::memory_order_release);
     return 0;

@@ -94,6 +94,20 @@ private:
     std::atomic<std::uint64_t> late_{0};
 };
 
+// Audio made in the client's own process callback, on the same cycle and clock as the MIDI ports:
+// the built-in synth's JACK output.
+class jack_audio_part {
+public:
+    virtual ~jack_audio_part() = default;
+    // UI thread, the client active: register and connect the audio ports.
+    virtual void joined(jack_client_t* client) = 0;
+    // UI thread, the callback no longer running it: let go of the ports. `client` is null when
+    // the client closes and the ports go with it, else the ports are to be unregistered.
+    virtual void leaving(jack_client_t* client) = 0;
+    // Process thread, after the MIDI ports are written, with their constant latency.
+    virtual void process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) = 0;
+};
+
 class jack_backend final : public midi_backend {
 public:
     // Extra latency beyond one period, so that a message the engine thread hands over a little
@@ -136,6 +150,9 @@ public:
     device_state output_state(int port) const override;
     device_state input_state() const override { return input_state_.load(); }
 
+    // Adds the audio part to the client (null removes it); it follows the client across servers.
+    void set_audio_part(jack_audio_part* part);
+
     std::uint64_t late_messages() const;
     std::uint64_t dropped_messages() const;
 
@@ -170,6 +187,8 @@ private:
     std::atomic<device_state> input_state_{device_state::closed};
     std::atomic<midi_input_sink*> sink_{nullptr};
     std::atomic<bool> alive_{false};
+    jack_audio_part* audio_part_ = nullptr;
+    std::atomic<jack_audio_part*> audio_live_{nullptr};  // what the callback runs
     std::atomic<std::uint64_t> cycles_{0};
     std::int64_t jack_minus_engine_ = 0;  // the process thread's once the client is active
     std::vector<std::string> outputs_;

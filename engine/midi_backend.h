@@ -59,6 +59,8 @@ public:
         return output_open(port) ? device_state::connected : device_state::closed;
     }
     virtual device_state input_state() const { return device_state::closed; }
+    // The output device for port A when none is chosen for any port (a first start), -1 for none.
+    virtual int default_output() { return -1; }
 };
 
 // Records every message with its due time and the time it was handed over; injects input.

@@ -2,15 +2,21 @@
 
 #include "engine/alsa_backend.h"
 #include "engine/jack_backend.h"
+#include "engine/synth_backend.h"
 
 namespace kestrune {
 
 namespace {
 
 std::vector<system_backend::system> machine_systems() {
+    auto jack = std::make_unique<jack_backend>();
+    // The synth plays through the JACK client while a server runs. It comes first, so its place in
+    // the list, and a port's choice of it, stays whatever devices come and go.
+    auto synth = std::make_unique<synth_backend>(jack.get());
     std::vector<system_backend::system> s;
+    s.push_back({"Synth: ", std::move(synth)});
     s.push_back({"ALSA: ", std::make_unique<alsa_backend>()});
-    s.push_back({"JACK: ", std::make_unique<jack_backend>()});
+    s.push_back({"JACK: ", std::move(jack)});
     return s;
 }
 
@@ -25,6 +31,16 @@ system_backend::system_backend(std::vector<system> systems) : systems_(std::move
 system_backend::~system_backend() {
     for (int p = 0; p < output_ports; ++p) close_output(p);
     close_input();
+    // In list order: the synth lets go of the JACK client before the client goes.
+    for (auto& s : systems_) s.backend.reset();
+}
+
+int system_backend::default_output() {
+    for (std::size_t i = 0; i < outputs_.size(); ++i) {
+        const auto* synth = dynamic_cast<synth_backend*>(systems_[static_cast<std::size_t>(outputs_[i].system)].backend.get());
+        if (synth && synth->problem().empty()) return static_cast<int>(i);
+    }
+    return -1;
 }
 
 std::vector<std::string> system_backend::merge(std::vector<system>& systems,

@@ -1,5 +1,6 @@
 // The device list the user sees: every MIDI system of the machine merged, each name marked by its
-// system ("ALSA: ...", "JACK: ..."), each port routed to the system of the device chosen for it.
+// system ("Synth: ...", "ALSA: ...", "JACK: ..."), each port routed to the system of the device
+// chosen for it.
 #pragma once
 
 #include <atomic>
@@ -18,7 +19,7 @@ public:
         std::unique_ptr<midi_backend> backend;
     };
 
-    // The ALSA sequencer and JACK; a system that is not there lists nothing.
+    // The built-in synth, the ALSA sequencer and JACK; a system that is not there lists nothing.
     system_backend();
     explicit system_backend(std::vector<system> systems);
     ~system_backend() override;
@@ -44,7 +45,17 @@ public:
     device_state output_state(int port) const override;
     device_state input_state() const override;
 
+    // The built-in synth when it can play: a port with no device chosen at all plays through it.
+    int default_output() override;
+
     midi_backend& part(std::size_t i) { return *systems_[i].backend; }
+    // The first system of a kind, null when there is none.
+    template <class T>
+    T* find() {
+        for (auto& s : systems_)
+            if (auto* t = dynamic_cast<T*>(s.backend.get())) return t;
+        return nullptr;
+    }
     std::size_t parts() const { return systems_.size(); }
     // The system port A to D sends to, -1 when the port is closed.
     int owner(int port) const;

@@ -9,7 +9,7 @@ packages=(
   jackd2 libjack-jackd2-dev
   midicsv
   qt6-base-dev libgl-dev
-  libfluidsynth-dev libsndfile1-dev timgm6mb-soundfont
+  libfluidsynth-dev libglib2.0-dev libsndfile1-dev timgm6mb-soundfont
 )
 
 missing=()

@@ -68,7 +68,7 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
               [](const note_event& a, const note_event& b) { return a.pos < b.pos; });
     fill_track(p, want);
 
-    auto* jack = dynamic_cast<jack_backend*>(&midi.part(1));
+    auto* jack = midi.find<jack_backend>();
     ASSERT_NE(jack, nullptr);
     bool all = false;
     std::uint64_t late = 0;
