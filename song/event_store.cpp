@@ -384,6 +384,9 @@ chain_builder::chain_builder(const event_store& s) : s_(&s) {
     overflow_ = cursor_ == null_ref;
 }
 
+chain_builder::chain_builder(const event_store& s, ref32 cursor)
+    : s_(&s), cursor_(cursor), overflow_(cursor == null_ref) {}
+
 void chain_builder::put(const midi_event& e) {
     if (overflow_) return;
     s_->at(cursor_) = e;
