@@ -90,6 +90,7 @@ std::int32_t recorder::bar_before_step() const {
 }
 
 void recorder::record_key(record_mode mode) {
+    if (!d_.main_screen && p_.app.mixer_port < 0) return;  // not in the editors
     if (mode == record_mode::replace && p_.app.mixer_port >= 0 &&
         p_.slot(d_.current_pattern, d_.current_track).in_use) {
         switch (p_.screen.message(msg_use_overdub, msg_icon::question, msg_buttons::yes_no_cancel,
