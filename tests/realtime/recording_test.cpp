@@ -83,6 +83,13 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
     EXPECT_EQ(t->slot(0, 0).name[undo_mark_index], '!');
     undo_apply(*t);
     EXPECT_EQ(events(), replaced);
+    // From the mixer only the undo's own track: another one gets the message and no change.
+    t->d.main_screen = 0;
+    t->app.mixer_port = 0;
+    t->d.current_track = 1;
+    undo_command(*t, undo_context::mixer);
+    EXPECT_EQ(t.screen.last_text(), msg_mixer_cant_undo);
+    EXPECT_EQ(events(), replaced);
     // The copy's blocks come back when the song is cleared.
     clear_song(*t);
     EXPECT_EQ(nums(t->undo.available, t->undo.slot.in_use), nums(0, 0));
@@ -152,6 +159,37 @@ TEST_F(Recording, PickupOfABarAndAHalfGoesBackTwoBarsWithoutCountIn) {
     EXPECT_EQ(t->d.position, song_start - 768 - 2 * 768);
     tr.stop();
     EXPECT_EQ(check_pool(*t), "");
+}
+
+TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
+    build_track(*t, 0, 0, {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                           ev(0x90, 43, 80, 4000)});
+    tr.play();
+    play_at(3400, {});
+    rec.instant_start(true);
+    EXPECT_EQ(t->slot(0, 0).mute, 1);
+    play_at(3600, {0x90, 70, 90});
+    play_at(3900, {});
+    rec.instant_record_toggle(false);
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100}, {40, 0x80, 3150}, {70, 0x90, 3600}, {70, 0x80, 3899},
+                              {43, 0x90, 4000}}));
+    EXPECT_EQ(nums(t->slot(0, 0).mute, t->running(), t->d.recording), nums(0, 1, 0));
+}
+
+TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecord) {
+    dll_data& d = t->d;
+    d.cycle_on = 1;
+    EXPECT_FALSE(rec.internal_recording_allowed());
+    EXPECT_EQ(t.screen.last_text(), msg_cycle_mode);
+    d.cycle_on = 0;
+    d.midi_thru = 1;
+    d.midi_click = 1;
+    rec.set_internal_recording({true, 2});
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click), nums(3, 0, 0));
+    t.screen.answers = {msg_answer::no};
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, d.recording), nums(0, 1, 1, 1));
+    tr.stop();
 }
 
 class SmallPool : public Recording {
