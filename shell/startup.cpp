@@ -59,7 +59,7 @@ bool is_song_name(const std::string& path) { return extension_upper(path) == ".S
 
 }  // namespace
 
-void open_start_file(session& s, const std::string& command_line_name) {
+bool open_start_file(session& s, const std::string& command_line_name) {
     // Recent files that have gone since the last run leave the menu.
     auto& recent = s.files.recent_files;
     recent.erase(std::remove_if(recent.begin(), recent.end(),
@@ -72,13 +72,15 @@ void open_start_file(session& s, const std::string& command_line_name) {
         s.prog.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
                               caption_error);
     s.files.current_file_name = command_line_name;
-    if (!load_song_by_type(s.prog, s.files)) {
+    const bool loaded = load_song_by_type(s.prog, s.files) != 0;
+    if (!loaded) {
         s.files.current_file_name.clear();
         s.files.current_file_title = untitled_title;
         call(s.window.title_changed);
     }
     s.trans.rewind(1);
     call(s.window.menus_changed);
+    return loaded;
 }
 
 bool confirm_close(session& s) {
@@ -91,8 +93,8 @@ bool confirm_close(session& s) {
     return true;
 }
 
-void end_session(session& s) {
-    save_settings(s.prog, s.settings, s.files);
+void end_session(session& s, bool write_settings) {
+    if (write_settings) save_settings(s.prog, s.settings, s.files);
     s.screen.reset();
     s.prog.shut_down();
     for (auto& t : s.patches) set_default_patch_names(t);

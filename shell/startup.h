@@ -76,13 +76,13 @@ private:
 // the engine's error number (already shown) or 0.
 int start_session(session& s);
 // The window's part of start-up once it exists: the recent files that still exist, the mixer,
-// the start file (the command line's, else "Default.sng") and rewind.
-void open_start_file(session& s, const std::string& command_line_name);
+// the start file (the command line's, else "Default.sng") and rewind. True when a file loaded.
+bool open_start_file(session& s, const std::string& command_line_name);
 // The closing question; true when the window may close. Then an open editor is left and the
 // transport stops.
 bool confirm_close(session& s);
-// Shutdown after the window: the settings file, the engine, the patch names.
-void end_session(session& s);
+// Shutdown after the window: the settings file (unless left out), the engine, the patch names.
+void end_session(session& s, bool write_settings = true);
 
 // The 25 ms tick: the first tick's MIDI prompt, the engine's messages, the screen. A tick that
 // comes while another runs (a nested loop of a message box) does nothing.
