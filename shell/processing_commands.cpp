@@ -7,6 +7,7 @@
 #include "processing/processing.h"
 #include "processing/quantize.h"
 #include "processing/undo.h"
+#include "shell/processing_dialogs.h"
 
 namespace kestrune {
 
@@ -73,14 +74,19 @@ void add_processing_commands(command_table& table, program& p) {
     table.add({cmd::freeze_quantize, "Freeze &Quantize", "F", {}, {}, [&p] {
                    freeze_quantize(p, p.d.current_pattern, p.d.current_track, undo_place(p) == undo_context::editor);
                }});
-    // Both open a dialog, which comes with the dialog frame; until then they stay disabled.
-    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", [] { return false; }, {}, [] {}});
+    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] { run_quantize_settings(p); }});
+    // Internal recording belongs to the recorder; without one the item stays disabled.
     table.add({cmd::internal_recording, "&Internal Recording...", "", [] { return false; }, {}, [] {}});
     for (int n : quantize_values)
         table.add({quantize_popup_id(n), popup_text(n), "", {}, [&p, n] {
                        return p.slot(p.d.current_pattern, p.d.current_track).quantize == n;
                    },
                    [&p, n] { choose_quantize(p, p.d.current_pattern, p.d.current_track, n); }});
+}
+
+void add_recording_commands(command_table& table, program& p, recorder& rec) {
+    table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {},
+               [&p, &rec] { run_internal_recording(p, rec); }});
 }
 
 std::vector<field_command> processing_field_commands(program& p) {

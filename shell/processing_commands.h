@@ -14,6 +14,10 @@ namespace kestrune {
 // pop-up's values; installs the processing hooks in the program.
 void add_processing_commands(command_table& table, program& p);
 
+class recorder;
+// Internal Recording, run by the recorder that stores the window's takes.
+void add_recording_commands(command_table& table, program& p, recorder& rec);
+
 // Quantize Settings, Quantize (the Qua value of the track shown, with the settings), Dequantize
 // (its "NO") and Freeze Quantize, as apply names them.
 std::vector<field_command> processing_field_commands(program& p);
