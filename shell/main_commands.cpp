@@ -300,6 +300,7 @@ void add_main_commands(session& s) {
     bind_transport(s);
     bind_preferences(s);
     add_processing_commands(s.commands, s.prog);
+    add_recording_commands(s.commands, s.prog, s.rec);
     // The setup dialogs run in the frame's windows, when the window has them.
     for (int id : {cmd::midi_setup, cmd::memory_setup, cmd::overall_settings}) {
         bind(s, id, [&s, id] { s.window.run_dialog(id); });

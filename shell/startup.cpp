@@ -14,7 +14,7 @@
 namespace kestrune {
 
 session::session(engine_link& eng, ui& screen_ui, clock& clk)
-    : prog(eng, screen_ui, clk), trans(prog) {
+    : prog(eng, screen_ui, clk), trans(prog), rec(prog, trans) {
     files.load_midi = load_midi_into_cleared_song;
     files.stop_transport = [this] {
         if (prog.running()) trans.stop();
@@ -111,6 +111,7 @@ void session_tick(session& s, std::int64_t ms) {
         }
     }
     handle_engine_messages(s.prog);
+    if (s.prog.d.main_screen) s.rec.tick();  // cycle passes closed since the last tick
     if (s.screen) s.screen->tick(ms);
     s.timer_busy_ = true;
 }

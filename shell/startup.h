@@ -12,6 +12,7 @@
 #include "files/file_state.h"
 #include "files/patch_names.h"
 #include "files/settings_file.h"
+#include "realtime/recording.h"
 #include "realtime/transport.h"
 #include "shell/command_table.h"
 
@@ -51,6 +52,7 @@ public:
     file_state files;
     patch_tables patches;
     transport trans;
+    recorder rec;  // the Record keys and buttons; stores the transport's takes
     command_table commands;
     window_hooks window;
     std::unique_ptr<main_screen> screen;  // made with the window
