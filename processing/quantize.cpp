@@ -52,10 +52,6 @@ constexpr table_entry tables[] = {
 
 constexpr std::uint8_t spare_bit = 0x80;
 
-bool is_note_on_status(std::uint8_t status, const midi_event& e) {
-    return (status & 0xF0) == 0x90 && e.data2() != 0;
-}
-
 std::int32_t clamp_position(std::int32_t v) { return std::clamp(v, 0, last_position); }
 
 // Where a step's local positions start in song time, for the signature lookup.
@@ -147,7 +143,7 @@ void quantize_pass::quantize_note(ref32 e) {
     const ref32 off = s.find_note_off(e);
     on.set_position(clamp_position(pos + shift));
     set_shift_note_on_part(on, static_cast<std::uint8_t>(shift));
-    if (s.status(off) != st::end && is_event_status(s.status(off))) {
+    if (is_event_status(s.status(off))) {
         midi_event& o = s.at(off);
         o.set_position(clamp_position(o.position() + shift));
         set_shift_note_off_part(o, static_cast<std::uint8_t>(shift));
@@ -175,11 +171,11 @@ void quantize_track(program& p, ref32 first, int n) {
     p.screen.wait_cursor();
     const event_store s = p.store();
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
-        if (is_note_on_status(s.status(e), s.at(e))) dequantize_note(p, e);
+        if (s.at(e).is_note_on()) dequantize_note(p, e);
     if (n > 0) {
         quantize_pass pass(p, n);
         for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
-            if (is_note_on_status(s.status(e), s.at(e))) pass.quantize_note(e);
+            if (s.at(e).is_note_on()) pass.quantize_note(e);
     }
     s.sort_chain(first);
     p.screen.arrow_cursor();
@@ -215,7 +211,7 @@ bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
     p.screen.wait_cursor();
     const event_store s = p.store();
     for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) {
-        if (!is_note_on_status(s.status(e), s.at(e))) continue;
+        if (!s.at(e).is_note_on()) continue;
         clear_shift_note_on_part(s.at(e));
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off))) clear_shift_note_off_part(s.at(off));

@@ -99,8 +99,6 @@ void undo_command(program& p, undo_context where) {
             }
             undo_apply(p);
             return;
-        case undo_context::other:
-            return;
     }
 }
 

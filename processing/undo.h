@@ -21,7 +21,7 @@ void undo_apply(program& p);
 void undo_free(program& p);
 
 // Where the Undo command is given.
-enum class undo_context { main_screen, editor, mixer, other };
+enum class undo_context { main_screen, editor, mixer };
 // The Undo command of the menu and button in each view.
 void undo_command(program& p, undo_context where);
 

@@ -192,6 +192,14 @@ TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecor
     tr.stop();
 }
 
+TEST_F(Recording, InputNeedsNoTickOfTheWindowWhileATakeRuns) {
+    rec.record_start(record_mode::replace);
+    // The window is busy (a file dialog, a long repaint): nothing but the engine runs.
+    for (int i = 0; i < 600; ++i) t.feed({0x90, static_cast<std::uint8_t>(i % 128), 90}, 3);
+    tr.stop();
+    EXPECT_EQ(events().size(), 600u);
+}
+
 class SmallPool : public Recording {
   protected:
     SmallPool() : Recording(1) {}
