@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "app/apply_command.h"
 #include "app/console_ui.h"
 #ifdef KESTRUNE_PLAY
 #include "app/play_command.h"
@@ -178,6 +179,7 @@ int run(int argc, char** argv) {
     if (argc < 3) return usage();
     const std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
+    if (command == "apply") return apply_command(args, load_input);
 #ifdef KESTRUNE_PLAY
     if (command == "play") return play_command(args, load_input);
     if (command == "render") return render_command(args, load_input);

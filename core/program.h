@@ -24,9 +24,16 @@ struct app_state {
     int solo_track = 0;
     int quantize_swing = 0;
     int quantize_strength = 100;
+    int smart_quantize = 0;  // 0 Tight, 1 Smart; for the session only
+    // The views that take over the window: the editors' pattern and whether one of their
+    // sessions has changed its track; the mixer's port while the mixer is shown, else -1.
+    int edit_pattern = 0;
+    bool editor_dirty = false;
+    int mixer_port = -1;
     bool clock_field_on = false;
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
     char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written
+    std::int8_t last_step_direction = 0;  // +1 up, -1 down, 0 before any step
 };
 
 // Steps owned by later parts of the program; each defaults to doing nothing.
@@ -41,6 +48,19 @@ struct program_hooks {
     std::function<void()> track_list_changed;
     // Turns internal recording off, restoring what it had switched off.
     std::function<void()> internal_record_off;
+    // Track processing that recording uses: the undo copy of a track, quantizing a chain at a
+    // grid value, and erasing a range of a track (false when the pool could not hold the result).
+    std::function<void(int pattern, int track)> undo_save;
+    std::function<void(ref32 first, int value)> quantize_chain;
+    std::function<bool(int pattern, int track, std::int32_t from, std::int32_t to)> delete_range;
+};
+
+// The one undo copy of a track; its chain lies outside all patterns.
+struct undo_copy {
+    track_slot slot{};
+    int pattern = 0;
+    int track = 0;
+    bool available = false;
 };
 
 class program {
@@ -60,6 +80,7 @@ public:
     app_state app;
     song_settings song;
     program_hooks hooks;
+    undo_copy undo;
 
     // A view of the pool; the operations come with song/event_store.h at the call site.
     template <class Store = event_store>

@@ -13,6 +13,8 @@ namespace kestrune {
 
 class program;
 class command_table;
+class transport;
+class region_tree;
 
 // Mouse button codes as the screen model counts them.
 inline constexpr int left_button = 1;
@@ -65,6 +67,8 @@ extern const zoom_row zoom_table[zoom_rows];
 class main_screen {
 public:
     main_screen(program& p, command_table& commands);
+    // With the transport the menus and keys share; the first form keeps one of its own.
+    main_screen(program& p, command_table& commands, transport& shared);
     ~main_screen();
     main_screen(const main_screen&) = delete;
     main_screen& operator=(const main_screen&) = delete;
@@ -103,6 +107,10 @@ public:
     void tick(std::int64_t ms);
     // The rectangles that need a repaint since the last call; an empty list when nothing changed.
     std::vector<rect> take_dirty();
+
+    // The region tree of the current layout, and the transport the screen drives.
+    const region_tree& regions() const;
+    transport& transport_state();
 
 private:
     struct impl;

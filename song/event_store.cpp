@@ -348,23 +348,26 @@ void event_store::sort_chain(ref32 first) const {
         std::uint32_t start;
         std::uint32_t len;
     };
+    // Most chains are in order already: find out before copying anything.
+    std::int32_t last = -1;
+    bool sorted = true;
+    for (ref32 r = first; sorted && status(r) != st::end && status(r) != st::forward_link; r = next_record(r)) {
+        if (is_continuation_status(status(r))) continue;
+        sorted = position(r) >= last;
+        last = position(r);
+    }
+    if (sorted) return;
     std::vector<midi_event> recs;
     std::vector<unit> units;
-    bool sorted = true;
-    std::int32_t last = -1;
     for (ref32 r = first; status(r) != st::end && status(r) != st::forward_link; r = next_record(r)) {
         const midi_event& ev = at(r);
         if (is_continuation_status(ev.status()) && !units.empty()) {
             ++units.back().len;
         } else {
-            std::int32_t p = ev.position();
-            if (p < last) sorted = false;
-            last = p;
-            units.push_back({p, static_cast<std::uint32_t>(recs.size()), 1});
+            units.push_back({ev.position(), static_cast<std::uint32_t>(recs.size()), 1});
         }
         recs.push_back(ev);
     }
-    if (sorted) return;
     // A stable sort by position gives the same order as swapping neighbours until none is out of
     // order, which is what the chain's users expect.
     std::stable_sort(units.begin(), units.end(),
@@ -390,6 +393,9 @@ chain_builder::chain_builder(const event_store& s) : s_(&s) {
     cursor_ = d.record_write;
     overflow_ = cursor_ == null_ref;
 }
+
+chain_builder::chain_builder(const event_store& s, ref32 cursor)
+    : s_(&s), cursor_(cursor), overflow_(cursor == null_ref) {}
 
 void chain_builder::put(const midi_event& e) {
     if (overflow_) return;

@@ -101,6 +101,8 @@ track_seat seat_track(const event_store& s, const track_slot& slot, std::int32_t
 class chain_builder {
 public:
     explicit chain_builder(const event_store& s);
+    // Goes on with what the engine wrote into the record area, up to `cursor` (a take).
+    chain_builder(const event_store& s, ref32 cursor);
 
     void put(const midi_event& e);
     // A head and, for sysex and text heads, every continuation after it.

@@ -106,6 +106,7 @@ std::string check_pool(const program& p) {
             if (sl.in_use)
                 chain(sl.first, sl.blocks, "pattern " + std::to_string(pat) + " track " + std::to_string(t));
         }
+    if (p.undo.slot.in_use) chain(p.undo.slot.first, p.undo.slot.blocks, "undo copy");
     chain(d.tempo_chain.first, d.tempo_chain.blocks, "tempo chain");
     chain(d.signature_chain.first, d.signature_chain.blocks, "signature chain");
     chain(d.signature_track.first, d.signature_track.blocks, "signature track");

@@ -11,7 +11,7 @@ namespace kestrune::testing {
 // long events whole, links consistent. `expected_blocks` < 0 skips the block count check.
 std::string check_chain(const event_store& s, ref32 first, int expected_blocks = -1);
 
-// Every chain of the song and the free list: each slot's blocks match its chain, free_blocks
+// Every chain of the song, the undo copy and the free list: each slot's blocks match its chain, free_blocks
 // equals the free list's length, and every block of the pool is in exactly one place.
 std::string check_pool(const program& p);
 

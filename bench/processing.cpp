@@ -1,0 +1,130 @@
+// Figures of track processing: quantizing a track of 100,000 events (Smart 16 with swing) and
+// storing a take of 100,000 events with quantize into a track of 1,000. Prints `name value` lines;
+// `--quick` uses small input for a single CI run.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "bench/quiet_ui.h"
+#include "core/clock.h"
+#include "engine/engine.h"
+#include "processing/processing.h"
+#include "processing/quantize.h"
+#include "realtime/recording.h"
+#include "song/event_store.h"
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "song/song_start.h"
+
+namespace kestrune {
+namespace {
+
+using stopwatch = std::chrono::steady_clock;
+
+double millis(stopwatch::time_point a, stopwatch::time_point b) {
+    return std::chrono::duration<double, std::milli>(b - a).count();
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+// Notes as a player leaves them, a little off the grid, each note-off 40 ticks after its note-on.
+std::vector<midi_event> played_notes(int events) {
+    std::vector<midi_event> v;
+    v.reserve(static_cast<std::size_t>(events));
+    for (int i = 0; v.size() + 1 < static_cast<std::size_t>(events); ++i) {
+        const std::int32_t pos = std::min(song_start + i * 20 + (i * 7) % 11 - 5, last_position - 40);
+        const auto key = static_cast<std::uint8_t>(36 + i % 48);
+        v.push_back(midi_event::make(0x90, key, 100, pos));
+        v.push_back(midi_event::make(0x80, key, 0, pos + 40));
+    }
+    std::stable_sort(v.begin(), v.end(), [](const midi_event& a, const midi_event& b) { return a.position() < b.position(); });
+    return v;
+}
+
+// Writes the events into the record area as the engine's input path does during a take.
+void write_take(program& p, const std::vector<midi_event>& events) {
+    const event_store s = p.store();
+    dll_data& d = p.d;
+    ref32 c = d.record_write;
+    d.record_block = d.record_first_block;
+    for (const midi_event& e : events) {
+        s.at(c) = e;
+        c += 6;
+        if (s.status(c) == st::forward_link) {
+            d.record_block = s.link(c);
+            c = event_store::first_slot(d.record_block);
+        }
+    }
+    d.record_cursor = c;
+    d.recording = 1;
+    d.take_has_data = 1;
+}
+
+// A track built in the record area from the events.
+void give_track(program& p, int track, const std::vector<midi_event>& events) {
+    chain_builder b(p.store());
+    for (const midi_event& e : events) b.put(e);
+    b.terminate();
+    track_slot& sl = p.slot(0, track);
+    sl.first = sl.play = b.cut();
+    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
+    sl.in_use = 1;
+}
+
+int run(bool quick) {
+    const int events = quick ? 2000 : 100000;
+    const int runs = quick ? 1 : 7;
+    engine eng;
+    quiet_ui screen;
+    system_clock clk;
+    program p(eng, screen, clk);
+    p.write_defaults();
+    p.d.memory_units = max_memory_units;
+    if (start_program(p) != 0) return 1;
+    install_processing_hooks(p);
+    transport tr(p);
+    recorder rec(p, tr);
+    const std::vector<midi_event> notes = played_notes(events);
+
+    p.app.smart_quantize = 1;
+    p.app.quantize_swing = 5;
+    give_track(p, 0, notes);
+    std::vector<double> quantize;
+    for (int i = 0; i < runs; ++i) {
+        const auto a = stopwatch::now();
+        quantize_track(p, p.slot(0, 0).first, 16);
+        quantize.push_back(millis(a, stopwatch::now()));
+    }
+
+    // The take goes into a track in use: an undo copy, the take quantized, then merged.
+    delete_track_chain(p, 0, 0);
+    const std::vector<midi_event> old_track(notes.begin(), notes.begin() + events / 100);
+    std::vector<double> take;
+    for (int i = 0; i < runs; ++i) {
+        delete_track_chain(p, 0, 1);
+        give_track(p, 1, old_track);
+        p.slot(0, 1).quantize = 16;
+        p.d.current_track = 1;
+        write_take(p, notes);
+        const auto a = stopwatch::now();
+        rec.store_take(0, 1);
+        take.push_back(millis(a, stopwatch::now()));
+    }
+    std::printf("quantize_100k_ms %.2f\n", median(quantize));
+    std::printf("store_take_100k_ms %.2f\n", median(take));
+    p.shut_down();
+    return 0;
+}
+
+}  // namespace
+}  // namespace kestrune
+
+int main(int argc, char** argv) {
+    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    return kestrune::run(quick);
+}

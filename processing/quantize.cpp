@@ -1,0 +1,243 @@
+#include "processing/quantize.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "processing/undo.h"
+#include "song/event_store.h"
+#include "song/locate.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr std::int16_t last_threshold = 32000;
+
+using qp = quantize_pair;
+// Tight: the plain grid.
+constexpr qp tight_4[] = {{96, 0}, {288, 192}, {480, 384}, {672, 576}, {last_threshold, 768}};
+constexpr qp tight_6[] = {{64, 0}, {192, 128}, {320, 256}, {last_threshold, 384}};
+constexpr qp tight_8[] = {{48, 0}, {144, 96}, {240, 192}, {336, 288}, {last_threshold, 384}};
+constexpr qp tight_12[] = {{32, 0}, {96, 64}, {160, 128}, {last_threshold, 192}};
+constexpr qp tight_16[] = {{24, 0}, {72, 48}, {120, 96}, {168, 144}, {last_threshold, 192}};
+constexpr qp tight_24[] = {{16, 0},   {48, 32},   {80, 64}, {112, 96},
+                           {144, 128}, {176, 160}, {last_threshold, 192}};
+// Smart: the grid merged with the neighbouring rhythm family's. (132, 128) is meant as it stands.
+constexpr qp smart_4[] = {{96, 0},   {224, 192}, {320, 256},           {448, 384},
+                          {544, 512}, {672, 576}, {last_threshold, 768}};
+constexpr qp smart_6[] = {{64, 0}, {160, 128}, {224, 192}, {320, 256}, {last_threshold, 384}};
+constexpr qp smart_8[] = {{48, 0},   {112, 96},  {160, 128},           {224, 192},
+                          {272, 256}, {336, 288}, {last_threshold, 384}};
+constexpr qp smart_12[] = {{32, 0}, {80, 64}, {112, 96}, {160, 128}, {last_threshold, 192}};
+constexpr qp smart_16[] = {{24, 0},   {56, 48},   {80, 64},           {112, 96},
+                           {136, 128}, {168, 144}, {last_threshold, 192}};
+constexpr qp smart_24[] = {{16, 0},   {40, 32},   {56, 48},   {80, 64},           {112, 96},
+                           {132, 128}, {152, 144}, {176, 160}, {last_threshold, 192}};
+// 32 and 48 have one table whichever the method.
+constexpr qp grid_32[] = {{12, 0},    {36, 24},   {60, 48},   {84, 72},          {108, 96},
+                          {132, 120}, {156, 144}, {180, 168}, {last_threshold, 192}};
+constexpr qp grid_48[] = {{8, 0},     {24, 16},   {40, 32},   {56, 48},   {72, 64},
+                          {88, 80},   {104, 96},  {120, 112}, {136, 128}, {152, 144},
+                          {168, 160}, {184, 176}, {last_threshold, 192}};
+
+struct table_entry {
+    int n;
+    int cycle;
+    std::span<const qp> tight, smart;
+};
+constexpr table_entry tables[] = {
+    {4, 768, tight_4, smart_4},     {6, 384, tight_6, smart_6},     {8, 384, tight_8, smart_8},
+    {12, 192, tight_12, smart_12}, {16, 192, tight_16, smart_16}, {24, 192, tight_24, smart_24},
+};
+
+constexpr std::uint8_t spare_bit = 0x80;
+
+std::int32_t clamp_position(std::int32_t v) { return std::clamp(v, 0, last_position); }
+
+// Where a step's local positions start in song time, for the signature lookup.
+std::int32_t song_offset(const program& p) {
+    const dll_data& d = p.d;
+    if (!d.song_mode || d.current_pattern == parallel_pattern) return 0;
+    return p.step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
+}
+
+}  // namespace
+
+bool is_quantize_value(int n) {
+    return std::find(quantize_values.begin(), quantize_values.end(), n) != quantize_values.end();
+}
+
+quantize_grid quantize_table(int n, bool smart) {
+    for (const table_entry& t : tables)
+        if (t.n == n) return {t.cycle, smart ? t.smart : t.tight};
+    if (n == 32) return {192, grid_32};
+    return {192, grid_48};
+}
+
+std::uint8_t shift_note_on_part(const midi_event& e) {
+    return static_cast<std::uint8_t>((e.spare_nibble() << 4) | ((e.raw0() & spare_bit) ? 0x08 : 0) |
+                                     ((e.raw1() & spare_bit) ? 0x04 : 0));
+}
+
+void set_shift_note_on_part(midi_event& e, std::uint8_t shift) {
+    e.set_spare_nibble(static_cast<std::uint8_t>(shift >> 4));
+    e.set_raw0(static_cast<std::uint8_t>((e.raw0() & 0x7F) | ((shift & 0x08) ? spare_bit : 0)));
+    e.set_raw1(static_cast<std::uint8_t>((e.raw1() & 0x7F) | ((shift & 0x04) ? spare_bit : 0)));
+}
+
+std::uint8_t shift_note_off_part(const midi_event& e) {
+    return static_cast<std::uint8_t>(((e.raw0() & spare_bit) ? 0x02 : 0) | ((e.raw1() & spare_bit) ? 0x01 : 0));
+}
+
+void set_shift_note_off_part(midi_event& e, std::uint8_t shift) {
+    e.set_raw0(static_cast<std::uint8_t>((e.raw0() & 0x7F) | ((shift & 0x02) ? spare_bit : 0)));
+    e.set_raw1(static_cast<std::uint8_t>((e.raw1() & 0x7F) | ((shift & 0x01) ? spare_bit : 0)));
+}
+
+quantize_pass::quantize_pass(program& p, int n)
+    : p_(p),
+      n_(n),
+      step_(ticks_per_whole / n),
+      drift_limit_(2 * (ticks_per_whole / n) / 3),
+      grid_(quantize_table(n, p.app.smart_quantize != 0)),
+      offset_(song_offset(p)) {}
+
+void quantize_pass::quantize_note(ref32 e) {
+    const event_store s = p_.store();
+    midi_event& on = s.at(e);
+    const std::int32_t pos = on.position();
+
+    // The signature in force: the event before the first one not below the note's song time.
+    const ref32 list = p_.d.active_signature.first;
+    ref32 sig = list;
+    while (is_event_status(s.status(sig)) && s.position(sig) < pos + offset_) sig = s.next_event(sig);
+    if (sig != list) sig = s.prev_event(sig);
+    const midi_event& sg = s.at(sig);
+    const int num = sg.data1() > 0 ? sg.data1() : 4;
+    const int den = sg.data2() > 0 ? sg.data2() : 4;
+    const std::int32_t bar = (ticks_per_whole / den) * num;
+    std::int32_t bar_start = s.position(sig) - offset_;
+    if (bar > 0 && pos >= bar_start + bar) bar_start += (pos - bar_start) / bar * bar;
+    // A note exactly on a bar line is measured from the track's start.
+    const std::int32_t r = pos > bar_start ? pos - bar_start : pos;
+    const int c = r % grid_.cycle;
+
+    int target = grid_.cycle;
+    for (const quantize_pair& q : grid_.pairs) {
+        if (c < q.threshold + drift_) {
+            target = q.target;
+            break;
+        }
+    }
+    int dist = c - target;
+    if (n_ > 8) drift_ += dist;
+    drift_ = std::clamp(drift_, -drift_limit_, drift_limit_) / 2;
+    if (p_.app.quantize_strength != 100) dist = p_.app.quantize_strength * dist / 100;
+    if (const int swing = p_.app.quantize_swing; swing != 0) {
+        const int h = c / (step_ / 2);
+        const bool swung = n_ % 3 == 0 ? ((h - 3) % 6 == 0 || (h - 4) % 6 == 0)
+                                       : ((h - 1) % 4 == 0 || (h - 2) % 4 == 0);
+        if (swung) dist -= swing * 96 / (n_ * 3);
+    }
+    const auto shift = static_cast<std::int16_t>(-dist);
+    const ref32 off = s.find_note_off(e);
+    on.set_position(clamp_position(pos + shift));
+    set_shift_note_on_part(on, static_cast<std::uint8_t>(shift));
+    if (is_event_status(s.status(off))) {
+        midi_event& o = s.at(off);
+        o.set_position(clamp_position(o.position() + shift));
+        set_shift_note_off_part(o, static_cast<std::uint8_t>(shift));
+    }
+}
+
+void dequantize_note(program& p, ref32 note_on) {
+    const event_store s = p.store();
+    midi_event& on = s.at(note_on);
+    const ref32 off = s.find_note_off(note_on);
+    const bool has_off = is_event_status(s.status(off));
+    int shift = static_cast<std::int8_t>(shift_note_on_part(on));
+    if (has_off) {
+        midi_event& o = s.at(off);
+        shift += shift_note_off_part(o);
+        o.set_position(std::max(0, o.position() - shift));
+        clear_shift_note_off_part(o);
+    }
+    on.set_position(std::max(0, on.position() - shift));
+    clear_shift_note_on_part(on);
+}
+
+void quantize_track(program& p, ref32 first, int n) {
+    if (first == null_ref) return;
+    p.screen.wait_cursor();
+    const event_store s = p.store();
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
+        if (s.at(e).is_note_on()) dequantize_note(p, e);
+    if (n > 0) {
+        quantize_pass pass(p, n);
+        for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
+            if (s.at(e).is_note_on()) pass.quantize_note(e);
+    }
+    s.sort_chain(first);
+    p.screen.arrow_cursor();
+}
+
+void seat_track(program& p, int pattern, int track, bool silence_first) {
+    dll_data& d = p.d;
+    track_slot& sl = p.slot(pattern, track);
+    const bool parallel = pattern == parallel_pattern;
+    program::park parked(p);
+    shared_store(sl.in_use, 1);
+    if (pattern != d.display_pattern && !parallel) return;
+    if (silence_first) p.silence_track(parallel ? 1 : 0, track);
+    if (pattern == d.current_pattern || parallel) locate_track(p, track, parallel);
+}
+
+bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
+    if (p.refuse_while_recording()) return false;
+    track_slot& sl = p.slot(pattern, track);
+    if (!sl.in_use) {
+        p.message(msg_no_data, msg_icon::warning);
+        return false;
+    }
+    if (p.screen.message(msg_freeze_quantize, msg_icon::question, msg_buttons::ok_cancel,
+                         msg_answer::ok) != msg_answer::ok)
+        return false;
+    if (in_editor)
+        editor_session_save(p);
+    else
+        undo_save(p, pattern, track);
+    shared_store(sl.in_use, 0);
+    p.silence_track(pattern == parallel_pattern ? 1 : 0, track);
+    p.screen.wait_cursor();
+    const event_store s = p.store();
+    for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) {
+        if (!s.at(e).is_note_on()) continue;
+        clear_shift_note_on_part(s.at(e));
+        const ref32 off = s.find_note_off(e);
+        if (is_event_status(s.status(off))) clear_shift_note_off_part(s.at(off));
+    }
+    seat_track(p, pattern, track, false);
+    p.screen.arrow_cursor();
+    sl.quantize = 0;
+    if (p.d.main_screen) call(p.hooks.track_list_changed);
+    return true;
+}
+
+bool choose_quantize(program& p, int pattern, int track, int n) {
+    if (p.refuse_while_recording()) return false;
+    track_slot& sl = p.slot(pattern, track);
+    sl.quantize = static_cast<std::uint8_t>(n);
+    if (sl.in_use) {
+        shared_store(sl.in_use, 0);
+        quantize_track(p, sl.first, n);
+        seat_track(p, pattern, track, true);
+    }
+    call(p.hooks.track_list_changed);
+    return true;
+}
+
+void set_quantize_strength(program& p, int percent) { p.app.quantize_strength = std::clamp(percent, 0, 100); }
+void set_swing_factor(program& p, int steps) { p.app.quantize_swing = std::clamp(steps, -9, 10); }
+void set_smart_quantize(program& p, bool smart) { p.app.smart_quantize = smart ? 1 : 0; }
+
+}  // namespace kestrune

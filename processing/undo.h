@@ -1,0 +1,28 @@
+// One level of undo for one track: a deep copy of the track, swapped with the live one.
+#pragma once
+
+#include "core/program.h"
+
+namespace kestrune {
+
+inline constexpr const char* msg_undo_no_memory = "Not enough memory!\nUNDO won't work!";
+// The mixer's refusal; the accent is shown as in the original character set's 0xB4.
+inline constexpr const char* msg_mixer_cant_undo = "Can\u00B4t undo! Make a new recording!";
+// The mark a track brought back by Undo bears in its name.
+inline constexpr int undo_mark_index = 9;
+
+// Copies the track; on too little memory warns and leaves no copy (the caller goes on).
+void undo_save(program& p, int pattern, int track);
+// The copy taken once per opening of an editor, of the editor's track.
+void editor_session_save(program& p);
+// Swaps the copy with the live track; a second call redoes.
+void undo_apply(program& p);
+// Gives the copy's blocks back.
+void undo_free(program& p);
+
+// Where the Undo command is given.
+enum class undo_context { main_screen, editor, mixer };
+// The Undo command of the menu and button in each view.
+void undo_command(program& p, undo_context where);
+
+}  // namespace kestrune

@@ -1,0 +1,512 @@
+#include "realtime/recording.h"
+
+#include <algorithm>
+#include <string>
+
+#include "song/event_store.h"
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "song/position.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr int pass_slots = 31;          // slots 0..30 of the working pattern hold cycle passes
+constexpr int take_slot = 31;           // a finished take on its way into a used track
+constexpr int merge_spare_blocks = 10;  // left free beyond the passes before merging
+constexpr int close_note_blocks = 4;    // free blocks needed to end the notes left open
+constexpr std::int32_t early_window = 24;
+constexpr std::int32_t max_count_in = 3072;
+constexpr std::uint8_t release_velocity = 64;
+constexpr int region_track_list = 2;
+
+int silence_group(int pattern) {
+    return pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0;
+}
+
+}  // namespace
+
+recorder::recorder(program& p, transport& t) : p_(p), d_(p.d), tr_(t) {
+    tr_.store_take = [this](int pattern, int track) { store_take(pattern, track); };
+    tr_.end_take = [this] { end_take(); };
+    p_.hooks.internal_record_off = [this] { internal_record_off(); };
+}
+
+bool recorder::mixer_port_matches() {
+    if (p_.app.mixer_port < 0) return true;
+    track_slot& t = p_.slot(d_.current_pattern, d_.current_track);
+    if (t.port != p_.app.mixer_port) {
+        p_.message(msg_mixer_port_differs, msg_icon::warning);
+        return false;
+    }
+    // Mixer data keep their own channels.
+    if (!t.in_use) t.channel = 16;
+    if (!t.in_use) d_.thru_channel = 16;
+    return true;
+}
+
+void recorder::punch_off() {
+    d_.punch_on = 0;
+    tr_.buttons.punch = false;
+    call(p_.hooks.buttons_changed);
+}
+
+void recorder::prepare_cycle() {
+    d_.cycle_passes = 0;
+    d_.cycle_pass_mask = 0;
+    const track_slot& t = p_.slot(d_.current_pattern, d_.current_track);
+    for (int i = 0; i < tracks_per_pattern; ++i) {
+        track_slot& s = p_.slot(take_pattern, i);
+        s.velocity = t.velocity;
+        s.channel = t.channel;
+        s.quantize = t.quantize;
+        s.transpose = t.transpose;
+        s.compress = t.compress;
+        s.port = t.port;
+        s.in_use = 0;
+        s.mute = 0;
+    }
+    d_.cycle_recording = 1;
+}
+
+void recorder::arm_record_area() {
+    d_.record_cursor = d_.record_write;
+    d_.record_block = d_.record_first_block;
+    d_.input_armed = 1;
+    d_.recording = 1;
+    d_.take_has_data = 0;
+    d_.sysex_chunks = 0;
+    d_.sysex_bytes = 0;
+    d_.sysex_open = 0;
+}
+
+std::int32_t recorder::bar_before_step() const {
+    const event_store s = p_.store();
+    const std::int32_t at = p_.step_start(std::clamp<int>(d_.current_step, 0, song_steps - 1)) - 1;
+    const midi_event& sig = s.at(signature_at(s, d_.active_signature.first, at));
+    const int num = sig.data1() > 0 ? sig.data1() : 4, den = sig.data2() > 0 ? sig.data2() : 4;
+    return num * (ticks_per_whole / den);
+}
+
+void recorder::record_key(record_mode mode) {
+    if (!d_.main_screen && p_.app.mixer_port < 0) return;  // not in the editors
+    if (mode == record_mode::replace && p_.app.mixer_port >= 0 &&
+        p_.slot(d_.current_pattern, d_.current_track).in_use) {
+        switch (p_.screen.message(msg_use_overdub, msg_icon::question, msg_buttons::yes_no_cancel,
+                                  msg_answer::yes)) {
+            case msg_answer::yes:
+                mode = record_mode::overdub;
+                break;
+            case msg_answer::no:
+                break;
+            default:
+                return;
+        }
+    }
+    record_start(mode);
+}
+
+void recorder::record_start(record_mode mode) {
+    tr_.halt_transport(0);
+    if (!mixer_port_matches()) return;
+    if (d_.punch_on) punch_off();  // a Record press overrides an armed punch
+    if (d_.internal_record) {
+        if (p_.screen.message(msg_internal_recording_question, msg_icon::question, msg_buttons::yes_no,
+                              msg_answer::yes) == msg_answer::no) {
+            internal_record_off();
+        } else {
+            d_.midi_thru = 0;
+            tr_.reset_on_stop = false;
+            d_.midi_click = 0;
+        }
+        call(p_.hooks.buttons_changed);
+    }
+    const int track = d_.current_track;
+    if (!d_.song_mode)
+        d_.record_pattern = d_.current_pattern;
+    else
+        d_.record_pattern = d_.parallel_selected
+                                ? parallel_pattern
+                                : p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1)).pattern;
+    std::int32_t start = song_start;
+    if (d_.cycle_on) {
+        prepare_cycle();
+        start = d_.left_locator;
+    }
+    d_.record_offset = 0;
+    const std::int32_t bar = bar_before_step();
+    const song_step& step = p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1));
+    const std::int32_t step_begin = p_.step_start(d_.current_step);
+    if (d_.song_mode) {
+        if (!d_.cycle_on) start = step_begin - (step.pickup + bar - 1) / bar * bar;
+        if (!d_.parallel_selected) {
+            d_.record_offset = step_begin - song_start;
+            if (d_.cycle_on && (d_.left_locator < d_.record_offset || step.end < d_.right_locator) &&
+                p_.screen.message(msg_locators_outside, msg_icon::question, msg_buttons::yes_no,
+                                  msg_answer::yes) == msg_answer::no) {
+                d_.cycle_recording = 0;
+                return;
+            }
+        }
+    }
+    const std::int32_t count_in = std::min(tr_.two_bar_count_in ? 2 * bar : bar, max_count_in);
+    // A pickup that is not a whole number of bars is the count-in itself.
+    if (step.pickup % bar == 0 || !d_.song_mode || d_.cycle_on) start -= count_in;
+    start = std::clamp(start, 0, last_position);
+
+    if (mode == record_mode::replace && p_.slot(d_.record_pattern, track).in_use) {
+        p_.screen.wait_cursor();
+        if (p_.hooks.undo_save) p_.hooks.undo_save(d_.record_pattern, track);
+        delete_track_chain(p_, d_.record_pattern, track);
+        p_.screen.arrow_cursor();
+        p_.screen.repaint(region_track_list);
+    }
+    run_take(start, mode, false);
+}
+
+void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
+    arm_record_area();
+    locate(p_, start);
+    call(p_.hooks.track_list_changed);
+    tr_.clock_start(d_.position);
+    tr_.buttons.play = true;
+    tr_.buttons.stop = tr_.buttons.pause = false;
+    tr_.buttons.record = mode == record_mode::replace;
+    tr_.buttons.overdub = mode == record_mode::overdub;
+    tr_.buttons.punch = punch;
+    call(p_.hooks.buttons_changed);
+    if (d_.external_sync) {
+        d_.record_armed_external = 1;
+        return;
+    }
+    // With punch armed the engine enables recording between the locators.
+    if (!punch) shared_store(d_.record_enable, 1);
+    shared_store(d_.stopped, 0);
+    tr_.follow = true;
+}
+
+void recorder::punch_start() {
+    if (!d_.punch_on) return;
+    tr_.halt_transport(0);
+    if (!mixer_port_matches()) return;
+    d_.record_pattern = d_.current_pattern;
+    d_.record_offset = 0;
+    track_slot& t = p_.slot(d_.record_pattern, d_.current_track);
+    d_.punch_track = d_.current_track;
+    d_.punch_saved_mute = t.mute;
+    // One bar of pre-roll before the left locator.
+    run_take(std::max(0, d_.left_locator - bar_before_step()), record_mode::overdub, true);
+}
+
+void recorder::instant_record_toggle(bool shift) {
+    if (!d_.recording && !d_.record_paused)
+        instant_start(shift);
+    else
+        instant_stop();
+}
+
+void recorder::instant_start(bool shift) {
+    if (!mixer_port_matches()) return;
+    if (d_.punch_on) punch_off();
+    if (d_.internal_record) {
+        // Internal recording's saved state is dropped without a question.
+        saved_valid_ = false;
+        d_.midi_thru = 0;
+        tr_.reset_on_stop = false;
+        d_.midi_click = 0;
+    }
+    d_.record_pattern = d_.current_pattern;
+    if (d_.cycle_on) prepare_cycle();
+    d_.record_offset = 0;
+    if (d_.song_mode && !d_.parallel_selected) {
+        const int step = d_.main_screen ? d_.current_step : d_.song_start_step;
+        d_.record_offset = p_.step_start(std::clamp(step, 0, song_steps - 1)) - song_start;
+    }
+    arm_record_area();
+    if (shift) {
+        d_.instant_punch_start = d_.position;
+        d_.instant_punch = 1;
+        d_.punch_track = d_.current_track;
+        track_slot& t = p_.slot(d_.record_pattern, d_.current_track);
+        d_.punch_saved_mute = t.mute;
+        t.mute = 1;
+        p_.silence_track(silence_group(d_.record_pattern), d_.current_track);
+    }
+    if (p_.running())
+        shared_store(d_.record_enable, 1);
+    else
+        d_.record_paused = 1;  // waits for Pause
+    tr_.buttons.record = true;
+    call(p_.hooks.buttons_changed);
+}
+
+void recorder::instant_stop() {
+    shared_store(d_.record_enable, 0);
+    d_.record_paused = 0;
+    d_.input_armed = 0;
+    store_take(d_.record_pattern, d_.current_track);
+    tr_.buttons.record = tr_.buttons.overdub = false;
+    call(p_.hooks.buttons_changed);
+}
+
+void recorder::end_take() {
+    if (d_.recording) instant_stop();
+}
+
+void recorder::restore_punch_mute(int pattern) {
+    p_.slot(pattern, std::clamp<int>(d_.punch_track, 0, tracks_per_pattern - 1)).mute = d_.punch_saved_mute;
+}
+
+void recorder::count_pass_blocks(int i) {
+    track_slot& s = p_.slot(take_pattern, i);
+    if (!s.in_use || s.blocks != 0) return;
+    // The engine cut the pass off the record area; its blocks leave the free count only now.
+    const int n = p_.store().count_blocks(s.first);
+    s.blocks = static_cast<std::uint16_t>(n);
+    d_.free_blocks -= n;
+}
+
+void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
+    const event_store s = p_.store();
+    for (ref32 e = dest.first; is_event_status(s.status(e)); e = s.next_event(e)) {
+        if (d_.free_blocks < close_note_blocks) return;
+        const midi_event on = s.at(e);
+        if (!on.is_note_on() || is_event_status(s.status(s.find_note_off(e)))) continue;
+        const ref32 at = s.chain_end(dest.first);
+        const int taken = s.insert_record(at);
+        if (taken < 0) return;
+        dest.blocks = static_cast<std::uint16_t>(dest.blocks + taken);
+        d_.free_blocks -= taken;
+        s.at(at) = midi_event::make(static_cast<std::uint8_t>(0x80 | (on.status() & 0x0F)), on.data1(),
+                                    release_velocity, std::max(0, end - 1));
+    }
+}
+
+void recorder::move_early_events(ref32 first, std::int32_t start) {
+    const event_store s = p_.store();
+    for (ref32 e = first; is_event_status(s.status(e)) && s.position(e) < start; e = s.next_event(e)) {
+        midi_event& ev = s.at(e);
+        const std::int32_t d = start - ev.position();
+        if (d >= early_window) continue;
+        if (ev.is_note_on()) {
+            const ref32 off = s.find_note_off(e);
+            if (is_event_status(s.status(off))) s.at(off).set_position(std::min(last_position, s.position(off) + d));
+        }
+        ev.set_position(start);
+    }
+}
+
+bool recorder::merge_passes(int pattern, int track) {
+    const event_store s = p_.store();
+    track_slot& t = p_.slot(pattern, track);
+    int sum = 0;
+    for (int i = 0; i < pass_slots; ++i) {
+        track_slot& pass = p_.slot(take_pattern, i);
+        if (!pass.in_use) continue;
+        // Each pass keeps its number in the status, unless the track plays as recorded.
+        if (t.channel != 16)
+            for (ref32 e = pass.first; is_event_status(s.status(e)); e = s.next_event(e))
+                if (s.status(e) < st::sysex)
+                    s.at(e).set_status(static_cast<std::uint8_t>((s.status(e) & 0xF0) + i));
+        count_pass_blocks(i);
+        sum += pass.blocks;
+    }
+    if (sum + merge_spare_blocks >= d_.free_blocks) return false;
+    const bool parallel = pattern == parallel_pattern;
+    for (int i = 0; i < tracks_per_pattern; ++i) {
+        track_slot& pass = p_.slot(take_pattern, i);
+        if (!pass.in_use || pass.mute) continue;
+        s.sort_chain(pass.first);
+        chain_builder b(s);
+        merge_chains(b, s, pass.first, t.in_use ? t.first : s.layout().static_end);
+        b.terminate();
+        const ref32 merged = b.cut();
+        if (merged == null_ref) return false;
+        shared_store(t.in_use, 0);
+        p_.silence_track(silence_group(pattern), track);
+        if (t.first != null_ref) s.free_chain(t.first);
+        t.first = t.play = merged;
+        t.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
+        {
+            program::park parked(p_);
+            shared_store(t.in_use, 1);
+            if (pattern == d_.current_pattern || parallel) locate_track(p_, track, parallel);
+        }
+        delete_track_chain(p_, take_pattern, i);
+    }
+    return true;
+}
+
+void recorder::finish_take() {
+    for (int i = 0; i < tracks_per_pattern; ++i) {
+        count_pass_blocks(i);
+        delete_track_chain(p_, take_pattern, i);
+    }
+    d_.cycle_recording = 0;
+    d_.recording = 0;
+    d_.punched_in = 0;
+    d_.instant_punch = 0;
+    p_.screen.arrow_cursor();
+}
+
+void recorder::store_take(int pattern, int track) {
+    p_.screen.wait_cursor();
+    const event_store s = p_.store();
+    const std::int32_t pos = d_.position;
+    std::int32_t start = song_start, end = last_position;
+    if (d_.punched_in) {
+        start = d_.left_locator;
+        end = d_.right_locator;
+        if ((pos > start && pos < end) || end <= start) end = pos;
+    }
+    if (d_.instant_punch) {
+        start = d_.instant_punch_start;
+        end = pos;
+    }
+    if (d_.punched_in || d_.instant_punch) {
+        start -= d_.record_offset;
+        end -= d_.record_offset;
+    }
+    if (d_.punch_on || d_.instant_punch) {
+        restore_punch_mute(pattern);
+        if (end < start) {
+            d_.punched_in = 0;
+            d_.instant_punch = 0;
+            d_.take_has_data = 0;
+        }
+    }
+    const bool punched = d_.punched_in || d_.instant_punch;
+    track_slot& t = p_.slot(pattern, track);
+    if (!d_.take_has_data) {
+        // A punch with nothing played erases its range.
+        if (punched && t.in_use) {
+            if (p_.hooks.undo_save) p_.hooks.undo_save(pattern, track);
+            if (p_.hooks.delete_range && !p_.hooks.delete_range(pattern, track, start, end))
+                p_.message(msg_no_memory_left);
+        }
+        if (punched) punch_off();
+        finish_take();
+        return;
+    }
+    d_.play_pattern = static_cast<std::uint8_t>(pattern);
+    d_.current_pattern = static_cast<std::int16_t>(pattern);
+
+    chain_builder take(s, d_.record_cursor);
+    if (d_.sysex_open) {
+        p_.message(msg_sysex_incomplete);
+    } else if (!take.terminate() || !take.ok()) {
+        p_.message(msg_no_memory_left);
+    } else {
+        const ref32 first = take.cut();
+        const bool merging = t.in_use != 0;
+        char name[sizeof t.name];
+        std::copy(std::begin(t.name), std::end(t.name), name);
+        if (merging && p_.hooks.undo_save) p_.hooks.undo_save(pattern, track);
+        track_slot& dest = merging ? p_.slot(take_pattern, take_slot) : t;
+        {
+            program::park parked(p_);
+            dest.first = dest.play = first;
+            shared_store(dest.in_use, 1);
+            if (!merging && (pattern == d_.current_pattern || pattern == parallel_pattern))
+                locate_track(p_, track, pattern == parallel_pattern);
+        }
+        dest.blocks = static_cast<std::uint16_t>(take.count_chain_blocks());
+
+        if (punched || d_.punch_on) {
+            if (merging && p_.hooks.delete_range && !p_.hooks.delete_range(pattern, track, start, end))
+                p_.message(msg_no_memory_left);
+            close_open_notes(dest, end);
+        }
+        if (t.quantize != 0 && p_.hooks.quantize_chain) p_.hooks.quantize_chain(dest.first, t.quantize);
+        if (!d_.cycle_recording) {
+            move_early_events(dest.first, d_.punch_on ? start : song_start);
+            punch_off();
+            s.sort_chain(dest.first);
+        }
+        if (!merge_passes(pattern, track)) p_.message(msg_no_memory_left);
+        if (!merging)
+            put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
+        else
+            std::copy(std::begin(name), std::end(name), t.name);
+        p_.screen.repaint(region_track_list);
+        call(p_.hooks.track_list_changed);
+        if (d_.sysex_chunks > 0)
+            p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks", msg_icon::information);
+    }
+    d_.take_has_data = 0;
+    finish_take();
+}
+
+void recorder::mute_last_pass() {
+    if (!d_.cycle_recording) return;
+    for (int i = std::min<int>(d_.cycle_passes, pass_slots) - 1; i >= 0; --i) {
+        track_slot& s = p_.slot(take_pattern, i);
+        if (!s.in_use || s.mute) continue;
+        s.mute = 1;
+        p_.silence_track(silence_group(take_pattern), i);
+        return;
+    }
+}
+
+void recorder::tick() {
+    const int mask = shared_load(d_.cycle_pass_mask);
+    if (mask == 0) return;
+    shared_store(d_.cycle_pass_mask, 0);
+    const int passes = std::min<int>(shared_load(d_.cycle_passes), pass_slots);
+    for (int i = 0; i < passes; ++i) {
+        track_slot& s = p_.slot(take_pattern, i);
+        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0 || !p_.hooks.quantize_chain) continue;
+        program::park parked(p_);
+        p_.hooks.quantize_chain(s.first, s.quantize);
+    }
+}
+
+bool recorder::internal_recording_allowed() {
+    if (p_.refuse_while_recording()) return false;
+    if (d_.cycle_on) {
+        p_.message(msg_cycle_mode);
+        return false;
+    }
+    if (d_.punch_on) {
+        p_.message(msg_punch_active);
+        return false;
+    }
+    return true;
+}
+
+internal_recording_fields recorder::internal_recording_state() const {
+    return {d_.internal_record != 0, d_.internal_record ? d_.internal_record - 1 : 0};
+}
+
+void recorder::set_internal_recording(const internal_recording_fields& f) {
+    if (!f.enabled) {
+        internal_record_off();
+        return;
+    }
+    if (!d_.internal_record) {
+        saved_valid_ = true;
+        saved_thru_ = d_.midi_thru;
+        saved_reset_on_stop_ = tr_.reset_on_stop;
+        saved_click_ = d_.midi_click;
+        d_.midi_thru = 0;
+        tr_.reset_on_stop = false;
+        d_.midi_click = 0;
+    }
+    d_.internal_record = static_cast<std::uint8_t>(std::clamp(f.port, 0, 3) + 1);
+    call(p_.hooks.buttons_changed);
+}
+
+void recorder::internal_record_off() {
+    if (!d_.internal_record) return;
+    d_.internal_record = 0;
+    if (saved_valid_) {
+        d_.midi_thru = saved_thru_;
+        tr_.reset_on_stop = saved_reset_on_stop_;
+        d_.midi_click = saved_click_;
+    }
+    saved_valid_ = false;
+    call(p_.hooks.buttons_changed);
+}
+
+}  // namespace kestrune

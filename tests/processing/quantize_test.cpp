@@ -1,0 +1,97 @@
+#include "processing/quantize.h"
+
+#include <gtest/gtest.h>
+
+#include "processing/processing.h"
+#include "song/event_store.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+class Quantize : public ::testing::Test {
+  protected:
+    Quantize() { install_processing_hooks(*t); }
+    test_program t;
+
+    // Notes of 40 ticks at bar-relative offsets, each with its note-off, as track 0.
+    void notes_at(std::initializer_list<std::int32_t> offsets) {
+        records r;
+        int key = 40;
+        for (std::int32_t o : offsets) {
+            r.push_back(ev(0x90, key, 90, song_start + o));
+            r.push_back(ev(0x80, key++, 0, song_start + o + 40));
+        }
+        add_sorted(*t, 0, 0, r);
+    }
+    // Bar-relative positions of the note-ons in key order, the pool checked on the way.
+    std::vector<std::int64_t> placed() {
+        EXPECT_EQ(check_pool(*t), "");
+        std::vector<std::int64_t> v(64, -1);
+        const event_store s = t->store();
+        std::size_t n = 0;
+        for (ref32 e = t->slot(0, 0).first; is_event_status(s.status(e)); e = s.next_event(e)) {
+            const midi_event& x = s.at(e);
+            if (!x.is_note_on()) continue;
+            v[x.data1() - 40u] = x.position() - song_start;
+            ++n;
+            // Every note keeps its length of 40.
+            EXPECT_EQ(s.position(s.find_note_off(e)) - x.position(), 40);
+        }
+        v.resize(n);
+        return v;
+    }
+    void choose(int n) { ASSERT_TRUE(choose_quantize(*t, 0, 0, n)); }
+};
+
+TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
+    notes_at({24, 170, 192 * 2 + 20, 192 * 3 + 30, 192 * 4 + 47});
+    const auto played = placed();
+    choose(16);
+    // 24 is a tie and goes up; 170 goes to the next cycle. Both were pulled later, and the drift
+    // this leaves takes a note 20 ticks into the next beat on to 48 rather than back to 0.
+    EXPECT_EQ(placed(), nums(48, 192, 432, 624, 816));
+    choose(0);
+    EXPECT_EQ(placed(), played);
+    // Half strength truncates toward zero: 47 (one early) stays.
+    t->app.quantize_strength = 50;
+    choose(16);
+    EXPECT_EQ(placed(), nums(36, 181, 418, 615, 815));
+}
+
+TEST_F(Quantize, SwingMovesTheSecondOfTwoAndTheThirdOfThreePoints) {
+    notes_at({96, 128, 192 + 96});
+    t->app.quantize_swing = 10;
+    choose(8);  // 96 is the second eighth: 40 ticks later
+    EXPECT_EQ(placed(), nums(136, 96 + 40, 288 + 40));
+    choose(12);  // 128 is the third triplet eighth: 26 later; 96 goes to 64 and is not swung
+    EXPECT_EQ(placed(), nums(128 + 26, 128 + 26, 192 + 128 + 26));
+}
+
+TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
+    notes_at({5, 100, 250, 290, 470, 700});
+    choose(8);
+    const auto eight = placed();
+    choose(0);
+    choose(16);
+    choose(8);
+    EXPECT_EQ(placed(), eight);
+    t.screen.answers = {msg_answer::ok};
+    ASSERT_TRUE(freeze_quantize(*t, 0, 0));
+    EXPECT_EQ(t->slot(0, 0).quantize, 0);
+    choose(0);
+    EXPECT_EQ(placed(), eight);
+    // Refusals: an empty track, and anything while recording.
+    EXPECT_FALSE(freeze_quantize(*t, 0, 1));
+    EXPECT_EQ(t.screen.last_text(), msg_no_data);
+    t->d.recording = 1;
+    EXPECT_FALSE(choose_quantize(*t, 0, 0, 16));
+    EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,219 @@
+#include "realtime/recording.h"
+
+#include <gtest/gtest.h>
+
+#include "processing/processing.h"
+#include "processing/undo.h"
+#include "song/event_store.h"
+#include "song/patterns.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+using bytes = std::vector<std::uint8_t>;
+
+class Recording : public ::testing::Test {
+  protected:
+    explicit Recording(int memory_units = 10) : t(memory_units) {
+        install_processing_hooks(*t);
+        t->d.midi_click = 0;
+    }
+    test_program t;
+    transport tr{*t};
+    recorder rec{*t, tr};
+
+    // Runs the engine up to `pos`, then plays the bytes there.
+    void play_at(std::int32_t pos, const bytes& b) {
+        while (t->d.position < pos) t.run_ms(0.5);
+        t.feed(b);
+    }
+    // Each event of a track as (key, status, position); the pool checked on the way.
+    std::vector<std::vector<std::int64_t>> events(int pattern = 0, int track = 0) {
+        EXPECT_EQ(check_pool(*t), "");
+        std::vector<std::vector<std::int64_t>> v;
+        const event_store s = t->store();
+        const track_slot& sl = t->slot(pattern, track);
+        if (sl.in_use)
+            for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e))
+                v.push_back(nums(s.at(e).data1(), s.status(e), s.position(e)));
+        return v;
+    }
+    using rows = std::vector<std::vector<std::int64_t>>;
+};
+
+TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) {
+    rec.record_start(record_mode::replace);
+    EXPECT_EQ(t->d.position, song_start - 768);  // one bar of count-in
+    play_at(song_start - 24, {0x90, 62, 90});
+    play_at(song_start - 23, {0x90, 60, 90});
+    play_at(song_start + 128, {0x80, 62, 0});
+    play_at(song_start + 300, {0x80, 60, 0});
+    play_at(song_start + 400, {0xF0, 1, 2, 0xF7});
+    tr.stop();
+    EXPECT_EQ(events(), (rows{{62, 0x90, 3048}, {60, 0x90, 3072}, {62, 0x80, 3200}, {60, 0x80, 3395},
+                              {1, 0xF0, 3472}}));
+    EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
+    EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
+    EXPECT_EQ(nums(t->d.recording, t->undo.available), nums(0, 0));
+}
+
+TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
+    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264), ev(0x80, 50, 0, 3400)});
+    put_name(t->slot(0, 0).name, "Bass");
+    rec.record_start(record_mode::overdub);
+    play_at(3264, {0x90, 70, 90});
+    play_at(3300, {0x80, 70, 0});
+    tr.stop();
+    const rows overdubbed{{70, 0x90, 3264}, {50, 0x90, 3264}, {70, 0x80, 3300}, {50, 0x80, 3400}};
+    EXPECT_EQ(events(), overdubbed);
+    EXPECT_EQ(std::string(t->slot(0, 0).name, 4), "Bass");
+    // Replace: the old track goes before the count-in; Undo brings it back, a second Undo redoes.
+    rec.record_start(record_mode::replace);
+    EXPECT_EQ(t->slot(0, 0).in_use, 0);
+    play_at(3500, {0x90, 40, 90});
+    tr.stop();
+    const rows replaced{{40, 0x90, 3500}};
+    EXPECT_EQ(events(), replaced);
+    undo_apply(*t);
+    EXPECT_EQ(events(), overdubbed);
+    EXPECT_EQ(t->slot(0, 0).name[undo_mark_index], '!');
+    undo_apply(*t);
+    EXPECT_EQ(events(), replaced);
+    // From the mixer only the undo's own track: another one gets the message and no change.
+    t->d.main_screen = 0;
+    t->app.mixer_port = 0;
+    t->d.current_track = 1;
+    undo_command(*t, undo_context::mixer);
+    EXPECT_EQ(t.screen.last_text(), msg_mixer_cant_undo);
+    EXPECT_EQ(events(), replaced);
+    // The copy's blocks come back when the song is cleared.
+    clear_song(*t);
+    EXPECT_EQ(nums(t->undo.available, t->undo.slot.in_use), nums(0, 0));
+    EXPECT_EQ(check_pool(*t), "");
+}
+
+TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
+    build_track(*t, 0, 0, {ev(0x90, 40, 80, 3072), ev(0x90, 41, 80, 3172), ev(0x80, 40, 0, 3200),
+                           ev(0x90, 42, 80, 3500), ev(0x80, 42, 0, 3600), ev(0x80, 41, 0, 3700),
+                           ev(0x90, 43, 80, 4000)});
+    t->slot(0, 0).mute = 0;
+    t->d.left_locator = 3456;
+    t->d.right_locator = 3840;
+    t->d.punch_on = 1;
+    rec.punch_start();
+    while (t->d.recording && t->d.position < 4000) {
+        t.run_ms(1);
+        tr.tick(false);
+    }
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3072}, {41, 0x90, 3172}, {40, 0x80, 3200}, {41, 0x80, 3455},
+                              {43, 0x90, 4000}}));
+    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute, t->undo.available), nums(0, 0, 0, 1));
+}
+
+TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
+    dll_data& d = t->d;
+    d.left_locator = song_start;
+    d.right_locator = song_start + 768;
+    d.cycle_on = 1;
+    t->slot(0, 0).channel = 0;
+    t->slot(0, 0).quantize = 16;
+    rec.record_start(record_mode::overdub);
+    for (int pass = 0; pass < 3; ++pass) {
+        play_at(song_start + 100, {0x90, static_cast<std::uint8_t>(60 + pass), 90});
+        play_at(song_start + 200, {0x80, static_cast<std::uint8_t>(60 + pass), 0});
+        while (d.position >= song_start + 200) t.run_ms(1);
+        rec.tick();
+    }
+    EXPECT_EQ(d.cycle_passes, 3);
+    EXPECT_EQ(t->store().position(t->slot(take_pattern, 0).first), song_start + 96);
+    rec.mute_last_pass();
+    tr.stop();
+    // Each pass keeps its number in the channel nibble.
+    EXPECT_EQ(events(), (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
+}
+
+TEST_F(Recording, AnUnfinishedSysexAtStopStoresNothing) {
+    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
+    rec.record_start(record_mode::overdub);
+    play_at(3100, {0x90, 70, 90});
+    play_at(3200, {0xF0, 1, 2, 3});
+    tr.stop();
+    EXPECT_EQ(t.screen.last_text(), msg_sysex_incomplete);
+    EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
+}
+
+TEST_F(Recording, PickupOfABarAndAHalfGoesBackTwoBarsWithoutCountIn) {
+    t->d.song_mode = 1;
+    t->step(0).pickup = 768 + 384;
+    rec.record_start(record_mode::replace);
+    EXPECT_EQ(nums(t->d.position, t->d.record_offset), nums(song_start - 2 * 768, 0));
+    tr.stop();
+    // A whole bar of pickup adds the count-in, two bars at most 3072 ticks.
+    t->step(0).pickup = 768;
+    tr.two_bar_count_in = true;
+    rec.record_start(record_mode::replace);
+    EXPECT_EQ(t->d.position, song_start - 768 - 2 * 768);
+    tr.stop();
+    EXPECT_EQ(check_pool(*t), "");
+}
+
+TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
+    build_track(*t, 0, 0, {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                           ev(0x90, 43, 80, 4000)});
+    tr.play();
+    play_at(3400, {});
+    rec.instant_start(true);
+    EXPECT_EQ(t->slot(0, 0).mute, 1);
+    play_at(3600, {0x90, 70, 90});
+    play_at(3900, {});
+    rec.instant_record_toggle(false);
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100}, {40, 0x80, 3150}, {70, 0x90, 3600}, {70, 0x80, 3899},
+                              {43, 0x90, 4000}}));
+    EXPECT_EQ(nums(t->slot(0, 0).mute, t->running(), t->d.recording), nums(0, 1, 0));
+}
+
+TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecord) {
+    dll_data& d = t->d;
+    d.cycle_on = 1;
+    EXPECT_FALSE(rec.internal_recording_allowed());
+    EXPECT_EQ(t.screen.last_text(), msg_cycle_mode);
+    d.cycle_on = 0;
+    d.midi_thru = 1;
+    d.midi_click = 1;
+    rec.set_internal_recording({true, 2});
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click), nums(3, 0, 0));
+    t.screen.answers = {msg_answer::no};
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, d.recording), nums(0, 1, 1, 1));
+    tr.stop();
+}
+
+TEST_F(Recording, InputNeedsNoTickOfTheWindowWhileATakeRuns) {
+    rec.record_start(record_mode::replace);
+    // The window is busy (a file dialog, a long repaint): nothing but the engine runs.
+    for (int i = 0; i < 600; ++i) t.feed({0x90, static_cast<std::uint8_t>(i % 128), 90}, 3);
+    tr.stop();
+    EXPECT_EQ(events().size(), 600u);
+}
+
+class SmallPool : public Recording {
+  protected:
+    SmallPool() : Recording(1) {}
+};
+
+TEST_F(SmallPool, RunningOutMidTakeLeavesTheOldTrack) {
+    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
+    build_track(*t, 0, 1, notes((t->d.free_blocks - 6) * block_slots, song_start, 1));
+    rec.record_start(record_mode::overdub);
+    for (int i = 0; i < 400; ++i) play_at(song_start + i, {0x90, 70, 90});
+    tr.stop();
+    EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
+    EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
+}
+
+}  // namespace
+}  // namespace kestrune
