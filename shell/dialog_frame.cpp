@@ -29,6 +29,7 @@ dialog::dialog(program& p, std::string title, int width_cells, int height_cells)
 void dialog::set_cells(int cell_width, int cell_height) {
     cell_w_ = std::max(1, cell_width);
     cell_h_ = std::max(1, cell_height);
+    has_cells_ = true;
 }
 
 rect dialog::to_pixels(const rect& c) const {

@@ -97,6 +97,7 @@ public:
 
     // The cells of the program's zoom, in pixels; fields are hit and painted at them.
     void set_cells(int cell_width, int cell_height);
+    bool has_cells() const { return has_cells_; }
     int cell_width() const { return cell_w_; }
     int cell_height() const { return cell_h_; }
     rect to_pixels(const rect& cells) const;
@@ -146,6 +147,7 @@ private:
     std::string title_;
     int width_cells_, height_cells_;
     int cell_w_ = 8, cell_h_ = 16;
+    bool has_cells_ = false;
     std::vector<value_field> fields_;
     std::vector<dialog_control> controls_;
     entry_box entry_box_;
