@@ -44,9 +44,7 @@ dialog_host::dialog_host(QWidget* parent, dialog& d) : QDialog(parent), d_(d) {
     f.setPixelSize(std::max(6, d.cell_height() * 3 / 4));
     fonts_ = {f, f, f};
     build_controls();
-    d_.set_entry_box([this](const kestrune::rect& r, const std::string& text, int max_length) {
-        return entry_over(r, text, max_length);
-    });
+    d_.set_entry([this](const double_click_box& box) { return entry_over(box); });
     timer_.setInterval(dialog_tick_ms);
     connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
     start_timer();
@@ -87,8 +85,11 @@ void dialog_host::build_controls() {
         }
         case control_kind::ok_button:
         case control_kind::cancel_button:
+        case control_kind::help_button:
         case control_kind::push_button: {
             auto* b = new QPushButton(text, this);
+            // The help viewer is not built yet.
+            b->setEnabled(c.kind != control_kind::help_button);
             if (c.kind == control_kind::ok_button) {
                 ok = b;
                 b->setDefault(true);
@@ -200,15 +201,15 @@ void dialog_host::mouseDoubleClickEvent(QMouseEvent* e) {
     if (d_.double_click(at.x(), at.y())) update();
 }
 
-std::optional<std::string> dialog_host::entry_over(const kestrune::rect& r, const std::string& text,
-                                                   int max_length) {
+std::optional<std::string> dialog_host::entry_over(const double_click_box& box) {
+    const kestrune::rect& r = box.field;
     // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
     QLineEdit edit(this);
     edit.setFrame(false);
     edit.setFont(fonts_.normal);
     edit.setGeometry(r.left, r.top, r.width(), r.height());
-    edit.setMaxLength(max_length);
-    edit.setText(qt_text(text));
+    edit.setMaxLength(box.length_limit);
+    edit.setText(qt_text(box.text));
     edit.selectAll();
     QEventLoop loop;
     bool taken = false;

@@ -13,6 +13,7 @@
 namespace kestrune {
 
 class dialog;
+struct double_click_box;
 
 class dialog_host final : public QDialog {
 public:
@@ -32,7 +33,7 @@ protected:
 private:
     void build_controls();
     void start_timer();
-    std::optional<std::string> entry_over(const kestrune::rect& r, const std::string& text, int max_length);
+    std::optional<std::string> entry_over(const double_click_box& box);
 
     dialog& d_;
     qt_fonts fonts_;
