@@ -18,8 +18,9 @@ QApplication& offscreen_app() {
     static int argc = 1;
     static char name[] = "platform_dialog_tests";
     static char* argv[] = {name, nullptr};
-    static QApplication app(argc, argv);
-    return app;
+    // Never destroyed: Qt's own statics may be gone by the time static destructors run.
+    static auto* app = new QApplication(argc, argv);
+    return *app;
 }
 
 template <class W>
