@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,15 @@ struct child_button {
     rect place;
     bool pressed = false;
     bool visible = true;
+};
+
+// The Qua column asks for the quantize popup of one track; its items are
+// cmd::quantize_popup_first + value.
+struct quantize_popup_request {
+    int track = 0;
+    int value = 0;  // the track's quantize value now
+    int x = 0;
+    int y = 0;
 };
 
 // A row of the zoom table.
@@ -107,6 +117,14 @@ public:
     void tick(std::int64_t ms);
     // The rectangles that need a repaint since the last call; an empty list when nothing changed.
     std::vector<rect> take_dirty();
+
+    // The system's double-click time and the setting "Allow Double Clicks".
+    void set_double_click_time(int ms);
+    void set_allow_double_clicks(bool on);
+    // A pending quantize popup, once; the platform shows it and runs the chosen item's command.
+    std::optional<quantize_popup_request> take_quantize_popup();
+    // True once after the child buttons' pressed states or places changed.
+    bool take_buttons_changed();
 
     // The region tree of the current layout, and the transport the screen drives.
     const region_tree& regions() const;
