@@ -54,8 +54,8 @@ bool main_screen::impl::single_action(int region) const {
 
 void main_screen::impl::refuse(const char* text) {
     p.message(text);
+    wait_release = mouse.any_held();
     mouse.clear();
-    wait_release = true;
 }
 
 bool main_screen::impl::refuse_while_recording() {
@@ -124,8 +124,8 @@ void main_screen::impl::run_press(std::int64_t ms) {
     if (code == 0) return;
     act(code);
     if (single_action(press.region)) {
+        wait_release = wait_release || mouse.any_held();
         mouse.clear();
-        wait_release = true;
     }
 }
 
