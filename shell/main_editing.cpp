@@ -231,6 +231,7 @@ void main_screen::impl::toggle_mute(int track) {
 void main_screen::impl::act_track(int region, int track, int code, key_mods mods) {
     const int pat = p.d.current_pattern;
     if (region == rgn::pattern_number) {
+        if (refuse_while_recording()) return;
         select_pattern(p, std::clamp(change_value(p, pat, code), 0, parallel_pattern));
         return;
     }

@@ -4,6 +4,7 @@
 
 #include "shell/command_ids.h"
 #include "shell/screen_state.h"
+#include "song/patterns.h"
 
 namespace kestrune {
 
@@ -104,6 +105,7 @@ int main_screen::client_height() const { return m_->client().bottom; }
 int main_screen::cell_width() const { return m_->g.width; }
 int main_screen::cell_height() const { return m_->g.height; }
 int main_screen::font_height(font_kind f) const { return font_height_of(m_->g, f); }
+font_spec main_screen::font(font_kind f) const { return font_spec_of(m_->g, f); }
 
 const std::vector<child_button>& main_screen::buttons() const { return m_->buttons; }
 rect main_screen::scroll_bar_place() const { return scroll_bar_rect(m_->g); }
@@ -154,6 +156,23 @@ void main_screen::impl::refresh_buttons() {
             b.pressed = pressed[i];
             buttons_changed = true;
         }
+    }
+}
+
+void main_screen::impl::follow_engine() {
+    dll_data& d = p.d;
+    // Another pattern plays: the track list goes with it, unless a take runs or the parallel
+    // pattern is up in song mode.
+    const int playing = shared_load(d.play_pattern);
+    if (playing != no_pattern_change) {
+        shared_store(d.play_pattern, no_pattern_change);
+        if (!p.recording() && !(d.song_mode && d.parallel_selected) && playing != d.current_pattern)
+            select_pattern(p, std::clamp(playing, 0, parallel_pattern), true);
+    }
+    const bool up = main_view();
+    if (up != shown_main_view) {
+        shown_main_view = up;
+        mark_all_dirty();
     }
 }
 
@@ -229,6 +248,7 @@ void main_screen::tick(std::int64_t ms) {
     m.t.buttons.rewind = m.rewind_key || (held && m.press.region == rgn::rewind);
     m.t.buttons.forward = m.forward_key || (held && m.press.region == rgn::forward);
     m.t.tick(held, !m.main_view());
+    m.follow_engine();
     m.update_activity();
     m.refresh_buttons();
     m.refresh_cells();

@@ -46,6 +46,15 @@ struct key_event {
 
 // One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
 // at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
+// How the platform makes one of the three fonts: pixel height and average width, weight
+// (400 normal, 700 bold) and whether the font is of fixed pitch.
+struct font_spec {
+    int height = 0;
+    int width = 0;
+    int weight = 400;
+    bool fixed_pitch = false;
+};
+
 struct child_button {
     int command = 0;
     std::string text;
@@ -94,6 +103,7 @@ public:
     int cell_height() const;
     // Pixel heights of the three fonts (small, normal, list) for the platform to make them.
     int font_height(font_kind f) const;
+    font_spec font(font_kind f) const;
 
     const std::vector<child_button>& buttons() const;
     // The track list's scroll bar: place, and the first visible track (0..16).
@@ -113,7 +123,9 @@ public:
     bool key_down(const key_event& k);
     void key_up(const key_event& k);
 
-    // The 25 ms tick: held buttons, the transport tick and what changed on the screen.
+    // The 25 ms tick: held buttons, the transport's own tick (the platform runs no other), the
+    // engine's reports and what changed on the screen. The platform reads scroll_value() after
+    // it, since keys and the name drag scroll the list.
     void tick(std::int64_t ms);
     // The rectangles that need a repaint since the last call; an empty list when nothing changed.
     std::vector<rect> take_dirty();

@@ -85,6 +85,10 @@ struct main_screen::impl {
     void mark_all_dirty() { dirty.assign(1, client()); }
 
     bool main_view() const { return p.d.main_screen != 0; }
+    bool shown_main_view = true;
+    static constexpr int no_pattern_change = 0xFF;
+    // What the engine reports between ticks: the pattern it now plays, and the open panes.
+    void follow_engine();
 
     // Input (main_editing.cpp).
     struct press_state {
