@@ -122,6 +122,7 @@ transport& main_screen::transport_state() { return m_->t; }
 void main_screen::paint(canvas& c, const rect& clip) {
     impl& m = *m_;
     if (m.tree.empty()) return;
+    c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
     m.paint_labels(c, clip);
     for (const screen_cell& s : m.cells) {
