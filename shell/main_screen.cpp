@@ -143,6 +143,15 @@ void main_screen::impl::refresh_buttons() {
                                              p.app.solo_on,
                                              p.d.signature_track_on != 0,
                                              p.d.tempo_track_on != 0};
+    // Transport buttons lit as their state stands.
+    tree.set_lit(rgn::play, t.buttons.play);
+    tree.set_lit(rgn::stop, t.buttons.stop);
+    tree.set_lit(rgn::pause, t.buttons.pause);
+    tree.set_lit(rgn::record, p.d.recording != 0);
+    tree.set_lit(rgn::drop_in, p.d.recording != 0);
+    tree.set_lit(rgn::rewind, t.buttons.rewind);
+    tree.set_lit(rgn::forward, t.buttons.forward);
+    tree.set_lit(rgn::mode_line, p.d.song_mode != 0);
     const bool time_shown = p.app.clock_field_on;
     if (tree.is_hidden(rgn::time) == time_shown) {
         tree.hide(rgn::time, !time_shown);
