@@ -124,12 +124,13 @@ void main_screen::paint(canvas& c, const rect& clip) {
     if (m.tree.empty()) return;
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
-    m.paint_labels(c, clip);
     for (const screen_cell& s : m.cells) {
         if (!s.place.intersects(clip) || m.tree.is_hidden(s.region)) continue;
         if (!m.main_view() && !m.tree.place(rgn::transport_panel).intersects(s.place)) continue;
         m.paint_cell(c, s);
     }
+    // Labels last: the track header shares its row with the pattern fields.
+    m.paint_labels(c, clip);
     if (m.dragging && m.drag_line().intersects(clip)) c.fill_rect(m.drag_line(), colour_role::highlight);
 }
 

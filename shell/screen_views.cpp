@@ -284,7 +284,7 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     auto header = [&](int region, const char* text) {
         const rect f = tree.place(region);
         const rect r{f.left, header_top, f.right, header_top + g.height};
-        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::left);
+        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
     };
     header(rgn::mute, "Mute");
     header(rgn::transpose, "Trsp");
@@ -293,7 +293,9 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     header(rgn::compress, "Comp");
     header(rgn::velocity, "Vel");
     header(rgn::quantize, "Qua");
-    header(rgn::port, "Cha");
+    // "Cha" stands over the port and the channel.
+    const rect cha{tree.place(rgn::port).left, header_top, tree.place(rgn::channel).right, header_top + g.height};
+    if (cha.intersects(clip)) c.text(cha, "Cha", font_kind::small, colour_role::dim_text, text_align::centre);
     // The step buttons.
     for (auto [region, text] : {std::pair{rgn::step_insert, "Ins"}, std::pair{rgn::step_delete, "Del"}})
         if (tree.place(region).intersects(clip)) c.text(tree.place(region), text, font_kind::small, colour_role::text, text_align::centre);
