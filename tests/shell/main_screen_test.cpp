@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -87,6 +88,15 @@ TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
     EXPECT_EQ(c.text_in(place(rgn::position)), "   1  1  1  1");
     EXPECT_EQ(c.text_in(place(rgn::pattern_name)), " PATTERN  ");
     ASSERT_GE(c.icons.size(), 6U);
+    // "Time" shows on request and "Undo" makes room for it, four columns to the left.
+    EXPECT_TRUE(screen.regions().is_hidden(rgn::time));
+    const int undo_left = screen.buttons()[0].place.left;
+    t->app.clock_field_on = true;
+    screen.tick(now += 25);
+    EXPECT_TRUE(screen.take_buttons_changed());
+    EXPECT_FALSE(screen.regions().is_hidden(rgn::time));
+    EXPECT_EQ(screen.buttons()[0].text, "Undo");
+    EXPECT_EQ(screen.buttons()[0].place.left, undo_left - 4 * screen.cell_width());
 }
 
 TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsStepTen) {
@@ -298,6 +308,24 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     click(rgn::step_up);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
     EXPECT_EQ(t->d.current_step, 1);
+}
+
+TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
+    click(rgn::play);
+    EXPECT_TRUE(t->running());
+    screen.take_dirty();
+    t.run_ms(2000);
+    ticks(1);
+    const auto dirty = screen.take_dirty();
+    EXPECT_NE(std::find(dirty.begin(), dirty.end(), place(rgn::position)), dirty.end());
+    testing::recording_canvas c;
+    paint(c);
+    EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
+    bool play_lit = false;
+    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
+    EXPECT_TRUE(play_lit);
+    click(rgn::stop);
+    EXPECT_FALSE(t->running());
 }
 
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
