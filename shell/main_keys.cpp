@@ -90,9 +90,9 @@ void main_screen::impl::edit_step_name(int step) {
 }
 
 void main_screen::impl::edit_field(int region, int row) {
-    const rect f = region == rgn::step_pattern || region == rgn::step_bar ? row_of(tree.place(region), row, g.height)
-                   : tree.place(region).height() > g.height + g.q()   ? row_of(tree.place(region), row, g.height)
-                                                                         : tree.place(region);
+    // A column's row, or the whole field.
+    const rect whole = tree.place(region);
+    const rect f = whole.height() > 2 * g.height ? row_of(whole, row, g.height) : whole;
     auto entry = [&](const std::string& now, int max) { return p.screen.edit_in_place(f.left, f.top, f.width(), f.height(), now, max); };
     dll_data& d = p.d;
     const int track = first_visible + row;

@@ -21,8 +21,9 @@ main_screen::impl::impl(program& prog, command_table& table, transport* shared_t
         command c;
         c.id = id;
         c.text = std::to_string(id - cmd::quantize_popup_first);
-        c.run = [this, id] {
-            p.slot(p.d.current_pattern, popup_track).quantize = static_cast<std::uint8_t>(id - cmd::quantize_popup_first);
+        // The table may outlive the screen: the item holds the program and the popup's track.
+        c.run = [&prog = p, track = popup_track, id] {
+            prog.slot(prog.d.current_pattern, *track).quantize = static_cast<std::uint8_t>(id - cmd::quantize_popup_first);
         };
         commands.add(std::move(c));
     }
@@ -271,7 +272,7 @@ void main_screen::set_allow_double_clicks(bool on) { m_->allow_double_clicks = o
 std::optional<quantize_popup_request> main_screen::take_quantize_popup() {
     std::optional<quantize_popup_request> r;
     r.swap(m_->popup);
-    if (r) m_->popup_track = r->track;
+    if (r) *m_->popup_track = r->track;
     return r;
 }
 

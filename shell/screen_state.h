@@ -111,7 +111,7 @@ struct main_screen::impl {
     bool rewind_key = false;
     bool forward_key = false;
     std::optional<quantize_popup_request> popup;
-    int popup_track = 0;
+    std::shared_ptr<int> popup_track = std::make_shared<int>(0);
     bool buttons_changed = false;
 
     void begin_press(int x, int y, int button, key_mods mods, std::int64_t ms);

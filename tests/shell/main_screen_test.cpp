@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "shell/command_ids.h"
 #include "shell/command_table.h"
 #include "shell/main_layout.h"
 #include "shell/main_screen.h"
@@ -174,7 +175,18 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     testing::recording_canvas c2;
     paint(c2);
     EXPECT_EQ(c2.text_in(place(rgn::loop)), " 3!");
+    // Qua asks the platform for its popup; the chosen item sets that row's track.
+    auto [qx, qy] = at(rgn::quantize, 3);
+    screen.mouse_down(qx, qy, left_button, {}, now);
+    screen.mouse_up(qx, qy, left_button, now);
+    const auto popup = screen.take_quantize_popup();
+    ASSERT_TRUE(popup.has_value());
+    EXPECT_EQ(popup->track, 3);
+    EXPECT_FALSE(screen.take_quantize_popup().has_value());
+    EXPECT_TRUE(commands.run(cmd::quantize_popup_first + 16));
+    EXPECT_EQ(slot(3).quantize, 16);
     // Mute toggles and repaints its cell only.
+    ticks(1);
     screen.take_dirty();
     click(rgn::mute, 4);
     EXPECT_EQ(slot(4).mute, 1);
