@@ -72,11 +72,13 @@ int main_screen::impl::row_at(int region, int y) const {
 void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std::int64_t ms) {
     last_mods = mods;
     if (wait_release) return;
-    if (!mouse.idle()) {
+    if (mouse.any_held()) {
         // The second button joins the press under way.
         mouse.down(button, ms);
         return;
     }
+    // A click still waiting out the double-click time gives way to a new press.
+    mouse.clear();
     const screen_region* hit = tree.find_region_at_point(x, y);
     if (!hit) return;
     const int region = hit->number;

@@ -125,9 +125,11 @@ void main_screen::paint(canvas& c, const rect& clip) {
     if (m.tree.empty()) return;
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
-    for (const screen_cell& s : m.cells) {
+    for (screen_cell& s : m.cells) {
         if (!s.place.intersects(clip) || m.tree.is_hidden(s.region)) continue;
         if (!m.main_view() && !m.tree.place(rgn::transport_panel).intersects(s.place)) continue;
+        // A paint shows the model as it stands, even before the tick has seen a change.
+        s.shown = m.view(s.region, s.row);
         m.paint_cell(c, s);
     }
     // Labels last: the track header shares its row with the pattern fields.
