@@ -159,8 +159,10 @@ cell_view main_screen::impl::pane_view(int region, int row) {
     case rgn::pattern_number: return text_cell(number_text(d.current_pattern + 1));
     case rgn::pattern_name: return text_cell(name_text(p.pattern(d.current_pattern).name), text_align::left);
     case rgn::track_pane: {
-        // Inverted once for each track outside the visible rows that holds data.
-        cell_view v;
+        // The "Trk" header, inverted once for each track outside the visible rows that holds
+        // data: an even number of them cancels out.
+        cell_view v = text_cell("Trk", text_align::left);
+        v.font = font_kind::small;
         for (int tr = 0; tr < tracks_per_pattern; ++tr)
             if ((tr < first_visible || tr >= first_visible + visible_tracks) && p.slot(d.current_pattern, tr).in_use)
                 v.inverted = !v.inverted;
@@ -282,7 +284,7 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     auto header = [&](int region, const char* text) {
         const rect f = tree.place(region);
         const rect r{f.left, header_top, f.right, header_top + g.height};
-        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::left);
+        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
     };
     header(rgn::mute, "Mute");
     header(rgn::transpose, "Trsp");
@@ -291,7 +293,9 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     header(rgn::compress, "Comp");
     header(rgn::velocity, "Vel");
     header(rgn::quantize, "Qua");
-    header(rgn::port, "Cha");
+    // "Cha" stands over the port and the channel.
+    const rect cha{tree.place(rgn::port).left, header_top, tree.place(rgn::channel).right, header_top + g.height};
+    if (cha.intersects(clip)) c.text(cha, "Cha", font_kind::small, colour_role::dim_text, text_align::centre);
     // The step buttons.
     for (auto [region, text] : {std::pair{rgn::step_insert, "Ins"}, std::pair{rgn::step_delete, "Del"}})
         if (tree.place(region).intersects(clip)) c.text(tree.place(region), text, font_kind::small, colour_role::text, text_align::centre);
