@@ -26,6 +26,7 @@ struct app_state {
     int quantize_strength = 100;
     bool clock_field_on = false;
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
+    std::int8_t last_step_direction = 0;  // +1 up, -1 down, 0 before any step
 };
 
 // Steps owned by later parts of the program; each defaults to doing nothing.

@@ -32,6 +32,18 @@ int font_height_of(const cell_grid& g, font_kind f) {
     return f == font_kind::small ? g.height * 3 / 4 : g.height;
 }
 
+font_spec font_spec_of(const cell_grid& g, font_kind f) {
+    // w: the average character width with the zoom's delta, h: the cell height.
+    const int w = g.width - 1;
+    const int h = g.height;
+    switch (f) {
+    case font_kind::small: return {h * 3 / 4, w - w / 4 - 1, 400, false};
+    case font_kind::normal: return {h, w, h == 20 ? 400 : 700, false};
+    case font_kind::list: break;
+    }
+    return {h, w + 1, 700, true};
+}
+
 rect row_of(const rect& column, int row, int cell_height) {
     const int top = column.top + row * cell_height;
     return {column.left, top, column.right, top + cell_height};

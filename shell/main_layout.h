@@ -81,6 +81,8 @@ struct cell_grid {
 
 cell_grid make_cells(int zoom_index, const font_metrics& system_font);
 int font_height_of(const cell_grid& g, font_kind f);
+struct font_spec;
+font_spec font_spec_of(const cell_grid& g, font_kind f);
 
 // The rectangle of the hidden-data cell above the Trk column.
 rect hidden_data_cell(const cell_grid& g);

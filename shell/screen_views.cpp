@@ -159,8 +159,10 @@ cell_view main_screen::impl::pane_view(int region, int row) {
     case rgn::pattern_number: return text_cell(number_text(d.current_pattern + 1));
     case rgn::pattern_name: return text_cell(name_text(p.pattern(d.current_pattern).name), text_align::left);
     case rgn::track_pane: {
-        // Inverted once for each track outside the visible rows that holds data.
-        cell_view v;
+        // The "Trk" header, inverted once for each track outside the visible rows that holds
+        // data: an even number of them cancels out.
+        cell_view v = text_cell("Trk", text_align::left);
+        v.font = font_kind::small;
         for (int tr = 0; tr < tracks_per_pattern; ++tr)
             if ((tr < first_visible || tr >= first_visible + visible_tracks) && p.slot(d.current_pattern, tr).in_use)
                 v.inverted = !v.inverted;
