@@ -78,7 +78,9 @@ int main(int argc, char** argv) {
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
         w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
         const user_settings& u = s.settings;
-        if (first_start || screenshot || u.window_width <= 0 || u.window_height <= 0)
+        if (first_start || screenshot)
+            w.default_place(false);
+        else if (u.window_width <= 0 || u.window_height <= 0)
             w.default_place();
         else
             w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
