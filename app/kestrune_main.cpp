@@ -10,6 +10,9 @@
 #include "app/console_ui.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
+#ifdef KESTRUNE_DIALOGS
+#include "platform/dialog_host.h"
+#endif
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/main_screen.h"
@@ -75,6 +78,10 @@ int main(int argc, char** argv) {
         main_window w(s);
         window_ui.set_parent(&w);
         window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
+#ifdef KESTRUNE_DIALOGS
+        window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
+        s.setup_dialogs = !screenshot;
+#endif
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
         w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
         const user_settings& u = s.settings;
