@@ -12,6 +12,9 @@
 #include "engine/synth_backend.h"
 #include "engine/system_backend.h"
 #include "files/synth_settings.h"
+#ifdef KESTRUNE_DIALOGS
+#include "platform/dialog_host.h"
+#endif
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/main_screen.h"
@@ -79,10 +82,16 @@ int main(int argc, char** argv) {
         main_window w(s);
         window_ui.set_parent(&w);
         window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
+#ifdef KESTRUNE_DIALOGS
+        window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
+        s.setup_dialogs = !screenshot;
+#endif
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
         w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
         const user_settings& u = s.settings;
-        if (first_start || screenshot || u.window_width <= 0 || u.window_height <= 0)
+        if (first_start || screenshot)
+            w.default_place(false);
+        else if (u.window_width <= 0 || u.window_height <= 0)
             w.default_place();
         else
             w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);

@@ -136,6 +136,7 @@ main_window::main_window(session& s) : s_(s) {
         s_.screen->scroll_to(v);
         view_->update();
     });
+    s_.screen->set_double_click_time(QApplication::doubleClickInterval());
     build_menus();
 
     window_hooks& w = s_.window;
@@ -193,17 +194,18 @@ void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
     }
     sync_buttons();
     if (resize_to_row) {
+        // The row's size, but never smaller than what the screen needs.
         const zoom_row& row = zoom_table[s_.settings.zoom_index];
-        setMinimumSize(0, 0);
-        resize(row.window_width, row.window_height);
+        resize(std::max(row.window_width, s_.screen->client_width()),
+               std::max(row.window_height, s_.screen->client_height() + menuBar()->sizeHint().height()));
     }
     refresh_menus();
     view_->update();
 }
 
-void main_window::default_place() {
+void main_window::default_place(bool resize_to_client) {
     const int menu_height = menuBar()->sizeHint().height();
-    resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
+    if (resize_to_client) resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
     if (const QScreen* screen = this->screen()) {
         const QRect room = screen->availableGeometry();
         const QSize outer = frameGeometry().size();
@@ -218,11 +220,28 @@ void main_window::tick() {
     session_tick(s_, s_.prog.clk.now_ms());
     if (!s_.screen) return;
     for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
+    // Pressed states come with the screen's notice; enabled states follow the commands.
+    s_.screen->take_buttons_changed();
     sync_buttons();
+    if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
     }
+}
+
+void main_window::show_quantize_popup(const quantize_popup_request& r) {
+    QMenu menu(this);
+    for (int id = cmd::quantize_popup_first; id <= cmd::quantize_popup_last; ++id) {
+        const command* c = s_.commands.find(id);
+        if (!c) continue;
+        QAction* a = menu.addAction(QString::fromStdString(c->text));
+        a->setCheckable(true);
+        a->setChecked(id - cmd::quantize_popup_first == r.value);
+        a->setData(id);
+    }
+    if (QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y))))
+        dispatch_command(s_, chosen->data().toInt());
 }
 
 void main_window::sync_buttons() {
@@ -275,6 +294,7 @@ void main_window::refresh_menus() {
         a->setEnabled(s_.commands.is_enabled(id));
         if (c && c->checked) a->setChecked(c->checked());
     }
+    if (s_.screen) s_.screen->set_allow_double_clicks(s_.settings.allow_double_clicks != 0);
     const auto& recent = s_.recent_files();
     for (std::size_t i = 0; i < recent_actions_.size(); ++i) {
         QAction* a = recent_actions_[i];

@@ -30,8 +30,9 @@ public:
     void apply_zoom(int zoom_index, bool resize_to_row);
     // The first zoom: the stored one, else the last row that fits the screen (row 2 if none).
     int starting_zoom() const;
-    // Client size from the screen model, centred, its corner not above or left of -4.
-    void default_place();
+    // Client size from the screen model (unless left out), centred, its corner not above or
+    // left of -4.
+    void default_place(bool resize_to_client = true);
     // One tick of the 25 ms timer: the shell's tick, then what changed on screen.
     void tick();
     // Starts the 25 ms timer.
@@ -54,6 +55,7 @@ private:
     void build_menus();
     void fill_menu(QMenu* m, const std::vector<menu_item>& items);
     void sync_buttons();
+    void show_quantize_popup(const quantize_popup_request& r);
     void store_window_place();
 
     session& s_;

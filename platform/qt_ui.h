@@ -16,6 +16,8 @@ public:
     void set_parent(QWidget* parent) { parent_ = parent; }
     // What a repaint request does; the window sets it.
     std::function<void(int region)> on_repaint;
+    // Runs a dialog of the frame in its window; the program sets it when it has the host.
+    std::function<bool(dialog&)> dialog_runner;
 
     msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
                        msg_answer default_answer, const std::string& caption) override;
@@ -26,6 +28,7 @@ public:
     void repaint(int region) override;
     std::optional<std::string> edit_in_place(int x, int y, int width, int height,
                                              const std::string& text, int max_length) override;
+    bool run_dialog(dialog& d) override { return dialog_runner && dialog_runner(d); }
 
     // Messages shown so far, for the program's tests.
     int messages_shown() const { return messages_; }
