@@ -83,13 +83,13 @@ std::int32_t walk_bars(const program& p, std::int32_t origin, std::int32_t bars)
     for (r = s.next_event(r); bars > 0 && is_event_status(s.status(r)); r = s.next_event(r)) {
         const std::int32_t next = s.position(r);
         if (next <= at) continue;
-        const std::int32_t between = (next - at) / g.bar();
+        const std::int32_t between = (next - at) / g.bar_ticks();
         if (bars < between) break;
         bars -= between;
         at = next;
         g = signature_of_record(p, r);
     }
-    return at + bars * g.bar();
+    return at + bars * g.bar_ticks();
 }
 
 std::int32_t grid_of(const program& p) { return p.app.edit_grid > 0 ? p.app.edit_grid : 48; }
@@ -110,11 +110,11 @@ std::optional<std::int32_t> parse_position(const program& p, std::string_view te
     if (!e) return std::nullopt;
     std::int32_t at;
     if (e->bar < 1)
-        at = song_start - signature_in_force(p, song_start).bar();  // bar 0, in the lead-in
+        at = song_start - signature_in_force(p, song_start).bar_ticks();  // bar 0, in the lead-in
     else
         at = walk_bars(p, song_start, e->bar - 1);
     const time_signature g = signature_in_force(p, at);
-    at += std::max(0, e->beat - 1) * g.beat() + std::max(0, e->unit - 1) * grid_of(p) +
+    at += std::max(0, e->beat - 1) * g.beat_ticks() + std::max(0, e->unit - 1) * grid_of(p) +
           std::max(0, e->tick - 1);
     return std::clamp(at, 0, last_position);
 }
@@ -126,7 +126,7 @@ std::optional<std::int32_t> parse_time_span(const program& p, std::string_view t
     const std::int32_t bar_end = walk_bars(p, from, e->bar);
     const time_signature g = signature_in_force(p, bar_end);
     const std::int32_t span =
-        bar_end - from + e->beat * g.beat() + e->unit * grid_of(p) + e->tick;
+        bar_end - from + e->beat * g.beat_ticks() + e->unit * grid_of(p) + e->tick;
     return std::clamp(span, 0, last_position);
 }
 

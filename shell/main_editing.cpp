@@ -353,7 +353,7 @@ void main_screen::impl::act_song(int region, int row, int code, key_mods mods) {
         const std::int32_t len = step_length(p, cs);
         std::int32_t v = step_position(p, len, code, at);
         // From one tick a bar step gives whole bars.
-        if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar() == 0) v -= 1;
+        if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar_ticks() == 0) v -= 1;
         set_step_length(p, cs, std::max<std::int32_t>(1, v));
         break;
     }

@@ -175,12 +175,12 @@ void main_screen::impl::edit_field(int region, int row) {
         const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
         std::int32_t at = p.step_start(step);
         while (at < *v) {
-            const std::int32_t n = at + signature_in_force(p, at).bar();
+            const std::int32_t n = at + signature_in_force(p, at).bar_ticks();
             if (n >= p.step(step).end - next_pickup || n > *v) break;
             at = n;
         }
         while (at > *v) {
-            const std::int32_t n = at - signature_in_force(p, at, false).bar();
+            const std::int32_t n = at - signature_in_force(p, at, false).bar_ticks();
             if (n <= p.step_start(step - 1) || n < *v) break;
             at = n;
         }

@@ -67,10 +67,7 @@ std::int32_t round_into_series(std::int32_t value) {
 time_signature signature_of_record(const program& p, ref32 record) {
     const event_store s = p.store();
     if (!is_event_status(s.status(record))) return {};
-    const midi_event& e = s.at(record);
-    const int n = e.data1(), d = e.data2();
-    if (e.status() != st::signature || n <= 0 || d <= 0 || d > 64) return {};
-    return {n, d};
+    return signature_of(s.at(record));
 }
 
 time_signature signature_in_force(const program& p, std::int32_t position, bool at_position) {
@@ -89,8 +86,8 @@ std::int32_t position_step(const program& p, std::int32_t position, const positi
     if (!simple && from_right < (at.tick_chars + 3) * w)
         return p.app.edit_grid > 0 ? p.app.edit_grid : default_edit_grid;
     const time_signature g = signature_in_force(p, position, up);
-    if (from_right < (at.tick_chars + 6) * w) return g.beat();
-    return g.bar();
+    if (from_right < (at.tick_chars + 6) * w) return g.beat_ticks();
+    return g.bar_ticks();
 }
 
 std::int32_t step_position(program& p, std::int32_t position, int code, const position_pointer& at) {
