@@ -41,7 +41,7 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
         std::uint8_t status, key;
     };
     std::vector<expect> want;
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = p.slot(0, 0);
     sl.first = sl.play = s.new_empty_chain();
     sl.in_use = 1;

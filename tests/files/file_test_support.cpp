@@ -42,7 +42,7 @@ void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes
 }
 
 void put_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     if (p.slot(pattern, track).in_use) delete_track_chain(p, pattern, track);
     track_slot& slot = p.slot(pattern, track);
     slot.first = slot.play = s.new_empty_chain();
@@ -57,7 +57,7 @@ void put_track(program& p, int pattern, int track, const std::vector<midi_event>
 }
 
 void put_list(program& p, chain_cursor& c, const std::vector<midi_event>& records) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     const bool active = p.d.active_signature.first == c.first;
     s.free_chain(c.first);
     c.first = c.play = c.left_event = s.new_empty_chain();
@@ -72,7 +72,7 @@ void put_list(program& p, chain_cursor& c, const std::vector<midi_event>& record
 }
 
 std::vector<midi_event> chain_records(const program& p, ref32 first) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::vector<midi_event> out;
     for (ref32 r = first; s.status(r) != st::end && s.status(r) != st::forward_link;
          r = s.next_record(r))
@@ -330,7 +330,7 @@ void PrintTo(const chain_event& e, std::ostream* os) {
 }
 
 std::vector<chain_event> chain_events(const program& p, ref32 first) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::vector<chain_event> out;
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) {
         const midi_event& r = s.at(e);

@@ -49,7 +49,7 @@ TEST(Position, SignatureAtTakesTheLastRecordNotAfterP) {
     testing::test_program t;
     program& p = *t;
     use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224), sig(6, 8, 6528)});
-    const event_store& s = p.store();
+    event_store s = p.store();
     ref32 first = p.d.signature_track.first;
     EXPECT_EQ(signature_at(s, first, 0), first);  // before the first record
     for (auto [at, found] :
@@ -65,7 +65,7 @@ TEST(Position, TempoAtLeavesARecordAtPToTheEngine) {
     for (int i = 0; i < 100; ++i) list.push_back(tempo(6000 + i, 100 + i * 50));
     use_tempo_track(p, list);
     ASSERT_GE(p.d.tempo_chain.blocks, 4);
-    const event_store& s = p.store();
+    event_store s = p.store();
     auto at = [&](std::int32_t pos) {
         std::int32_t value = 0;
         const ref32 r = tempo_at(p, pos, &value);
