@@ -99,6 +99,9 @@ TEST(Position, BarOneBeginsAt3072InEverySignature) {
         set_default_signature(p, n, d);
         EXPECT_EQ(position_text(p, 3072), "   1  1  1  1") << n << "/" << d;
     }
+    // A denominator past 64 still has its beat of 768 / d, as the engine counts it.
+    set_default_signature(p, 3, 96);
+    EXPECT_EQ(position_text(p, 3072 + 24), "   2  1  1  1");
     // The lead-in of 3/4 is five bars and a beat: position 0 is the last beat of bar -5.
     set_default_signature(p, 3, 4);
     expect_texts(p, {{3072 - 576, "   0  1  1  1"},
