@@ -108,7 +108,7 @@ double percentile(std::vector<double> v, double q) {
 
 // 32 tracks of sixteenth notes, each half a sixteenth long, across four ports and sixteen channels.
 void build_song(program& p, double seconds) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     const int notes = static_cast<int>(seconds * 1e6 / (us_per_tick * sixteenth)) + 2;
     for (int t = 0; t < tracks; ++t) {
         track_slot& sl = p.slot(0, t);

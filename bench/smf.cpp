@@ -47,7 +47,7 @@ double ms_since(std::chrono::steady_clock::time_point t0) {
 
 // Notes, controllers and the odd program change, in pairs 24 ticks apart.
 bool fill_track(program& p, int track, int events) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     dll_data& d = p.d;
     d.record_write = event_store::first_slot(d.record_first_block);
     chain_builder b(s);

@@ -42,7 +42,7 @@ double percentile(std::vector<double> v, double q) {
 
 // Builds a chain of the given records in the record area and hands it to a track slot.
 bool build_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     chain_builder b(s);
     for (const midi_event& e : records) b.put(e);
     if (!b.terminate() || !b.ok()) return false;
@@ -129,7 +129,7 @@ void rewrite(const event_store& s, ref32 first, const std::vector<midi_event>& r
 }
 
 double time_sort(program& p, const std::vector<midi_event>& records, int runs) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     if (!build_track(p, 1, 0, records)) return -1;
     ref32 first = p.slot(1, 0).first;
     std::vector<double> ms;
@@ -165,7 +165,7 @@ bool bench_sort(program& p, const sizes& z) {
 }
 
 bool bench_insert(program& p, const sizes& z) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::vector<midi_event> records;
     for (int i = 0; i < z.insert_records; ++i)
         records.push_back(midi_event::make(0x90, 60, 100, song_start + i * 4));

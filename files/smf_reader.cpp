@@ -165,7 +165,7 @@ class midi_reader {
     bool counts_list_events() const { return format_ == 0 || counter_ == 0; }
 
     program& p_;
-    const event_store s_;
+    event_store s_;
     file_buffer f_;
     chunk_input in_;
     bool erased_;

@@ -337,7 +337,7 @@ bool apply_song(program& p, const song_image& im) {
     app_state& a = p.app;
     song_settings& ss = p.song;
     const song_file_head& h = im.head;
-    const event_store& s = p.store();
+    event_store s = p.store();
 
     {
         program::park parked(p);

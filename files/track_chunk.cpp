@@ -129,7 +129,7 @@ void write_list(file_buffer& f, const program& p, ref32 first, std::uint16_t blo
 }
 
 ref32 build_chain(program& p, const std::vector<midi_event>& records, std::uint16_t* blocks) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     dll_data& d = p.d;
     if (d.record_first_block == null_ref) return null_ref;
     // A chain starts at the first slot of its first block.

@@ -19,7 +19,7 @@ midi_event tempo_record(std::int32_t pos, std::int32_t value) {
 
 // A tempo list and a signature list to join to, and a song step off the bar lines.
 void prepare_join(program& p) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     for (std::int32_t pos : {3072, 7000, 9100, 20000}) {
         ref32 end = s.chain_end(p.d.tempo_chain.first);
         const int took = s.insert_record(end);
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
         // Only a few slots left, from the last song pattern on.
         for (int t = 0; t < 29; ++t) {
-            const event_store& s = p.store();
+            event_store s = p.store();
             track_slot& slot = p.slot(parallel_pattern, t);
             slot.first = slot.play = s.new_empty_chain();
             slot.blocks = 1;

@@ -195,7 +195,7 @@ ref32 event_store::find_note_off(ref32 note_on, int* depth_left) const {
     return e;
 }
 
-ref32 event_store::unlink_head() const {
+ref32 event_store::unlink_head() {
     dll_data& d = *d_;
     ref32 h = d.free_list;
     if (h == null_ref) return null_ref;
@@ -211,7 +211,7 @@ ref32 event_store::unlink_head() const {
     return h;
 }
 
-void event_store::push_head(ref32 block) const {
+void event_store::push_head(ref32 block) {
     dll_data& d = *d_;
     ref32 h = d.free_list;
     set_link(block, h);
@@ -225,7 +225,7 @@ void event_store::push_head(ref32 block) const {
     d.free_list = block;
 }
 
-ref32 event_store::alloc_block() const {
+ref32 event_store::alloc_block() {
     ref32 b = unlink_head();
     if (b != null_ref) d_->free_blocks -= 1;
     return b;
@@ -237,7 +237,7 @@ int event_store::count_blocks(ref32 first) const {
     return n;
 }
 
-int event_store::free_chain(ref32 first) const {
+int event_store::free_chain(ref32 first) {
     dll_data& d = *d_;
     ref32 f = block_of(first);
     ref32 l = f;
@@ -263,7 +263,7 @@ ref32 event_store::step_slot(ref32 e) const {
     return n;
 }
 
-int event_store::insert_records(ref32 e, int n) const {
+int event_store::insert_records(ref32 e, int n) {
     if (n <= 0) return 0;
     ref32 end = chain_end(e);
     ref32 b = block_of(end);
@@ -301,7 +301,7 @@ int event_store::insert_records(ref32 e, int n) const {
     return taken;
 }
 
-int event_store::delete_records(ref32 e, int n) const {
+int event_store::delete_records(ref32 e, int n) {
     if (n <= 0 || status(e) == st::end) return 0;
     ref32 src = e;
     for (int i = 0; i < n && status(src) != st::end; ++i) src = step_slot(src);
@@ -326,7 +326,7 @@ int event_store::delete_records(ref32 e, int n) const {
     return freed;
 }
 
-ref32 event_store::move_event(ref32 first, ref32 e, std::int32_t d) const {
+ref32 event_store::move_event(ref32 first, ref32 e, std::int32_t d) {
     const int n = event_length(e);
     std::vector<midi_event> saved(static_cast<std::size_t>(n));
     ref32 r = e;
@@ -342,7 +342,7 @@ ref32 event_store::move_event(ref32 first, ref32 e, std::int32_t d) const {
     return place;
 }
 
-void event_store::sort_chain(ref32 first) const {
+void event_store::sort_chain(ref32 first) {
     struct unit {
         std::int32_t pos;
         std::uint32_t start;
@@ -377,7 +377,7 @@ void event_store::sort_chain(ref32 first) const {
         for (std::uint32_t i = 0; i < u.len; ++i, r = step_slot(r)) at(r) = recs[u.start + i];
 }
 
-ref32 event_store::new_empty_chain() const {
+ref32 event_store::new_empty_chain() {
     ref32 b = alloc_block();
     if (b == null_ref) return null_ref;
     midi_event& end = at(first_slot(b));
@@ -386,7 +386,7 @@ ref32 event_store::new_empty_chain() const {
     return first_slot(b);
 }
 
-chain_builder::chain_builder(const event_store& s) : s_(&s) {
+chain_builder::chain_builder(event_store& s) : s_(&s) {
     dll_data& d = s.data();
     d.record_block = d.record_first_block;
     if (d.record_first_block != null_ref) s.set_link(d.record_first_block, null_ref);
@@ -394,7 +394,7 @@ chain_builder::chain_builder(const event_store& s) : s_(&s) {
     overflow_ = cursor_ == null_ref;
 }
 
-chain_builder::chain_builder(const event_store& s, ref32 cursor)
+chain_builder::chain_builder(event_store& s, ref32 cursor)
     : s_(&s), cursor_(cursor), overflow_(cursor == null_ref) {}
 
 void chain_builder::put(const midi_event& e) {

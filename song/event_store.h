@@ -21,7 +21,7 @@ public:
     std::uint8_t status(ref32 e) const { return a_->base()[e + status_offset]; }
     std::int32_t position(ref32 e) const { return at(e).position(); }
     ref32 link(ref32 link_record) const { return load_ref(a_->bytes(link_record)); }
-    void set_link(ref32 link_record, ref32 target) const { store_ref(a_->bytes(link_record), target); }
+    void set_link(ref32 link_record, ref32 target) { store_ref(a_->bytes(link_record), target); }
 
     const pool_layout& layout() const { return layout_; }
     dll_data& data() const { return *d_; }
@@ -58,29 +58,29 @@ public:
     ref32 find_note_off(ref32 note_on, int* depth_left = nullptr) const;
 
     // Pool operations.
-    ref32 alloc_block() const;
+    ref32 alloc_block();
     // Gives a whole chain back in one splice; returns the blocks it held.
-    int free_chain(ref32 first) const;
-    int insert_record(ref32 e) const { return insert_records(e, 1); }
-    int delete_record(ref32 e) const { return delete_records(e, 1); }
+    int free_chain(ref32 first);
+    int insert_record(ref32 e) { return insert_records(e, 1); }
+    int delete_record(ref32 e) { return delete_records(e, 1); }
     // Opens n slots at e; returns the blocks taken from the free list (no counter changes).
-    int insert_records(ref32 e, int n) const;
+    int insert_records(ref32 e, int n);
     // Removes n records at e; returns the emptied blocks pushed onto the free list.
-    int delete_records(ref32 e, int n) const;
+    int delete_records(ref32 e, int n);
     // Puts the event at e, whose position has just changed by d, back in order; returns its place.
-    ref32 move_event(ref32 first, ref32 e, std::int32_t d) const;
+    ref32 move_event(ref32 first, ref32 e, std::int32_t d);
     // Counts blocks of a chain, following forward links.
     int count_blocks(ref32 first) const;
 
     // Orders a chain by position, stable, long events kept whole.
-    void sort_chain(ref32 first) const;
+    void sort_chain(ref32 first);
 
     // Makes an empty chain in one block from the free list head; returns its first record.
-    ref32 new_empty_chain() const;
+    ref32 new_empty_chain();
 
 private:
-    ref32 unlink_head() const;
-    void push_head(ref32 block) const;
+    ref32 unlink_head();
+    void push_head(ref32 block);
     ref32 step_slot(ref32 e) const;  // next slot of a chain, across a non-null link
 
     arena* a_;
@@ -100,9 +100,9 @@ track_seat seat_track(const event_store& s, const track_slot& slot, std::int32_t
 // Builds a new chain in the record area: begin, put records, terminate, check ok(), cut.
 class chain_builder {
 public:
-    explicit chain_builder(const event_store& s);
+    explicit chain_builder(event_store& s);
     // Goes on with what the engine wrote into the record area, up to `cursor` (a take).
-    chain_builder(const event_store& s, ref32 cursor);
+    chain_builder(event_store& s, ref32 cursor);
 
     void put(const midi_event& e);
     // A head and, for sysex and text heads, every continuation after it.
@@ -119,7 +119,7 @@ public:
     bool overflowed() const { return overflow_; }
 
 private:
-    const event_store* s_;
+    event_store* s_;
     ref32 cursor_;
     bool overflow_ = false;
     bool terminated_ = false;

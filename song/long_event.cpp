@@ -39,7 +39,7 @@ std::vector<std::uint8_t> read_long_payload(const event_store& s, ref32 head) {
     return out;
 }
 
-int insert_event_records(const event_store& s, ref32 e, const std::vector<midi_event>& records) {
+int insert_event_records(event_store& s, ref32 e, const std::vector<midi_event>& records) {
     const int n = static_cast<int>(records.size());
     int taken = s.insert_records(e, n);
     if (taken < 0) return -1;

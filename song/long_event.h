@@ -24,7 +24,7 @@ std::vector<std::uint8_t> read_long_payload(const event_store& s, ref32 head);
 
 // Inserts records into a chain at e, taking blocks from the free list as needed. Returns the
 // blocks taken, or -1 (nothing changed) when the free list cannot hold them.
-int insert_event_records(const event_store& s, ref32 e, const std::vector<midi_event>& records);
+int insert_event_records(event_store& s, ref32 e, const std::vector<midi_event>& records);
 
 // Spare-bit marks of quantize on a note's two records: the displacement d split over them.
 void set_quantize_shift(midi_event& note_on, midi_event& note_off, std::int8_t d);

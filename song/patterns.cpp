@@ -83,7 +83,7 @@ namespace {
 
 // A chain of one record and its end record in a fresh block.
 bool one_record_chain(program& p, event_chain& header, const midi_event& record) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     ref32 first = s.new_empty_chain();
     if (first == null_ref) return false;
     s.at(first) = record;

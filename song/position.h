@@ -16,8 +16,9 @@ struct bars_beats_ticks {
 };
 
 bars_beats_ticks split_ticks(std::int32_t t, int numerator, int denominator);
+// The beat of a denominator as a dialog gives it; 0 and below read as a whole note.
 inline int ticks_per_beat_of(int denominator) {
-    return denominator > 0 ? 768 / denominator : 768;
+    return time_signature{1, denominator > 0 ? denominator : 1}.beat_ticks();
 }
 
 // The last signature record at or before p, or the first record if that lies after p.

@@ -38,7 +38,7 @@ class Input : public ::testing::Test {
     }
     // The take as it stands in the record area, closed with an end record for checking.
     std::vector<midi_event> take() {
-        const event_store& s = t->store();
+        event_store s = t->store();
         std::vector<midi_event> v;
         for (ref32 r = t->d.record_write; r != t->d.record_cursor; r = s.next_record(r))
             v.push_back(s.at(r));
@@ -76,7 +76,7 @@ TEST_F(Input, SysexLongerThanABufferIsStoredWholeAndCounted) {
     EXPECT_EQ(nums(t->d.sysex_open, t->d.sysex_chunks), nums(0, 1));
     t.feed({0x90, 60, 100}, 1);
     // Read back across the block border, up to the note after it.
-    const event_store& s = t->store();
+    event_store s = t->store();
     const ref32 first = t->d.record_write;
     ASSERT_EQ(s.status(first), st::sysex);
     std::vector<std::uint8_t> want(sx.begin() + 1, sx.end());

@@ -25,27 +25,5 @@ TEST(EngineStartUp, BuildsPoolTablesAndDefaultsFromMemoryUnits) {
     EXPECT_EQ(testing::check_pool(*t), "");
 }
 
-TEST(EngineStartUp, OddUnitCountsRoundUpToWholeBlocks) {
-    // 0 and 99 are held to the smallest and the largest pool.
-    EXPECT_EQ(nums(engine::blocks_for_units(1), engine::blocks_for_units(50),
-                   engine::blocks_for_units(0), engine::blocks_for_units(99)),
-              nums(313, 15625, 313, 15625));
-}
-
-TEST(EngineStartUp, ErrorMessagesFollowTheErrorNumber) {
-    EXPECT_EQ(init_error_message(3), "Error 3\nCan't allocate memory!");
-    EXPECT_EQ(init_error_message(7),
-              "Error 7\nThe engine thread\ncan't be started!\nCheck the system's thread limits!");
-    EXPECT_EQ(init_error_message(8),
-              "Error 8\nCan't start the engine thread's timer!\nCheck Timer Resolution\nin MIDI/Memory Setup!");
-}
-
-TEST(EngineStartUp, RequestsAreClearedWhileStopped) {
-    test_program t;
-    t->wait_request(t->d.all_notes_off_request);
-    t->wait_request(t->d.reset_request);
-    EXPECT_EQ(nums(t->d.all_notes_off_request, t->d.reset_request), nums(0, 0));
-}
-
 }  // namespace
 }  // namespace kestrune

@@ -273,7 +273,7 @@ void PrintTo(const chain_event& e, std::ostream* os) {
 }
 
 std::vector<chain_event> chain_events(const program& p, ref32 first) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::vector<chain_event> out;
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) {
         const midi_event& r = s.at(e);

@@ -25,7 +25,7 @@ std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
 TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
     testing::test_program t(10);
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     dll_data& d = p.d;
     std::mt19937 rng(0x5EED);
     const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };

@@ -39,7 +39,7 @@ records ramp(int n, int from = 0) {
 
 // Shuffles the head of the free list so that blocks taken from it no longer lie in a row.
 void scramble_free_list(program& p, int n, unsigned seed) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::vector<ref32> blocks;
     for (int i = 0; i < n; ++i) blocks.push_back(s.alloc_block());
     std::shuffle(blocks.begin(), blocks.end(), std::mt19937(seed));
@@ -56,7 +56,7 @@ ref32 next_block(const event_store& s, ref32 b) {
 TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     // An empty chain answers at once.
     track_slot& empty = open_track(p, 0, 1);
     EXPECT_EQ(nums(s.count_records(empty.first), s.chain_end(empty.first),
@@ -105,7 +105,7 @@ TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
 TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = open_track(p, 0, 0);
     // 29 short events, then a sysex whose 0xF7 falls on byte 5 of a continuation and runs
     // into the next block, a short event, a text, a sysex held in its head alone, a short one.
@@ -145,7 +145,7 @@ TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
 TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = open_track(p, 0, 0);
     // The sysex head sits in slot 29; its continuations fill slots 30, 31 and slots 0, 1 of the
     // second block, whose first record thereby carries payload where a position would be: zero
@@ -182,7 +182,7 @@ TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
 TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     std::mt19937 rng(11);
     // Many equal positions and long events across block borders.
     records all;
@@ -226,7 +226,7 @@ TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains
 TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl, {cc(0, 0), cc(1000, 1), cc(3072, 2), cc(3172, 3), cc(3840, 4), cc(3872, 5)});
     const std::int32_t one_bar = 768 + 3071;
@@ -259,7 +259,7 @@ TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
 TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
     testing::test_program t;
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl,
            {
@@ -283,99 +283,7 @@ TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Pool operations
-
-TEST(EventStorePool, AllocAndFreeChainSpliceWholeChainsAtTheHead) {
-    testing::test_program t;
-    program& p = *t;
-    const event_store& s = p.store();
-    dll_data& d = p.d;
-
-    const ref32 h0 = d.free_list;
-    const ref32 h1 = s.link(h0);
-    const std::int32_t free0 = d.free_blocks;
-    const ref32 b = s.alloc_block();
-    EXPECT_EQ(nums(b, d.free_list, d.free_blocks, s.link(b), next_block(s, h1)),
-              nums(h0, h1, free0 - 1, null_ref, null_ref));
-    EXPECT_EQ(s.free_chain(event_store::first_slot(b)), 1);
-    EXPECT_EQ(nums(d.free_list, d.free_blocks), nums(b, free0));
-
-    scramble_free_list(p, 8, 5);
-    track_slot& sl = open_track(p, 0, 0);
-    append(p, sl, ramp(70));
-    ASSERT_EQ(sl.blocks, 3);
-    const ref32 f = s.block_of(sl.first);
-    const ref32 m = next_block(s, f);
-    const ref32 l = next_block(s, m);
-    const ref32 old_head = d.free_list;
-    const std::int32_t free1 = d.free_blocks;
-
-    EXPECT_EQ(s.free_chain(sl.first), 3);
-    sl.in_use = 0;
-    // The last block heads the list, the first links on to the old head, and the block in
-    // between keeps its links, now read in the free list's sense.
-    EXPECT_EQ(nums(d.free_blocks, d.free_list, next_block(s, l), s.link(f), next_block(s, old_head),
-                   s.link(m), next_block(s, m)),
-              nums(free1 + 3, l, null_ref, old_head, f, f, l));
-    EXPECT_EQ(testing::check_pool(p), "");
-}
-
-TEST(EventStorePool, InsertRecordTakesABlockExactlyWhenTheEndRecordIsInTheLastSlot) {
-    for (int n : {0, 30, 31, 32, 62, 63}) {
-        SCOPED_TRACE("records " + std::to_string(n));
-        testing::test_program t;
-        program& p = *t;
-        const event_store& s = p.store();
-        track_slot& sl = open_track(p, 0, 0);
-        append(p, sl, ramp(n, 1));
-        const ref32 head = p.d.free_list;
-        const ref32 last = s.block_of(s.chain_end(sl.first));
-        const int taken = s.insert_record(sl.first);
-        EXPECT_EQ(taken, n % 32 == 31 ? 1 : 0);
-        if (taken) {
-            EXPECT_EQ(nums(next_block(s, last), s.link(head)), nums(head, last));
-            EXPECT_NE(p.d.free_list, head);
-        }
-        take_blocks(p, sl.blocks, taken);
-        s.at(sl.first) = cc(50, 0);
-        EXPECT_EQ(difference(read_chain(s, sl.first), flat({{cc(50, 0)}, ramp(n, 1)})), "");
-        EXPECT_EQ(testing::check_pool(p), "");
-    }
-}
-
-TEST(EventStorePool, DeleteRecordFreesABlockExactlyWhenTheEndRecordWasFirstInIt) {
-    for (int n : {1, 2, 32, 33, 64, 65}) {
-        SCOPED_TRACE("records " + std::to_string(n));
-        testing::test_program t;
-        program& p = *t;
-        const event_store& s = p.store();
-        scramble_free_list(p, 8, static_cast<unsigned>(n));
-        track_slot& sl = open_track(p, 0, 0);
-        records model = ramp(n);
-        append(p, sl, model);
-        const ref32 end_block = s.block_of(s.chain_end(sl.first));
-        const int at = n / 2;
-        const int freed = s.delete_record(nth_record(s, sl.first, at));
-        const bool empties = n % 32 == 0;
-        EXPECT_EQ(freed, empties ? 1 : 0);
-        if (empties) {
-            EXPECT_EQ(p.d.free_list, end_block);
-            EXPECT_EQ(next_block(s, s.block_of(s.chain_end(sl.first))), null_ref);
-        }
-        take_blocks(p, sl.blocks, -freed);
-        model.erase(model.begin() + at);
-        EXPECT_EQ(difference(read_chain(s, sl.first), model), "");
-        // Deleting the only record keeps the first block; deleting at the end record does nothing.
-        if (n == 1) {
-            EXPECT_EQ(nums(s.status(sl.first), s.delete_record(sl.first)), nums(st::end, 0));
-        }
-        // More than there are: stops at the end record.
-        take_blocks(p, sl.blocks, -s.delete_records(nth_record(s, sl.first, at), 1000));
-        model.resize(static_cast<std::size_t>(at));
-        EXPECT_EQ(difference(read_chain(s, sl.first), model), "");
-        EXPECT_EQ(testing::check_pool(p), "");
-    }
-}
+// Building chains
 
 // Uses up the free list but `keep` blocks with a filler chain in track 31.
 void fill_pool(program& p, int keep) {
@@ -386,82 +294,10 @@ void fill_pool(program& p, int keep) {
     append(p, filler, r);
 }
 
-TEST(EventStorePool, InsertRecordsIntoAFullPoolChangesNothing) {
-    testing::test_program t(1);
-    program& p = *t;
-    const event_store& s = p.store();
-    track_slot& sl = open_track(p, 0, 0);
-    records model = ramp(20);
-    append(p, sl, model);
-    fill_pool(p, 2);
-    ASSERT_EQ(p.d.free_blocks, 2);
-    // 20 + 100 + 1 records need three more blocks.
-    EXPECT_EQ(s.insert_records(nth_record(s, sl.first, 5), 100), -1);
-    EXPECT_EQ(difference(read_chain(s, sl.first), model), "");
-    EXPECT_EQ(testing::check_pool(p), "");
-    // The two blocks left are enough for 75 more, and then none is left.
-    records more;
-    for (int i = 0; i < 75; ++i) more.push_back(cc(550, i));
-    ASSERT_GE(insert_at(p, sl.blocks, nth_record(s, sl.first, 5), more), 0);
-    model.insert(model.begin() + 5, more.begin(), more.end());
-    EXPECT_EQ(nums(sl.blocks, p.d.free_blocks), nums(3, 0));
-    EXPECT_EQ(difference(read_chain(s, sl.first), model), "");
-    EXPECT_EQ(testing::check_pool(p), "");
-}
-
-// ---------------------------------------------------------------------------------------------
-// Building in the record area
-
-TEST(ChainBuilder, BuildsCutsAndCountsAChainInTheRecordArea) {
-    testing::test_program t;
-    program& p = *t;
-    const event_store& s = p.store();
-    dll_data& d = p.d;
-    const ref32 area = d.record_first_block;
-    const ref32 write = d.record_write;
-    const std::int32_t free0 = d.free_blocks;
-
-    records all;
-    for (int i = 0; i < 60; ++i) {
-        records r = i % 20 == 7 ? sysex(10 * i, 20) : records{cc(10 * i, i)};
-        all.insert(all.end(), r.begin(), r.end());
-    }
-    ASSERT_EQ(all.size(), 72u);  // with the end record, three blocks
-    chain_builder b(s);
-    for (const midi_event& e : all) b.put(e);
-    EXPECT_EQ(b.written(), 72);
-    EXPECT_FALSE(b.overflowed());
-    ASSERT_TRUE(b.terminate());
-    ASSERT_TRUE(b.ok());
-    const ref32 last = d.record_block;
-    const ref32 next = next_block(s, last);
-    const ref32 first = b.cut();
-    EXPECT_EQ(nums(first, s.block_of(first), d.record_first_block, d.record_write, s.link(next),
-                   next_block(s, last), d.free_blocks),
-              nums(write, area, next, event_store::first_slot(next), null_ref, null_ref, free0));
-
-    track_slot& sl = p.slot(0, 0);
-    sl.first = first;
-    sl.in_use = 1;
-    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-    EXPECT_EQ(nums(sl.blocks, d.free_blocks), nums(3, free0 - 3));
-    EXPECT_EQ(difference(read_chain(s, first), all), "");
-    EXPECT_EQ(testing::check_pool(p), "");
-
-    // A second chain follows on from where the first was cut.
-    chain_builder again(s);
-    again.put(cc(5, 5));
-    ASSERT_TRUE(again.terminate());
-    ASSERT_TRUE(again.ok());
-    EXPECT_EQ(seat_built_chain(p, 0, 1, again).first, event_store::first_slot(next));
-    EXPECT_EQ(p.slot(0, 1).blocks, 1);
-    EXPECT_EQ(testing::check_pool(p), "");
-}
-
 TEST(ChainBuilder, NeverUsesUpTheLastFreeBlock) {
     testing::test_program t(1);
     program& p = *t;
-    const event_store& s = p.store();
+    event_store s = p.store();
     fill_pool(p, 3);
     ASSERT_EQ(p.d.free_blocks, 3);
     const ref32 area = p.d.record_first_block;

@@ -49,7 +49,7 @@ TEST(Position, SignatureAtTakesTheLastRecordNotAfterP) {
     testing::test_program t;
     program& p = *t;
     use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224), sig(6, 8, 6528)});
-    const event_store& s = p.store();
+    event_store s = p.store();
     ref32 first = p.d.signature_track.first;
     EXPECT_EQ(signature_at(s, first, 0), first);  // before the first record
     for (auto [at, found] :
@@ -65,7 +65,7 @@ TEST(Position, TempoAtLeavesARecordAtPToTheEngine) {
     for (int i = 0; i < 100; ++i) list.push_back(tempo(6000 + i, 100 + i * 50));
     use_tempo_track(p, list);
     ASSERT_GE(p.d.tempo_chain.blocks, 4);
-    const event_store& s = p.store();
+    event_store s = p.store();
     auto at = [&](std::int32_t pos) {
         std::int32_t value = 0;
         const ref32 r = tempo_at(p, pos, &value);
@@ -99,6 +99,9 @@ TEST(Position, BarOneBeginsAt3072InEverySignature) {
         set_default_signature(p, n, d);
         EXPECT_EQ(position_text(p, 3072), "   1  1  1  1") << n << "/" << d;
     }
+    // A denominator past 64 still has its beat of 768 / d, as the engine counts it.
+    set_default_signature(p, 3, 96);
+    EXPECT_EQ(position_text(p, 3072 + 24), "   2  1  1  1");
     // The lead-in of 3/4 is five bars and a beat: position 0 is the last beat of bar -5.
     set_default_signature(p, 3, 4);
     expect_texts(p, {{3072 - 576, "   0  1  1  1"},

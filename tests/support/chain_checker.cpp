@@ -79,7 +79,7 @@ std::string check_chain(const event_store& s, ref32 first, int expected_blocks) 
 }
 
 std::string check_pool(const program& p) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     const dll_data& d = p.d;
     const pool_layout& l = s.layout();
     std::vector<int> owner(l.block_count, 0);

@@ -123,7 +123,7 @@ void take_blocks(program& p, std::uint16_t& blocks, int taken) {
 }
 
 int insert_at(program& p, std::uint16_t& blocks, ref32 e, const records& recs) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     const int taken = s.insert_records(e, static_cast<int>(recs.size()));
     if (taken < 0) return -1;
     take_blocks(p, blocks, taken);
@@ -144,7 +144,7 @@ void append(program& p, track_slot& sl, const records& recs) {
 }
 
 void replace_chain(program& p, chain_cursor& c, const records& recs) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     s.free_chain(c.first);
     c.first = s.new_empty_chain();
     c.blocks = 1;
@@ -204,7 +204,8 @@ track_slot& seat_built_chain(program& p, int pattern, int track, chain_builder& 
 }
 
 track_slot& build_track(program& p, int pattern, int track, const records& recs) {
-    chain_builder b(p.store());
+    event_store s = p.store();
+    chain_builder b(s);
     for (const midi_event& e : recs) b.put(e);
     EXPECT_TRUE(b.terminate());
     EXPECT_TRUE(b.ok());
