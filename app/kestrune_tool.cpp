@@ -2,10 +2,11 @@
 //   kestrune-tool convert INPUT OUTPUT
 //   kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]
 //   kestrune-tool info FILE
-//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list
+//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list (kestrune-play)
 // Messages go to standard error, one per line. Exit status: 0 done, 1 a load or save was refused
 // or failed, 2 a usage error.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -173,6 +174,22 @@ int convert(program& p, const std::string& output) {
     return confirm_track_parameters(p) && write_midi_file(p, output) ? exit_ok : exit_failed;
 }
 
+#ifndef KESTRUNE_PLAY
+// The player is this tool built with the MIDI backends, kestrune-play beside it, so that the
+// other commands start without the MIDI systems' libraries. It takes over this process.
+int run_player(char** argv) {
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        std::string player(self, static_cast<std::size_t>(n));
+        player.erase(player.find_last_of('/') + 1);
+        player += "kestrune-play";
+        ::execv(player.c_str(), argv);
+    }
+    return usage("this build has no MIDI backends");
+}
+#endif
+
 int run(int argc, char** argv) {
     if (argc < 3) return usage();
     const std::string command = argv[1];
@@ -180,7 +197,7 @@ int run(int argc, char** argv) {
 #ifdef KESTRUNE_PLAY
     if (command == "play") return play_command(args, load_input);
 #else
-    if (command == "play") return usage("this build has no MIDI backends");
+    if (command == "play") return run_player(argv);
 #endif
     int only_pattern = -1;
     bool tempo = false;
