@@ -2,10 +2,13 @@
 //   kestrune-tool convert INPUT OUTPUT
 //   kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]
 //   kestrune-tool info FILE
-//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list
+//   kestrune-tool apply INPUT OUTPUT COMMAND [options] [FIELD=VALUE ...], apply --list
+//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list (kestrune-play)
+//   kestrune-tool render FILE OUT.wav|.flac [--soundfont SF2] [--rate HZ] [--from BAR] [--to BAR]
 // Messages go to standard error, one per line. Exit status: 0 done, 1 a load or save was refused
 // or failed, 2 a usage error.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -46,7 +49,10 @@ const char* const usage_text =
     "usage: kestrune-tool convert INPUT OUTPUT\n"
     "       kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]\n"
     "       kestrune-tool info FILE\n"
+    "       kestrune-tool apply INPUT OUTPUT COMMAND [--pattern P] [--track T] [--locators L R]\n"
+    "                           [--answer yes|no] [FIELD=VALUE ...] | apply --list\n"
     "       kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop] | play --list\n"
+    "       kestrune-tool render FILE OUT.wav|OUT.flac [--soundfont SF2] [--rate HZ] [--from BAR] [--to BAR]\n"
     "INPUT: .sng, .mid, .kar, .pat, .trk or .syx; OUTPUT: .sng or .mid\n";
 
 int usage(const char* why = nullptr) {
@@ -175,6 +181,23 @@ int convert(program& p, const std::string& output) {
     return confirm_track_parameters(p) && write_midi_file(p, output) ? exit_ok : exit_failed;
 }
 
+#ifndef KESTRUNE_PLAY
+// The player and the audio export are this tool built with the MIDI backends and the synth,
+// kestrune-play beside it, so that the other commands start without those libraries. It takes
+// over this process.
+int run_player(char** argv) {
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        std::string player(self, static_cast<std::size_t>(n));
+        player.erase(player.find_last_of('/') + 1);
+        player += "kestrune-play";
+        ::execv(player.c_str(), argv);
+    }
+    return usage("this build has no MIDI backends");
+}
+#endif
+
 int run(int argc, char** argv) {
     if (argc < 3) return usage();
     const std::string command = argv[1];
@@ -184,7 +207,7 @@ int run(int argc, char** argv) {
     if (command == "play") return play_command(args, load_input);
     if (command == "render") return render_command(args, load_input);
 #else
-    if (command == "play") return usage("this build has no MIDI backends");
+    if (command == "play" || command == "render") return run_player(argv);
 #endif
     int only_pattern = -1;
     bool tempo = false;

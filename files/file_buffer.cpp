@@ -55,7 +55,6 @@ void file_buffer::refill() {
         if (n <= 0) break;  // end of file, or an error that ends the file here
         got += static_cast<std::size_t>(n);
     }
-    ++transfers_;
     valid_ = got;
     index_ = 0;
 }
@@ -223,7 +222,6 @@ bool file_buffer::create(const std::string& path) {
 }
 
 bool file_buffer::flush(std::size_t count) {
-    ++transfers_;
     std::size_t done = 0;
     while (done < count) {
         ssize_t n = ::write(fd_, data_.get() + done, count - done);

@@ -59,10 +59,6 @@ class file_buffer {
     std::uint32_t counter_a = 0;
     std::uint32_t counter_b = 0;
 
-    std::uint16_t index() const { return index_; }
-    // System transfers made so far (reads or writes of the underlying file).
-    int transfers() const { return transfers_; }
-
     template <class T>
     void get(T& value) {
         file_get(&value, sizeof value);
@@ -86,7 +82,6 @@ class file_buffer {
     bool past_end_ = false;
     std::uint64_t size_ = 0;
     std::uint64_t consumed_ = 0;
-    int transfers_ = 0;
     std::string target_;
     std::string temp_;
 };
