@@ -136,13 +136,16 @@ void engine::watch_devices() {
         const bool open = slot == input_slot ? data_.midi_in_handle != 0 : data_.midi_out_handle[slot] != 0;
         if (!open) continue;
         const device_state now = slot == input_slot ? backend_->input_state() : backend_->output_state(slot);
+        std::uint8_t news = 0;
         if (!lost(seen_[slot]) && lost(now))
-            news_[slot].store(now == device_state::system_gone ? midi_system_stopped : device_went_away);
+            news = now == device_state::system_gone ? midi_system_stopped : device_went_away;
         else if (lost(seen_[slot]) && now == device_state::connected)
-            news_[slot].store(device_back);
+            news = device_back;
         seen_[slot] = now;
+        if (news == 0) continue;
+        news_[slot].store(news);
+        any_news_.store(true, std::memory_order_release);
     }
-    any_news_.store(true, std::memory_order_release);
 }
 
 void engine::report_devices() {
