@@ -116,6 +116,23 @@ TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAcrossCycleBorders) {
     EXPECT_EQ(q.late(), 0u);
 }
 
+TEST(JackScheduler, TheEngineThreadsAndThrusQueuesMergeByFrame) {
+    jack_port_queue engine_side, thru_side;
+    log_writer w;
+    for (int i = 0; i < 3; ++i) push3(engine_side, 0x90, static_cast<std::uint8_t>(2 * i), 10'000'000 + i * 8000);
+    for (int i = 0; i < 2; ++i) push3(thru_side, 0x90, static_cast<std::uint8_t>(2 * i + 1), 10'004'000 + i * 8000);
+    jack_port_queue* const both[] = {&engine_side, &thru_side};
+    for (int k = 0; k < 3; ++k) {
+        w.next(cycle(k), k, 4096);
+        jack_port_queue::drain(both, 2, cycle(k), latency, w);
+    }
+    ASSERT_EQ(w.out.size(), 5u);
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_EQ(w.out[i].bytes[1], i) << "order";
+        EXPECT_EQ(w.out[i].frame, frame_of(10'000'000 + static_cast<std::int64_t>(i) * 4000));
+    }
+}
+
 TEST(JackScheduler, LateMessagesGoFirstAndKeepTheirOrder) {
     jack_port_queue q;
     log_writer w;
