@@ -201,7 +201,7 @@ TEST(JackScheduler, QueueWrapsLongMessagesIntactAndRefusesWhenFull) {
 
 // ---- device names ----
 
-TEST(AlsaNames, ClientAndPortNumbersAreDropped) {
+TEST(AlsaNames, ClientAndPortNumbersAreDroppedAndALostDeviceIsFoundByName) {
     const std::pair<const char*, const char*> names[] = {
         {"Midi Through:Midi Through Port-0 14:0", "Midi Through:Midi Through Port-0"},
         {"FLUID Synth (123):Synth input port (123:0) 128:0",
@@ -210,6 +210,11 @@ TEST(AlsaNames, ClientAndPortNumbersAreDropped) {
         {"Synth 2", "Synth 2"},
         {"Odd 1:2:3", "Odd 1:2:3"}};
     for (const auto& [raw, shown] : names) EXPECT_EQ(alsa_display_name(raw), shown);
+    // A lost device is found again by its name, under new numbers when it was plugged in again.
+    const std::vector<std::string> now = {"Synth:In 20:0", "Keys:Port 1 24:0", "Keys:Port 2 24:1"};
+    EXPECT_EQ(alsa_same_device(now, "Synth:In 20:0"), "Synth:In 20:0");
+    EXPECT_EQ(alsa_same_device(now, "Keys:Port 2 28:1"), "Keys:Port 2 24:1");
+    EXPECT_EQ(alsa_same_device(now, "Gone:Out 30:0"), "");
 }
 
 // ---- the merged list and routing, over stand-in systems ----
