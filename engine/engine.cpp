@@ -265,6 +265,7 @@ void engine::cleanup_func_in_dll() {
         data_.stopped = 1;
         player_->process(clock_->now_us());
         shared_store(data_.all_notes_off_request, 1);
+        shared_store(data_.thru_notes_off_request, 1);
         player_->serve_requests(clock_->now_us());
     }
     if (backend_ && arena_.valid())
