@@ -128,6 +128,8 @@ bool engine::open_input_port() {
     return true;
 }
 
+// A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
+// keeping sends off the port meanwhile, so the engine need not be parked for it.
 void engine::watch_devices() {
     std::lock_guard hold(devices_);
     if (!backend_ || !arena_.valid()) return;
