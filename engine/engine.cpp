@@ -124,6 +124,8 @@ bool engine::open_input_port() {
     return true;
 }
 
+// A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
+// keeping sends off the port meanwhile, so the engine need not be parked for it.
 void engine::watch_devices() {
     std::lock_guard hold(devices_);
     if (!backend_ || !arena_.valid()) return;
@@ -132,13 +134,16 @@ void engine::watch_devices() {
         const bool open = slot == input_slot ? data_.midi_in_handle != 0 : data_.midi_out_handle[slot] != 0;
         if (!open) continue;
         const device_state now = slot == input_slot ? backend_->input_state() : backend_->output_state(slot);
+        std::uint8_t news = 0;
         if (!lost(seen_[slot]) && lost(now))
-            news_[slot].store(now == device_state::system_gone ? midi_system_stopped : device_went_away);
+            news = now == device_state::system_gone ? midi_system_stopped : device_went_away;
         else if (lost(seen_[slot]) && now == device_state::connected)
-            news_[slot].store(device_back);
+            news = device_back;
         seen_[slot] = now;
+        if (news == 0) continue;
+        news_[slot].store(news);
+        any_news_.store(true, std::memory_order_release);
     }
-    any_news_.store(true, std::memory_order_release);
 }
 
 void engine::report_devices() {
@@ -263,6 +268,7 @@ void engine::cleanup_func_in_dll() {
         data_.stopped = 1;
         player_->process(clock_->now_us());
         shared_store(data_.all_notes_off_request, 1);
+        shared_store(data_.thru_notes_off_request, 1);
         player_->serve_requests(clock_->now_us());
     }
     if (backend_ && arena_.valid())

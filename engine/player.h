@@ -1,6 +1,7 @@
 // The engine's tick: advancing the position, sending due events with the track parameters,
 // open-note bookkeeping, song steps, the cycle, tempo and signature, click, clock and requests.
-// Everything here runs on the engine thread and never allocates or locks.
+// Everything here runs on the engine thread, MIDI thru on the input's thread; nothing allocates
+// or locks.
 #pragma once
 
 #include <atomic>

@@ -119,6 +119,11 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     t->wait_request(d.thru_notes_off_request);
     ASSERT_EQ(t.midi.size(), 2u);
     EXPECT_EQ(nums(t.midi[1].bytes[0], t.midi[1].bytes[1]), nums(0x85, 67));
+    // And when the engine goes.
+    t.feed({0x90, 65, 100});
+    t.eng.cleanup_func_in_dll();
+    ASSERT_EQ(t.midi.size(), 4u);
+    EXPECT_EQ(nums(t.midi[3].bytes[0], t.midi[3].bytes[1]), nums(0x85, 68));
 }
 
 TEST_F(Input, StepInputCollectsChordsAndRestsFromThePedal) {
@@ -191,6 +196,21 @@ TEST_F(Input, PortsOpenFromTheSettingsAndAFailedDeviceLeavesItsPortClosed) {
     d.send_request = 1;
     t.eng.run_until(t.clk.now_us());
     EXPECT_EQ(t.midi.size(), 0u);
+
+    // A device that goes away is reported once, and the port is lost until it is back.
+    t.midi.set_output_state(2, device_state::gone);
+    for (int round = 0; round < 2; ++round) {
+        t.eng.watch_devices();
+        t.run_ms(1);
+        handle_engine_messages(*t);
+    }
+    ASSERT_EQ(t.screen.messages.size(), 1u);
+    EXPECT_EQ(t.screen.last_text(), "Port C has lost its MIDI device \"Capture Out 3\"!");
+    EXPECT_TRUE(t.eng.output_lost(2));
+    t.midi.set_output_state(2, device_state::connected);
+    t.eng.watch_devices();
+    t.run_ms(1);
+    EXPECT_FALSE(t.eng.output_lost(2));
 }
 
 TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {

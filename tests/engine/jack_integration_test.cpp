@@ -119,8 +119,11 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     const int device = index_of(midi.output_devices(), name);
     ASSERT_GE(device, 0);
     p.d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);
+    const std::string input = "JACK: " + pr.out_name();
+    p.d.midi_in_device = static_cast<std::int16_t>(index_of(midi.input_devices(), input) + 1);
     ASSERT_EQ(start_program(p), 0);
     ASSERT_NE(p.d.midi_out_handle[0], 0u);
+    ASSERT_NE(p.d.midi_in_handle, 0u);
     std::vector<note_event> row;  // a note every eighth for 64 bars
     for (std::int32_t pos = 0; pos < 64 * 768; pos += 96) {
         row.push_back({pos, 0x90, 60});
@@ -134,14 +137,17 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     // The server dies under the playing engine: the user hears of it once, within a second.
     stop_server(SIGKILL);
     const std::int64_t died = steady_us();
-    while (screen.messages.empty() && steady_us() - died < 1'000'000) {
+    while (screen.messages.size() < 2 && steady_us() - died < 1'000'000) {
         handle_engine_messages(p);
         sleep_ms(5);
     }
-    ASSERT_EQ(screen.messages.size(), 1u);
-    EXPECT_EQ(screen.last_text(),
+    ASSERT_EQ(screen.messages.size(), 2u);
+    EXPECT_EQ(screen.messages[0].text,
               "Port A has lost its MIDI device \"" + name + "\":\nthe JACK server has stopped!");
+    EXPECT_EQ(screen.messages[1].text,
+              "The MIDI input has lost its device \"" + input + "\":\nthe JACK server has stopped!");
     EXPECT_TRUE(eng.output_lost(0));
+    EXPECT_TRUE(eng.input_lost());
     EXPECT_EQ(p.d.midi_out_handle[0], 1u) << "a lost port keeps its device";
 
     // The engine plays on; when the server and the device are back, so is the port.
@@ -150,8 +156,10 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     ASSERT_TRUE(back.ok());
     EXPECT_TRUE(back.wait_for(2, 5000)) << "nothing reached the device after the server came back";
     EXPECT_FALSE(eng.output_lost(0));
+    for (int i = 0; i < 100 && eng.input_lost(); ++i) sleep_ms(10);
+    EXPECT_FALSE(eng.input_lost());
     handle_engine_messages(p);
-    EXPECT_EQ(screen.messages.size(), 1u);
+    EXPECT_EQ(screen.messages.size(), 2u);
     EXPECT_EQ(shared_load(p.d.stopped), 0);
     p.d.stopped = 1;
     p.wait_request(p.d.all_notes_off_request);
