@@ -388,7 +388,8 @@ int jack_backend::process(std::uint32_t frames) {
         port_writer w(buffer);
         queue_[p]->drain(c, latency, w);
     }
-    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire)) a->process(frames, c, latency);
+    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire))
+        a->process(frames, c, latency);
 
     void* in = jack_port_get_buffer(in_, frames);
     const std::uint32_t count = jack_midi_get_event_count(in);
