@@ -29,7 +29,7 @@ int usage(const char* why) {
 
 // The console's messages, each on a line of its own after the progress line.
 class progress_ui final : public ui {
-  public:
+public:
     msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
                        msg_answer answer, const std::string& caption) override {
         end_line();
@@ -58,7 +58,7 @@ class progress_ui final : public ui {
         line_open_ = false;
     }
 
-  private:
+private:
     console_ui console_;
     int shown_ = -1;
     bool line_open_ = false;

@@ -42,7 +42,7 @@ constexpr double us_per_tick = 60e6 / (tempo / 100.0) / 192.0;
 // jackd -d dummy under a name of this process's own, made the default server for its clients;
 // not running when jackd is missing or does not come up.
 class dummy_jack_server {
-  public:
+public:
     dummy_jack_server(int rate, int period) {
         const std::string name = "kestrune-bench-" + std::to_string(getpid());
         const std::string r = std::to_string(rate), p = std::to_string(period);
@@ -81,7 +81,7 @@ class dummy_jack_server {
     }
     bool running() const { return running_; }
 
-  private:
+private:
     pid_t pid_ = -1;
     bool running_ = false;
 };

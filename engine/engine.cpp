@@ -218,7 +218,8 @@ std::int16_t engine::init_func_in_dll() {
 
     // Devices: lists, then the ports and the input the settings name.
     enumerate_devices();
-    if (std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device), [](std::int16_t c) { return c == 0; })) {
+    if (std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device),
+                    [](std::int16_t c) { return c == 0; })) {
         // Nothing chosen yet: sound by default, where the backend has a device for it.
         const int device = backend_ ? backend_->default_output() : -1;
         if (device >= 0) d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);

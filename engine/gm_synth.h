@@ -40,7 +40,7 @@ struct timed_message {
 };
 
 class gm_synth {
-  public:
+public:
     explicit gm_synth(int sample_rate);
     ~gm_synth();
     gm_synth(const gm_synth&) = delete;
@@ -62,7 +62,7 @@ class gm_synth {
                 std::size_t count);
     int active_voices() const;
 
-  private:
+private:
     void render_plain(float* left, float* right, std::uint32_t frames);
     void set_drum_channels();
 

@@ -105,7 +105,8 @@ public:
     // the client closes and the ports go with it, else the ports are to be unregistered.
     virtual void leaving(jack_client_t* client) = 0;
     // Process thread, after the MIDI ports are written, with their constant latency.
-    virtual void process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) = 0;
+    virtual void process(std::uint32_t frames, const jack_cycle& c,
+                         std::int64_t latency_frames) = 0;
 };
 
 class jack_backend final : public midi_backend {

@@ -26,7 +26,7 @@ std::int64_t steady_us() {
 
 // Takes what a cycle drains from the ports' queues and merges it into frame order.
 class synth_backend::collector final : public jack_event_writer {
-  public:
+public:
     collector() : bytes_(cycle_bytes), runs_(cycle_messages), merged_(cycle_messages) {}
 
     void clear() {
@@ -64,7 +64,7 @@ class synth_backend::collector final : public jack_event_writer {
     }
     const timed_message* merged() const { return merged_.data(); }
 
-  private:
+private:
     std::vector<std::uint8_t> bytes_;
     std::vector<timed_message> runs_;
     std::vector<timed_message> merged_;

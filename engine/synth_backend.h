@@ -26,7 +26,7 @@ inline constexpr const char* msg_synth_no_audio =
     "or check the sound card.";
 
 class synth_backend final : public midi_backend, private jack_audio_part {
-  public:
+public:
     enum class output { none, jack, driver };
 
     // `jack` lends its client while a server runs; without it the audio driver always plays.
@@ -62,7 +62,7 @@ class synth_backend final : public midi_backend, private jack_audio_part {
 
     std::uint64_t late_messages() const;
 
-  private:
+private:
     void joined(jack_client_t* client) override;
     void leaving(jack_client_t* client) override;
     void process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) override;

@@ -37,7 +37,8 @@ system_backend::~system_backend() {
 
 int system_backend::default_output() {
     for (std::size_t i = 0; i < outputs_.size(); ++i) {
-        const auto* synth = dynamic_cast<synth_backend*>(systems_[static_cast<std::size_t>(outputs_[i].system)].backend.get());
+        const auto& owner = systems_[static_cast<std::size_t>(outputs_[i].system)];
+        const auto* synth = dynamic_cast<const synth_backend*>(owner.backend.get());
         if (synth && synth->problem().empty()) return static_cast<int>(i);
     }
     return -1;

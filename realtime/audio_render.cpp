@@ -28,19 +28,19 @@ constexpr float silence_floor = 1e-5f;        // -100 dB
 
 // Time that moves only when the export moves it.
 class render_clock final : public clock {
-  public:
+public:
     std::int64_t now_us() override { return now_; }
     void sleep_ms(int ms) override { now_ += std::int64_t{ms} * 1000; }
     void advance(std::int64_t us) { now_ += us; }
 
-  private:
+private:
     std::int64_t now_ = 1'000'000;
 };
 
 // The synth as the only device, on all four ports: it keeps what the engine sends, with its due
 // time, until the audio reaches it.
 class synth_recorder final : public midi_backend {
-  public:
+public:
     struct message {
         std::int64_t due_us;
         int port;
@@ -68,7 +68,7 @@ class synth_recorder final : public midi_backend {
 
 // The audio file under a temporary name in the target's folder, renamed over the target at the end.
 class audio_file {
-  public:
+public:
     audio_file(const std::string& target, int format, int rate) : target_(target) {
         const std::size_t slash = target.find_last_of('/');
         const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
@@ -122,7 +122,7 @@ class audio_file {
         temp_.clear();
     }
 
-  private:
+private:
     std::string target_;
     std::string temp_;
     SNDFILE* file_ = nullptr;
@@ -131,7 +131,7 @@ class audio_file {
 
 // The song's sound, written as the engine's time goes on.
 class renderer {
-  public:
+public:
     renderer(gm_synth& s, synth_recorder& r, audio_file& f, std::int64_t origin_us)
         : synth_(s),
           recorder_(r),
@@ -164,8 +164,15 @@ class renderer {
             last_loud_ = loud(frames) ? frame_ + frames : last_loud_;
             frame_ += frames;
         }
+        // What is left is due later: keep its bytes, and only those.
         m.erase(m.begin(), m.begin() + static_cast<std::ptrdiff_t>(next));
-        if (m.empty()) recorder_.bytes.clear();
+        std::vector<std::uint8_t> kept;
+        for (auto& x : m) {
+            kept.insert(kept.end(), recorder_.bytes.begin() + static_cast<std::ptrdiff_t>(x.at),
+                        recorder_.bytes.begin() + static_cast<std::ptrdiff_t>(x.at + x.size));
+            x.at = kept.size() - x.size;
+        }
+        recorder_.bytes.swap(kept);
         return true;
     }
     // The sound has died away: no voice left and nothing above the floor for a while.
@@ -175,7 +182,7 @@ class renderer {
                    static_cast<std::uint64_t>(tail_quiet_s * synth_.sample_rate());
     }
 
-  private:
+private:
     std::uint64_t frame_of(std::int64_t us) const {
         if (us <= origin_us_) return 0;
         return static_cast<std::uint64_t>(

@@ -18,7 +18,7 @@
 namespace kestrune::testing {
 
 class audio_onset_probe {
-  public:
+public:
     static constexpr float onset_level = 2e-3f;
     static constexpr float quiet_level = 1e-3f;
     static constexpr double quiet_ms = 50;
@@ -54,7 +54,7 @@ class audio_onset_probe {
         disturbed_.store(0);
     }
 
-  private:
+private:
     static double engine_us() {
         using namespace std::chrono;
         return duration<double, std::micro>(steady_clock::now().time_since_epoch()).count();
