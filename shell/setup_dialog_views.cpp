@@ -4,8 +4,6 @@
 
 #include "files/event_rows.h"
 #include "shell/entry_parsers.h"
-#include "shell/main_screen.h"
-#include "shell/startup.h"
 
 namespace kestrune {
 
@@ -255,33 +253,6 @@ bool overall_settings_view::ok() {
     return true;
 }
 
-namespace {
-
-bool run_at_screen_cells(session& s, dialog& d) {
-    if (s.screen) d.set_cells(s.screen->cell_width(), s.screen->cell_height());
-    return run_modal(s.prog, d);
-}
-
-setup_settings setup_settings_of(const session& s) {
-    setup_settings v;
-    v.sync_delay_value = s.settings.sync_delay_value;
-    v.spp_offset = s.settings.spp_offset;
-    v.patch_name_ports = s.settings.show_patch_names;
-    v.mouse_increase = s.prog.song.increase_button;
-    v.mouse_decrease = s.prog.song.decrease_button;
-    return v;
-}
-
-void give_back(session& s, const setup_settings& v) {
-    s.settings.sync_delay_value = static_cast<std::int8_t>(v.sync_delay_value);
-    s.settings.spp_offset = static_cast<std::int16_t>(v.spp_offset);
-    s.settings.show_patch_names = v.patch_name_ports;
-    s.trans.sync_delay_value = v.sync_delay_value;
-    s.trans.spp_offset = v.spp_offset;
-}
-
-}  // namespace
-
 bool run_midi_setup(program& p, setup_settings& s) {
     midi_setup_view v(p, s);
     return run_modal(p, v);
@@ -295,26 +266,6 @@ bool run_memory_setup(program& p) {
 bool run_overall_settings(program& p, setup_settings& s) {
     overall_settings_view v(p, s);
     return run_modal(p, v);
-}
-
-bool run_midi_setup(session& s) {
-    setup_settings v = setup_settings_of(s);
-    midi_setup_view d(s.prog, v);
-    const bool ok = run_at_screen_cells(s, d);
-    give_back(s, v);
-    return ok;
-}
-
-bool run_memory_setup(session& s) {
-    memory_setup_view d(s.prog);
-    return run_at_screen_cells(s, d);
-}
-
-bool run_overall_settings(session& s) {
-    // The mouse buttons take effect as they change, OK or not; they go to the song at once.
-    setup_settings v = setup_settings_of(s);
-    overall_settings_view d(s.prog, v);
-    return run_at_screen_cells(s, d);
 }
 
 }  // namespace kestrune

@@ -43,11 +43,4 @@ bool run_midi_setup(program& p, setup_settings& s);
 bool run_memory_setup(program& p);
 bool run_overall_settings(program& p, setup_settings& s);
 
-class session;
-// The same over the session: at the main screen's cells, with the settings taken from and given
-// back to the session's settings, transport and song.
-bool run_midi_setup(session& s);
-bool run_memory_setup(session& s);
-bool run_overall_settings(session& s);
-
 }  // namespace kestrune

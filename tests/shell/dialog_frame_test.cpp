@@ -2,7 +2,6 @@
 
 #include "shell/dialog_frame.h"
 #include "shell/setup_dialog_views.h"
-#include "shell/startup.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -123,40 +122,6 @@ TEST(DialogFrame, RefusesWhileRecordingAndOnAnEmptyTrackAndTheMouseSettingReache
         if (c.text == "Right button increases") c.set(1);
     EXPECT_EQ(nums(s.mouse_increase, t->song.increase_button, change_value(*t, 5, 2)),
               nums(2, 2, 6));
-}
-
-// A ui that changes a dialog as `act` says and presses OK.
-struct ok_ui final : ui {
-    std::function<void(dialog&)> act;
-    msg_answer message(const std::string&, msg_icon, msg_buttons, msg_answer a,
-                       const std::string&) override {
-        return a;
-    }
-    std::optional<std::string> open_file_dialog(const file_dialog_request&) override { return {}; }
-    std::optional<std::string> save_file_dialog(const file_dialog_request&) override { return {}; }
-    void wait_cursor() override {}
-    void arrow_cursor() override {}
-    void repaint(int) override {}
-    bool run_dialog(dialog& d) override {
-        act(d);
-        return d.ok();
-    }
-};
-
-TEST(SetupDialogs, RunOverTheSessionAndGiveTheirSettingsBack) {
-    testing::test_program t;
-    ok_ui u;
-    session s(t.eng, u, t.clk);
-    u.act = [](dialog& d) {
-        auto& m = dynamic_cast<midi_setup_view&>(d).model;
-        m.delay_index = 10;
-        m.spp_index = 3;
-        m.patch_names[1][2] = 1;
-    };
-    EXPECT_TRUE(run_midi_setup(s));
-    EXPECT_EQ(nums(s.settings.sync_delay_value, s.trans.sync_delay_value, s.settings.spp_offset,
-                   s.trans.spp_offset, s.settings.show_patch_names[1][2]),
-              nums(3, 3, 4, 4, 1));
 }
 
 }  // namespace
