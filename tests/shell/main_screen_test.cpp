@@ -340,6 +340,27 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     EXPECT_FALSE(t->running());
 }
 
+TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
+    auto bar_width = [&](int row) {
+        testing::recording_canvas c;
+        paint(c);
+        const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
+        for (auto& [r, role] : c.fills)
+            if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
+        return 0;
+    };
+    t->d.track_activity[1] = 100;
+    ticks(1);
+    EXPECT_EQ(t->d.track_activity[1], 0xFF);  // taken
+    const int w = bar_width(1);
+    EXPECT_EQ(w, std::min((8 * (((101 * 3) / 8) * 8)) / 48 / 2, place(rgn::mute).width() - 2));
+    ticks(3);
+    EXPECT_EQ(bar_width(1), w - 3);
+    // A muted track shows no bar.
+    slot(1).mute = 1;
+    EXPECT_EQ(bar_width(1), 0);
+}
+
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
     const std::string path = (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
     {
