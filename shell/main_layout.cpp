@@ -28,6 +28,14 @@ cell_grid make_cells(int zoom_index, const font_metrics& f) {
     return g;
 }
 
+int icon_size_of(const cell_grid& g) {
+    const int across = (g.width_delta + 8) * 32;
+    const int down = ((g.height_delta + 16) * 32) / 16;
+    if (across >= 512 && down >= 64) return 64;
+    if (across >= 256 && down >= 32) return 32;
+    return 16;
+}
+
 int font_height_of(const cell_grid& g, font_kind f) {
     return f == font_kind::small ? g.height * 3 / 4 : g.height;
 }

@@ -80,6 +80,8 @@ struct cell_grid {
 };
 
 cell_grid make_cells(int zoom_index, const font_metrics& system_font);
+// The size the transport icons are drawn at: 64, 32 or 16 units, the largest the zoom allows.
+int icon_size_of(const cell_grid& g);
 int font_height_of(const cell_grid& g, font_kind f);
 struct font_spec;
 font_spec font_spec_of(const cell_grid& g, font_kind f);

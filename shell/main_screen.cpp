@@ -108,6 +108,11 @@ int main_screen::cell_height() const { return m_->g.height; }
 int main_screen::font_height(font_kind f) const { return font_height_of(m_->g, f); }
 font_spec main_screen::font(font_kind f) const { return font_spec_of(m_->g, f); }
 
+void main_screen::set_list_font_height(int pixels) {
+    m_->g.list_font_shortfall = std::max(0, m_->g.height - pixels);
+    m_->mark_all_dirty();
+}
+
 const std::vector<child_button>& main_screen::buttons() const { return m_->buttons; }
 rect main_screen::scroll_bar_place() const { return scroll_bar_rect(m_->g); }
 int main_screen::scroll_value() const { return m_->first_visible; }

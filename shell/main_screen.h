@@ -104,6 +104,9 @@ public:
     // Pixel heights of the three fonts (small, normal, list) for the platform to make them.
     int font_height(font_kind f) const;
     font_spec font(font_kind f) const;
+    // The list font's real pixel height, told after each layout once the fonts are made: value
+    // texts sit lower by what it falls short of the cell.
+    void set_list_font_height(int pixels);
 
     const std::vector<child_button>& buttons() const;
     // The track list's scroll bar: place, and the first visible track (0..16).

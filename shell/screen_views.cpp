@@ -221,7 +221,10 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
     const cell_view& v = s.shown;
     const rect& r = s.place;
     if (v.icon) {
-        c.icon(r, v.icon);
+        // A square of the icon size, centred, no larger than the button.
+        const int side = std::min({icon_size_of(g), r.width(), r.height()});
+        const int left = r.left + (r.width() - side) / 2, top = r.top + (r.height() - side) / 2;
+        c.icon({left, top, left + side, top + side}, v.icon);
         return;
     }
     if (s.region == rgn::drop_in) {
