@@ -218,8 +218,14 @@ void main_screen::impl::act_transport(int region, int code) {
     case rgn::rewind:
         t.move_bar(region == rgn::forward, code == both_buttons);
         break;
+    case rgn::record:
+        // The button is the mode: left replaces, right overdubs.
+        if (recording.record && (code == left_button || code == right_button)) recording.record(code);
+        break;
+    case rgn::drop_in:
+        if (recording.drop_in) recording.drop_in(press.mods.shift);
+        break;
     default:
-        // Record and Drop In start takes, which come with the recording functions.
         break;
     }
 }

@@ -298,6 +298,15 @@ bool main_screen::impl::key(const key_event& k) {
     case key_code::pad_enter: t.stop(); return true;
     case key_code::pad_0: t.play(); return true;
     case key_code::pad_dot: t.pause(); return true;
+    case key_code::pad_star:
+    case key_code::pad_slash:
+        // With the mixer open the recorder asks before a replace.
+        if (!recording.record) return false;
+        recording.record(k.code == key_code::pad_star ? 1 : 2);
+        return true;
+    case key_code::space:
+        if (recording.drop_in) recording.drop_in(shift);
+        return recording.drop_in != nullptr;
     case key_code::backspace: {
         if (!main) return false;
         if (!p.slot(d.current_pattern, d.current_track).in_use) return true;
@@ -353,15 +362,7 @@ bool main_screen::impl::key(const key_event& k) {
         return true;
     case 'B':
         if (!main) return false;
-        if (p.recording() && d.cycle_recording)
-            for (int tr = tracks_per_pattern - 1; tr >= 0; --tr) {
-                track_slot& s = p.slot(take_pattern, tr);
-                if (s.in_use && !s.mute) {
-                    s.mute = 1;
-                    p.silence_track(2, tr);
-                    break;
-                }
-            }
+        if (p.recording() && d.cycle_recording && recording.mute_last_pass) recording.mute_last_pass();
         return true;
     default: return false;
     }

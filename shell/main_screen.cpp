@@ -275,6 +275,7 @@ void main_screen::tick(std::int64_t ms) {
 
 void main_screen::set_double_click_time(int ms) { m_->double_click_ms = std::max(1, ms); }
 void main_screen::set_allow_double_clicks(bool on) { m_->allow_double_clicks = on; }
+void main_screen::set_recording_actions(recording_actions actions) { m_->recording = std::move(actions); }
 
 std::optional<quantize_popup_request> main_screen::take_quantize_popup() {
     std::optional<quantize_popup_request> r;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,6 +73,14 @@ struct quantize_popup_request {
     int y = 0;
 };
 
+// Takes start through the recorder that the session keeps beside the transport; until these are
+// set, Record, Drop In and their keys do nothing.
+struct recording_actions {
+    std::function<void(int mode)> record;     // 1 replace, 2 overdub: Record, keypad * and /
+    std::function<void(bool shift)> drop_in;  // "Drop In" and Space; Shift for an instant punch
+    std::function<void()> mute_last_pass;     // key B during a cycle take
+};
+
 // A row of the zoom table.
 struct zoom_row {
     const char* menu_text;
@@ -136,6 +145,7 @@ public:
     // The system's double-click time and the setting "Allow Double Clicks".
     void set_double_click_time(int ms);
     void set_allow_double_clicks(bool on);
+    void set_recording_actions(recording_actions actions);
     // A pending quantize popup, once; the platform shows it and runs the chosen item's command.
     std::optional<quantize_popup_request> take_quantize_popup();
     // True once after the child buttons' pressed states or places changed.

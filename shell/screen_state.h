@@ -113,6 +113,7 @@ struct main_screen::impl {
     std::optional<quantize_popup_request> popup;
     std::shared_ptr<int> popup_track = std::make_shared<int>(0);
     bool buttons_changed = false;
+    recording_actions recording;
 
     void begin_press(int x, int y, int button, key_mods mods, std::int64_t ms);
     void end_press(int x, int y, int button);

@@ -249,6 +249,14 @@ TEST_F(MainScreen, KeyCommands) {
     EXPECT_TRUE(key(key_code::del));
     EXPECT_TRUE(key(key_code::insert));
     EXPECT_FALSE(key(key_code::character, 'Q'));
+    // Takes start through the recorder: the Record button's mouse button is the mode.
+    std::vector<int> modes;
+    screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
+    key(key_code::pad_slash);
+    click(rgn::record, 0, right_button);
+    click(rgn::record, 0, left_button);
+    EXPECT_EQ(modes, (std::vector<int>{2, 2, 1}));
+    EXPECT_FALSE(key(key_code::space));
     // Backspace refuses during a take; Escape makes an empty track editable.
     key_event repeat;
     repeat.code = key_code::f1;
