@@ -66,8 +66,8 @@ inline constexpr int max_first_visible_track = 16;
 
 // Cell units of one layout. Columns and rows may be given in quarters of a cell.
 struct cell_grid {
-    int width = 8;   // cell_width
-    int height = 16; // cell_height
+    int width = 8;    // cell_width
+    int height = 16;  // cell_height
     int width_delta = 0;
     int height_delta = 0;
     int list_font_shortfall = 0;
@@ -103,6 +103,7 @@ struct button_place {
     rect place;
 };
 inline constexpr int main_button_count = 9;
-void place_main_buttons(const cell_grid& g, bool time_shown, button_place (&out)[main_button_count]);
+void place_main_buttons(const cell_grid& g, bool time_shown,
+                        button_place (&out)[main_button_count]);
 
 }  // namespace kestrune

@@ -45,8 +45,6 @@ struct key_event {
     bool auto_repeat = false;
 };
 
-// One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
-// at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
 // How the platform makes one of the three fonts: pixel height and average width, weight
 // (400 normal, 700 bold) and whether the font is of fixed pitch.
 struct font_spec {
@@ -56,6 +54,8 @@ struct font_spec {
     bool fixed_pitch = false;
 };
 
+// One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
+// at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
 struct child_button {
     int command = 0;
     std::string text;

@@ -26,8 +26,8 @@ struct cell_view {
     text_align align = text_align::right;
     font_kind font = font_kind::list;
     bool inverted = false;
-    int icon = 0;       // a transport icon, 0 for none
-    int bar = -1;       // an activity bar's width in pixels, -1 for none
+    int icon = 0;  // a transport icon, 0 for none
+    int bar = -1;  // an activity bar's width in pixels, -1 for none
     bool bar_peak = false;
     bool bar_off = false;  // the note-off marker colour
     bool operator==(const cell_view&) const = default;
@@ -102,7 +102,8 @@ struct main_screen::impl {
     mouse_model mouse;
     press_state press;
     key_mods last_mods;
-    bool wait_release = false;  // a single action ran or a message showed: nothing until all buttons rise
+    bool wait_release =
+        false;  // a single action ran or a message showed: nothing until all buttons rise
     int double_click_ms = default_double_click_ms;
     bool allow_double_clicks = true;
     bool dragging = false;

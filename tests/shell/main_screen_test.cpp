@@ -1,20 +1,21 @@
+#include "shell/main_screen.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
-#include "shell/command_ids.h"
-#include "shell/command_table.h"
-#include "shell/main_layout.h"
-#include "shell/main_screen.h"
-#include "shell/region_tree.h"
 #include "files/song_file.h"
 #include "files/track_chunk.h"
 #include "realtime/transport.h"
+#include "shell/command_ids.h"
+#include "shell/command_table.h"
+#include "shell/main_layout.h"
+#include "shell/region_tree.h"
 #include "song/patterns.h"
-#include "tests/support/song_builder.h"
 #include "tests/shell/recording_canvas.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -34,7 +35,8 @@ struct MainScreen : ::testing::Test {
     // The centre of a row of a column region.
     std::pair<int, int> at(int region, int row = 0) const {
         const rect r = place(region);
-        return {(r.left + r.right) / 2, r.top + row * screen.cell_height() + screen.cell_height() / 2};
+        return {(r.left + r.right) / 2,
+                r.top + row * screen.cell_height() + screen.cell_height() / 2};
     }
     void ticks(int n) {
         for (int i = 0; i < n; ++i) screen.tick(now += 25);
@@ -67,14 +69,18 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindo
         EXPECT_EQ(screen.cell_height(), ch);
         EXPECT_EQ(place(rgn::transport_panel).bottom, 27 * ch - 1) << z;
         EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
-        EXPECT_EQ(place(rgn::numerator), (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4})) << z;
+        EXPECT_EQ(place(rgn::numerator),
+                  (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
+            << z;
         for (const screen_region& r : screen.regions().all()) {
             if (r.number == rgn::root || r.number == rgn::time) continue;
             const rect& p = r.rectangle;
-            const screen_region* hit = screen.regions().find_region_at_point((p.left + p.right) / 2, (p.top + p.bottom) / 2);
+            const screen_region* hit = screen.regions().find_region_at_point(
+                (p.left + p.right) / 2, (p.top + p.bottom) / 2);
             ASSERT_NE(hit, nullptr);
             // A parent's centre may fall on one of its children.
-            if (hit->number != r.number && r.child < 0) ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
+            if (hit->number != r.number && r.child < 0)
+                ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
     }
@@ -199,11 +205,13 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 1;
     click(rgn::tempo);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Tempo Track is active!\nChange value in the Tempo Editor.");
     t->d.signature_track_on = 1;
     click(rgn::numerator);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
     t->d.internal_record = 1;
     click(rgn::midi_thru);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
@@ -370,7 +378,8 @@ TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
 }
 
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
-    const std::string path = (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
+    const std::string path =
+        (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
     {
         testing::test_program other;
         seat_track(*other, 0, 1, {{}, testing::notes(2, song_start, 96)});
