@@ -74,8 +74,14 @@ void main_screen::impl::build_cells() {
     for (screen_cell& s : cells) s.shown = view(s.region, s.row);
 }
 
+bool main_screen::impl::on_screen(const screen_cell& s) const {
+    if (tree.is_hidden(s.region)) return false;
+    return main_view() || tree.place(rgn::transport_panel).intersects(s.place);
+}
+
 void main_screen::impl::refresh_cells() {
     for (screen_cell& s : cells) {
+        if (!on_screen(s)) continue;
         cell_view now = view(s.region, s.row);
         if (now == s.shown) continue;
         s.shown = std::move(now);
@@ -157,8 +163,7 @@ void main_screen::paint(canvas& c, const rect& clip) {
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
     for (screen_cell& s : m.cells) {
-        if (!s.place.intersects(clip) || m.tree.is_hidden(s.region)) continue;
-        if (!m.main_view() && !m.tree.place(rgn::transport_panel).intersects(s.place)) continue;
+        if (!s.place.intersects(clip) || !m.on_screen(s)) continue;
         // A paint shows the model as it stands, even before the tick has seen a change.
         s.shown = m.view(s.region, s.row);
         m.paint_cell(c, s);

@@ -82,6 +82,8 @@ struct main_screen::impl {
     void update_activity();
     // Compares every cell with what it shows and collects the changed places.
     void refresh_cells();
+    // Shown at all: not hidden, and in the transport panel while an editor has the window.
+    bool on_screen(const screen_cell& s) const;
     void mark_all_dirty() { dirty.assign(1, client()); }
 
     bool main_view() const { return p.d.main_screen != 0; }

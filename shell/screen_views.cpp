@@ -388,10 +388,8 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
 
 void main_screen::impl::update_activity() {
     dll_data& d = p.d;
-    if (!main_view()) {
-        std::fill(std::begin(d.track_activity), std::end(d.track_activity), activity_none);
-        std::fill(std::begin(track_level), std::end(track_level), 0);
-    }
+    // With an editor up the transport's tick has already dropped the pending bars.
+    if (!main_view()) std::fill(std::begin(track_level), std::end(track_level), 0);
     for (int tr = 0; tr < tracks_per_pattern; ++tr) {
         const int v = shared_load(d.track_activity[tr]);
         const int w =
