@@ -55,7 +55,8 @@ int bar_width(int v, int cell_width, bool track_bar, int field_width) {
 }  // namespace
 
 std::int32_t main_screen::impl::shown_position() const {
-    return t.pending_position_set ? t.pending_position : p.d.position;
+    // A position dialled while running waits for the buttons; the field shows it meanwhile.
+    return p.running() && t.pending_position_set ? t.pending_position : p.d.position;
 }
 
 static std::int32_t shown_tempo_of(const program& p, const transport& t, std::int32_t pos) {
