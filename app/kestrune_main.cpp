@@ -1,60 +1,106 @@
-// The program's entry point: `kestrune [FILE]`. Until the main window exists it runs the start-up
-// order headless: settings, engine and MIDI ports, the start file (FILE, else "Default.sng" in
-// the current folder), reports what it holds, and shuts down writing the settings.
+// The program: `kestrune [FILE]` opens the main window on FILE, else on "Default.sng" in the
+// current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints the
+// window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
+#include <QApplication>
+#include <QImage>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "app/console_ui.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
-#include "files/file_state.h"
-#include "files/settings_file.h"
-#include "files/smf_reader.h"
-#include "files/song_file.h"
-#include "song/locate.h"
-#include "song/position.h"
-#include "core/program.h"
-#include "song/song_start.h"
+#include "platform/main_window.h"
+#include "platform/qt_ui.h"
+#include "shell/main_screen.h"
+#include "shell/startup.h"
+
+namespace {
+
+struct options {
+    std::string screenshot;  // the PNG to write; empty for the window
+    int zoom = -1;           // -1: the stored zoom
+    std::vector<std::string> file_words;
+};
+
+int usage() {
+    std::fprintf(stderr, "usage: kestrune [FILE]\n       kestrune --screenshot PNG [--zoom 0-7] [FILE]\n");
+    return 2;
+}
+
+bool parse(const QStringList& args, options& o) {
+    for (qsizetype i = 1; i < args.size(); ++i) {
+        const QString& a = args[i];
+        if (a == "--screenshot" && i + 1 < args.size()) {
+            o.screenshot = args[++i].toStdString();
+        } else if (a == "--zoom" && i + 1 < args.size()) {
+            bool ok = false;
+            o.zoom = args[++i].toInt(&ok);
+            if (!ok || o.zoom < 0 || o.zoom >= kestrune::zoom_rows) return false;
+        } else if (a.startsWith("--")) {
+            return false;
+        } else {
+            o.file_words.push_back(a.toStdString());
+        }
+    }
+    return o.zoom < 0 || !o.screenshot.empty();
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace kestrune;
-    console_ui screen(msg_answer::no);
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("Kestrune");
+    QApplication::setDesktopFileName("kestrune");
+    options o;
+    if (!parse(QApplication::arguments(), o)) return usage();
+    const bool screenshot = !o.screenshot.empty();
+
+    // A screenshot has no one to answer a box: its messages go to standard error.
+    qt_ui window_ui;
+    console_ui quiet_ui(msg_answer::no);
+    ui& screen_ui = screenshot ? static_cast<ui&>(quiet_ui) : window_ui;
+
     system_clock clk;
     system_backend midi;
     engine eng;
     eng.attach(clk, &midi);
     eng.set_own_thread(true);
-    program prog(eng, screen, clk);
-    prog.write_defaults();
-    user_settings settings;
-    file_state files;
-    load_settings(prog, settings, files);
-    if (start_program(prog) != 0) return 1;
+    session s(eng, screen_ui, clk);
+    if (start_session(s) != 0) return 1;
 
-    // One file name on the command line, in quotes or not.
-    std::string name = argc > 1 ? argv[1] : "";
-    if (name.size() >= 2 && name.front() == '"' && name.back() == '"') name = name.substr(1, name.size() - 2);
-    files.current_file_name = name;
-    files.load_midi = load_midi_into_cleared_song;
-    load_song_by_type(prog, files);
-    locate(prog, song_start);
+    int rc = 0;
+    {
+        main_window w(s);
+        window_ui.set_parent(&w);
+        window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
+        const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
+        w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
+        const user_settings& u = s.settings;
+        if (first_start || screenshot || u.window_width <= 0 || u.window_height <= 0)
+            w.default_place();
+        else
+            w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
 
-    std::printf("Kestrune — %s\n", files.current_file_title.c_str());
-    std::printf("free events %d\n", prog.d.free_blocks * block_slots);
-    int tracks = 0;
-    for (int p = 0; p <= parallel_pattern; ++p)
-        for (int t = 0; t < tracks_per_pattern; ++t) tracks += prog.slot(p, t).in_use;
-    std::printf("tracks with data %d\n", tracks);
-    std::printf("tempo %s  signature %s/%s\n", tempo_text(prog.app.song_tempo).c_str(),
-                signature_cell_text(prog.d.beats_per_bar).c_str(),
-                signature_cell_text(768 / prog.d.ticks_per_beat).c_str());
-    const auto outputs = eng.output_device_names();
-    for (int p = 0; p < 4; ++p)
-        if (prog.d.midi_out_handle[p])
-            std::printf("port %c %s\n", 'A' + p, outputs[static_cast<std::size_t>(prog.d.midi_out_device[p] - 1)].c_str());
-    if (prog.d.midi_not_configured) std::printf("no MIDI output is set up\n");
-
-    save_settings(prog, settings, files);
-    prog.shut_down();
-    return 0;
+        const std::string file = command_line_file(o.file_words);
+        const bool loaded = open_start_file(s, file);
+        if (screenshot) {
+            w.show();
+            s.screen->tick(clk.now_ms());
+            QApplication::processEvents();
+            if (!file.empty() && !loaded) {
+                rc = 1;
+            } else if (!w.screenshot().save(QString::fromStdString(o.screenshot), "PNG")) {
+                std::fprintf(stderr, "Can't write %s\n", o.screenshot.c_str());
+                rc = 1;
+            }
+        } else {
+            w.show();
+            w.start_timer();
+            rc = QApplication::exec();
+        }
+    }
+    end_session(s, !screenshot);
+    return rc;
 }

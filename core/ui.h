@@ -12,6 +12,8 @@ enum class msg_icon { information, warning, stop, question };
 enum class msg_buttons { ok, ok_cancel, yes_no, yes_no_cancel };
 enum class msg_answer { ok, cancel, yes, no };
 
+class dialog;  // a modal dialog's model, in shell/
+
 struct file_dialog_request {
     std::string title;
     std::string filter;     // e.g. "Song Files (*.sng)|*.sng"
@@ -41,6 +43,8 @@ public:
                                                      int /*max_length*/) {
         return std::nullopt;
     }
+    // Runs a modal dialog over the main window; true when it ends with OK (its ok() accepted).
+    virtual bool run_dialog(dialog& /*d*/) { return false; }
 };
 
 // Messages the song model shows.

@@ -96,4 +96,17 @@ inline constexpr int recent_file_last = 3809;
 inline constexpr int quantize_popup_first = 4000;  // the track's quantize value is id - 4000
 inline constexpr int quantize_popup_last = 4048;
 
+// The transport panel's buttons and keys, beside the menus.
+inline constexpr int play = 5301;
+inline constexpr int stop = 5302;
+inline constexpr int pause = 5303;
+inline constexpr int bar_back = 5304;
+inline constexpr int bar_forward = 5305;
+inline constexpr int panic = 5306;
+inline constexpr int memory_position_first = 5311;  // F1..F4: go to the stored position
+inline constexpr int store_position_first = 5315;   // Shift+F1..F4: store the position
+inline constexpr int memory_locators_first = 5321;  // F5..F8: recall the stored locators
+inline constexpr int store_locators_first = 5325;   // Shift+F5..F8: store the locators
+inline constexpr int memory_keys = 4;
+
 }  // namespace kestrune::cmd

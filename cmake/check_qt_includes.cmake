@@ -1,0 +1,17 @@
+# Fails when a file outside the Qt layer includes Qt: the core builds and runs without a toolkit.
+# Run with -DROOT=<source tree>.
+file(GLOB_RECURSE sources RELATIVE ${ROOT} ${ROOT}/*.h ${ROOT}/*.cpp)
+set(offenders "")
+foreach(f IN LISTS sources)
+  if(f MATCHES "^(platform|app|tests/platform|build[^/]*)/" OR f MATCHES "^bench/gui")
+    continue()
+  endif()
+  file(STRINGS ${ROOT}/${f} hits REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"](Q[A-Za-z]+|Qt[A-Za-z]*/)")
+  if(hits)
+    list(APPEND offenders ${f})
+  endif()
+endforeach()
+if(offenders)
+  list(JOIN offenders "\n  " listed)
+  message(FATAL_ERROR "Only platform/ and app/ may include Qt; these do:\n  ${listed}")
+endif()

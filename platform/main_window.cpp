@@ -1,0 +1,333 @@
+#include "platform/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+#include "platform/key_map.h"
+#include "shell/command_ids.h"
+#include "shell/main_screen.h"
+#include "shell/startup.h"
+
+namespace kestrune {
+
+namespace {
+
+rect to_rect(const QRect& r) { return {r.left(), r.top(), r.right() + 1, r.bottom() + 1}; }
+QRect to_qt(const rect& r) { return QRect(r.left, r.top, r.width(), r.height()); }
+
+key_mods mods_of(Qt::KeyboardModifiers m) {
+    return {m.testFlag(Qt::ShiftModifier), m.testFlag(Qt::ControlModifier), m.testFlag(Qt::AltModifier)};
+}
+
+int button_of(Qt::MouseButton b) {
+    return b == Qt::LeftButton ? left_button : b == Qt::RightButton ? right_button : 0;
+}
+
+// Keys that act again while held; all others on the first press only.
+bool repeats(int command) { return command == cmd::bar_back || command == cmd::bar_forward; }
+
+// The note pad: a page of text kept with the song.
+void edit_note_pad(QWidget* parent, std::string& text, int max_length) {
+    QDialog dlg(parent);
+    dlg.setWindowTitle("Note Pad");
+    auto* edit = new QPlainTextEdit(QString::fromStdString(text), &dlg);
+    auto* box = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dlg);
+    QObject::connect(box, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
+    QObject::connect(box, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
+    QObject::connect(edit, &QPlainTextEdit::textChanged, edit, [edit, max_length] {
+        const QString t = edit->toPlainText();
+        if (t.toUtf8().size() <= max_length) return;
+        QString cut = t;
+        while (cut.toUtf8().size() > max_length) cut.chop(1);
+        edit->setPlainText(cut);
+        edit->moveCursor(QTextCursor::End);
+    });
+    auto* lay = new QVBoxLayout(&dlg);
+    lay->addWidget(edit);
+    lay->addWidget(box);
+    dlg.resize(360, 240);
+    if (dlg.exec() == QDialog::Accepted) text = edit->toPlainText().toStdString();
+}
+
+}  // namespace
+
+// The central widget: everything it gets goes to the screen model.
+class screen_view final : public QWidget {
+public:
+    screen_view(session& s, const qt_fonts& fonts, QWidget* parent)
+        : QWidget(parent), s_(s), fonts_(fonts) {
+        setFocusPolicy(Qt::StrongFocus);
+        setAttribute(Qt::WA_OpaquePaintEvent);
+        setMouseTracking(true);
+    }
+    int paints = 0;
+
+protected:
+    void paintEvent(QPaintEvent* e) override {
+        ++paints;
+        QPainter painter(this);
+        qt_canvas c(painter, fonts_, palette());
+        painter.fillRect(e->rect(), c.colour(colour_role::window));
+        if (s_.screen) s_.screen->paint(c, to_rect(e->rect()));
+    }
+    void mousePressEvent(QMouseEvent* e) override {
+        if (const int b = button_of(e->button()))
+            s_.screen->mouse_down(x_of(e), y_of(e), b, mods_of(e->modifiers()), now());
+    }
+    void mouseReleaseEvent(QMouseEvent* e) override {
+        if (const int b = button_of(e->button())) s_.screen->mouse_up(x_of(e), y_of(e), b, now());
+    }
+    void mouseDoubleClickEvent(QMouseEvent* e) override {
+        if (const int b = button_of(e->button()))
+            s_.screen->double_click(x_of(e), y_of(e), b, mods_of(e->modifiers()), now());
+    }
+    void mouseMoveEvent(QMouseEvent* e) override {
+        s_.screen->mouse_move(x_of(e), y_of(e), mods_of(e->modifiers()), now());
+    }
+    void wheelEvent(QWheelEvent* e) override {
+        const QPoint at = e->position().toPoint();
+        if (const int steps = e->angleDelta().y() / 120) s_.screen->wheel(at.x(), at.y(), steps);
+    }
+    void keyPressEvent(QKeyEvent* e) override {
+        const key_event k = to_key_event(*e);
+        if (s_.screen->key_down(k)) return;
+        const int id = command_for_key(s_, k);
+        if (id == 0 || (k.auto_repeat && !repeats(id))) {
+            QWidget::keyPressEvent(e);
+            return;
+        }
+        dispatch_command(s_, id);
+    }
+    void keyReleaseEvent(QKeyEvent* e) override { s_.screen->key_up(to_key_event(*e)); }
+    bool focusNextPrevChild(bool) override { return false; }  // Tab is a key of the screen
+
+private:
+    static int x_of(QMouseEvent* e) { return e->position().toPoint().x(); }
+    static int y_of(QMouseEvent* e) { return e->position().toPoint().y(); }
+    std::int64_t now() { return s_.prog.clk.now_ms(); }
+
+    session& s_;
+    const qt_fonts& fonts_;
+};
+
+main_window::main_window(session& s) : s_(s) {
+    setWindowTitle(QString::fromStdString(s_.window_title()));
+    setAcceptDrops(true);
+    s_.screen = std::make_unique<main_screen>(s_.prog, s_.commands, s_.trans);
+    view_ = new screen_view(s_, fonts_, this);
+    setCentralWidget(view_);
+    scroll_ = new QScrollBar(Qt::Vertical, view_);
+    scroll_->setRange(0, 16);
+    scroll_->setSingleStep(1);
+    scroll_->setPageStep(8);
+    scroll_->setFocusPolicy(Qt::NoFocus);
+    connect(scroll_, &QScrollBar::valueChanged, this, [this](int v) {
+        s_.screen->scroll_to(v);
+        view_->update();
+    });
+    build_menus();
+
+    window_hooks& w = s_.window;
+    w.title_changed = [this] { setWindowTitle(QString::fromStdString(s_.window_title())); };
+    w.menus_changed = [this] { refresh_menus(); };
+    w.relayout = [this] { apply_zoom(s_.settings.zoom_index, false); };
+    w.default_window_place = [this] { default_place(); };
+    w.bring_to_front = [this] {
+        raise();
+        activateWindow();
+    };
+    w.close = [this] { close(); };
+    w.focus = [this] { view_->setFocus(); };
+    w.note_pad = [this](std::string& text, int max_length) { edit_note_pad(this, text, max_length); };
+    timer_.setInterval(tick_period_ms);
+    connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
+}
+
+main_window::~main_window() {
+    s_.window = {};
+}
+
+QWidget* main_window::view_widget() const { return view_; }
+
+int main_window::starting_zoom() const {
+    const int stored = s_.settings.zoom_index;
+    if (stored >= 0 && stored < zoom_rows) return stored;
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const QSize room = screen ? screen->availableSize() : QSize(1024, 768);
+    int row = 2;
+    for (int z = 0; z < zoom_rows; ++z)
+        if (zoom_table[z].window_width <= room.width() && zoom_table[z].window_height <= room.height()) row = z;
+    return row;
+}
+
+void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
+    s_.settings.zoom_index = std::clamp(zoom_index, 0, zoom_rows - 1);
+    qt_font_source fonts;
+    s_.screen->layout(s_.settings.zoom_index, fonts.system_font());
+    fonts_ = qt_fonts::for_screen(*s_.screen);
+    view_->setMinimumSize(s_.screen->client_width(), s_.screen->client_height());
+    const kestrune::rect bar = s_.screen->scroll_bar_place();
+    scroll_->setGeometry(to_qt(bar));
+    scroll_->setValue(s_.screen->scroll_value());
+    for (QPushButton* b : buttons_) delete b;
+    buttons_.clear();
+    for (const child_button& c : s_.screen->buttons()) {
+        auto* b = new QPushButton(QString::fromStdString(c.text), view_);
+        b->setFocusPolicy(Qt::NoFocus);
+        b->setFont(fonts_.small);
+        b->setGeometry(to_qt(c.place));
+        const int id = c.command;
+        connect(b, &QPushButton::clicked, this, [this, id] { dispatch_command(s_, id); });
+        buttons_.push_back(b);
+    }
+    sync_buttons();
+    if (resize_to_row) {
+        const zoom_row& row = zoom_table[s_.settings.zoom_index];
+        setMinimumSize(0, 0);
+        resize(row.window_width, row.window_height);
+    }
+    refresh_menus();
+    view_->update();
+}
+
+void main_window::default_place() {
+    const int menu_height = menuBar()->sizeHint().height();
+    resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
+    if (const QScreen* screen = this->screen()) {
+        const QRect room = screen->availableGeometry();
+        const QSize outer = frameGeometry().size();
+        move(std::max(room.left() - 4, room.left() + (room.width() - outer.width()) / 2),
+             std::max(room.top() - 4, room.top() + (room.height() - outer.height()) / 2));
+    }
+}
+
+void main_window::start_timer() { timer_.start(); }
+
+void main_window::tick() {
+    session_tick(s_, s_.prog.clk.now_ms());
+    if (!s_.screen) return;
+    for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
+    sync_buttons();
+    if (scroll_->value() != s_.screen->scroll_value()) {
+        const QSignalBlocker hold(scroll_);
+        scroll_->setValue(s_.screen->scroll_value());
+    }
+}
+
+void main_window::sync_buttons() {
+    const auto& model = s_.screen->buttons();
+    for (std::size_t i = 0; i < buttons_.size() && i < model.size(); ++i) {
+        QPushButton* b = buttons_[i];
+        const child_button& c = model[i];
+        if (b->isDown() != c.pressed) b->setDown(c.pressed);
+        if (b->isVisible() != c.visible) b->setVisible(c.visible);
+        if (b->geometry() != to_qt(c.place)) b->setGeometry(to_qt(c.place));
+        b->setEnabled(s_.commands.is_enabled(c.command));
+    }
+}
+
+void main_window::build_menus() {
+    for (const menu& m : main_menus()) fill_menu(menuBar()->addMenu(QString::fromStdString(m.title)), m.items);
+}
+
+void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
+    connect(m, &QMenu::aboutToShow, this, [this] { refresh_menus(); });
+    for (const menu_item& item : items) {
+        if (!item.submenu.empty()) {
+            fill_menu(m->addMenu(QString::fromStdString(item.submenu)), item.items);
+        } else if (item.command == menu_separator) {
+            m->addSeparator();
+        } else if (item.command == cmd::recent_file_first) {
+            for (int i = 0; i < recent_file_count; ++i) {
+                QAction* a = m->addAction(QString());
+                const int id = cmd::recent_file_first + i;
+                connect(a, &QAction::triggered, this, [this, id] { dispatch_command(s_, id); });
+                recent_actions_.push_back(a);
+            }
+        } else if (const command* c = s_.commands.find(item.command)) {
+            // The shortcut stands after a tab: the menu shows it, the window's key handler acts
+            // on it by key position.
+            QString text = QString::fromStdString(c->text);
+            if (!c->shortcut.empty()) text += '\t' + QString::fromStdString(c->shortcut);
+            QAction* a = m->addAction(text);
+            a->setCheckable(static_cast<bool>(c->checked));
+            const int id = c->id;
+            connect(a, &QAction::triggered, this, [this, id] { dispatch_command(s_, id); });
+            actions_[id] = a;
+        }
+    }
+}
+
+void main_window::refresh_menus() {
+    for (auto& [id, a] : actions_) {
+        const command* c = s_.commands.find(id);
+        a->setEnabled(s_.commands.is_enabled(id));
+        if (c && c->checked) a->setChecked(c->checked());
+    }
+    const auto& recent = s_.recent_files();
+    for (std::size_t i = 0; i < recent_actions_.size(); ++i) {
+        QAction* a = recent_actions_[i];
+        a->setVisible(i < recent.size());
+        if (i < recent.size())
+            a->setText(QString::fromStdString(recent_file_item_text(static_cast<int>(i), recent[i])));
+    }
+}
+
+QImage main_window::screenshot() {
+    const qreal ratio = devicePixelRatioF();
+    QImage image(size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(palette().color(QPalette::Window));
+    render(&image);
+    return image;
+}
+
+void main_window::store_window_place() {
+    user_settings& u = s_.settings;
+    const QRect g = geometry();
+    u.window_left = static_cast<std::int16_t>(g.left());
+    u.window_top = static_cast<std::int16_t>(g.top());
+    u.window_width = static_cast<std::int16_t>(g.width());
+    u.window_height = static_cast<std::int16_t>(g.height());
+}
+
+void main_window::closeEvent(QCloseEvent* e) {
+    if (!confirm_close(s_)) {
+        e->ignore();
+        return;
+    }
+    timer_.stop();
+    store_window_place();
+    e->accept();
+}
+
+void main_window::dragEnterEvent(QDragEnterEvent* e) {
+    if (e->mimeData()->hasUrls()) e->acceptProposedAction();
+}
+
+void main_window::dropEvent(QDropEvent* e) {
+    std::vector<std::string> paths;
+    for (const QUrl& u : e->mimeData()->urls()) paths.push_back(u.toLocalFile().toStdString());
+    e->acceptProposedAction();
+    open_dropped_files(s_, paths);
+    view_->update();
+}
+
+void main_window::changeEvent(QEvent* e) {
+    // A new desktop palette (light to dark) repaints with it.
+    if (e->type() == QEvent::PaletteChange || e->type() == QEvent::ApplicationPaletteChange) view_->update();
+    QMainWindow::changeEvent(e);
+}
+
+}  // namespace kestrune

@@ -1,0 +1,69 @@
+// The main window: the menu bar from the command table, the screen model painted in the central
+// widget, its child buttons and scroll bar, the 25 ms tick, drag and drop and the title.
+#pragma once
+
+#include <QImage>
+#include <QMainWindow>
+#include <QTimer>
+#include <map>
+#include <vector>
+
+#include "platform/qt_canvas.h"
+#include "shell/main_commands.h"
+
+class QAction;
+class QMenu;
+class QPushButton;
+class QScrollBar;
+
+namespace kestrune {
+
+class session;
+class screen_view;
+
+class main_window final : public QMainWindow {
+public:
+    explicit main_window(session& s);
+    ~main_window() override;
+
+    // Lays the window out at a zoom row; `resize_to_row` gives the window that row's size.
+    void apply_zoom(int zoom_index, bool resize_to_row);
+    // The first zoom: the stored one, else the last row that fits the screen (row 2 if none).
+    int starting_zoom() const;
+    // Client size from the screen model, centred, its corner not above or left of -4.
+    void default_place();
+    // One tick of the 25 ms timer: the shell's tick, then what changed on screen.
+    void tick();
+    // Starts the 25 ms timer.
+    void start_timer();
+    // The whole window as it shows now, at the screen's device pixel ratio.
+    QImage screenshot();
+    // Menus, check marks, enabled items and the recent files as the session has them.
+    void refresh_menus();
+
+    QWidget* view_widget() const;
+    const std::vector<QPushButton*>& child_buttons() const { return buttons_; }
+
+protected:
+    void closeEvent(QCloseEvent* e) override;
+    void dragEnterEvent(QDragEnterEvent* e) override;
+    void dropEvent(QDropEvent* e) override;
+    void changeEvent(QEvent* e) override;
+
+private:
+    void build_menus();
+    void fill_menu(QMenu* m, const std::vector<menu_item>& items);
+    void sync_buttons();
+    void store_window_place();
+
+    session& s_;
+    screen_view* view_ = nullptr;
+    QScrollBar* scroll_ = nullptr;
+    QTimer timer_;
+    std::vector<QPushButton*> buttons_;
+    std::map<int, QAction*> actions_;
+    std::vector<QAction*> recent_actions_;
+    qt_fonts fonts_;
+};
+
+}  // namespace kestrune

@@ -1,0 +1,216 @@
+#include "platform/qt_canvas.h"
+
+#include <QApplication>
+#include <QFontDatabase>
+#include <QFontMetrics>
+#include <QPainterPath>
+#include <QStringDecoder>
+
+#include "shell/main_screen.h"
+
+namespace kestrune {
+
+namespace {
+
+QRect to_qt(const rect& r) { return QRect(r.left, r.top, r.width(), r.height()); }
+
+// Names in song files are bytes: UTF-8 where they are valid, Latin-1 otherwise.
+QString to_qt(std::string_view s) {
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString out = utf8(QByteArrayView(s.data(), static_cast<qsizetype>(s.size())));
+    if (utf8.hasError()) out = QString::fromLatin1(s.data(), static_cast<qsizetype>(s.size()));
+    return out;
+}
+
+// A font of the pixel height whose digits are `char_width` wide, so that texts keep to the cells.
+QFont made_font(QFont f, int pixel_height, int char_width, bool bold) {
+    f.setPixelSize(std::max(6, pixel_height));
+    f.setWeight(bold ? QFont::Bold : QFont::Normal);
+    f.setHintingPreference(QFont::PreferFullHinting);
+    const int natural = QFontMetrics(f).horizontalAdvance(QLatin1Char('0'));
+    if (natural > 0 && char_width > 0)
+        f.setStretch(std::clamp(100 * char_width / natural, 50, 150));
+    return f;
+}
+
+// Icon numbers come in pairs: the even one up, the odd one down (lit).
+enum icon_shape { play = 200, stop = 202, record = 204, overdub = 206, pause = 208, forward = 210,
+                  rewind = 212, step_up = 214, step_down = 215, row_up = 216, row_down = 217 };
+
+}  // namespace
+
+qt_fonts qt_fonts::for_screen(const main_screen& screen) {
+    const QFont system = QApplication::font();
+    const int h = screen.font_height(font_kind::normal);
+    // The list font is a cell wide, the normal font one less, the small one a quarter less again.
+    const int list_width = screen.cell_width();
+    const int w = list_width - 1;
+    qt_fonts f;
+    f.small = made_font(system, screen.font_height(font_kind::small), w - w / 4 - 1, false);
+    f.normal = made_font(system, h, w, h != 20);
+    f.list = made_font(QFontDatabase::systemFont(QFontDatabase::FixedFont),
+                       screen.font_height(font_kind::list), list_width, true);
+    f.list.setFixedPitch(true);
+    return f;
+}
+
+const QFont& qt_fonts::of(font_kind k) const {
+    return k == font_kind::small ? small : k == font_kind::list ? list : normal;
+}
+
+qt_canvas::qt_canvas(QPainter& painter, const qt_fonts& fonts, const QPalette& palette)
+    : p_(painter), fonts_(fonts), palette_(palette) {}
+
+QColor qt_canvas::colour(colour_role c) const {
+    const bool dark = palette_.color(QPalette::Window).lightness() < 128;
+    switch (c) {
+    case colour_role::window: return palette_.color(QPalette::Window);
+    case colour_role::panel: return palette_.color(QPalette::Button);
+    case colour_role::dialog: return palette_.color(QPalette::Window);
+    case colour_role::field: return palette_.color(QPalette::Base);
+    case colour_role::text: return palette_.color(QPalette::WindowText);
+    case colour_role::field_text: return palette_.color(QPalette::Text);
+    case colour_role::dim_text: return palette_.color(QPalette::Disabled, QPalette::WindowText);
+    case colour_role::highlight: return palette_.color(QPalette::Highlight);
+    case colour_role::highlight_text: return palette_.color(QPalette::HighlightedText);
+    case colour_role::light: return palette_.color(QPalette::Light);
+    case colour_role::shadow: return palette_.color(QPalette::Dark);
+    case colour_role::lit: return dark ? QColor(0x4c, 0xd0, 0x5a) : QColor(0x1f, 0x9d, 0x36);
+    case colour_role::activity: return dark ? QColor(0x3d, 0xc4, 0x4d) : QColor(0x2a, 0xa0, 0x3a);
+    case colour_role::activity_off: return palette_.color(QPalette::Mid);
+    case colour_role::peak: return QColor(0xe0, 0x3c, 0x31);
+    }
+    return palette_.color(QPalette::Window);
+}
+
+void qt_canvas::fill_rect(const rect& r, colour_role c) {
+    if (!r.empty()) p_.fillRect(to_qt(r), colour(c));
+}
+
+void qt_canvas::frame_rect(const rect& r, colour_role c) {
+    if (r.empty()) return;
+    p_.save();
+    p_.setPen(QPen(colour(c), 0));
+    p_.setBrush(Qt::NoBrush);
+    p_.drawRect(QRect(r.left, r.top, r.width() - 1, r.height() - 1));
+    p_.restore();
+}
+
+void qt_canvas::line(int x1, int y1, int x2, int y2, colour_role c) {
+    p_.save();
+    p_.setPen(QPen(colour(c), 0));
+    p_.drawLine(x1, y1, x2, y2);
+    p_.restore();
+}
+
+void qt_canvas::ellipse(const rect& r, colour_role fill, colour_role frame) {
+    p_.save();
+    p_.setRenderHint(QPainter::Antialiasing);
+    p_.setPen(QPen(colour(frame), 1));
+    p_.setBrush(colour(fill));
+    p_.drawEllipse(QRectF(to_qt(r)).adjusted(0.5, 0.5, -0.5, -0.5));
+    p_.restore();
+}
+
+void qt_canvas::bevel(const rect& r, bool pressed) {
+    if (r.empty()) return;
+    fill_rect(r, colour_role::panel);
+    const colour_role top_left = pressed ? colour_role::shadow : colour_role::light;
+    const colour_role bottom_right = pressed ? colour_role::light : colour_role::shadow;
+    line(r.left, r.top, r.right - 1, r.top, top_left);
+    line(r.left, r.top, r.left, r.bottom - 1, top_left);
+    line(r.left, r.bottom - 1, r.right - 1, r.bottom - 1, bottom_right);
+    line(r.right - 1, r.top, r.right - 1, r.bottom - 1, bottom_right);
+}
+
+void qt_canvas::text(const rect& r, std::string_view s, font_kind f, colour_role c, text_align a) {
+    if (s.empty() || r.empty()) return;
+    p_.save();
+    p_.setFont(fonts_.of(f));
+    p_.setPen(colour(c));
+    const Qt::Alignment h = a == text_align::right    ? Qt::AlignRight
+                            : a == text_align::centre ? Qt::AlignHCenter
+                                                      : Qt::AlignLeft;
+    p_.drawText(to_qt(r), static_cast<int>(h | Qt::AlignVCenter | Qt::TextSingleLine), to_qt(s));
+    p_.restore();
+}
+
+int qt_canvas::text_width(std::string_view s, font_kind f) {
+    return QFontMetrics(fonts_.of(f)).horizontalAdvance(to_qt(s));
+}
+
+void qt_canvas::invert(const rect& r) {
+    if (r.empty()) return;
+    p_.save();
+    p_.setCompositionMode(QPainter::CompositionMode_Difference);
+    p_.fillRect(to_qt(r), Qt::white);
+    p_.restore();
+}
+
+void qt_canvas::icon(const rect& r, int number) {
+    const bool down = (number & 1) != 0 && number < step_up;
+    const int shape = number < step_up ? number & ~1 : number;
+    if (number < step_up) bevel(r, down);
+    const QRectF box = QRectF(to_qt(r)).adjusted(r.width() * 0.3, r.height() * 0.28,
+                                                 -r.width() * 0.3, -r.height() * 0.28);
+    QColor ink = colour(down ? colour_role::lit : colour_role::text);
+    if (shape == record) ink = down ? colour(colour_role::peak) : QColor(0xb0, 0x30, 0x28);
+    p_.save();
+    p_.setRenderHint(QPainter::Antialiasing);
+    p_.setPen(Qt::NoPen);
+    p_.setBrush(ink);
+    const auto triangle = [&](QRectF b, bool right) {
+        QPainterPath path;
+        if (right) {
+            path.moveTo(b.left(), b.top());
+            path.lineTo(b.right(), b.center().y());
+            path.lineTo(b.left(), b.bottom());
+        } else {
+            path.moveTo(b.right(), b.top());
+            path.lineTo(b.left(), b.center().y());
+            path.lineTo(b.right(), b.bottom());
+        }
+        path.closeSubpath();
+        p_.drawPath(path);
+    };
+    const auto vertical = [&](QRectF b, bool up) {
+        QPainterPath path;
+        path.moveTo(b.left(), up ? b.bottom() : b.top());
+        path.lineTo(b.right(), up ? b.bottom() : b.top());
+        path.lineTo(b.center().x(), up ? b.top() : b.bottom());
+        path.closeSubpath();
+        p_.drawPath(path);
+    };
+    const qreal side = std::min(box.width(), box.height());
+    const QRectF sq(box.center().x() - side / 2, box.center().y() - side / 2, side, side);
+    switch (shape) {
+    case play: triangle(sq, true); break;
+    case stop: p_.drawRect(sq.adjusted(side * 0.08, side * 0.08, -side * 0.08, -side * 0.08)); break;
+    case record:
+    case overdub: p_.drawEllipse(sq); break;
+    case pause:
+        p_.drawRect(QRectF(sq.left() + side * 0.1, sq.top(), side * 0.28, side));
+        p_.drawRect(QRectF(sq.right() - side * 0.38, sq.top(), side * 0.28, side));
+        break;
+    case forward:
+    case rewind: {
+        const QRectF wide(box.center().x() - side, sq.top(), side * 2, side);
+        triangle(QRectF(wide.left(), wide.top(), side, side), shape == forward);
+        triangle(QRectF(wide.left() + side, wide.top(), side, side), shape == forward);
+        break;
+    }
+    case step_up:
+    case row_up: vertical(sq, true); break;
+    case step_down:
+    case row_down: vertical(sq, false); break;
+    default: break;
+    }
+    p_.restore();
+}
+
+font_metrics qt_font_source::system_font() {
+    const QFontMetrics m(QApplication::font());
+    return {m.averageCharWidth(), m.height(), m.leading() > 0 ? m.leading() : 0};
+}
+
+}  // namespace kestrune

@@ -1,0 +1,158 @@
+#include "platform/qt_ui.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QFileDialog>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QStringList>
+
+namespace kestrune {
+
+namespace {
+
+QMessageBox::StandardButton to_qt(msg_answer a) {
+    switch (a) {
+    case msg_answer::ok: return QMessageBox::Ok;
+    case msg_answer::cancel: return QMessageBox::Cancel;
+    case msg_answer::yes: return QMessageBox::Yes;
+    case msg_answer::no: return QMessageBox::No;
+    }
+    return QMessageBox::Ok;
+}
+
+QMessageBox::StandardButtons to_qt(msg_buttons b) {
+    switch (b) {
+    case msg_buttons::ok: return QMessageBox::Ok;
+    case msg_buttons::ok_cancel: return QMessageBox::Ok | QMessageBox::Cancel;
+    case msg_buttons::yes_no: return QMessageBox::Yes | QMessageBox::No;
+    case msg_buttons::yes_no_cancel: return QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
+    }
+    return QMessageBox::Ok;
+}
+
+QMessageBox::Icon to_qt(msg_icon i) {
+    switch (i) {
+    case msg_icon::information: return QMessageBox::Information;
+    case msg_icon::warning: return QMessageBox::Warning;
+    case msg_icon::stop: return QMessageBox::Critical;
+    case msg_icon::question: return QMessageBox::Question;
+    }
+    return QMessageBox::NoIcon;
+}
+
+// "Song Files (*.sng)|*.sng|All Files (*.*)|*.*" as Qt's name filters.
+QStringList name_filters(const std::string& filter) {
+    QStringList parts = QString::fromStdString(filter).split('|');
+    QStringList out;
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        QString label = parts[i];
+        const QString patterns = QString(parts[i + 1]).replace(';', ' ');
+        if (patterns == "*.*") label = "All Files (*)";
+        out << label;
+    }
+    return out;
+}
+
+}  // namespace
+
+msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                          msg_answer default_answer, const std::string& caption) {
+    ++messages_;
+    // A message interrupts a wait: it shows the arrow.
+    while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
+    QMessageBox box(to_qt(icon), QString::fromStdString(caption), QString::fromStdString(text),
+                    to_qt(buttons), parent_);
+    box.setDefaultButton(to_qt(default_answer));
+    const int r = box.exec();
+    if (wait_depth_ > 0) QApplication::setOverrideCursor(Qt::WaitCursor);
+    switch (r) {
+    case QMessageBox::Yes: return msg_answer::yes;
+    case QMessageBox::No: return msg_answer::no;
+    case QMessageBox::Ok: return msg_answer::ok;
+    default: break;
+    }
+    // Closed without a button: what Escape means for these buttons.
+    switch (buttons) {
+    case msg_buttons::ok: return msg_answer::ok;
+    case msg_buttons::yes_no: return msg_answer::no;
+    default: return msg_answer::cancel;
+    }
+}
+
+std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r) {
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    dlg.setAcceptMode(QFileDialog::AcceptOpen);
+    dlg.setFileMode(QFileDialog::ExistingFile);
+    dlg.setNameFilters(name_filters(r.filter));
+    if (!r.file_name.empty()) dlg.selectFile(QString::fromStdString(r.file_name));
+    if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return std::nullopt;
+    return dlg.selectedFiles().front().toStdString();
+}
+
+std::optional<std::string> qt_ui::save_file_dialog(const file_dialog_request& r) {
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    dlg.setAcceptMode(QFileDialog::AcceptSave);
+    dlg.setFileMode(QFileDialog::AnyFile);
+    dlg.setNameFilters(name_filters(r.filter));
+    dlg.setDefaultSuffix(QString::fromStdString(r.extension));
+    if (!r.file_name.empty()) dlg.selectFile(QString::fromStdString(r.file_name));
+    if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return std::nullopt;
+    return dlg.selectedFiles().front().toStdString();
+}
+
+void qt_ui::wait_cursor() {
+    ++wait_depth_;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Shown at once, and the window repaints while the file loads.
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void qt_ui::arrow_cursor() {
+    if (wait_depth_ > 0) --wait_depth_;
+    while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
+    if (wait_depth_ > 0) QApplication::setOverrideCursor(Qt::WaitCursor);
+}
+
+void qt_ui::repaint(int region) {
+    if (on_repaint) on_repaint(region);
+}
+
+std::optional<std::string> qt_ui::edit_in_place(int x, int y, int width, int height,
+                                                const std::string& text, int max_length) {
+    if (!parent_) return std::nullopt;
+    // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
+    QLineEdit edit(parent_);
+    edit.setFrame(false);
+    edit.setGeometry(x, y, width, height);
+    edit.setMaxLength(max_length);
+    edit.setText(QString::fromStdString(text));
+    edit.selectAll();
+    QEventLoop loop;
+    bool taken = false;
+    QObject::connect(&edit, &QLineEdit::returnPressed, &loop, [&] {
+        taken = true;
+        loop.quit();
+    });
+    QObject::connect(&edit, &QLineEdit::editingFinished, &loop, &QEventLoop::quit);
+    struct escape_filter : QObject {
+        QEventLoop* loop;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(e)->key() == Qt::Key_Escape) {
+                loop->quit();
+                return true;
+            }
+            return false;
+        }
+    } filter;
+    filter.loop = &loop;
+    edit.installEventFilter(&filter);
+    edit.show();
+    edit.setFocus();
+    loop.exec();
+    if (!taken) return std::nullopt;
+    return edit.text().toStdString();
+}
+
+}  // namespace kestrune

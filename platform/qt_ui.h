@@ -1,0 +1,39 @@
+// The ui on Qt: message boxes with the program's title as caption, the file dialogs, the wait
+// cursor, repaints of the main window and the in-place entry box.
+#pragma once
+
+#include <functional>
+
+#include "core/ui.h"
+
+class QWidget;
+
+namespace kestrune {
+
+class qt_ui final : public ui {
+public:
+    // `parent` is the window the boxes belong to; it may be set once the window exists.
+    void set_parent(QWidget* parent) { parent_ = parent; }
+    // What a repaint request does; the window sets it.
+    std::function<void(int region)> on_repaint;
+
+    msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                       msg_answer default_answer, const std::string& caption) override;
+    std::optional<std::string> open_file_dialog(const file_dialog_request& r) override;
+    std::optional<std::string> save_file_dialog(const file_dialog_request& r) override;
+    void wait_cursor() override;
+    void arrow_cursor() override;
+    void repaint(int region) override;
+    std::optional<std::string> edit_in_place(int x, int y, int width, int height,
+                                             const std::string& text, int max_length) override;
+
+    // Messages shown so far, for the program's tests.
+    int messages_shown() const { return messages_; }
+
+private:
+    QWidget* parent_ = nullptr;
+    int wait_depth_ = 0;
+    int messages_ = 0;
+};
+
+}  // namespace kestrune

@@ -1,0 +1,271 @@
+#include "shell/setup_dialog_views.h"
+
+#include <string>
+
+#include "files/event_rows.h"
+#include "shell/entry_parsers.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr int ports = 4;
+constexpr int channels = 16;
+constexpr int row = 2;  // cells between rows of combo boxes, check boxes and radio buttons
+
+std::string port_name(int port) { return std::string("Port ") + static_cast<char>('A' + port); }
+
+std::vector<std::string> channel_entries(bool long_form) {
+    std::vector<std::string> v;
+    for (int c = 0; c < channels; ++c) {
+        std::string e = overall_settings_dialog::transpose_entry(c);
+        v.push_back(long_form ? e : e.substr(std::string_view("MIDI ").size()));
+    }
+    return v;
+}
+
+dialog_control label(std::string text, rect cells) {
+    return {.kind = control_kind::label, .text = std::move(text), .cells = cells};
+}
+
+dialog_control group(std::string text, rect cells) {
+    return {.kind = control_kind::group_box, .text = std::move(text), .cells = cells};
+}
+
+dialog_control check(std::string text, rect cells, std::function<int()> get,
+                     std::function<void(int)> set) {
+    return {.kind = control_kind::check_box, .text = std::move(text), .cells = cells,
+            .get = std::move(get), .set = std::move(set)};
+}
+
+std::string controller_field_text(std::int32_t v) {
+    return overall_settings_dialog::controller_text(v, controller_name);
+}
+
+// The port field takes one letter A..D.
+std::optional<std::int32_t> parse_port(std::string_view text) {
+    if (text.size() != 1) return std::nullopt;
+    const int c = std::toupper(static_cast<unsigned char>(text[0]));
+    if (c < 'A' || c >= 'A' + ports) return std::nullopt;
+    return c - 'A';
+}
+
+// Thousands of events as shown ("200.000" or "200"); a unit is ten thousand events.
+std::optional<std::int32_t> parse_units(std::string_view text) {
+    const auto v = parse_integer(text.substr(0, text.find('.')));
+    if (!v) return std::nullopt;
+    return *v / 10;
+}
+
+}  // namespace
+
+midi_setup_view::midi_setup_view(program& p, setup_settings& s)
+    : dialog(p, "MIDI Setup", 66, 35), model(p, s) {
+    const auto outputs = model.output_entries();
+    add_control(label("Input from", {1, 1, 13, 3}));
+    add_control({.kind = control_kind::combo_box, .cells = {13, 1, 65, 3},
+                 .entries = model.input_entries(), .get = [this] { return model.input_choice; },
+                 .set = [this](int v) { model.input_choice = v; }});
+    for (int i = 0; i < ports; ++i) {
+        const int y = 3 + i * row;
+        const auto port = static_cast<std::size_t>(i);
+        add_control(label(port_name(i) + " to", {1, y, 13, y + row}));
+        add_control({.kind = control_kind::combo_box, .cells = {13, y, 65, y + row},
+                     .entries = outputs, .get = [this, port] { return model.output_choice[port]; },
+                     .set = [this, port](int v) { model.output_choice[port] = v; }});
+    }
+    add_control(group("Sync Out Port", {1, 12, 24, 19}));
+    for (int i = 0; i < ports; ++i) {
+        const auto port = static_cast<std::size_t>(i);
+        const int x = 2 + (i % 2) * 11, y = 13 + (i / 2) * row;
+        add_control(check(port_name(i), {x, y, x + 10, y + row},
+                          [this, port] { return model.sync_ports[port] ? 1 : 0; },
+                          [this, port](int on) { model.sync_ports[port] = on != 0; }));
+    }
+    add_control(label("Sync Out Delay", {26, 13, 42, 15}));
+    add_control({.kind = control_kind::combo_box, .cells = {42, 13, 65, 15},
+                 .entries = midi_setup_dialog::delay_entries(),
+                 .get = [this] { return model.delay_index; },
+                 .set = [this](int v) { model.delay_index = v; }});
+    add_control(label("SPP Offset", {26, 16, 42, 18}));
+    add_control({.kind = control_kind::combo_box, .cells = {42, 16, 65, 18},
+                 .entries = midi_setup_dialog::spp_entries(),
+                 .get = [this] { return model.spp_index; },
+                 .set = [this](int v) { model.spp_index = v; }});
+    add_control(group("Show Patch Names", {1, 19, 65, 32}));
+    for (int i = 0; i < ports; ++i) {
+        const auto port = static_cast<std::size_t>(i);
+        const int x = 2 + i * 16;
+        add_control(label(port_name(i), {x, 20, x + 15, 21}));
+        add_control({.kind = control_kind::multi_list, .text = port_name(i),
+                     .cells = {x, 21, x + 15, 31}, .entries = channel_entries(false),
+                     .get_item = [this, port](int c) {
+                         return model.patch_names[port][static_cast<std::size_t>(c)] != 0;
+                     },
+                     .set_item = [this, port](int c, bool on) {
+                         model.patch_names[port][static_cast<std::size_t>(c)] = on ? 1 : 0;
+                     }});
+    }
+    add_ok_cancel();
+}
+
+bool midi_setup_view::ok() {
+    // Each device that fails is reported and left closed; the dialog closes all the same.
+    model.ok();
+    return true;
+}
+
+memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40, 10), model(p) {
+    add_control(label("Allocate memory for:", {1, 1, 20, 2}));
+    add_field({.id = units_field, .cells = {21, 1, 30, 2}, .low = model.min_units(),
+               .high = model.max_units(), .get = [this] { return model.units; },
+               .set = [this](std::int32_t v) { model.units = v; },
+               .format = [this](std::int32_t) { return model.units_text(); },
+               .parse = parse_units, .entry_length = 7});
+    add_control(label("Events", {31, 1, 39, 2}));
+    add_control(label("Timer Resolution", {1, 3, 20, 4}));
+    add_field({.id = timer_field, .cells = {21, 3, 26, 4}, .low = 1, .high = 20,
+               .get = [this] { return model.timer; },
+               .set = [this](std::int32_t v) { model.timer = v; }, .entry_length = 2});
+    add_control(label("Milliseconds", {27, 3, 39, 4}));
+    add_ok_cancel();
+}
+
+overall_settings_view::overall_settings_view(program& p, setup_settings& s)
+    : dialog(p, "Overall Settings", 74, 41), model(p, s) {
+    dll_data& d = p.d;
+    add_control(group("Input Filter", {1, 1, 35, 12}));
+    struct filter {
+        const char* text;
+        std::uint8_t dll_data::*flag;
+        void (overall_settings_dialog::*set)(bool);
+    };
+    static constexpr filter filters[] = {
+        {"Notes", &dll_data::filter_notes, &overall_settings_dialog::set_filter_notes},
+        {"Poly Press", &dll_data::filter_poly_press, &overall_settings_dialog::set_filter_poly_press},
+        {"Channel Press", &dll_data::filter_channel_press, &overall_settings_dialog::set_filter_channel_press},
+        {"Program", &dll_data::filter_program, &overall_settings_dialog::set_filter_program},
+        {"Pitch Wheel", &dll_data::filter_pitch_wheel, &overall_settings_dialog::set_filter_pitch_wheel},
+        {"Sys Ex", &dll_data::filter_sysex, &overall_settings_dialog::set_filter_sysex},
+    };
+    for (int i = 0; i < 6; ++i) {
+        const filter f = filters[i];
+        const int x = 2 + (i % 2) * 16, y = 2 + (i / 2) * row;
+        add_control(check(f.text, {x, y, x + 15, y + row}, [&d, f] { return d.*f.flag ? 1 : 0; },
+                          [this, f](int on) { (model.*f.set)(on != 0); }));
+    }
+    add_control(label("Controller", {2, 9, 34, 10}));
+    add_field({.id = filter_from_field, .cells = {2, 10, 18, 11}, .low = -1, .high = 127,
+               .get = [&d] { return d.filter_controller_from; },
+               .set = [this](std::int32_t v) { model.set_filter_controller_from(v); },
+               .format = controller_field_text, .entry_length = 3});
+    add_field({.id = filter_to_field, .cells = {18, 10, 34, 11}, .low = -1, .high = 127,
+               .get = [&d] { return d.filter_controller_to; },
+               .set = [this](std::int32_t v) { model.set_filter_controller_to(v); },
+               .format = controller_field_text, .entry_length = 3});
+
+    add_control(group("MIDI Click", {36, 1, 73, 12}));
+    add_control(label("Port", {37, 2, 49, 3}));
+    add_field({.id = click_port_field, .cells = {50, 2, 55, 3}, .low = 0, .high = ports - 1,
+               .get = [&d] { return d.click_port; },
+               .set = [this](std::int32_t v) { model.set_click_port(v); },
+               .format = [](std::int32_t v) { return std::string(1, static_cast<char>('A' + v)); },
+               .parse = parse_port, .entry_length = 1});
+    add_control(label("Channel", {37, 4, 49, 5}));
+    add_field({.id = click_channel_field, .kind = field_kind::one_based, .cells = {50, 4, 55, 5},
+               .low = 0, .high = channels - 1, .get = [&d] { return d.click_channel; },
+               .set = [this](std::int32_t v) { model.set_click_channel(v); }, .entry_length = 2});
+    add_control(label("Note", {37, 6, 49, 7}));
+    add_field({.id = click_note_field, .kind = field_kind::note, .cells = {50, 6, 55, 7},
+               .low = 0, .high = 127, .get = [&d] { return d.click_note; },
+               .set = [this](std::int32_t v) { model.set_click_note(v); }, .entry_length = 4});
+    add_control(label("Velocity", {37, 8, 49, 9}));
+    add_field({.id = click_velocity_field, .cells = {50, 8, 55, 9}, .low = 1, .high = 127,
+               .get = [&d] { return d.click_velocity; },
+               .set = [this](std::int32_t v) { model.set_click_velocity(v); }, .entry_length = 3});
+
+    add_control(group("MIDI Thru", {36, 13, 73, 17}));
+    add_control(label("Off Channel", {37, 14, 49, 15}));
+    add_field({.id = thru_off_field, .cells = {50, 14, 55, 15}, .low = -1, .high = channels - 1,
+               .get = [&d] { return d.thru_off_channel; },
+               .set = [this](std::int32_t v) { model.set_thru_off_channel(v); },
+               .format = overall_settings_dialog::channel_text,
+               // Shown from 1; an entry of 0 is none.
+               .parse = [](std::string_view t) -> std::optional<std::int32_t> {
+                   const auto v = parse_integer(t);
+                   return v ? std::optional<std::int32_t>(*v - 1) : std::nullopt;
+               },
+               .entry_length = 2});
+
+    add_mouse_group(p, s);
+
+    add_control(group("Remap controllers", {36, 18, 73, 25}));
+    add_control(check("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
+                      [this](int on) { model.set_remap_on(on != 0); }));
+    add_control(label("from", {37, 21, 43, 22}));
+    add_field({.id = remap_from_field, .cells = {43, 21, 58, 22}, .low = 0, .high = 127,
+               .get = [&d] { return d.remap_from; },
+               .set = [this](std::int32_t v) { model.set_remap_from(v); },
+               .format = controller_field_text, .entry_length = 3});
+    add_control(label("to", {37, 23, 43, 24}));
+    add_field({.id = remap_to_field, .cells = {43, 23, 58, 24}, .low = 0, .high = 127,
+               .get = [&d] { return d.remap_to; },
+               .set = [this](std::int32_t v) { model.set_remap_to(v); },
+               .format = controller_field_text, .entry_length = 3});
+
+    add_control(group("Disable Song Mode Transpose", {1, 26, 73, 37}));
+    for (int i = 0; i < ports; ++i) {
+        const auto port = static_cast<std::size_t>(i);
+        const int x = 2 + i * 18;
+        add_control(label(port_name(i), {x, 27, x + 17, 28}));
+        add_control({.kind = control_kind::multi_list, .text = port_name(i),
+                     .cells = {x, 28, x + 17, 36}, .entries = channel_entries(true),
+                     .get_item = [this, port](int c) {
+                         return model.transpose_exempt[port][static_cast<std::size_t>(c)];
+                     },
+                     .set_item = [this, port](int c, bool on) {
+                         model.transpose_exempt[port][static_cast<std::size_t>(c)] = on;
+                     }});
+    }
+    add_ok_cancel();
+}
+
+void overall_settings_view::add_mouse_group(program& p, setup_settings& s) {
+    add_control(group("Mouse", {1, 13, 35, 19}));
+    // The song keeps the buttons too: the steppers read them there.
+    auto choose = [this, &p](bool left) {
+        model.set_left_button_increases(left);
+        p.song.increase_button = left ? 1 : 2;
+        p.song.decrease_button = left ? 2 : 1;
+    };
+    add_control({.kind = control_kind::radio_button, .text = "Left button increases",
+                 .cells = {2, 14, 32, 16},
+                 .get = [&s] { return s.mouse_increase == 1 ? 1 : 0; },
+                 .set = [choose](int on) { if (on) choose(true); }});
+    add_control({.kind = control_kind::radio_button, .text = "Right button increases",
+                 .cells = {2, 16, 32, 18},
+                 .get = [&s] { return s.mouse_increase == 2 ? 1 : 0; },
+                 .set = [choose](int on) { if (on) choose(false); }});
+}
+
+bool overall_settings_view::ok() {
+    model.ok();
+    return true;
+}
+
+bool run_midi_setup(program& p, setup_settings& s) {
+    midi_setup_view v(p, s);
+    return run_modal(p, v);
+}
+
+bool run_memory_setup(program& p) {
+    memory_setup_view v(p);
+    return run_modal(p, v);
+}
+
+bool run_overall_settings(program& p, setup_settings& s) {
+    overall_settings_view v(p, s);
+    return run_modal(p, v);
+}
+
+}  // namespace kestrune

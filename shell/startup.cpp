@@ -1,0 +1,149 @@
+#include "shell/startup.h"
+
+#include <algorithm>
+
+#include "files/file_buffer.h"
+#include "files/file_messages.h"
+#include "files/smf_reader.h"
+#include "files/song_file.h"
+#include "shell/command_ids.h"
+#include "shell/main_commands.h"
+#include "shell/main_screen.h"
+#include "song/song_start.h"
+
+namespace kestrune {
+
+session::session(engine_link& eng, ui& screen_ui, clock& clk)
+    : prog(eng, screen_ui, clk), trans(prog) {
+    files.load_midi = load_midi_into_cleared_song;
+    files.stop_transport = [this] {
+        if (prog.running()) trans.stop();
+    };
+    files.rewind = [this] { trans.rewind(1); };
+    files.title_changed = [this] { call(window.title_changed); };
+    files.recent_files_changed = [this] { call(window.menus_changed); };
+}
+
+session::~session() = default;
+
+std::string session::window_title() const {
+    return std::string(program_title) + " - " + files.current_file_title;
+}
+
+int start_session(session& s) {
+    program& p = s.prog;
+    p.write_defaults();
+    load_settings(p, s.settings, s.files);
+    s.trans.two_bar_count_in = s.settings.two_bar_count_in != 0;
+    s.trans.reset_on_stop = s.settings.reset_on_stop != 0;
+    s.trans.spp_offset = s.settings.spp_offset;
+    s.trans.sync_delay_value = s.settings.sync_delay_value;
+    for (int port = 0; port < 4; ++port) set_default_patch_names(s.patches[static_cast<std::size_t>(port)]);
+    load_patch_names(s.patches, patch_folders(), p.screen);
+    const int err = start_program(p);
+    if (err != 0) return err;
+    add_main_commands(s);
+    return 0;
+}
+
+namespace {
+
+bool file_opens(const std::string& path) {
+    file_buffer probe;
+    const bool ok = probe.open_read(path);
+    probe.close();
+    return ok;
+}
+
+bool is_song_name(const std::string& path) { return extension_upper(path) == ".SNG"; }
+
+}  // namespace
+
+bool open_start_file(session& s, const std::string& command_line_name) {
+    // Recent files that have gone since the last run leave the menu.
+    auto& recent = s.files.recent_files;
+    recent.erase(std::remove_if(recent.begin(), recent.end(),
+                                [](const std::string& f) { return f.empty() || !file_opens(f); }),
+                 recent.end());
+    call(s.prog.hooks.reset_mixer);
+    // A song named on the command line that is not there says so, as a missing MIDI file does;
+    // a missing "Default.sng" is the usual start with an empty song.
+    if (!command_line_name.empty() && is_song_name(command_line_name) && !file_opens(command_line_name))
+        s.prog.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
+                              caption_error);
+    s.files.current_file_name = command_line_name;
+    const bool loaded = load_song_by_type(s.prog, s.files) != 0;
+    if (!loaded) {
+        s.files.current_file_name.clear();
+        s.files.current_file_title = untitled_title;
+        call(s.window.title_changed);
+    }
+    s.trans.rewind(1);
+    call(s.window.menus_changed);
+    return loaded;
+}
+
+bool confirm_close(session& s) {
+    const msg_answer a = s.prog.screen.message(ask_save_before_closing, msg_icon::question,
+                                               msg_buttons::yes_no_cancel, msg_answer::yes);
+    if (a == msg_answer::cancel) return false;
+    if (a == msg_answer::yes && !save_song(s.prog, s.files)) return false;
+    if (s.editor_open()) call(s.close_editor);
+    if (s.prog.running()) s.trans.stop();
+    return true;
+}
+
+void end_session(session& s, bool write_settings) {
+    if (write_settings) save_settings(s.prog, s.settings, s.files);
+    s.screen.reset();
+    s.prog.shut_down();
+    for (auto& t : s.patches) set_default_patch_names(t);
+}
+
+void session_tick(session& s, std::int64_t ms) {
+    if (!s.timer_busy_) return;
+    s.timer_busy_ = false;
+    if (s.first_tick_) {
+        s.first_tick_ = false;
+        if (s.prog.d.midi_not_configured) {
+            s.prog.message(msg_configure_midi);
+            dispatch_command(s, cmd::midi_setup);
+        }
+    }
+    handle_engine_messages(s.prog);
+    if (s.screen) s.screen->tick(ms);
+    s.timer_busy_ = true;
+}
+
+bool open_dropped_files(session& s, const std::vector<std::string>& paths) {
+    if (paths.size() != 1) {
+        s.prog.message(msg_drop_one_file);
+        return false;
+    }
+    program& p = s.prog;
+    if (p.recording() || s.editor_open()) return false;
+    p.wait_request(p.d.thru_notes_off_request);
+    if (p.running()) s.trans.stop();
+    s.files.current_file_name = paths.front();
+    if (!load_song_by_type(p, s.files)) return false;
+    remember_folder(s.files, is_song_name(paths.front()) ? folder_load_song : folder_load_midi,
+                    paths.front());
+    add_recent_file(s.files, paths.front());
+    p.screen.repaint(-1);
+    call(s.window.bring_to_front);
+    return true;
+}
+
+std::string command_line_file(const std::vector<std::string>& args) {
+    std::string line;
+    for (const std::string& a : args) {
+        if (!line.empty()) line += ' ';
+        line += a;
+    }
+    if (line.empty() || line.front() != '"') return line;
+    // A quoted name runs to the next quote; without one it takes the rest.
+    const auto close = line.find('"', 1);
+    return line.substr(1, close == std::string::npos ? std::string::npos : close - 1);
+}
+
+}  // namespace kestrune

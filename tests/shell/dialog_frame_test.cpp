@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include "shell/dialog_frame.h"
+#include "shell/setup_dialog_views.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using testing::nums;
+
+// The middle of a field, in pixels.
+struct point {
+    int x, y;
+};
+point middle_of(const dialog& d, int index) {
+    const rect r = d.field_rect(index);
+    return {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+}
+
+TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndBothButtonsFollowTheLastWay) {
+    testing::test_program t;
+    memory_setup_view v(*t);
+    v.set_cells(8, 16);
+    const point timer = middle_of(v, 1);
+    v.model.timer = 5;
+    // Both buttons at once, before any direction was used: nothing.
+    v.press(1, timer.x, timer.y);
+    v.press(2, timer.x, timer.y);
+    for (int ms = 0; ms <= 300; ms += 50) v.tick(ms);
+    v.release(1);
+    v.release(2);
+    v.tick(350);
+    EXPECT_EQ(v.model.timer, 5);
+    v.press(2, timer.x, timer.y);  // a quick click between two ticks
+    v.release(2);
+    v.tick(400);
+    v.tick(450);
+    EXPECT_EQ(v.model.timer, 4);
+    std::vector<int> seen;
+    v.press(1, timer.x, timer.y);
+    for (int ms = 500; ms <= 700; ms += 50) {
+        v.tick(ms);
+        seen.push_back(v.model.timer);
+    }
+    EXPECT_EQ(seen, (std::vector<int>{5, 5, 5, 6, 7}));
+    v.press(2, timer.x, timer.y);  // both now: ten up, clamped at 20
+    v.tick(750);
+    EXPECT_EQ(v.model.timer, 17);
+    v.tick(800);
+    EXPECT_EQ(v.model.timer, 20);
+}
+
+TEST(DialogFrame, ADoubleClickTypesIntoTheFieldThroughItsParser) {
+    testing::test_program t;
+    memory_setup_view v(*t);
+    std::string offered;
+    std::string typed;
+    v.set_entry([&](const double_click_box& box) {
+        offered = box.text;
+        return std::optional<std::string>(typed);
+    });
+    const point units = middle_of(v, 0), timer = middle_of(v, 1);
+    typed = "300.000";
+    EXPECT_TRUE(v.double_click(units.x, units.y));
+    EXPECT_EQ(nums(v.model.units, offered == "100.000"), nums(30, 1));
+    typed = "abc";
+    EXPECT_FALSE(v.double_click(timer.x, timer.y));
+    typed = "99";
+    EXPECT_TRUE(v.double_click(timer.x, timer.y));
+    EXPECT_EQ(v.model.timer, 20);
+    EXPECT_FALSE(v.double_click(-5, -5));
+}
+
+TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointer) {
+    testing::test_program t;
+    struct locator_dialog : dialog {
+        explicit locator_dialog(program& p) : dialog(p, "Locators", 20, 4) {
+            add_field({.kind = field_kind::position, .cells = {1, 1, 15, 2}, .low = 0,
+                       .high = last_position, .get = [this] { return left; },
+                       .set = [this](std::int32_t v) { left = v; }, .locator = true});
+        }
+        std::int32_t left = 3072;
+    } d(*t);
+    d.set_cells(10, 16);
+    d.offsets.locator = 768;
+    EXPECT_EQ(d.field_text(0), "   2  1  1  1");
+    const rect r = d.field_rect(0);
+    auto click = [&](int button, int x, std::int64_t ms) {
+        d.press(button, x, r.top + 2);
+        d.release(button);
+        d.tick(ms);
+        d.tick(ms + 50);
+    };
+    click(1, r.right - 15, 0);  // the tick part
+    EXPECT_EQ(d.left, 3073);
+    click(2, r.left + 5, 100);  // the bar part, 4/4 before the value
+    EXPECT_EQ(d.left, 3073 - 768);
+    d.offsets.locator = 0;
+    d.left = 100;
+    click(2, r.left + 5, 200);
+    EXPECT_EQ(d.left, 0);  // clamped to the range
+}
+
+TEST(DialogFrame, RefusesWhileRecordingAndOnAnEmptyTrackAndTheMouseSettingReachesTheSteps) {
+    testing::test_program t;
+    EXPECT_FALSE(refuse_dialog(*t, dialog_needs::nothing));
+    EXPECT_TRUE(refuse_dialog(*t, dialog_needs::track_data));
+    t->d.recording = 1;
+    EXPECT_TRUE(refuse_dialog(*t, dialog_needs::nothing));
+    ASSERT_EQ(t.screen.messages.size(), 2u);
+    EXPECT_EQ(nums(t.screen.messages[0].icon == msg_icon::warning,
+                   t.screen.messages[1].icon == msg_icon::stop),
+              nums(1, 1));
+    EXPECT_EQ(t.screen.messages[0].text, "No data on this track!");
+    EXPECT_EQ(t.screen.messages[1].text, "Can't do this while recording!");
+    EXPECT_FALSE(run_memory_setup(*t));  // a ui without dialogs cancels
+    setup_settings s;
+    overall_settings_view v(*t, s);
+    for (const auto& c : v.controls())
+        if (c.text == "Right button increases") c.set(1);
+    EXPECT_EQ(nums(s.mouse_increase, t->song.increase_button, change_value(*t, 5, 2)),
+              nums(2, 2, 6));
+}
+
+}  // namespace
+}  // namespace kestrune
