@@ -1,20 +1,21 @@
+#include "shell/main_screen.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
-#include "shell/command_ids.h"
-#include "shell/command_table.h"
-#include "shell/main_layout.h"
-#include "shell/main_screen.h"
-#include "shell/region_tree.h"
 #include "files/song_file.h"
 #include "files/track_chunk.h"
 #include "realtime/transport.h"
+#include "shell/command_ids.h"
+#include "shell/command_table.h"
+#include "shell/main_layout.h"
+#include "shell/region_tree.h"
 #include "song/patterns.h"
-#include "tests/support/song_builder.h"
 #include "tests/shell/recording_canvas.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -34,7 +35,8 @@ struct MainScreen : ::testing::Test {
     // The centre of a row of a column region.
     std::pair<int, int> at(int region, int row = 0) const {
         const rect r = place(region);
-        return {(r.left + r.right) / 2, r.top + row * screen.cell_height() + screen.cell_height() / 2};
+        return {(r.left + r.right) / 2,
+                r.top + row * screen.cell_height() + screen.cell_height() / 2};
     }
     void ticks(int n) {
         for (int i = 0; i < n; ++i) screen.tick(now += 25);
@@ -67,14 +69,18 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindo
         EXPECT_EQ(screen.cell_height(), ch);
         EXPECT_EQ(place(rgn::transport_panel).bottom, 27 * ch - 1) << z;
         EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
-        EXPECT_EQ(place(rgn::numerator), (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4})) << z;
+        EXPECT_EQ(place(rgn::numerator),
+                  (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
+            << z;
         for (const screen_region& r : screen.regions().all()) {
             if (r.number == rgn::root || r.number == rgn::time) continue;
             const rect& p = r.rectangle;
-            const screen_region* hit = screen.regions().find_region_at_point((p.left + p.right) / 2, (p.top + p.bottom) / 2);
+            const screen_region* hit = screen.regions().find_region_at_point(
+                (p.left + p.right) / 2, (p.top + p.bottom) / 2);
             ASSERT_NE(hit, nullptr);
             // A parent's centre may fall on one of its children.
-            if (hit->number != r.number && r.child < 0) ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
+            if (hit->number != r.number && r.child < 0)
+                ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
     }
@@ -199,11 +205,13 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 1;
     click(rgn::tempo);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Tempo Track is active!\nChange value in the Tempo Editor.");
     t->d.signature_track_on = 1;
     click(rgn::numerator);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
     t->d.internal_record = 1;
     click(rgn::midi_thru);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
@@ -249,6 +257,14 @@ TEST_F(MainScreen, KeyCommands) {
     EXPECT_TRUE(key(key_code::del));
     EXPECT_TRUE(key(key_code::insert));
     EXPECT_FALSE(key(key_code::character, 'Q'));
+    // Takes start through the recorder: the Record button's mouse button is the mode.
+    std::vector<int> modes;
+    screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
+    key(key_code::pad_slash);
+    click(rgn::record, 0, right_button);
+    click(rgn::record, 0, left_button);
+    EXPECT_EQ(modes, (std::vector<int>{2, 2, 1}));
+    EXPECT_FALSE(key(key_code::space));
     // Backspace refuses during a take; Escape makes an empty track editable.
     key_event repeat;
     repeat.code = key_code::f1;
@@ -336,12 +352,46 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     bool play_lit = false;
     for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
     EXPECT_TRUE(play_lit);
+    // A bar dialled while running waits until the button is up.
+    screen.set_allow_double_clicks(false);
+    const rect pos = place(rgn::position);
+    const std::int32_t before = t->d.position;
+    screen.mouse_down(pos.left + 1, pos.top + 2, left_button, {}, now);
+    ticks(1);
+    t.run_ms(10);
+    ticks(1);
+    EXPECT_LT(t->d.position, before + 768);
+    screen.mouse_up(pos.left + 1, pos.top + 2, left_button, now);
+    ticks(1);
+    EXPECT_EQ(t->d.position, before + 768);
     click(rgn::stop);
     EXPECT_FALSE(t->running());
 }
 
+TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
+    auto bar_width = [&](int row) {
+        testing::recording_canvas c;
+        paint(c);
+        const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
+        for (auto& [r, role] : c.fills)
+            if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
+        return 0;
+    };
+    t->d.track_activity[1] = 100;
+    ticks(1);
+    EXPECT_EQ(t->d.track_activity[1], 0xFF);  // taken
+    const int w = bar_width(1);
+    EXPECT_EQ(w, std::min((8 * (((101 * 3) / 8) * 8)) / 48 / 2, place(rgn::mute).width() - 2));
+    ticks(3);
+    EXPECT_EQ(bar_width(1), w - 3);
+    // A muted track shows no bar.
+    slot(1).mute = 1;
+    EXPECT_EQ(bar_width(1), 0);
+}
+
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
-    const std::string path = (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
+    const std::string path =
+        (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
     {
         testing::test_program other;
         seat_track(*other, 0, 1, {{}, testing::notes(2, song_start, 96)});
