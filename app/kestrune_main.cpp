@@ -3,11 +3,13 @@
 // window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
 #include <QApplication>
 #include <QImage>
+#include <QSocketNotifier>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "app/console_ui.h"
+#include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
 #ifdef KESTRUNE_DIALOGS
@@ -105,6 +107,13 @@ int main(int argc, char** argv) {
                 rc = 1;
             }
         } else {
+            // Ctrl+C, kill or a closed terminal: every sounding note ends and the program shuts
+            // down in order, without a question no one is there to answer.
+            quit_signals stop_signals;
+            QSocketNotifier notice(stop_signals.fd(), QSocketNotifier::Read);
+            QObject::connect(&notice, &QSocketNotifier::activated, &w, [&] {
+                if (stop_signals.received()) w.close_without_question();
+            });
             w.show();
             w.start_timer();
             rc = QApplication::exec();

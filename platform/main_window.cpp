@@ -322,8 +322,14 @@ void main_window::store_window_place() {
     u.window_height = static_cast<std::int16_t>(g.height());
 }
 
+void main_window::close_without_question() {
+    if (s_.prog.running()) s_.trans.stop();
+    ask_before_closing_ = false;
+    close();
+}
+
 void main_window::closeEvent(QCloseEvent* e) {
-    if (!confirm_close(s_)) {
+    if (ask_before_closing_ && !confirm_close(s_)) {
         e->ignore();
         return;
     }
