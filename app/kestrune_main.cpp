@@ -79,6 +79,7 @@ int main(int argc, char** argv) {
     {
         main_window w(s);
         window_ui.set_parent(&w);
+        window_ui.set_field_parent(w.view_widget());
         window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
 #ifdef KESTRUNE_DIALOGS
         window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
