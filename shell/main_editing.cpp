@@ -23,32 +23,63 @@ constexpr int groove_ticks_low = 16;
 constexpr int groove_ticks_high = 192;
 constexpr int step_transpose_limit = 36;
 
-bool is_power_of_two(int v) { return v > 0 && (v & (v - 1)) == 0; }
+bool is_power_of_two(int v) {
+    return v > 0 && (v & (v - 1)) == 0;
+}
 
 }  // namespace
 
 bool main_screen::impl::takes_double_click(int region) const {
     if (!allow_double_clicks) return false;
     switch (region) {
-    case rgn::position: case rgn::left_locator: case rgn::right_locator: case rgn::numerator:
-    case rgn::denominator: case rgn::groove: case rgn::tempo:
-        return true;
-    case rgn::step_transpose: case rgn::step_pattern: case rgn::step_bar: case rgn::step_length:
-    case rgn::step_pre_start: case rgn::pattern_number: case rgn::transpose: case rgn::channel:
-    case rgn::loop: case rgn::delay: case rgn::compress: case rgn::port: case rgn::velocity:
-        return main_view();
-    default: return false;
+        case rgn::position:
+        case rgn::left_locator:
+        case rgn::right_locator:
+        case rgn::numerator:
+        case rgn::denominator:
+        case rgn::groove:
+        case rgn::tempo:
+            return true;
+        case rgn::step_transpose:
+        case rgn::step_pattern:
+        case rgn::step_bar:
+        case rgn::step_length:
+        case rgn::step_pre_start:
+        case rgn::pattern_number:
+        case rgn::transpose:
+        case rgn::channel:
+        case rgn::loop:
+        case rgn::delay:
+        case rgn::compress:
+        case rgn::port:
+        case rgn::velocity:
+            return main_view();
+        default:
+            return false;
     }
 }
 
 bool main_screen::impl::single_action(int region) const {
     switch (region) {
-    case rgn::play: case rgn::stop: case rgn::pause: case rgn::record: case rgn::drop_in:
-    case rgn::midi_thru: case rgn::mode_line: case rgn::master_mute: case rgn::track_numbers:
-    case rgn::mute: case rgn::step_insert: case rgn::step_delete: case rgn::track_name:
-    case rgn::step_name: case rgn::pattern_name: case rgn::track_number:
-        return true;
-    default: return false;
+        case rgn::play:
+        case rgn::stop:
+        case rgn::pause:
+        case rgn::record:
+        case rgn::drop_in:
+        case rgn::midi_thru:
+        case rgn::mode_line:
+        case rgn::master_mute:
+        case rgn::track_numbers:
+        case rgn::mute:
+        case rgn::step_insert:
+        case rgn::step_delete:
+        case rgn::track_name:
+        case rgn::step_name:
+        case rgn::pattern_name:
+        case rgn::track_number:
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -72,11 +103,13 @@ int main_screen::impl::row_at(int region, int y) const {
 void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std::int64_t ms) {
     last_mods = mods;
     if (wait_release) return;
-    if (!mouse.idle()) {
+    if (mouse.any_held()) {
         // The second button joins the press under way.
         mouse.down(button, ms);
         return;
     }
+    // A click still waiting out the double-click time gives way to a new press.
+    mouse.clear();
     const screen_region* hit = tree.find_region_at_point(x, y);
     if (!hit) return;
     const int region = hit->number;
@@ -145,80 +178,94 @@ void main_screen::impl::act_transport(int region, int code) {
     const rect field = tree.place(region);
     const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
     switch (region) {
-    case rgn::position:
-        t.dial_position(std::clamp(step_position(p, shown_position(), code, at), 0, last_position));
-        break;
-    case rgn::left_locator:
-        t.set_left_locator(std::clamp(step_position(p, d.left_locator, code, at), 0, last_locator_position));
-        break;
-    case rgn::right_locator:
-        t.set_right_locator(std::clamp(step_position(p, d.right_locator, code, at), 0, last_locator_position));
-        break;
-    case rgn::numerator:
-    case rgn::denominator: {
-        if (d.signature_track_on) {
-            refuse(msg_signature_track_active);
+        case rgn::position:
+            t.dial_position(
+                std::clamp(step_position(p, shown_position(), code, at), 0, last_position));
+            break;
+        case rgn::left_locator:
+            t.set_left_locator(
+                std::clamp(step_position(p, d.left_locator, code, at), 0, last_locator_position));
+            break;
+        case rgn::right_locator:
+            t.set_right_locator(
+                std::clamp(step_position(p, d.right_locator, code, at), 0, last_locator_position));
+            break;
+        case rgn::numerator:
+        case rgn::denominator: {
+            if (d.signature_track_on) {
+                refuse(msg_signature_track_active);
+                break;
+            }
+            const event_store s = p.store();
+            midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
+            if (e.status() != st::signature) break;
+            if (region == rgn::numerator) {
+                e.set_data1(static_cast<std::uint8_t>(
+                    std::clamp(change_value(p, e.data1(), code), 1, signature_limit)));
+            } else {
+                // Powers of two only: the series steps through the values between.
+                int v = e.data2();
+                do v = change_series_value(p, v, code, 1, signature_limit);
+                while (!is_power_of_two(v));
+                e.set_data2(static_cast<std::uint8_t>(v));
+            }
+            if (p.running()) locate(p, d.position);
             break;
         }
-        const event_store s = p.store();
-        midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
-        if (e.status() != st::signature) break;
-        if (region == rgn::numerator) {
-            e.set_data1(static_cast<std::uint8_t>(std::clamp(change_value(p, e.data1(), code), 1, signature_limit)));
-        } else {
-            // Powers of two only: the series steps through the values between.
-            int v = e.data2();
-            do v = change_series_value(p, v, code, 1, signature_limit);
-            while (!is_power_of_two(v));
-            e.set_data2(static_cast<std::uint8_t>(v));
-        }
-        if (p.running()) locate(p, d.position);
-        break;
-    }
-    case rgn::groove: {
-        // It holds ticks, so the buttons work the other way round.
-        const int swapped = code == p.song.increase_button   ? p.song.decrease_button
-                            : code == p.song.decrease_button ? p.song.increase_button
-                                                             : code;
-        p.app.edit_grid = static_cast<std::int16_t>(
-            change_series_value(p, p.app.edit_grid, swapped, groove_ticks_low, groove_ticks_high));
-        break;
-    }
-    case rgn::tempo: {
-        if (d.tempo_track_on) {
-            refuse(msg_tempo_track_active);
+        case rgn::groove: {
+            // It holds ticks, so the buttons work the other way round.
+            const int swapped = code == p.song.increase_button   ? p.song.decrease_button
+                                : code == p.song.decrease_button ? p.song.increase_button
+                                                                 : code;
+            p.app.edit_grid = static_cast<std::int16_t>(change_series_value(
+                p, p.app.edit_grid, swapped, groove_ticks_low, groove_ticks_high));
             break;
         }
-        if (d.external_sync) break;
-        const int from_right = field.right - press.x;
-        const int unit = from_right > g.width * 7 / 2 ? 100 : from_right > g.width * 3 / 2 ? 10 : 1;
-        t.set_manual_tempo(std::clamp(p.app.song_tempo + step_amount(p, code) * unit, tempo_limit_low, tempo_limit_high));
-        break;
-    }
-    case rgn::midi_thru:
-        if (d.internal_record) {
-            refuse(msg_internal_record_active);
+        case rgn::tempo: {
+            if (d.tempo_track_on) {
+                refuse(msg_tempo_track_active);
+                break;
+            }
+            if (d.external_sync) break;
+            const int from_right = field.right - press.x;
+            const int unit = from_right > g.width * 7 / 2   ? 100
+                             : from_right > g.width * 3 / 2 ? 10
+                                                            : 1;
+            t.set_manual_tempo(std::clamp(p.app.song_tempo + step_amount(p, code) * unit,
+                                          tempo_limit_low, tempo_limit_high));
             break;
         }
-        d.midi_thru = d.midi_thru ? 0 : 1;
-        if (!d.midi_thru) p.wait_request(d.thru_notes_off_request);
-        break;
-    case rgn::play:
-        if (code == left_button) t.play();
-        break;
-    case rgn::stop:
-        if (code == left_button) t.stop();
-        break;
-    case rgn::pause:
-        if (code == left_button) t.pause();
-        break;
-    case rgn::forward:
-    case rgn::rewind:
-        t.move_bar(region == rgn::forward, code == both_buttons);
-        break;
-    default:
-        // Record and Drop In start takes, which come with the recording functions.
-        break;
+        case rgn::midi_thru:
+            if (d.internal_record) {
+                refuse(msg_internal_record_active);
+                break;
+            }
+            d.midi_thru = d.midi_thru ? 0 : 1;
+            if (!d.midi_thru) p.wait_request(d.thru_notes_off_request);
+            break;
+        case rgn::play:
+            if (code == left_button) t.play();
+            break;
+        case rgn::stop:
+            if (code == left_button) t.stop();
+            break;
+        case rgn::pause:
+            if (code == left_button) t.pause();
+            break;
+        case rgn::forward:
+        case rgn::rewind:
+            t.move_bar(region == rgn::forward, code == both_buttons);
+            break;
+        case rgn::record:
+            // The button is the mode: left replaces, right overdubs.
+            if (recording.record && (code == left_button || code == right_button))
+                recording.record(code);
+            break;
+        case rgn::drop_in:
+            if (recording.drop_in) recording.drop_in(press.mods.shift);
+            break;
+        default:
+            break;
     }
 }
 
@@ -245,43 +292,46 @@ void main_screen::impl::act_track(int region, int track, int code, key_mods mods
             for (int tr = 0; tr < tracks_per_pattern; ++tr) set(p.slot(take_pattern, tr));
     };
     switch (region) {
-    case rgn::transpose: {
-        int v = mods.ctrl ? 0 : s.transpose + step_amount(p, code) * (mods.shift ? 12 : 1);
-        v = std::clamp(v, -60, 60);
-        write([v](track_slot& x) { x.transpose = static_cast<std::int8_t>(v); });
-        reseat_playing_track(p, pat, track);
-        break;
-    }
-    case rgn::loop: {
-        const int den = denominator_at_pattern_start(p);
-        set_track_loop_beats(p, pat, track, mods.ctrl ? 0 : change_value(p, beats_from_loop_length(s.loop_length, den), code));
-        break;
-    }
-    case rgn::delay:
-        s.delay = static_cast<std::int8_t>(mods.ctrl ? 0 : std::clamp(change_value(p, s.delay, code), -99, 127));
-        reseat_playing_track(p, pat, track);
-        break;
-    case rgn::compress: {
-        const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.compress, code), -1, 5);
-        write([v](track_slot& x) { x.compress = static_cast<std::int8_t>(v); });
-        break;
-    }
-    case rgn::velocity: {
-        const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.velocity, code), -99, 127);
-        write([v](track_slot& x) { x.velocity = static_cast<std::int8_t>(v); });
-        break;
-    }
-    case rgn::channel:
-        set_track_channel(p, pat, track, std::clamp(change_value(p, s.channel, code), 0, 16));
-        break;
-    case rgn::port:
-        set_track_port(p, pat, track, std::clamp(change_value(p, s.port, code), 0, 3));
-        break;
-    case rgn::mute:
-        toggle_mute(track);
-        break;
-    default:
-        break;
+        case rgn::transpose: {
+            int v = mods.ctrl ? 0 : s.transpose + step_amount(p, code) * (mods.shift ? 12 : 1);
+            v = std::clamp(v, -60, 60);
+            write([v](track_slot& x) { x.transpose = static_cast<std::int8_t>(v); });
+            reseat_playing_track(p, pat, track);
+            break;
+        }
+        case rgn::loop: {
+            const int den = denominator_at_pattern_start(p);
+            set_track_loop_beats(
+                p, pat, track,
+                mods.ctrl ? 0 : change_value(p, beats_from_loop_length(s.loop_length, den), code));
+            break;
+        }
+        case rgn::delay:
+            s.delay = static_cast<std::int8_t>(
+                mods.ctrl ? 0 : std::clamp(change_value(p, s.delay, code), -99, 127));
+            reseat_playing_track(p, pat, track);
+            break;
+        case rgn::compress: {
+            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.compress, code), -1, 5);
+            write([v](track_slot& x) { x.compress = static_cast<std::int8_t>(v); });
+            break;
+        }
+        case rgn::velocity: {
+            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.velocity, code), -99, 127);
+            write([v](track_slot& x) { x.velocity = static_cast<std::int8_t>(v); });
+            break;
+        }
+        case rgn::channel:
+            set_track_channel(p, pat, track, std::clamp(change_value(p, s.channel, code), 0, 16));
+            break;
+        case rgn::port:
+            set_track_port(p, pat, track, std::clamp(change_value(p, s.port, code), 0, 3));
+            break;
+        case rgn::mute:
+            toggle_mute(track);
+            break;
+        default:
+            break;
     }
 }
 
@@ -309,68 +359,74 @@ void main_screen::impl::act_song(int region, int row, int code, key_mods mods) {
     const rect field = tree.place(region);
     const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
     switch (region) {
-    case rgn::step_down:
-    case rgn::step_up:
-        move_step(region == rgn::step_down ? 1 : -1, code == right_button);
-        break;
-    case rgn::mode_line:
-        if (code == left_button) toggle_song_mode(p);
-        break;
-    case rgn::track_numbers: {
-        const int track = first_visible + row;
-        p.step(cs).track_mask ^= 1U << track;
-        if ((p.step(cs).track_mask >> track) & 1U) reseat_playing_track(p, p.step(cs).pattern, track);
-        break;
-    }
-    case rgn::master_mute: {
-        std::uint32_t& word = p.step(song_steps).track_mask;
-        word = word ? 0 : ~0U;
-        break;
-    }
-    case rgn::step_pattern: {
-        if (step < 0 || step >= song_steps) break;
-        if (step == cs && p.recording()) {
-            refuse(msg_while_recording);
+        case rgn::step_down:
+        case rgn::step_up:
+            move_step(region == rgn::step_down ? 1 : -1, code == right_button);
+            break;
+        case rgn::mode_line:
+            if (code == left_button) toggle_song_mode(p);
+            break;
+        case rgn::track_numbers: {
+            const int track = first_visible + row;
+            p.step(cs).track_mask ^= 1U << track;
+            if ((p.step(cs).track_mask >> track) & 1U)
+                reseat_playing_track(p, p.step(cs).pattern, track);
             break;
         }
-        const int v = std::clamp(change_value(p, p.step(step).pattern, code), 0, 15);
-        set_step_pattern(p, step, v);
-        if (!p.running() && !d.parallel_selected) select_pattern(p, v, true);
-        break;
-    }
-    case rgn::step_bar: {
-        if (step < 1 || step >= song_steps) break;
-        // The boundary between the step and the one before moves by whole bars.
-        const std::int32_t start = p.step_start(step);
-        const std::int32_t moved = step_position(p, start, code, {0, g.width * 100, g.width, main_window_tick_chars});
-        const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
-        if (moved > p.step_start(step - 1) && moved < p.step(step).end - next_pickup) p.step(step - 1).end = moved;
-        break;
-    }
-    case rgn::step_length: {
-        const std::int32_t len = step_length(p, cs);
-        std::int32_t v = step_position(p, len, code, at);
-        // From one tick a bar step gives whole bars.
-        if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar() == 0) v -= 1;
-        set_step_length(p, cs, std::max<std::int32_t>(1, v));
-        break;
-    }
-    case rgn::step_pre_start:
-        set_step_pickup(p, cs, mods.ctrl ? 0 : step_position(p, p.step(cs).pickup, code, at));
-        break;
-    case rgn::step_transpose:
-        p.step(cs).transpose = static_cast<std::int8_t>(
-            mods.ctrl ? 0 : std::clamp(change_value(p, p.step(cs).transpose, code), -step_transpose_limit, step_transpose_limit));
-        if (p.running()) p.wait_request(d.all_notes_off_request);
-        break;
-    case rgn::step_insert:
-        insert_step(p, cs);
-        break;
-    case rgn::step_delete:
-        delete_step(p, cs);
-        break;
-    default:
-        break;
+        case rgn::master_mute: {
+            std::uint32_t& word = p.step(song_steps).track_mask;
+            word = word ? 0 : ~0U;
+            break;
+        }
+        case rgn::step_pattern: {
+            if (step < 0 || step >= song_steps) break;
+            if (step == cs && p.recording()) {
+                refuse(msg_while_recording);
+                break;
+            }
+            const int v = std::clamp(change_value(p, p.step(step).pattern, code), 0, 15);
+            set_step_pattern(p, step, v);
+            if (!p.running() && !d.parallel_selected) select_pattern(p, v, true);
+            break;
+        }
+        case rgn::step_bar: {
+            if (step < 1 || step >= song_steps) break;
+            // The boundary between the step and the one before moves by whole bars.
+            const std::int32_t start = p.step_start(step);
+            const std::int32_t moved =
+                step_position(p, start, code, {0, g.width * 100, g.width, main_window_tick_chars});
+            const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
+            if (moved > p.step_start(step - 1) && moved < p.step(step).end - next_pickup)
+                p.step(step - 1).end = moved;
+            break;
+        }
+        case rgn::step_length: {
+            const std::int32_t len = step_length(p, cs);
+            std::int32_t v = step_position(p, len, code, at);
+            // From one tick a bar step gives whole bars.
+            if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar() == 0)
+                v -= 1;
+            set_step_length(p, cs, std::max<std::int32_t>(1, v));
+            break;
+        }
+        case rgn::step_pre_start:
+            set_step_pickup(p, cs, mods.ctrl ? 0 : step_position(p, p.step(cs).pickup, code, at));
+            break;
+        case rgn::step_transpose:
+            p.step(cs).transpose = static_cast<std::int8_t>(
+                mods.ctrl ? 0
+                          : std::clamp(change_value(p, p.step(cs).transpose, code),
+                                       -step_transpose_limit, step_transpose_limit));
+            if (p.running()) p.wait_request(d.all_notes_off_request);
+            break;
+        case rgn::step_insert:
+            insert_step(p, cs);
+            break;
+        case rgn::step_delete:
+            delete_step(p, cs);
+            break;
+        default:
+            break;
     }
 }
 
@@ -419,7 +475,8 @@ bool main_screen::impl::copy_track(int pat, int source, int target) {
     }
     const event_store s = p.store();
     std::vector<midi_event> records;
-    for (ref32 e = from.first; is_event_status(s.status(e)) || is_continuation_status(s.status(e)); e = s.next_record(e))
+    for (ref32 e = from.first; is_event_status(s.status(e)) || is_continuation_status(s.status(e));
+         e = s.next_record(e))
         records.push_back(s.at(e));
     delete_track_chain(p, pat, target);
     std::uint16_t blocks = 0;

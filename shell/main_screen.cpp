@@ -21,8 +21,10 @@ main_screen::impl::impl(program& prog, command_table& table, transport* shared_t
         command c;
         c.id = id;
         c.text = std::to_string(id - cmd::quantize_popup_first);
-        c.run = [this, id] {
-            p.slot(p.d.current_pattern, popup_track).quantize = static_cast<std::uint8_t>(id - cmd::quantize_popup_first);
+        // The table may outlive the screen: the item holds the program and the popup's track.
+        c.run = [&prog = p, track = popup_track, id] {
+            prog.slot(prog.d.current_pattern, *track).quantize =
+                static_cast<std::uint8_t>(id - cmd::quantize_popup_first);
         };
         commands.add(std::move(c));
     }
@@ -57,22 +59,29 @@ void main_screen::impl::build_cells() {
         single(r);
     // The position label carries the denominator and the groove.
     const rect pos = tree.place(rgn::position);
-    cells.push_back({rgn::position, -1, {pos.left, pos.top - g.height * 3 / 4, pos.right, pos.top}, {}});
+    cells.push_back(
+        {rgn::position, -1, {pos.left, pos.top - g.height * 3 / 4, pos.right, pos.top}, {}});
 
     for (int r : {rgn::mode_line, rgn::master_mute, rgn::step_length, rgn::step_pre_start,
                   rgn::step_transpose, rgn::pattern_number, rgn::pattern_name})
         single(r);
     column(rgn::track_numbers, visible_tracks);
     for (int r : {rgn::step_bar, rgn::step_pattern, rgn::step_name}) column(r, song_rows);
-    for (int r : {rgn::track_number, rgn::mute, rgn::transpose, rgn::track_name, rgn::loop, rgn::delay,
-                  rgn::compress, rgn::velocity, rgn::quantize, rgn::port, rgn::channel})
+    for (int r : {rgn::track_number, rgn::mute, rgn::transpose, rgn::track_name, rgn::loop,
+                  rgn::delay, rgn::compress, rgn::velocity, rgn::quantize, rgn::port, rgn::channel})
         column(r, visible_tracks);
     cells.push_back({rgn::track_pane, -1, hidden_data_cell(g), {}});
     for (screen_cell& s : cells) s.shown = view(s.region, s.row);
 }
 
+bool main_screen::impl::on_screen(const screen_cell& s) const {
+    if (tree.is_hidden(s.region)) return false;
+    return main_view() || tree.place(rgn::transport_panel).intersects(s.place);
+}
+
 void main_screen::impl::refresh_cells() {
     for (screen_cell& s : cells) {
+        if (!on_screen(s)) continue;
         cell_view now = view(s.region, s.row);
         if (now == s.shown) continue;
         s.shown = std::move(now);
@@ -99,38 +108,70 @@ void main_screen::layout(int zoom_index, const font_metrics& system_font) {
     m.mark_all_dirty();
 }
 
-int main_screen::zoom_index() const { return m_->zoom; }
-int main_screen::client_width() const { return m_->client().right; }
-int main_screen::client_height() const { return m_->client().bottom; }
-int main_screen::cell_width() const { return m_->g.width; }
-int main_screen::cell_height() const { return m_->g.height; }
-int main_screen::font_height(font_kind f) const { return font_height_of(m_->g, f); }
-font_spec main_screen::font(font_kind f) const { return font_spec_of(m_->g, f); }
+int main_screen::zoom_index() const {
+    return m_->zoom;
+}
+int main_screen::client_width() const {
+    return m_->client().right;
+}
+int main_screen::client_height() const {
+    return m_->client().bottom;
+}
+int main_screen::cell_width() const {
+    return m_->g.width;
+}
+int main_screen::cell_height() const {
+    return m_->g.height;
+}
+int main_screen::font_height(font_kind f) const {
+    return font_height_of(m_->g, f);
+}
+font_spec main_screen::font(font_kind f) const {
+    return font_spec_of(m_->g, f);
+}
 
-const std::vector<child_button>& main_screen::buttons() const { return m_->buttons; }
-rect main_screen::scroll_bar_place() const { return scroll_bar_rect(m_->g); }
-int main_screen::scroll_value() const { return m_->first_visible; }
+void main_screen::set_list_font_height(int pixels) {
+    m_->g.list_font_shortfall = std::max(0, m_->g.height - pixels);
+    m_->mark_all_dirty();
+}
+
+const std::vector<child_button>& main_screen::buttons() const {
+    return m_->buttons;
+}
+rect main_screen::scroll_bar_place() const {
+    return scroll_bar_rect(m_->g);
+}
+int main_screen::scroll_value() const {
+    return m_->first_visible;
+}
 
 void main_screen::scroll_to(int first_visible_track) {
     m_->first_visible = std::clamp(first_visible_track, 0, max_first_visible_track);
     m_->refresh_cells();
 }
 
-const region_tree& main_screen::regions() const { return m_->tree; }
-transport& main_screen::transport_state() { return m_->t; }
+const region_tree& main_screen::regions() const {
+    return m_->tree;
+}
+transport& main_screen::transport_state() {
+    return m_->t;
+}
 
 void main_screen::paint(canvas& c, const rect& clip) {
     impl& m = *m_;
     if (m.tree.empty()) return;
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
-    m.paint_labels(c, clip);
-    for (const screen_cell& s : m.cells) {
-        if (!s.place.intersects(clip) || m.tree.is_hidden(s.region)) continue;
-        if (!m.main_view() && !m.tree.place(rgn::transport_panel).intersects(s.place)) continue;
+    for (screen_cell& s : m.cells) {
+        if (!s.place.intersects(clip) || !m.on_screen(s)) continue;
+        // A paint shows the model as it stands, even before the tick has seen a change.
+        s.shown = m.view(s.region, s.row);
         m.paint_cell(c, s);
     }
-    if (m.dragging && m.drag_line().intersects(clip)) c.fill_rect(m.drag_line(), colour_role::highlight);
+    // Labels last: the track header shares its row with the pattern fields.
+    m.paint_labels(c, clip);
+    if (m.dragging && m.drag_line().intersects(clip))
+        c.fill_rect(m.drag_line(), colour_role::highlight);
 }
 
 void main_screen::impl::refresh_buttons() {
@@ -143,6 +184,15 @@ void main_screen::impl::refresh_buttons() {
                                              p.app.solo_on,
                                              p.d.signature_track_on != 0,
                                              p.d.tempo_track_on != 0};
+    // Transport buttons lit as their state stands.
+    tree.set_lit(rgn::play, t.buttons.play);
+    tree.set_lit(rgn::stop, t.buttons.stop);
+    tree.set_lit(rgn::pause, t.buttons.pause);
+    tree.set_lit(rgn::record, p.d.recording != 0);
+    tree.set_lit(rgn::drop_in, p.d.recording != 0);
+    tree.set_lit(rgn::rewind, t.buttons.rewind);
+    tree.set_lit(rgn::forward, t.buttons.forward);
+    tree.set_lit(rgn::mode_line, p.d.song_mode != 0);
     const bool time_shown = p.app.clock_field_on;
     if (tree.is_hidden(rgn::time) == time_shown) {
         tree.hide(rgn::time, !time_shown);
@@ -182,7 +232,9 @@ void main_screen::mouse_down(int x, int y, int button, key_mods mods, std::int64
     m_->begin_press(x, y, button, mods, ms);
 }
 
-void main_screen::mouse_up(int x, int y, int button, std::int64_t) { m_->end_press(x, y, button); }
+void main_screen::mouse_up(int x, int y, int button, std::int64_t) {
+    m_->end_press(x, y, button);
+}
 
 void main_screen::mouse_move(int, int y, key_mods mods, std::int64_t) {
     impl& m = *m_;
@@ -203,7 +255,8 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
     const screen_region* hit = m.tree.find_region_at_point(x, y);
     if (!hit) return;
     const int region = hit->number;
-    const bool name = region == rgn::track_name || region == rgn::pattern_name || region == rgn::step_name;
+    const bool name =
+        region == rgn::track_name || region == rgn::pattern_name || region == rgn::step_name;
     if (button != left_button || (!name && !m.takes_double_click(region))) {
         // Elsewhere the second click of a pair is a click like the first.
         mouse_down(x, y, button, mods, ms);
@@ -255,13 +308,20 @@ void main_screen::tick(std::int64_t ms) {
     m.refresh_cells();
 }
 
-void main_screen::set_double_click_time(int ms) { m_->double_click_ms = std::max(1, ms); }
-void main_screen::set_allow_double_clicks(bool on) { m_->allow_double_clicks = on; }
+void main_screen::set_double_click_time(int ms) {
+    m_->double_click_ms = std::max(1, ms);
+}
+void main_screen::set_allow_double_clicks(bool on) {
+    m_->allow_double_clicks = on;
+}
+void main_screen::set_recording_actions(recording_actions actions) {
+    m_->recording = std::move(actions);
+}
 
 std::optional<quantize_popup_request> main_screen::take_quantize_popup() {
     std::optional<quantize_popup_request> r;
     r.swap(m_->popup);
-    if (r) m_->popup_track = r->track;
+    if (r) *m_->popup_track = r->track;
     return r;
 }
 

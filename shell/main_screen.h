@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,8 +45,6 @@ struct key_event {
     bool auto_repeat = false;
 };
 
-// One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
-// at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
 // How the platform makes one of the three fonts: pixel height and average width, weight
 // (400 normal, 700 bold) and whether the font is of fixed pitch.
 struct font_spec {
@@ -55,6 +54,8 @@ struct font_spec {
     bool fixed_pitch = false;
 };
 
+// One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
+// at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
 struct child_button {
     int command = 0;
     std::string text;
@@ -70,6 +71,14 @@ struct quantize_popup_request {
     int value = 0;  // the track's quantize value now
     int x = 0;
     int y = 0;
+};
+
+// Takes start through the recorder that the session keeps beside the transport; until these are
+// set, Record, Drop In and their keys do nothing.
+struct recording_actions {
+    std::function<void(int mode)> record;     // 1 replace, 2 overdub: Record, keypad * and /
+    std::function<void(bool shift)> drop_in;  // "Drop In" and Space; Shift for an instant punch
+    std::function<void()> mute_last_pass;     // key B during a cycle take
 };
 
 // A row of the zoom table.
@@ -104,6 +113,9 @@ public:
     // Pixel heights of the three fonts (small, normal, list) for the platform to make them.
     int font_height(font_kind f) const;
     font_spec font(font_kind f) const;
+    // The list font's real pixel height, told after each layout once the fonts are made: value
+    // texts sit lower by what it falls short of the cell.
+    void set_list_font_height(int pixels);
 
     const std::vector<child_button>& buttons() const;
     // The track list's scroll bar: place, and the first visible track (0..16).
@@ -133,6 +145,7 @@ public:
     // The system's double-click time and the setting "Allow Double Clicks".
     void set_double_click_time(int ms);
     void set_allow_double_clicks(bool on);
+    void set_recording_actions(recording_actions actions);
     // A pending quantize popup, once; the platform shows it and runs the chosen item's command.
     std::optional<quantize_popup_request> take_quantize_popup();
     // True once after the child buttons' pressed states or places changed.

@@ -12,7 +12,9 @@ void mouse_model::down(int button, std::int64_t ms) {
     b.down_ms = ms;
 }
 
-void mouse_model::up(int button) { side(button).held = false; }
+void mouse_model::up(int button) {
+    side(button).held = false;
+}
 
 void mouse_model::clear() {
     left_ = {};

@@ -13,7 +13,7 @@ namespace kestrune {
 inline constexpr int default_double_click_ms = 400;
 
 class mouse_model {
-public:
+  public:
     void down(int button, std::int64_t ms);
     void up(int button);
     // Forgets every button: a double click, a message box, the end of a single action.
@@ -27,7 +27,7 @@ public:
     // The button held or latched, 1, 2 or 3.
     int code() const;
 
-private:
+  private:
     struct button_state {
         bool held = false;
         bool latched = false;

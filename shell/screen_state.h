@@ -26,8 +26,8 @@ struct cell_view {
     text_align align = text_align::right;
     font_kind font = font_kind::list;
     bool inverted = false;
-    int icon = 0;       // a transport icon, 0 for none
-    int bar = -1;       // an activity bar's width in pixels, -1 for none
+    int icon = 0;  // a transport icon, 0 for none
+    int bar = -1;  // an activity bar's width in pixels, -1 for none
     bool bar_peak = false;
     bool bar_off = false;  // the note-off marker colour
     bool operator==(const cell_view&) const = default;
@@ -82,6 +82,8 @@ struct main_screen::impl {
     void update_activity();
     // Compares every cell with what it shows and collects the changed places.
     void refresh_cells();
+    // Shown at all: not hidden, and in the transport panel while an editor has the window.
+    bool on_screen(const screen_cell& s) const;
     void mark_all_dirty() { dirty.assign(1, client()); }
 
     bool main_view() const { return p.d.main_screen != 0; }
@@ -102,7 +104,8 @@ struct main_screen::impl {
     mouse_model mouse;
     press_state press;
     key_mods last_mods;
-    bool wait_release = false;  // a single action ran or a message showed: nothing until all buttons rise
+    bool wait_release =
+        false;  // a single action ran or a message showed: nothing until all buttons rise
     int double_click_ms = default_double_click_ms;
     bool allow_double_clicks = true;
     bool dragging = false;
@@ -111,8 +114,9 @@ struct main_screen::impl {
     bool rewind_key = false;
     bool forward_key = false;
     std::optional<quantize_popup_request> popup;
-    int popup_track = 0;
+    std::shared_ptr<int> popup_track = std::make_shared<int>(0);
     bool buttons_changed = false;
+    recording_actions recording;
 
     void begin_press(int x, int y, int button, key_mods mods, std::int64_t ms);
     void end_press(int x, int y, int button);

@@ -1,18 +1,21 @@
+#include "shell/main_screen.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
-#include "shell/command_table.h"
-#include "shell/main_layout.h"
-#include "shell/main_screen.h"
-#include "shell/region_tree.h"
 #include "files/song_file.h"
 #include "files/track_chunk.h"
 #include "realtime/transport.h"
+#include "shell/command_ids.h"
+#include "shell/command_table.h"
+#include "shell/main_layout.h"
+#include "shell/region_tree.h"
 #include "song/patterns.h"
-#include "tests/support/song_builder.h"
 #include "tests/shell/recording_canvas.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -32,7 +35,8 @@ struct MainScreen : ::testing::Test {
     // The centre of a row of a column region.
     std::pair<int, int> at(int region, int row = 0) const {
         const rect r = place(region);
-        return {(r.left + r.right) / 2, r.top + row * screen.cell_height() + screen.cell_height() / 2};
+        return {(r.left + r.right) / 2,
+                r.top + row * screen.cell_height() + screen.cell_height() / 2};
     }
     void ticks(int n) {
         for (int i = 0; i < n; ++i) screen.tick(now += 25);
@@ -65,14 +69,18 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindo
         EXPECT_EQ(screen.cell_height(), ch);
         EXPECT_EQ(place(rgn::transport_panel).bottom, 27 * ch - 1) << z;
         EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
-        EXPECT_EQ(place(rgn::numerator), (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4})) << z;
+        EXPECT_EQ(place(rgn::numerator),
+                  (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
+            << z;
         for (const screen_region& r : screen.regions().all()) {
             if (r.number == rgn::root || r.number == rgn::time) continue;
             const rect& p = r.rectangle;
-            const screen_region* hit = screen.regions().find_region_at_point((p.left + p.right) / 2, (p.top + p.bottom) / 2);
+            const screen_region* hit = screen.regions().find_region_at_point(
+                (p.left + p.right) / 2, (p.top + p.bottom) / 2);
             ASSERT_NE(hit, nullptr);
             // A parent's centre may fall on one of its children.
-            if (hit->number != r.number && r.child < 0) ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
+            if (hit->number != r.number && r.child < 0)
+                ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
     }
@@ -87,6 +95,15 @@ TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
     EXPECT_EQ(c.text_in(place(rgn::position)), "   1  1  1  1");
     EXPECT_EQ(c.text_in(place(rgn::pattern_name)), " PATTERN  ");
     ASSERT_GE(c.icons.size(), 6U);
+    // "Time" shows on request and "Undo" makes room for it, four columns to the left.
+    EXPECT_TRUE(screen.regions().is_hidden(rgn::time));
+    const int undo_left = screen.buttons()[0].place.left;
+    t->app.clock_field_on = true;
+    screen.tick(now += 25);
+    EXPECT_TRUE(screen.take_buttons_changed());
+    EXPECT_FALSE(screen.regions().is_hidden(rgn::time));
+    EXPECT_EQ(screen.buttons()[0].text, "Undo");
+    EXPECT_EQ(screen.buttons()[0].place.left, undo_left - 4 * screen.cell_width());
 }
 
 TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsStepTen) {
@@ -164,7 +181,18 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     testing::recording_canvas c2;
     paint(c2);
     EXPECT_EQ(c2.text_in(place(rgn::loop)), " 3!");
+    // Qua asks the platform for its popup; the chosen item sets that row's track.
+    auto [qx, qy] = at(rgn::quantize, 3);
+    screen.mouse_down(qx, qy, left_button, {}, now);
+    screen.mouse_up(qx, qy, left_button, now);
+    const auto popup = screen.take_quantize_popup();
+    ASSERT_TRUE(popup.has_value());
+    EXPECT_EQ(popup->track, 3);
+    EXPECT_FALSE(screen.take_quantize_popup().has_value());
+    EXPECT_TRUE(commands.run(cmd::quantize_popup_first + 16));
+    EXPECT_EQ(slot(3).quantize, 16);
     // Mute toggles and repaints its cell only.
+    ticks(1);
     screen.take_dirty();
     click(rgn::mute, 4);
     EXPECT_EQ(slot(4).mute, 1);
@@ -177,11 +205,13 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 1;
     click(rgn::tempo);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Tempo Track is active!\nChange value in the Tempo Editor.");
     t->d.signature_track_on = 1;
     click(rgn::numerator);
     ticks(20);
-    EXPECT_EQ(t.screen.last_text(), "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
+    EXPECT_EQ(t.screen.last_text(),
+              "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
     t->d.internal_record = 1;
     click(rgn::midi_thru);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
@@ -227,6 +257,14 @@ TEST_F(MainScreen, KeyCommands) {
     EXPECT_TRUE(key(key_code::del));
     EXPECT_TRUE(key(key_code::insert));
     EXPECT_FALSE(key(key_code::character, 'Q'));
+    // Takes start through the recorder: the Record button's mouse button is the mode.
+    std::vector<int> modes;
+    screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
+    key(key_code::pad_slash);
+    click(rgn::record, 0, right_button);
+    click(rgn::record, 0, left_button);
+    EXPECT_EQ(modes, (std::vector<int>{2, 2, 1}));
+    EXPECT_FALSE(key(key_code::space));
     // Backspace refuses during a take; Escape makes an empty track editable.
     key_event repeat;
     repeat.code = key_code::f1;
@@ -300,8 +338,48 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     EXPECT_EQ(t->d.current_step, 1);
 }
 
+TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
+    click(rgn::play);
+    EXPECT_TRUE(t->running());
+    screen.take_dirty();
+    t.run_ms(2000);
+    ticks(1);
+    const auto dirty = screen.take_dirty();
+    EXPECT_NE(std::find(dirty.begin(), dirty.end(), place(rgn::position)), dirty.end());
+    testing::recording_canvas c;
+    paint(c);
+    EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
+    bool play_lit = false;
+    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
+    EXPECT_TRUE(play_lit);
+    click(rgn::stop);
+    EXPECT_FALSE(t->running());
+}
+
+TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
+    auto bar_width = [&](int row) {
+        testing::recording_canvas c;
+        paint(c);
+        const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
+        for (auto& [r, role] : c.fills)
+            if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
+        return 0;
+    };
+    t->d.track_activity[1] = 100;
+    ticks(1);
+    EXPECT_EQ(t->d.track_activity[1], 0xFF);  // taken
+    const int w = bar_width(1);
+    EXPECT_EQ(w, std::min((8 * (((101 * 3) / 8) * 8)) / 48 / 2, place(rgn::mute).width() - 2));
+    ticks(3);
+    EXPECT_EQ(bar_width(1), w - 3);
+    // A muted track shows no bar.
+    slot(1).mute = 1;
+    EXPECT_EQ(bar_width(1), 0);
+}
+
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
-    const std::string path = (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
+    const std::string path =
+        (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
     {
         testing::test_program other;
         seat_track(*other, 0, 1, {{}, testing::notes(2, song_start, 96)});
