@@ -171,6 +171,10 @@ void dialog_host::reject() {
 }
 
 void dialog_host::tick() {
+    // A button let go where the dialog could not see it (over a message box) is up all the same.
+    const Qt::MouseButtons held = QApplication::mouseButtons();
+    if (!(held & Qt::LeftButton)) d_.release(1);
+    if (!(held & Qt::RightButton)) d_.release(2);
     const int changed = d_.tick(d_.prog().clk.now_ms());
     if (changed >= 0) {
         const kestrune::rect r = d_.field_rect(changed);

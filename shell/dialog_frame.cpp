@@ -72,7 +72,9 @@ std::int32_t dialog::shown_value(const value_field& f) const {
 
 void dialog::store_shown(value_field& f, std::int32_t shown) {
     const auto [low, high] = shown_range(f);
-    f.set(clamped(shown, low, high) - (f.locator ? offsets.locator : 0));
+    const std::int32_t stored = clamped(shown, low, high) - (f.locator ? offsets.locator : 0);
+    // A held button at a limit changes nothing, and tells no one (a click field sounds on set).
+    if (stored != f.get()) f.set(stored);
 }
 
 bool dialog::on_field(value_field& f, int code, int x) {

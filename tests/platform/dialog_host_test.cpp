@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -55,6 +56,22 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
         QTest::mouseClick(child_with_text<QPushButton>(&host, "OK"), Qt::LeftButton);
     }));
     EXPECT_EQ(t->d.timer_resolution, timer + 1);
+
+    // A double click types over the field; Return takes the entry.
+    memory_setup_view typed(*t);
+    typed.set_cells(8, 18);
+    EXPECT_TRUE(run_with(typed, [&](dialog_host& host) {
+        QTimer::singleShot(0, [&] {
+            auto* edit = host.findChild<QLineEdit*>();
+            ASSERT_NE(edit, nullptr);
+            QTest::keyClicks(edit, "12");
+            QTest::keyClick(edit, Qt::Key_Return);
+        });
+        const rect r = typed.field_rect(1);
+        QTest::mouseDClick(&host, Qt::LeftButton, {}, QPoint(r.left + 4, r.top + 4));
+        QTest::mouseClick(child_with_text<QPushButton>(&host, "OK"), Qt::LeftButton);
+    }));
+    EXPECT_EQ(t->d.timer_resolution, 12);
 
     setup_settings s;
     overall_settings_view overall(*t, s);
