@@ -2,9 +2,13 @@
 //   kestrune-tool convert INPUT OUTPUT
 //   kestrune-tool dump FILE [--pattern N] [--tempo] [--signature]
 //   kestrune-tool info FILE
-//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list
+//   kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop], play --list (kestrune-play)
 // Messages go to standard error, one per line. Exit status: 0 done, 1 a load or save was refused
 // or failed, 2 a usage error.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +21,7 @@
 #endif
 #include "engine/engine.h"
 #include "files/event_rows.h"
+#include "files/file_buffer.h"
 #include "files/file_state.h"
 #include "files/pattern_file.h"
 #include "files/smf_reader.h"
@@ -49,18 +54,36 @@ int usage(const char* why = nullptr) {
     return exit_usage;
 }
 
+bool song_is_empty(const program& p) {
+    for (int pat = 0; pat <= parallel_pattern; ++pat)
+        for (int t = 0; t < tracks_per_pattern; ++t)
+            if (p.slot(pat, t).in_use) return false;
+    return true;
+}
+
 // Loads a file by its extension, as a file named on the command line: a song as it is, a MIDI
 // file into a cleared song, a pattern into pattern 1 of the empty song, a track or sysex file
-// into its track 1.
+// into its track 1. A MIDI file that leaves the song empty counts as a failed load.
 bool load_input(program& p, const std::string& path) {
     const std::string ext = extension_upper(path);
     if (ext == ".SNG") return read_song_file(p, path, true) == load_result::loaded;
     if (ext == ".PAT") return read_pattern_file(p, 0, path) == load_result::loaded;
     if (ext == ".TRK") return read_track_file(p, 0, 0, path) == load_result::loaded;
     if (ext == ".SYX") return read_syx_file(p, 0, 0, path) == load_result::loaded;
-    if (ext == ".MID" || ext == ".KAR") return read_midi_file(p, path, 1, 0, 1) == 1;
+    if (ext == ".MID" || ext == ".KAR")
+        return read_midi_file(p, path, cleared_song_load) == 1 && !song_is_empty(p);
     p.message("Unknown file type");
     return false;
+}
+
+// A pool no larger than the file can fill, so that a small file starts at once: every format
+// takes at least two bytes per record, and two units hold the chains of every track and list.
+std::int16_t memory_units_for(const std::string& path) {
+    constexpr std::uint64_t file_bytes_per_unit = 2 * events_per_unit;
+    struct stat st {};
+    const auto size = ::stat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_size) : 0;
+    return static_cast<std::int16_t>(
+        std::min<std::uint64_t>(2 + size / file_bytes_per_unit, max_memory_units));
 }
 
 std::string printable(const char* s, std::size_t n) {
@@ -147,8 +170,25 @@ int info(program& p) {
 int convert(program& p, const std::string& output) {
     const std::string ext = extension_upper(output);
     if (ext == ".SNG") return write_song_file(p, output) ? exit_ok : exit_failed;
-    return write_midi_file(p, output) ? exit_ok : exit_failed;
+    // The warning about track parameters is printed and answered Yes.
+    return confirm_track_parameters(p) && write_midi_file(p, output) ? exit_ok : exit_failed;
 }
+
+#ifndef KESTRUNE_PLAY
+// The player is this tool built with the MIDI backends, kestrune-play beside it, so that the
+// other commands start without the MIDI systems' libraries. It takes over this process.
+int run_player(char** argv) {
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        std::string player(self, static_cast<std::size_t>(n));
+        player.erase(player.find_last_of('/') + 1);
+        player += "kestrune-play";
+        ::execv(player.c_str(), argv);
+    }
+    return usage("this build has no MIDI backends");
+}
+#endif
 
 int run(int argc, char** argv) {
     if (argc < 3) return usage();
@@ -157,7 +197,7 @@ int run(int argc, char** argv) {
 #ifdef KESTRUNE_PLAY
     if (command == "play") return play_command(args, load_input);
 #else
-    if (command == "play") return usage("this build has no MIDI backends");
+    if (command == "play") return run_player(argv);
 #endif
     int only_pattern = -1;
     bool tempo = false;
@@ -188,13 +228,14 @@ int run(int argc, char** argv) {
         return usage();
     }
 
+    // No engine thread and no MIDI system: the engine only keeps the pool.
+    remove_unfinished_save_on_signals();
     engine eng;
     console_ui screen;
     system_clock clk;
     program prog(eng, screen, clk);
     prog.write_defaults();
-    // The largest pool, so that any song the program can hold also loads here.
-    prog.d.memory_units = max_memory_units;
+    prog.d.memory_units = memory_units_for(args[0]);
     if (start_program(prog) != 0) return exit_failed;
     int result = exit_failed;
     if (load_input(prog, args[0])) {

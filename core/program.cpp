@@ -68,11 +68,11 @@ std::string init_error_message(int error) {
         std::snprintf(buf, sizeof buf, "Error %d\nCan't allocate memory!", error);
     else if (error == 7)
         std::snprintf(buf, sizeof buf,
-                      "Error %d\nYou need to install\nthe Multimedia Timer driver\nin the Control Panel!",
+                      "Error %d\nThe engine thread\ncan't be started!\nCheck the system's thread limits!",
                       error);
     else
         std::snprintf(buf, sizeof buf,
-                      "Error %d\nCan't start main Multimedia Timer!\nCheck settings in the Control Panel!",
+                      "Error %d\nCan't start the engine thread's timer!\nCheck Timer Resolution\nin MIDI/Memory Setup!",
                       error);
     return buf;
 }

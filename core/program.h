@@ -27,6 +27,7 @@ struct app_state {
     bool clock_field_on = false;
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
     std::int8_t last_step_direction = 0;  // +1 up, -1 down, 0 before any step
+    char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written
 };
 
 // Steps owned by later parts of the program; each defaults to doing nothing.

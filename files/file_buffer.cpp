@@ -1,11 +1,13 @@
 #include "files/file_buffer.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -19,13 +21,17 @@ file_buffer::~file_buffer() {
 
 bool file_buffer::open_read(const std::string& path) {
     close();
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
+    // A FIFO would block the open and a device never end: they are refused before opening, and
+    // the open does not wait should one take the file's place in between.
     struct stat st {};
+    if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return false;
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
         return false;
     }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     fd_ = fd;
     writing_ = false;
     size_ = static_cast<std::uint64_t>(st.st_size);
@@ -49,7 +55,6 @@ void file_buffer::refill() {
         if (n <= 0) break;  // end of file, or an error that ends the file here
         got += static_cast<std::size_t>(n);
     }
-    ++transfers_;
     valid_ = got;
     index_ = 0;
 }
@@ -84,7 +89,30 @@ void file_buffer::skip(std::size_t count) {
 
 namespace {
 
+// Temporary files are named ".kestrune-PID-N.tmp", short enough beside any name the folder takes,
+// and telling which process made them.
+constexpr const char* temporary_format = ".kestrune-%d-%u.tmp";
+constexpr int max_link_hops = 40;
+constexpr int max_create_attempts = 100;
+
 std::atomic<unsigned> temp_counter{0};
+
+// The save in progress, for the signal handlers: its temporary path in a fixed buffer.
+char unfinished_path[4096];
+std::atomic<bool> unfinished{false};
+
+void set_unfinished(const std::string& temp) {
+    unfinished.store(false);
+    if (temp.size() >= sizeof unfinished_path) return;
+    std::memcpy(unfinished_path, temp.c_str(), temp.size() + 1);
+    unfinished.store(true);
+}
+
+std::string temporary_name(int pid, unsigned serial) {
+    char name[64];
+    std::snprintf(name, sizeof name, temporary_format, pid, serial);
+    return name;
+}
 
 std::string folder_of(const std::string& path) {
     auto slash = path.find_last_of('/');
@@ -93,38 +121,98 @@ std::string folder_of(const std::string& path) {
     return path.substr(0, slash);
 }
 
+// The file a path stands for, through symbolic links, so that a save replaces the file the link
+// names and keeps the link.
+std::string link_target(std::string path) {
+    for (int hop = 0; hop < max_link_hops; ++hop) {
+        struct stat st {};
+        if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
+        char buf[4096];
+        const ssize_t n = ::readlink(path.c_str(), buf, sizeof buf);
+        if (n <= 0 || n == static_cast<ssize_t>(sizeof buf)) return path;
+        const std::string to(buf, static_cast<std::size_t>(n));
+        path = to[0] == '/' ? to : folder_of(path) + "/" + to;
+    }
+    return path;
+}
+
+// Removes the temporaries of saves whose process is gone: killed, or cut off by a power loss.
+void remove_dead_temporaries(const std::string& folder) {
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir) return;
+    const uid_t me = ::geteuid();
+    while (const dirent* e = ::readdir(dir)) {
+        int pid = 0;
+        unsigned serial = 0;
+        if (std::sscanf(e->d_name, temporary_format, &pid, &serial) != 2 || pid <= 0 ||
+            temporary_name(pid, serial) != e->d_name)
+            continue;
+        if (::kill(pid, 0) == 0 || errno != ESRCH) continue;
+        const std::string path = folder + "/" + e->d_name;
+        struct stat st {};
+        if (::lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == me)
+            ::unlink(path.c_str());
+    }
+    ::closedir(dir);
+}
+
+extern "C" void end_on_signal(int sig) {
+    remove_unfinished_save();
+    ::signal(sig, SIG_DFL);
+    ::raise(sig);
+}
+
 }  // namespace
+
+void remove_unfinished_save() {
+    if (unfinished.exchange(false)) ::unlink(unfinished_path);
+}
+
+void remove_unfinished_save_on_signals() {
+    struct sigaction sa {};
+    sa.sa_handler = end_on_signal;
+    sigemptyset(&sa.sa_mask);
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(sig, &sa, nullptr);
+}
 
 bool file_buffer::create(const std::string& path) {
     close();
+    failure_ = create_failure::no_temporary;
     if (path.empty()) return false;
-    // The new file takes the old one's permissions, or the usual ones for a new file.
-    mode_t mode = 0666;
-    struct stat st {};
-    if (::stat(path.c_str(), &st) == 0) {
-        if (S_ISDIR(st.st_mode)) return false;
-        mode = st.st_mode & 07777;
-    } else {
-        mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode = 0666 & ~mask;
+    const std::string target = link_target(path);
+    const std::string folder = folder_of(target);
+    struct stat old {};
+    const bool replaces = ::stat(target.c_str(), &old) == 0;
+    if (replaces) {
+        if (!S_ISREG(old.st_mode)) return false;
+        // Made read-only by its owner: not to be overwritten, not even by root.
+        if ((old.st_mode & 0222) == 0 || ::access(target.c_str(), W_OK) != 0) {
+            failure_ = create_failure::read_only;
+            return false;
+        }
     }
-    const std::string base = path.substr(path.find_last_of('/') + 1);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        char suffix[48];
-        std::snprintf(suffix, sizeof suffix, ".%d.%u.tmp", static_cast<int>(::getpid()),
-                      temp_counter.fetch_add(1));
-        std::string temp = folder_of(path) + "/." + base + suffix;
-        int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    remove_dead_temporaries(folder);
+    for (int attempt = 0; attempt < max_create_attempts; ++attempt) {
+        const std::string temp =
+            folder + "/" + temporary_name(static_cast<int>(::getpid()), temp_counter.fetch_add(1));
+        const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                              replaces ? 0600 : 0666);
         if (fd < 0) {
             if (errno == EEXIST) continue;
             return false;
         }
-        ::fchmod(fd, mode);
+        if (replaces) {
+            // The old file's owner where the system allows it, and its permissions.
+            if (::fchown(fd, old.st_uid, old.st_gid) != 0) {
+            }
+            ::fchmod(fd, old.st_mode & 07777);
+        }
+        set_unfinished(temp);
         fd_ = fd;
         writing_ = true;
         failed_ = false;
-        target_ = path;
+        failure_ = create_failure::none;
+        target_ = target;
         temp_ = temp;
         index_ = 0;
         counter_a = counter_b = 0;
@@ -134,7 +222,6 @@ bool file_buffer::create(const std::string& path) {
 }
 
 bool file_buffer::flush(std::size_t count) {
-    ++transfers_;
     std::size_t done = 0;
     while (done < count) {
         ssize_t n = ::write(fd_, data_.get() + done, count - done);
@@ -162,6 +249,24 @@ void file_buffer::file_put(const void* source, std::size_t count) {
     }
 }
 
+void file_buffer::write_at(std::uint64_t offset, const void* source, std::size_t count) {
+    if (fd_ < 0 || !writing_) return;
+    if (!failed_ && index_ > 0 && !flush(index_)) failed_ = true;
+    index_ = 0;
+    const auto* in = static_cast<const std::uint8_t*>(source);
+    while (count > 0 && !failed_) {
+        const ssize_t n = ::pwrite(fd_, in, count, static_cast<off_t>(offset));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            failed_ = true;
+            break;
+        }
+        in += n;
+        offset += static_cast<std::uint64_t>(n);
+        count -= static_cast<std::size_t>(n);
+    }
+}
+
 bool file_buffer::finish() {
     if (fd_ < 0 || !writing_) return false;
     bool ok = !failed_ && flush(index_);
@@ -172,13 +277,17 @@ bool file_buffer::finish() {
     writing_ = false;
     if (ok) ok = ::rename(temp_.c_str(), target_.c_str()) == 0;
     if (!ok) ::unlink(temp_.c_str());
+    unfinished.store(false);
     temp_.clear();
     return ok;
 }
 
 void file_buffer::close() {
     if (fd_ >= 0) ::close(fd_);
-    if (writing_ && !temp_.empty()) ::unlink(temp_.c_str());
+    if (writing_ && !temp_.empty()) {
+        ::unlink(temp_.c_str());
+        unfinished.store(false);
+    }
     fd_ = -1;
     writing_ = false;
     temp_.clear();

@@ -11,11 +11,20 @@ namespace kestrune {
 inline constexpr std::uint16_t file_buffer_size = 0x2000;  // refill and flush point
 inline constexpr std::size_t file_buffer_allocation = 0x200A;
 
+// Why create() refused.
+enum class create_failure {
+    none,
+    no_temporary,  // the folder takes no new file: missing, read-only, or the path too long
+    read_only,     // the file at the path is read-only
+};
+
 // One file at a time, read or written through 8,192 bytes.
 //
-// Reading never goes past the end of the file: a read beyond it yields zero bytes and sets
-// past_end(), which the loaders test. Writing goes to a temporary file beside the target, which
-// finish() renames over it only when every byte went out, so a failed save leaves the old file.
+// Reading takes regular files only, and never goes past the end of the file: a read beyond it
+// yields zero bytes and sets past_end(), which the loaders test. Writing goes to a temporary file
+// with a short name in the target's folder (through any symbolic links), which finish() renames
+// over the target only when every byte went out, with the old file's permissions: a failed save
+// leaves the old file.
 class file_buffer {
   public:
     file_buffer();
@@ -34,10 +43,13 @@ class file_buffer {
     // Back to the start of the file for a fresh read.
     void restart();
 
-    // Writing. The index starts at 0.
+    // Writing. The index starts at 0. Removes the temporaries that killed saves left in the folder.
     bool create(const std::string& path);
+    create_failure failure() const { return failure_; }
     void file_put(const void* source, std::size_t count);
-    // Flushes, closes and renames over the target; false when any write failed.
+    // Flushes what is buffered, then writes bytes at an earlier offset of the file.
+    void write_at(std::uint64_t offset, const void* source, std::size_t count);
+    // Flushes, syncs, closes and renames over the target; false when any write failed.
     bool finish();
 
     // Closes a reader, or abandons a writer and removes its temporary file.
@@ -46,10 +58,6 @@ class file_buffer {
     // Byte counters of the writer, which chunked formats reset and read for their sizes.
     std::uint32_t counter_a = 0;
     std::uint32_t counter_b = 0;
-
-    std::uint16_t index() const { return index_; }
-    // System transfers made so far (reads or writes of the underlying file).
-    int transfers() const { return transfers_; }
 
     template <class T>
     void get(T& value) {
@@ -70,12 +78,20 @@ class file_buffer {
     int fd_ = -1;
     bool writing_ = false;
     bool failed_ = false;
+    create_failure failure_ = create_failure::none;
     bool past_end_ = false;
     std::uint64_t size_ = 0;
     std::uint64_t consumed_ = 0;
-    int transfers_ = 0;
     std::string target_;
     std::string temp_;
 };
+
+// Removes the temporary file of the save in progress, if any. Safe in a signal handler: the
+// handlers of the programs call it before they end the process.
+void remove_unfinished_save();
+
+// Makes SIGINT, SIGTERM and SIGHUP remove the unfinished save's temporary file, then end the
+// process as the signal would.
+void remove_unfinished_save_on_signals();
 
 }  // namespace kestrune

@@ -20,5 +20,6 @@ inline constexpr const char* msg_dialog_kind = "Error in set_file_dialog_extensi
 // Where the original trusted its files and disks, these two say what went wrong.
 inline constexpr const char* msg_file_damaged = "Can't load!\nFile is damaged!";
 inline constexpr const char* msg_write_failed = "Error writing file!\nThe old file is kept.";
+inline constexpr const char* msg_read_only = "Can't save!\nThe file is read-only.";
 
 }  // namespace kestrune

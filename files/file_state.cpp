@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "files/file_buffer.h"
 #include "files/file_messages.h"
 
 namespace kestrune {
@@ -42,6 +43,23 @@ file_dialog_request make_file_dialog(program& p, file_state& fs, int kind, const
     if (folder >= 0 && folder < 4 && fs.remember_file_paths)
         r.folder = fs.folders[static_cast<std::size_t>(folder)];
     return r;
+}
+
+bool create_for_save(program& p, file_buffer& f, const std::string& path) {
+    if (f.create(path)) {
+        p.screen.wait_cursor();
+        return true;
+    }
+    p.message(f.failure() == create_failure::read_only ? msg_read_only : msg_invalid_handle,
+              msg_icon::stop);
+    return false;
+}
+
+bool finish_save(program& p, file_buffer& f) {
+    const bool ok = f.finish();
+    p.screen.arrow_cursor();
+    if (!ok) p.message(msg_write_failed, msg_icon::stop);
+    return ok;
 }
 
 void add_recent_file(file_state& fs, const std::string& path) {

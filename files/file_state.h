@@ -12,6 +12,8 @@
 
 namespace kestrune {
 
+class file_buffer;
+
 inline constexpr int recent_file_count = 8;
 inline constexpr const char* untitled_title = "Untitled.sng";
 inline constexpr const char* default_song_name = "Default.sng";
@@ -50,6 +52,11 @@ struct file_state {
 bool set_file_dialog_extension(program& p, file_state& fs, int kind);
 file_dialog_request make_file_dialog(program& p, file_state& fs, int kind, const std::string& ext,
                                      const std::string& file_name, int folder = -1);
+
+// Every save: the file is made with the wait cursor, or the reason is shown ("Invalid file
+// handle!!", or a read-only file); then finished with the arrow cursor, or the write failure shown.
+bool create_for_save(program& p, file_buffer& f, const std::string& path);
+bool finish_save(program& p, file_buffer& f);
 
 void add_recent_file(file_state& fs, const std::string& path);
 void remember_folder(file_state& fs, int folder, const std::string& path);

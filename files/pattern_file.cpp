@@ -17,19 +17,6 @@ bool pattern_empty(const program& p, int pattern) {
     return true;
 }
 
-bool finish_write(program& p, file_buffer& f) {
-    const bool ok = f.finish();
-    p.screen.arrow_cursor();
-    if (!ok) p.message(msg_write_failed, msg_icon::stop);
-    return ok;
-}
-
-bool create_file(program& p, file_buffer& f, const std::string& path) {
-    if (f.create(path)) return true;
-    p.message(msg_invalid_handle, msg_icon::stop);
-    return false;
-}
-
 // Opens a file and checks its magic; says why when it cannot.
 load_result open_checked(program& p, file_buffer& f, const std::string& path, std::uint32_t magic) {
     if (!f.open_read(path)) {
@@ -62,8 +49,7 @@ void reseat_track(program& p, int pattern, int track) {
 
 bool write_pattern_file(program& p, int pattern, const std::string& path) {
     file_buffer f;
-    if (!create_file(p, f, path)) return false;
-    p.screen.wait_cursor();
+    if (!create_for_save(p, f, path)) return false;
     pattern_file_head h{};
     h.magic = pattern_magic;
     int total = 0;
@@ -77,7 +63,7 @@ bool write_pattern_file(program& p, int pattern, const std::string& path) {
         f.put(in_use);
         if (in_use) write_track_chunk(f, p, pattern, t);
     }
-    return finish_write(p, f);
+    return finish_save(p, f);
 }
 
 bool write_track_file(program& p, int pattern, int track, const std::string& path) {
@@ -86,12 +72,11 @@ bool write_track_file(program& p, int pattern, int track, const std::string& pat
         return false;
     }
     file_buffer f;
-    if (!create_file(p, f, path)) return false;
-    p.screen.wait_cursor();
+    if (!create_for_save(p, f, path)) return false;
     track_file_head h{track_magic, p.slot(pattern, track).blocks};
     f.put(h);
     write_track_chunk(f, p, pattern, track);
-    return finish_write(p, f);
+    return finish_save(p, f);
 }
 
 load_result read_pattern_file(program& p, int pattern, const std::string& path) {

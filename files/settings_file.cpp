@@ -38,7 +38,9 @@ void write_text(file_buffer& f, const std::string& s, std::size_t limit) {
 }
 
 bool make_folder(const std::string& path) {
-    return ::mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
+    if (::mkdir(path.c_str(), 0777) == 0) return true;
+    struct stat st {};
+    return errno == EEXIST && ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
 }  // namespace
@@ -155,27 +157,23 @@ std::string program_folder_path(const std::string& name) {
     return path;
 }
 
-std::string settings_folder() {
+settings_place settings_folder() {
+    const std::string place = std::string("/") + maker_name + "/" + product_name;
     std::string base;
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
-    if (xdg && xdg[0] == '/') {
+    const char* home = std::getenv("HOME");
+    if (xdg && xdg[0] == '/')
         base = xdg;
-    } else {
-        const char* home = std::getenv("HOME");
-        if (!home || home[0] != '/') return {};
+    else if (home && home[0] == '/')
         base = std::string(home) + "/.config";
-    }
+    else
+        return {{}, "~/.config" + place + " (HOME is not set)"};
+    const std::string wanted = base + place;
     // Each level is made if need be and accepted if it is already there.
-    std::string path;
-    for (const std::string& part : {base, std::string(maker_name), std::string(product_name)}) {
-        path = path.empty() ? part : path + "/" + part;
-        if (part == base) {
-            for (std::size_t at = 1; (at = path.find('/', at)) != std::string::npos; ++at)
-                make_folder(path.substr(0, at));
-        }
-        if (!make_folder(path)) return {};
-    }
-    return path + "/";
+    for (std::size_t at = 1; (at = wanted.find('/', at)) != std::string::npos; ++at)
+        make_folder(wanted.substr(0, at));
+    if (!make_folder(wanted) || ::access(wanted.c_str(), W_OK | X_OK) != 0) return {{}, wanted};
+    return {wanted + "/", wanted};
 }
 
 void apply_settings(program& p, const user_settings& s, file_state& fs) {
@@ -224,9 +222,12 @@ void gather_settings(const program& p, user_settings& s, const file_state& fs) {
 void load_settings(program& p, user_settings& s, file_state& fs) {
     // The file in the per-user folder counts; the one beside the program is read only when
     // there is none to open.
-    const std::string user_file = settings_folder() + settings_file_name;
+    const settings_place place = settings_folder();
+    if (place.folder.empty())
+        p.message(msg_settings_not_kept + place.wanted + msg_settings_lost);
+    const std::string user_file = place.folder + settings_file_name;
     file_buffer probe;
-    const bool user_file_opens = probe.open_read(user_file);
+    const bool user_file_opens = !place.folder.empty() && probe.open_read(user_file);
     probe.close();
     read_settings_file(user_file_opens ? user_file : program_folder_path(settings_file_name), s);
     apply_settings(p, s, fs);
@@ -234,8 +235,8 @@ void load_settings(program& p, user_settings& s, file_state& fs) {
 
 bool save_settings(const program& p, user_settings& s, const file_state& fs) {
     gather_settings(p, s, fs);
-    const std::string folder = settings_folder();
-    return write_settings_file(folder + settings_file_name, s);
+    const settings_place place = settings_folder();
+    return !place.folder.empty() && write_settings_file(place.folder + settings_file_name, s);
 }
 
 }  // namespace kestrune

@@ -19,6 +19,10 @@ inline constexpr const char* product_name = "Kestrune";
 inline constexpr std::size_t recent_slot_bytes = 270;
 inline constexpr std::size_t folder_bytes = 520;
 inline constexpr std::size_t licence_bytes = 4096;  // a longer licence text is damage
+// Shown once at start-up, with the folder's name between the two lines.
+inline constexpr const char* msg_settings_not_kept = "Can't keep the settings in\n";
+inline constexpr const char* msg_settings_lost =
+    "\nChanges to them are lost when the program ends.";
 
 #pragma pack(push, 1)
 // The first 167 bytes.
@@ -112,13 +116,20 @@ bool write_settings_file(const std::string& path, const user_settings& s);
 
 // The program file's folder with a name appended; a result too long for a path ends in "?".
 std::string program_folder_path(const std::string& name);
-// The per-user folder, ending in "/", made if need be; empty when it cannot be had.
-std::string settings_folder();
+// Where the per-user settings live: `folder`, made if need be and ending in "/", or empty when it
+// cannot be had (no home, a read-only home, a file in its place); `wanted` names it either way.
+struct settings_place {
+    std::string folder;
+    std::string wanted;
+};
+settings_place settings_folder();
 
-// Start-up: the per-user file, else the one beside the program. Fills `s`, the block's fields
-// and the file state; the folders default to the program's folder.
+// Start-up: the per-user file, else the one beside the program, never one in the current folder.
+// Fills `s`, the block's fields and the file state; the folders default to the program's folder.
+// Says where the settings cannot be kept when the per-user folder cannot be had.
 void load_settings(program& p, user_settings& s, file_state& fs);
-// Shut-down: gathers what the program holds and writes the per-user file. Silent on failure.
+// Shut-down: gathers what the program holds and writes the per-user file. Silent on failure, and
+// nothing is written without the per-user folder.
 bool save_settings(const program& p, user_settings& s, const file_state& fs);
 
 // Between the settings and the program's block, application state and file state.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -18,8 +17,6 @@
 namespace kestrune {
 
 namespace {
-
-std::atomic<char> format_digit{'?'};
 
 constexpr std::uint64_t bytes_per_block_estimate = 96;
 constexpr std::uint64_t header_search_limit = 200;  // bytes that may stand before "MThd"
@@ -138,13 +135,13 @@ enum class track_end { closed, too_long, unknown_message, damaged };
 
 class midi_reader {
   public:
-    midi_reader(program& p, int erased, int keep_tempo, int load_tempo)
+    midi_reader(program& p, midi_load_options o)
         : p_(p),
           s_(p.store()),
           in_(f_),
-          erased_(erased != 0),
-          keep_(keep_tempo != 0),
-          load_tempo_(load_tempo != 0) {}
+          erased_(o.erased),
+          keep_(o.keep_tempo),
+          load_tempo_(o.load_tempo) {}
 
     int run(const std::string& path);
 
@@ -256,7 +253,7 @@ int midi_reader::run(const std::string& path) {
         counter_ = 1;
         tracks_ += 1;
     }
-    set_midi_format_digit(static_cast<char>('0' + format_));
+    p_.app.midi_format = static_cast<char>('0' + format_);
     p_.screen.wait_cursor();
 
     pattern_ = last_pattern_ = d.current_pattern;
@@ -723,50 +720,41 @@ std::string sng_title(const std::string& path) {
 }
 
 // The three questions of the File menu, and the song cleared on the first.
-void ask_and_load_options(program& p, file_state& fs, const std::string& path, int& erased,
-                          int& keep_tempo, int& load_tempo) {
-    erased = keep_tempo = 0;
-    load_tempo = 1;
+midi_load_options ask_load_options(program& p, file_state& fs, const std::string& path) {
+    midi_load_options o{.erased = false, .keep_tempo = false, .load_tempo = true};
     if (p.screen.message(ask_erase_old_song, msg_icon::question, msg_buttons::yes_no,
                          msg_answer::yes) == msg_answer::yes) {
-        erased = 1;
+        o.erased = true;
         clear_song(p);
         p.d.left_locator = song_start;
         fs.current_file_title = sng_title(path);
         call(fs.title_changed);
-        return;
+        return o;
     }
     if (p.screen.message(ask_load_tempo, msg_icon::question, msg_buttons::yes_no,
-                         msg_answer::yes) != msg_answer::yes) {
-        load_tempo = 0;
-        return;
-    }
-    if (p.screen.message(ask_keep_tempo, msg_icon::question, msg_buttons::yes_no,
-                         msg_answer::yes) == msg_answer::yes)
-        keep_tempo = 1;
+                         msg_answer::yes) != msg_answer::yes)
+        o.load_tempo = false;
+    else if (p.screen.message(ask_keep_tempo, msg_icon::question, msg_buttons::yes_no,
+                              msg_answer::yes) == msg_answer::yes)
+        o.keep_tempo = true;
+    return o;
 }
 
 }  // namespace
 
-std::string midi_format_text() {
-    return std::string("Format ") + format_digit.load();
+std::string midi_format_text(const program& p) {
+    return std::string("Format ") + p.app.midi_format;
 }
 
-void set_midi_format_digit(char digit) {
-    format_digit.store(digit);
-}
-
-int read_midi_file(program& p, const std::string& path, int erased, int keep_tempo,
-                   int load_tempo) {
+int read_midi_file(program& p, const std::string& path, midi_load_options options) {
     // The record area is the engine's while a take runs.
     if (p.refuse_while_recording()) return 0;
-    auto reader = std::make_unique<midi_reader>(p, erased, keep_tempo, load_tempo);
+    auto reader = std::make_unique<midi_reader>(p, options);
     return reader->run(path);
 }
 
-int load_midi_file(program& p, file_state& fs, int quiet, int erased, int keep_tempo,
-                   int load_tempo) {
-    if (quiet) return read_midi_file(p, fs.current_file_name, erased, keep_tempo, load_tempo);
+int load_midi_file(program& p, file_state& fs, midi_load_mode mode, midi_load_options options) {
+    if (mode == midi_load_mode::quiet) return read_midi_file(p, fs.current_file_name, options);
     if (p.refuse_while_recording()) return 0;
     auto path = p.screen.open_file_dialog(
         make_file_dialog(p, fs, dialog_midi_read, "mid", "", folder_load_midi));
@@ -776,22 +764,20 @@ int load_midi_file(program& p, file_state& fs, int quiet, int erased, int keep_t
     remember_folder(fs, folder_load_midi, *path);
     fs.current_file_name = *path;
     add_recent_file(fs, *path);
-    ask_and_load_options(p, fs, *path, erased, keep_tempo, load_tempo);
-    return read_midi_file(p, *path, erased, keep_tempo, load_tempo);
+    return read_midi_file(p, *path, ask_load_options(p, fs, *path));
 }
 
 bool load_midi_into_cleared_song(program& p, const std::string& path) {
-    return read_midi_file(p, path, 1, 0, 1) == 1;
+    return read_midi_file(p, path, cleared_song_load) == 1;
 }
 
 int load_recent_midi_file(program& p, file_state& fs, const std::string& path) {
     if (p.refuse_while_recording()) return 0;
     p.wait_request(p.d.thru_notes_off_request);
     if (p.running()) call(fs.stop_transport);
-    int erased = 0, keep_tempo = 0, load_tempo = 1;
-    ask_and_load_options(p, fs, path, erased, keep_tempo, load_tempo);
+    const midi_load_options options = ask_load_options(p, fs, path);
     fs.current_file_name = path;
-    const int r = read_midi_file(p, path, erased, keep_tempo, load_tempo);
+    const int r = read_midi_file(p, path, options);
     if (r) add_recent_file(fs, path);
     return r;
 }

@@ -32,27 +32,34 @@ inline constexpr const char* default_midi_track_name = " Midifile ";
 // Tracks of one file that are attempted at most.
 inline constexpr int max_midi_tracks = 66;
 
-// Reads a Standard MIDI file into the song. quiet 0: the Open dialog and the three questions,
-// else the file is current_file_name and the other three arguments count. erased: the song was
-// cleared for this load, and the locators are set at the end. keep_tempo: the file's tempo and
-// signature data join the old lists at the current song step. load_tempo: take tempo and
-// signature data from the file at all. Returns 1 when the load ran to its end (also after
+// How a Standard MIDI file joins the song.
+struct midi_load_options {
+    bool erased = true;       // the song was cleared for this load: the locators are set at the end
+    bool keep_tempo = false;  // tempo and signature data join the old lists at the current step
+    bool load_tempo = true;   // tempo and signature data are taken from the file at all
+};
+// A file dropped on the window or named on the command line, into a song the caller cleared.
+inline constexpr midi_load_options cleared_song_load{};
+
+enum class midi_load_mode {
+    ask,    // the Open dialog and the three questions
+    quiet,  // current_file_name with the options given
+};
+
+// Reads a Standard MIDI file into the song. Returns 1 when the load ran to its end (also after
 // "Unrecognized data!!" and after a damaged file, with the tracks loaded so far), else 0.
-int load_midi_file(program& p, file_state& fs, int quiet, int erased, int keep_tempo,
-                   int load_tempo);
+int load_midi_file(program& p, file_state& fs, midi_load_mode mode, midi_load_options options);
 
 // The load without dialogs or questions, from a path.
-int read_midi_file(program& p, const std::string& path, int erased, int keep_tempo, int load_tempo);
+int read_midi_file(program& p, const std::string& path, midi_load_options options);
 
-// A file dropped on the window or named on the command line, into a song the caller cleared:
-// erased 1, keep tempo 0, load tempo 1. Fits file_state::load_midi.
+// A file into a cleared song (cleared_song_load). Fits file_state::load_midi.
 bool load_midi_into_cleared_song(program& p, const std::string& path);
 
 // A MIDI file of the Recent Files menu: the same three questions as the File menu.
 int load_recent_midi_file(program& p, file_state& fs, const std::string& path);
 
 // The short status text "Format ?", its digit set by the last MIDI file read or written.
-std::string midi_format_text();
-void set_midi_format_digit(char digit);
+std::string midi_format_text(const program& p);
 
 }  // namespace kestrune

@@ -1,14 +1,7 @@
 #include "files/smf_writer.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
 #include <bit>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "files/file_buffer.h"
@@ -244,7 +237,6 @@ void midi_writer::write(const std::vector<int>& tracks, std::vector<std::uint32_
     const int pattern = p_.d.current_pattern;
     const bool single = tracks.size() == 1;
     const int chunks = single ? 1 : static_cast<int>(tracks.size()) + 1;
-    set_midi_format_digit(single ? '0' : '1');
     const std::uint8_t head[14] = {'M', 'T',
                                    'h', 'd',
                                    0,   0,
@@ -263,39 +255,16 @@ void midi_writer::write(const std::vector<int>& tracks, std::vector<std::uint32_
     for (int t : tracks) write_track(&p_.slot(pattern, t), false, offsets, lengths);
 }
 
-std::atomic<unsigned> patch_counter{0};
-
-// The written file gets its chunk lengths, big-endian, at their offsets.
-bool patch_lengths(const std::string& path, const std::vector<std::uint32_t>& offsets,
+// The chunk lengths go in big-endian at their offsets once the events are out.
+void patch_lengths(file_buffer& f, const std::vector<std::uint32_t>& offsets,
                    const std::vector<std::uint32_t>& lengths) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (fd < 0) return false;
-    bool ok = true;
-    for (std::size_t i = 0; i < offsets.size() && ok; ++i) {
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
         const std::uint32_t v = lengths[i];
         const std::uint8_t b[4] = {static_cast<std::uint8_t>(v >> 24),
                                    static_cast<std::uint8_t>(v >> 16),
                                    static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)};
-        ssize_t n;
-        do {
-            n = ::pwrite(fd, b, 4, static_cast<off_t>(offsets[i]));
-        } while (n < 0 && errno == EINTR);
-        ok = n == 4;
+        f.write_at(offsets[i], b, sizeof b);
     }
-    ok = ::fsync(fd) == 0 && ok;
-    ok = ::close(fd) == 0 && ok;
-    return ok;
-}
-
-std::string patch_path_for(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    const std::string folder =
-        slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-    char suffix[48];
-    std::snprintf(suffix, sizeof suffix, ".%d.%u.mid-part", static_cast<int>(::getpid()),
-                  patch_counter.fetch_add(1));
-    return folder + "." + base + suffix;
 }
 
 }  // namespace
@@ -327,24 +296,19 @@ bool write_midi_file(program& p, const std::string& path) {
         p.message(msg_no_data_in_pattern);
         return false;
     }
-    // The file is written beside the target, its lengths patched in there, and only then does
-    // it take the target's name: a failure leaves the old file.
-    const std::string part = patch_path_for(path);
     file_buffer f;
-    if (!f.create(part)) return false;
-    p.screen.wait_cursor();
+    if (!create_for_save(p, f, path)) return false;
+    p.app.midi_format = tracks.size() == 1 ? '0' : '1';
     std::vector<std::uint32_t> offsets, lengths;
     midi_writer(p, f).write(tracks, offsets, lengths);
-    bool ok = f.finish();
-    if (ok) {
-        struct stat st {};
-        if (::stat(path.c_str(), &st) == 0) ::chmod(part.c_str(), st.st_mode & 07777);
-        ok = patch_lengths(part, offsets, lengths) && ::rename(part.c_str(), path.c_str()) == 0;
-    }
-    if (!ok) ::unlink(part.c_str());
-    p.screen.arrow_cursor();
-    if (!ok) p.message(msg_write_failed, msg_icon::stop);
-    return ok;
+    patch_lengths(f, offsets, lengths);
+    return finish_save(p, f);
+}
+
+bool confirm_track_parameters(program& p) {
+    return !pattern_has_track_parameters(p, p.d.current_pattern) ||
+           p.screen.message(ask_track_parameters_lost, msg_icon::question, msg_buttons::yes_no,
+                            msg_answer::no) == msg_answer::yes;
 }
 
 int save_midi_file(program& p, file_state& fs) {
@@ -355,10 +319,7 @@ int save_midi_file(program& p, file_state& fs) {
         p.message(msg_no_data_in_pattern);
         return 0;
     }
-    if (pattern_has_track_parameters(p, pattern) &&
-        p.screen.message(ask_track_parameters_lost, msg_icon::question, msg_buttons::yes_no,
-                         msg_answer::no) != msg_answer::yes)
-        return 0;
+    if (!confirm_track_parameters(p)) return 0;
     std::string offered = fs.current_file_title;
     if (offered.size() >= 3) offered.resize(offered.size() - 3);
     offered += "mid";

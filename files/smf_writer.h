@@ -22,9 +22,13 @@ std::vector<int> midi_file_tracks(const program& p, int pattern);
 // Any track of the pattern with data whose parameters the engine applies on output.
 bool pattern_has_track_parameters(const program& p, int pattern);
 
+// The warning that the track parameters of current_pattern are not saved, where any track has
+// them; true when there are none or the answer is Yes.
+bool confirm_track_parameters(program& p);
+
 // Writes current_pattern to a path, without questions. "No data in this pattern!" when nothing
-// is to be written; the write failure when the file could not be completed, and then the old
-// file stays. False in both cases and when the file cannot be made.
+// is to be written; why the file cannot be made; the write failure when it could not be
+// completed, and then the old file stays. False in all three cases.
 bool write_midi_file(program& p, const std::string& path);
 
 // The command: the warning about track parameters, the Save dialog, the file.

@@ -306,6 +306,16 @@ bool fits_in_pool(const program& p, const song_image& im) {
     return need <= have;
 }
 
+// A file cut at a section boundary reads as an older file; only the stored total of the tracks'
+// blocks, which counts every section, tells the two apart.
+bool block_total_agrees(const song_image& im) {
+    std::uint32_t total = 0;
+    for (int pat = 0; pat <= parallel_pattern; ++pat)
+        for (int t = 0; t < tracks_per_pattern; ++t)
+            if (im.used[pat][t]) total += im.tracks[pat][t].head.blocks;
+    return static_cast<std::uint16_t>(total) == im.head.block_total;
+}
+
 template <class Cursor>
 bool seat_list(program& p, Cursor& c, const std::vector<midi_event>& records) {
     std::uint16_t blocks = 0;
@@ -445,16 +455,9 @@ bool apply_song(program& p, const song_image& im) {
 
 bool write_song_file(program& p, const std::string& path, song_file_map* map) {
     file_buffer f;
-    if (!f.create(path)) {
-        p.message(msg_invalid_handle, msg_icon::stop);
-        return false;
-    }
-    p.screen.wait_cursor();
+    if (!create_for_save(p, f, path)) return false;
     write_song(f, p, map);
-    const bool ok = f.finish();
-    p.screen.arrow_cursor();
-    if (!ok) p.message(msg_write_failed, msg_icon::stop);
-    return ok;
+    return finish_save(p, f);
 }
 
 load_result read_song_file(program& p, const std::string& path, bool report_open_failure) {
@@ -489,6 +492,9 @@ load_result read_song_file(program& p, const std::string& path, bool report_open
     } else if (!fits_in_pool(p, *im)) {
         p.message(msg_file_too_big);
         r = load_result::too_big;
+    } else if (!block_total_agrees(*im)) {
+        p.message(msg_file_damaged);
+        r = load_result::damaged;
     } else if (!apply_song(p, *im)) {
         clear_song(p);
         p.message(msg_file_too_big);

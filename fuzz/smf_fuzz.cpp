@@ -40,13 +40,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const std::string out = "/tmp/kestrune-smf-fuzz-" + std::to_string(::getpid()) + ".mid";
     program& p = *f.prog;
     clear_song(p);
-    const int mode = size % 3;
+    const std::size_t way = size % 3;
     int r = 0;
-    if (mode == 0) {
-        r = read_midi_file(p, in.hold(data, size), 1, 0, 1);
-    } else if (mode == 1) {
+    if (way == 0) {
+        r = read_midi_file(p, in.hold(data, size), cleared_song_load);
+    } else if (way == 1) {
         prepare_join(p);
-        r = read_midi_file(p, in.hold(data, size), 0, 1, 1);
+        r = read_midi_file(p, in.hold(data, size),
+                           {.erased = false, .keep_tempo = true, .load_tempo = true});
     } else {
         // Only a few slots left, from the last song pattern on.
         for (int t = 0; t < 29; ++t) {
@@ -57,13 +58,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             slot.in_use = 1;
         }
         p.d.current_pattern = 15;
-        r = read_midi_file(p, in.hold(data, size), 0, 0, 0);
+        r = read_midi_file(p, in.hold(data, size),
+                           {.erased = false, .keep_tempo = false, .load_tempo = false});
     }
     fuzzing::check(p);
     if (r == 1 && !midi_file_tracks(p, p.d.current_pattern).empty()) {
         if (!write_midi_file(p, out)) std::abort();
         clear_song(p);
-        if (read_midi_file(p, out, 1, 0, 1) != 1) std::abort();
+        if (read_midi_file(p, out, cleared_song_load) != 1) std::abort();
         fuzzing::check(p);
     }
     return 0;

@@ -35,9 +35,9 @@ TEST(EngineStartUp, OddUnitCountsRoundUpToWholeBlocks) {
 TEST(EngineStartUp, ErrorMessagesFollowTheErrorNumber) {
     EXPECT_EQ(init_error_message(3), "Error 3\nCan't allocate memory!");
     EXPECT_EQ(init_error_message(7),
-              "Error 7\nYou need to install\nthe Multimedia Timer driver\nin the Control Panel!");
+              "Error 7\nThe engine thread\ncan't be started!\nCheck the system's thread limits!");
     EXPECT_EQ(init_error_message(8),
-              "Error 8\nCan't start main Multimedia Timer!\nCheck settings in the Control Panel!");
+              "Error 8\nCan't start the engine thread's timer!\nCheck Timer Resolution\nin MIDI/Memory Setup!");
 }
 
 TEST(EngineStartUp, RequestsAreClearedWhileStopped) {

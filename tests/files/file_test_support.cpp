@@ -14,6 +14,7 @@
 #include "song/long_event.h"
 #include "song/patterns.h"
 #include "song/event_store.h"
+#include "tests/support/song_builder.h"
 
 namespace kestrune::testing {
 
@@ -41,45 +42,6 @@ void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes
               static_cast<std::streamsize>(bytes.size()));
 }
 
-void put_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
-    const event_store& s = p.store();
-    if (p.slot(pattern, track).in_use) delete_track_chain(p, pattern, track);
-    track_slot& slot = p.slot(pattern, track);
-    slot.first = slot.play = s.new_empty_chain();
-    ASSERT_NE(slot.first, null_ref);
-    slot.blocks = 1;
-    slot.in_use = 1;
-    if (records.empty()) return;
-    int took = insert_event_records(s, slot.first, records);
-    ASSERT_GE(took, 0);
-    slot.blocks = static_cast<std::uint16_t>(slot.blocks + took);
-    p.d.free_blocks -= took;
-}
-
-void put_list(program& p, chain_cursor& c, const std::vector<midi_event>& records) {
-    const event_store& s = p.store();
-    const bool active = p.d.active_signature.first == c.first;
-    s.free_chain(c.first);
-    c.first = c.play = c.left_event = s.new_empty_chain();
-    c.blocks = 1;
-    if (!records.empty()) {
-        int took = insert_event_records(s, c.first, records);
-        ASSERT_GE(took, 0);
-        c.blocks = static_cast<std::uint16_t>(c.blocks + took);
-        p.d.free_blocks -= took;
-    }
-    if (active) p.d.active_signature = c;
-}
-
-std::vector<midi_event> chain_records(const program& p, ref32 first) {
-    const event_store& s = p.store();
-    std::vector<midi_event> out;
-    for (ref32 r = first; s.status(r) != st::end && s.status(r) != st::forward_link;
-         r = s.next_record(r))
-        out.push_back(s.at(r));
-    return out;
-}
-
 void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb) {
     const track_slot& x = a.slot(pa, ta);
     const track_slot& y = b.slot(pb, tb);
@@ -90,30 +52,10 @@ void expect_same_track(const program& a, int pa, int ta, const program& b, int p
                        x.quantize, x.loop_length, x.blocks),
               std::tie(y.channel, y.port, y.transpose, y.velocity, y.compress, y.delay, y.mute,
                        y.quantize, y.loop_length, y.blocks));
-    auto rx = chain_records(a, x.first);
-    auto ry = chain_records(b, y.first);
+    auto rx = read_chain(a.store(), x.first);
+    auto ry = read_chain(b.store(), y.first);
     ASSERT_EQ(rx.size(), ry.size());
     EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
-}
-
-midi_event tempo_event(std::int32_t pos, std::int32_t value) {
-    midi_event e = midi_event::make(st::tempo, 0, 0, pos);
-    e.set_tempo_value(value);
-    return e;
-}
-
-std::vector<midi_event> sysex_records(std::int32_t pos, std::size_t payload_bytes, int seed) {
-    std::vector<std::uint8_t> payload(payload_bytes);
-    for (std::size_t i = 0; i + 1 < payload_bytes; ++i)
-        payload[i] = static_cast<std::uint8_t>((i * 13 + static_cast<std::size_t>(seed)) & 0x7F);
-    if (payload_bytes) payload.back() = st::sysex_end;
-    return make_long_event(st::sysex, pos, payload.data(), payload.size());
-}
-
-std::vector<midi_event> text_records(std::int32_t pos, const std::string& text, bool lyric) {
-    std::vector<std::uint8_t> payload(text.begin(), text.end());
-    payload.push_back(0);
-    return make_long_event(st::text, pos, payload.data(), payload.size(), lyric ? 2 : 0);
 }
 
 std::vector<midi_event> short_records(std::int32_t start, int n, int seed) {
@@ -148,13 +90,14 @@ void make_rich_song(program& p) {
                 // Long events that cross block borders, a text and a lyric.
                 recs = short_records(song_start, 31, seed);
                 for (const auto& part :
-                     {sysex_records(song_start + 800, 150 + pat, seed),
-                      text_records(song_start + 900, "Verse one\r\nla la", false),
-                      text_records(song_start + 950, "Lyric", true),
-                      sysex_records(song_start + 1000, 2, seed)})
+                     {long_event(st::sysex, song_start + 800, sysex_payload(150 + static_cast<std::size_t>(pat))),
+                      text_event(song_start + 900, "Verse one\r\nla la", false),
+                      text_event(song_start + 950, "Lyric", true),
+                      long_event(st::sysex, song_start + 1000, sysex_payload(2))})
                     recs.insert(recs.end(), part.begin(), part.end());
             }
-            put_track(p, pat, t, recs);
+            if (p.slot(pat, t).in_use) delete_track_chain(p, pat, t);
+            give_track(p, pat, t, recs);
             track_slot& s = p.slot(pat, t);
             s.velocity = static_cast<std::int8_t>(seed % 20 - 10);
             s.channel = static_cast<std::uint8_t>(seed % 17);
@@ -185,11 +128,11 @@ void make_rich_song(program& p) {
     d.current_pattern = p.step(3).pattern;
 
     // Tempo list with values past both older limits, and a signature list.
-    std::vector<midi_event> tempo;
+    std::vector<midi_event> tempo_list;
     for (std::int32_t v : {12000, 9050, 30000, 40000, 25000})
-        tempo.push_back(tempo_event(static_cast<std::int32_t>(tempo.size()) * 768, v));
-    put_list(p, d.tempo_chain, tempo);
-    put_list(p, d.signature_track,
+        tempo_list.push_back(kestrune::testing::tempo(v, static_cast<std::int32_t>(tempo_list.size()) * 768));
+    replace_list(p, d.tempo_chain, tempo_list);
+    replace_list(p, d.signature_track,
              {midi_event::make(st::signature, 3, 4, song_start),
               midi_event::make(st::signature, 7, 8, song_start + 3 * 192 * 4),
               midi_event::make(st::signature, 5, 4, song_start + 3 * 192 * 4 + 7 * 96 * 2)});

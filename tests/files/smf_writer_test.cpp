@@ -10,6 +10,7 @@
 #include "files/smf_reader.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/stand_ins.h"
 
@@ -56,7 +57,7 @@ class SmfWriter : public ::testing::Test {
 };
 
 TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {
-    testing::put_track(*t, 0, 3,
+    testing::give_track(*t, 0, 3,
                        {midi_event::make(0x90, 60, 100, 3000), midi_event::make(0xC1, 5, 77, 3072),
                         midi_event::make(0x80, 0xBC, 0xC0, 3264)});
     track_slot& s = t->slot(0, 3);
@@ -77,27 +78,27 @@ TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {
                      0x00, 0xC1, 5,                 // no second data byte
                      0x81, 0x40, 0x80, 0x3C, 0x40,  // 7 low bits, delta 192
                      0x00, 0xFF, 0x2F, 0x00}));
-    EXPECT_EQ(midi_format_text(), "Format 0");
+    EXPECT_EQ(midi_format_text(*t), "Format 0");
 }
 
 TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
-    testing::put_track(*t, 0, 0, {midi_event::make(0x90, 60, 100, 3072)});
-    testing::put_track(*t, 0, 1, {});  // in use, but empty: no chunk
-    std::vector<midi_event> recs = testing::text_records(3100, "Hi", true);
-    const auto sx = testing::sysex_records(3200, 9, 3);
+    testing::give_track(*t, 0, 0, {midi_event::make(0x90, 60, 100, 3072)});
+    testing::give_track(*t, 0, 1, {});  // in use, but empty: no chunk
+    std::vector<midi_event> recs = testing::text_event(3100, "Hi", true);
+    const auto sx = testing::long_event(st::sysex, 3200, testing::sysex_payload(9));
     recs.insert(recs.end(), sx.begin(), sx.end());
     recs.push_back(midi_event::make(0xB2, 7, 100, 3200));
-    testing::put_track(*t, 0, 5, recs);
+    testing::give_track(*t, 0, 5, recs);
     t->slot(0, 0).channel = 16;
     t->slot(0, 5).channel = 16;
     put_name(t->slot(0, 0).name, "One");
     put_name(t->slot(0, 5).name, "Five");
     // Tempo track on: the default at 0 gives way to a tempo at the start of the song.
-    testing::put_list(*t, t->d.tempo_chain,
-                      {testing::tempo_event(0, 12000), testing::tempo_event(3072, 10000),
-                       testing::tempo_event(3456, 12000)});
+    testing::replace_list(*t, t->d.tempo_chain,
+                      {testing::tempo(12000, 0), testing::tempo(10000, 3072),
+                       testing::tempo(12000, 3456)});
     t->d.tempo_track_on = 1;
-    testing::put_list(*t, t->d.signature_track,
+    testing::replace_list(*t, t->d.signature_track,
                       {midi_event::make(st::signature, 3, 4, 3072),
                        midi_event::make(st::signature, 6, 8, 3072 + 576)});
     t->d.signature_track_on = 1;
@@ -115,28 +116,24 @@ TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
     bytes second{0x00, 0xFF, 0x03, 0x0A, 'O',  'n', 'e', ' ',  ' ',  ' ',  ' ',
                  ' ',  ' ',  ' ',  0x00, 0x90, 60,  100, 0x00, 0xFF, 0x2F, 0x00};
     EXPECT_EQ(c[1], second);
-    // The sysex helper's payload: (i * 13 + seed) & 0x7F, then the closing byte.
-    bytes payload;
-    for (std::size_t i = 0; i + 1 < 9; ++i)
-        payload.push_back(static_cast<std::uint8_t>((i * 13 + 3) & 0x7F));
-    payload.push_back(0xF7);
+    const bytes payload = testing::sysex_payload(9);
     bytes third{0x00, 0xFF, 0x03, 0x0A, 'F',  'i',  'v', 'e', ' ',  ' ',  ' ', ' ',
                 ' ',  ' ',  0x1C, 0xFF, 0x05, 0x02, 'H', 'i', 0x64, 0xF0, 0x09};
     third.insert(third.end(), payload.begin(), payload.end());
     third.insert(third.end(), {0x00, 0xB2, 7, 100, 0x00, 0xFF, 0x2F, 0x00});
     EXPECT_EQ(c[2], third);
-    EXPECT_EQ(midi_format_text(), "Format 1");
+    EXPECT_EQ(midi_format_text(*t), "Format 1");
 }
 
 TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
     file_state fs;
     fs.current_file_title = "Tune.sng";
-    testing::put_track(*t, 0, 2, {});
+    testing::give_track(*t, 0, 2, {});
     EXPECT_EQ(save_midi_file(*t, fs), 0);
     EXPECT_EQ(t.screen.last_text(), msg_no_data_in_pattern);
     EXPECT_TRUE(t.screen.dialogs.empty());
 
-    testing::put_track(*t, 0, 4, {midi_event::make(0x90, 60, 100, 3072)});
+    testing::give_track(*t, 0, 4, {midi_event::make(0x90, 60, 100, 3072)});
     // Channel, quantize, mute and port are no track parameters to warn about.
     t->slot(0, 4).channel = 3;
     t->slot(0, 4).mute = 1;
@@ -176,10 +173,10 @@ TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
     // The events go out as they stand: the parameters are not in the file.
     EXPECT_EQ(testing::read_bytes(path), first);
 
-    // A file that cannot be made says nothing and leaves nothing.
+    // A file that cannot be made says so and leaves nothing.
     t.screen.messages.clear();
     EXPECT_FALSE(write_midi_file(*t, dir.path("no/such/folder.mid")));
-    EXPECT_TRUE(t.screen.messages.empty());
+    EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
 }
 
 TEST_F(SmfWriter, WhatIsWrittenReadsBackAsItWas) {
@@ -188,12 +185,12 @@ TEST_F(SmfWriter, WhatIsWrittenReadsBackAsItWas) {
     for (int tr = 0; tr < 5; ++tr) {
         std::vector<midi_event> recs = testing::short_records(3072 + tr, 400 + tr * 50, tr);
         if (tr == 2) {
-            const auto sx = testing::sysex_records(3072 + 20000, 77, 1);
-            const auto tx = testing::text_records(3072 + 20000, "words", false);
+            const auto sx = testing::long_event(st::sysex, 3072 + 20000, testing::sysex_payload(77));
+            const auto tx = testing::text_event(3072 + 20000, "words", false);
             recs.insert(recs.end(), sx.begin(), sx.end());
             recs.insert(recs.end(), tx.begin(), tx.end());
         }
-        testing::put_track(*t, 0, tr * 3, recs);
+        testing::give_track(*t, 0, tr * 3, recs);
         t->slot(0, tr * 3).channel = static_cast<std::uint8_t>(tr % 2 ? 16 : tr);
         put_name(t->slot(0, tr * 3).name, "Track " + std::to_string(tr));
     }
@@ -203,7 +200,7 @@ TEST_F(SmfWriter, WhatIsWrittenReadsBackAsItWas) {
     const std::string path = dir.path("round.mid");
     ASSERT_TRUE(write_midi_file(*t, path));
     clear_song(*t);
-    ASSERT_EQ(read_midi_file(*t, path, 1, 0, 1), 1);
+    ASSERT_EQ(read_midi_file(*t, path, cleared_song_load), 1);
     EXPECT_EQ(testing::check_pool(*t), "");
     EXPECT_EQ(t->app.song_tempo, 13333);
     for (int tr = 0; tr < 5; ++tr) {

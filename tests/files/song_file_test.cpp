@@ -2,15 +2,20 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 
 #include "files/file_messages.h"
+#include "files/smf_writer.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -26,89 +31,6 @@ using testing::write_bytes;
 constexpr std::size_t empty_pattern_bytes = 10 + 16;
 constexpr std::size_t one_event_list = 2 + 4 + 6;
 constexpr std::size_t empty_tempo_list_at = 577 + 16 * empty_pattern_bytes;
-constexpr std::size_t empty_oldest_end = empty_tempo_list_at + one_event_list + 4 +
-                                         empty_pattern_bytes + 60 + 64 + one_event_list + 2 +
-                                         sizeof(song_file_tail);
-
-TEST(SongFile, EmptySongHasTheOldestLayoutThenEverySection) {
-    testing::test_program t;
-    temp_folder dir;
-    song_file_map map;
-    ASSERT_TRUE(write_song_file(*t, dir.path("empty.sng"), &map));
-    auto b = read_bytes(dir.path("empty.sng"));
-
-    const std::size_t section_sizes[] = {4 + 996, 4 + 50 + 17 * 8, 4 + 4 * 322 + 500, 4 + 212,
-                                         4 + 17 * 8 + 200};
-    std::size_t size = empty_oldest_end;
-    for (std::size_t s : section_sizes) size += s;
-    size += 4 + one_event_list + 4 + 200 + 4;
-    ASSERT_EQ(b.size(), size);
-    EXPECT_EQ(map.oldest_end, empty_oldest_end);
-
-    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
-              (std::vector<std::uint8_t>{0x32, 0xB2, 0x0A, 0x20}));
-    // Fixed part: no track blocks, pattern of step 0, 4/4, edit grid, whole beats, click channel,
-    // song start. Step 1: end, stop, the repeated denominator; step 31's end. The default tempo
-    // list: one block, one event of 120.00 at 0; then the increase and decrease buttons. The
-    // tail: step 0's denominator, the tempo in hundredths, the quantize strength.
-    const std::size_t tl = empty_tempo_list_at;
-    const std::size_t tail = empty_oldest_end - sizeof(song_file_tail);
-    const struct {
-        std::size_t at;
-        int size;
-        std::int64_t value;
-    } fields[] = {
-        {4, 2, 0},
-        {19, 2, 0},
-        {22, 2, 4},
-        {24, 2, 4},
-        {26, 2, 48},
-        {28, 2, 120},
-        {36, 1, 9},
-        {65, 4, song_start},
-        {97 + 15, 4, 9216 + 6144},
-        {97 + 15 + 4, 1, 1},
-        {97 + 15 + 7, 2, 4},
-        {97 + 31 * 15, 4, past_last_step},
-        {tl, 2, 1},
-        {tl + 2, 4, 1},
-        {tl + 6, 1, 120},
-        {tl + 11, 1, st::tempo},
-        {tl + 12, 2, 1},
-        {tl + 14, 2, 2},
-        {tail + 10, 2, 4},
-        {tail + 384, 2, 12000},
-        {tail + 587, 2, 100},
-    };
-    for (const auto& f : fields)
-        EXPECT_EQ(f.size == 1   ? b[f.at]
-                  : f.size == 2 ? get_le<std::uint16_t>(b, f.at)
-                                : get_le<std::uint32_t>(b, f.at),
-                  f.value)
-            << "at " << f.at;
-    // Pattern 0: its name and sixteen empty tracks of one byte each; the parallel pattern's
-    // name; a blank step name.
-    EXPECT_EQ(std::string(b.begin() + 577, b.begin() + 587), " PATTERN  ");
-    for (std::size_t i = 587; i < 603; ++i) EXPECT_EQ(b[i], 0) << i;
-    EXPECT_EQ(std::string(b.begin() + tl + 16, b.begin() + tl + 26), " PARALLEL ");
-    EXPECT_EQ(std::string(b.begin() + tail, b.begin() + tail + 10), "          ");
-    // Markers in rising order, and the closing section's defined fills.
-    const std::uint32_t markers[] = {marker_reserved, marker_tracks_16, marker_snapshots,
-                                     marker_grid,     marker_tracks_24, marker_closing};
-    ASSERT_EQ(map.markers.size(), 6u);
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(get_le<std::uint32_t>(b, map.markers[static_cast<std::size_t>(i)]), markers[i]);
-    const std::size_t close = map.markers[5];
-    EXPECT_EQ(get_le<std::int32_t>(b, close + 4 + one_event_list), 12000);
-    for (std::size_t i = 0; i < 100; ++i) {
-        EXPECT_EQ(b[close + 8 + one_event_list + i], 0x00);
-        EXPECT_EQ(b[close + 108 + one_event_list + i], 0x01);
-    }
-    EXPECT_EQ(get_le<std::uint32_t>(b, b.size() - 4), marker_closing);
-    // Grid section: split percentage 0 while no pane is known, zooms 8.
-    EXPECT_EQ(get_le<std::int16_t>(b, map.markers[3] + 4 + 8), 8);
-    EXPECT_EQ(get_le<std::int16_t>(b, map.markers[3] + 4 + 10), 8);
-}
 
 TEST(SongFile, RichSongComesBackByteForByte) {
     temp_folder dir;
@@ -173,7 +95,7 @@ TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     testing::test_program t;
     midi_event e300 = midi_event::make(st::tempo, 0, 0, 0);
     e300.set_tempo_value(30000);
-    testing::put_list(*t, t->d.tempo_chain, {e300});
+    testing::replace_list(*t, t->d.tempo_chain, {e300});
     t->app.song_tempo = 40000;
     song_file_map map;
     ASSERT_TRUE(write_song_file(*t, dir.path("fast.sng"), &map));
@@ -195,7 +117,7 @@ TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     testing::test_program u;
     ASSERT_EQ(read_song_file(*u, dir.path("fast.sng"), true), load_result::loaded);
     EXPECT_EQ(u->app.song_tempo, 40000);
-    auto tempo = testing::chain_records(*u, u->d.tempo_chain.first);
+    auto tempo = testing::read_chain(u->store(), u->d.tempo_chain.first);
     ASSERT_EQ(tempo.size(), 1u);
     EXPECT_EQ(tempo[0].tempo_value(), 30000);
 
@@ -204,7 +126,7 @@ TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     write_bytes(dir.path("older.sng"), b);
     ASSERT_EQ(read_song_file(*u, dir.path("older.sng"), true), load_result::loaded);
     EXPECT_EQ(u->app.song_tempo, 32500);
-    tempo = testing::chain_records(*u, u->d.tempo_chain.first);
+    tempo = testing::read_chain(u->store(), u->d.tempo_chain.first);
     ASSERT_EQ(tempo.size(), 1u);
     EXPECT_EQ(tempo[0].tempo_value(), 25000);
     EXPECT_EQ(testing::check_pool(*u), "");
@@ -218,60 +140,77 @@ void mark_later_state(program& p) {
     p.d.transpose_exempt[3][4] = 9;
 }
 
-TEST(SongFile, FileCutAfterAnySectionLoadsWhatItHolds) {
+// The rich song without the tracks from..to-1 of every pattern, as its file and its section map.
+std::vector<std::uint8_t> rich_song_without(const temp_folder& dir, int from, int to,
+                                            song_file_map& map) {
+    testing::test_program t(20);
+    testing::make_rich_song(*t);
+    map = {};
+    for (int pat = 0; pat <= parallel_pattern; ++pat)
+        for (int tr = from; tr < to; ++tr)
+            if (t->slot(pat, tr).in_use) delete_track_chain(*t, pat, tr);
+    EXPECT_TRUE(write_song_file(*t, dir.path("rich.sng"), &map));
+    return read_bytes(dir.path("rich.sng"));
+}
+
+TEST(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees) {
     temp_folder dir;
     testing::test_program rich(20);
     testing::make_rich_song(*rich);
     song_file_map map;
     ASSERT_TRUE(write_song_file(*rich, dir.path("full.sng"), &map));
     const auto full = read_bytes(dir.path("full.sng"));
-
     // Cut points: after the oldest layout, then after each section before the closing one.
     std::vector<std::size_t> cuts = {map.oldest_end};
     for (std::size_t i = 1; i < map.markers.size(); ++i) cuts.push_back(map.markers[i]);
+    auto load_cut = [&](const std::vector<std::uint8_t>& bytes, std::size_t at, program& p) {
+        write_bytes(dir.path("cut.sng"), {bytes.begin(), bytes.begin() + static_cast<long>(at)});
+        return read_song_file(p, dir.path("cut.sng"), true);
+    };
+    // Tracks lost with the sections that held them: the stored total tells, and nothing loads.
+    for (std::size_t c = 0; c + 1 < cuts.size(); ++c) {
+        SCOPED_TRACE(c);
+        testing::test_program t(20);
+        EXPECT_EQ(load_cut(full, cuts[c], *t), load_result::damaged);
+        EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
+        EXPECT_EQ(t->slot(0, 0).in_use, 0);
+        EXPECT_EQ(testing::check_pool(*t), "");
+    }
+    // A song of 16 tracks a pattern is whole after any section, and later state keeps its value.
+    song_file_map older_map;
+    const auto older = rich_song_without(dir, 16, 32, older_map);
     for (std::size_t c = 0; c < cuts.size(); ++c) {
         SCOPED_TRACE(c);
-        write_bytes(dir.path("cut.sng"), {full.begin(), full.begin() + static_cast<long>(cuts[c])});
         testing::test_program t(20);
         mark_later_state(*t);
-        ASSERT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::loaded);
+        const std::size_t at = c == 0 ? older_map.oldest_end : older_map.markers[c];
+        ASSERT_EQ(load_cut(older, at, *t), load_result::loaded);
         EXPECT_EQ(testing::check_pool(*t), "");
         EXPECT_TRUE(t.screen.messages.empty());
         // c counts the sections read: 0 none, 1 reserved, 2 tracks 16-23, 3 snapshots, 4 grid.
-        EXPECT_EQ(t->slot(0, 16).in_use != 0, c >= 2);
-        EXPECT_EQ(t->slot(parallel_pattern, 16).in_use != 0, c >= 2);
         EXPECT_EQ(t->song.mixer_snapshots[2][5], c >= 3 ? rich->song.mixer_snapshots[2][5] : 555);
         EXPECT_EQ(t->song.grid_lane, c >= 4 ? 7 : 99);
         EXPECT_EQ(t->d.transpose_exempt[2][3], c >= 4 ? rich->d.transpose_exempt[2][3] : 7);
         EXPECT_EQ(t->d.transpose_exempt[3][4], c >= 4 ? rich->d.transpose_exempt[3][4] : 9);
-        for (int pat = 0; pat <= parallel_pattern; ++pat)
-            for (int tr = 24; tr < 32; ++tr)
-                EXPECT_EQ(t->slot(pat, tr).in_use, c >= 5 ? rich->slot(pat, tr).in_use : 0);
         // The first tempo copy was cut to 250.00; the song tempo is the step-10 one.
-        auto tempo = testing::chain_records(*t, t->d.tempo_chain.first);
-        EXPECT_EQ(tempo[3].tempo_value(), 25000);
+        EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 25000);
         EXPECT_EQ(t->app.song_tempo, 13350);
         EXPECT_EQ(t->slot(0, 0).in_use, 1);
     }
     // A file ending inside the closing section is damaged: refused, and the song left empty.
-    write_bytes(dir.path("cut.sng"), {full.begin(), full.end() - 10});
     testing::test_program t(20);
-    EXPECT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::damaged);
+    EXPECT_EQ(load_cut(full, full.size() - 10, *t), load_result::damaged);
     EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
     EXPECT_EQ(testing::check_pool(*t), "");
     // Without the final marker the file is whole: the loader never reads it.
-    write_bytes(dir.path("cut.sng"), {full.begin(), full.end() - 4});
-    EXPECT_EQ(read_song_file(*t, dir.path("cut.sng"), true), load_result::loaded);
+    EXPECT_EQ(load_cut(full, full.size() - 4, *t), load_result::loaded);
 }
 
 TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     temp_folder dir;
-    testing::test_program rich(20);
-    testing::make_rich_song(*rich);
     song_file_map map;
-    ASSERT_TRUE(write_song_file(*rich, dir.path("full.sng"), &map));
-    auto full = read_bytes(dir.path("full.sng"));
+    auto full = rich_song_without(dir, 24, 32, map);
     // Take the reserved section out: the tracks 16-23 section is still read, nothing after it.
     std::vector<std::uint8_t> b(full.begin(), full.begin() + static_cast<long>(map.markers[0]));
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[1]), full.end());
@@ -282,7 +221,6 @@ TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     EXPECT_EQ(testing::check_pool(*t), "");
     EXPECT_EQ(t->slot(0, 16).in_use, 1);
     EXPECT_EQ(t->song.mixer_snapshots[2][5], 555);
-    EXPECT_EQ(t->slot(0, 24).in_use, 0);
     EXPECT_EQ(t->app.song_tempo, 13350);
 
     // Without the tracks 24-31 section the closing section still follows the grid one.
@@ -290,18 +228,18 @@ TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[5]), full.end());
     write_bytes(dir.path("gap.sng"), b);
     ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
-    EXPECT_EQ(t->slot(0, 24).in_use, 0);
-    EXPECT_EQ(testing::chain_records(*t, t->d.tempo_chain.first)[3].tempo_value(), 40000);
+    EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 40000);
 
     // The oldest layout, then tracks 24-31 and the closing section: once a marker was missing,
     // the tracks 24-31 section is honoured and the walk ends there.
+    full = rich_song_without(dir, 16, 24, map);
     b.assign(full.begin(), full.begin() + static_cast<long>(map.oldest_end));
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[4]), full.end());
     write_bytes(dir.path("gap.sng"), b);
     ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
     EXPECT_EQ(t->slot(0, 16).in_use, 0);
     EXPECT_EQ(t->slot(0, 24).in_use, 1);
-    EXPECT_EQ(testing::chain_records(*t, t->d.tempo_chain.first)[3].tempo_value(), 25000);
+    EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 25000);
     EXPECT_EQ(testing::check_pool(*t), "");
 }
 
@@ -314,7 +252,7 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     const auto good = read_bytes(dir.path("good.sng"));
 
     testing::test_program t;
-    testing::put_track(*t, 0, 0, testing::short_records(song_start, 10, 1));
+    testing::give_track(*t, 0, 0, testing::short_records(song_start, 10, 1));
     // Not there: the quiet load says nothing; the song stays.
     EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), false), load_result::not_opened);
     EXPECT_TRUE(t.screen.messages.empty());
@@ -338,11 +276,18 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     EXPECT_EQ(t.screen.last_text(), msg_file_too_big);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
     EXPECT_EQ(testing::check_pool(*t), "");
-    // From 32768 on the total reads as negative and passes; the events are what count.
+    // From 32768 on the total reads as negative and passes that check; the events are what
+    // count, and a total that disagrees with them is damage.
     set_le<std::uint16_t>(b, 4, 0x8000);
     write_bytes(dir.path("x.sng"), b);
-    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::loaded);
+    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
     EXPECT_EQ(testing::check_pool(*t), "");
+    // A FIFO, a device or a folder is refused at once.
+    ASSERT_EQ(::mkfifo(dir.path("fifo.sng").c_str(), 0600), 0);
+    for (const std::string& path : {dir.path("fifo.sng"), std::string("/dev/zero"), dir.dir()}) {
+        EXPECT_EQ(read_song_file(*t, path, true), load_result::not_opened);
+        EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    }
 
     // Damage inside a structure: refused, song cleared, no block lost.
     const std::size_t chunk = 577 + 10 + 1;  // pattern 0, track 0's chunk
@@ -353,7 +298,7 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
         auto d = good;
         change(d);
         write_bytes(dir.path("x.sng"), d);
-        testing::put_track(*t, 1, 1, testing::short_records(song_start, 5, 2));
+        testing::give_track(*t, 1, 1, testing::short_records(song_start, 5, 2));
         EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
         EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
         EXPECT_EQ(t->slot(1, 1).in_use, 0);
@@ -384,9 +329,9 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
 TEST(SongFile, LongEventsMustBeWhole) {
     temp_folder dir;
     testing::test_program t;
-    auto sysex = testing::sysex_records(song_start, 15, 3);  // head and 3 continuations
+    auto sysex = testing::long_event(st::sysex, song_start, testing::sysex_payload(15));  // head and 3 continuations
     ASSERT_EQ(sysex.size(), 4u);
-    testing::put_track(*t, 0, 0, sysex);
+    testing::give_track(*t, 0, 0, sysex);
     ASSERT_TRUE(write_song_file(*t, dir.path("s.sng")));
     const auto good = read_bytes(dir.path("s.sng"));
     const std::size_t events = 577 + 10 + 1 + sizeof(track_chunk_head);
@@ -412,36 +357,68 @@ TEST(SongFile, LongEventsMustBeWhole) {
     }
     write_bytes(dir.path("x.sng"), good);
     EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::loaded);
-    EXPECT_EQ(testing::chain_records(*t, t->slot(0, 0).first).size(), 4u);
+    EXPECT_EQ(testing::read_chain(t->store(), t->slot(0, 0).first).size(), 4u);
 }
 
 TEST(SongFile, PoolTooSmallForTheEventsIsRefusedWhateverTheTotalSays) {
     temp_folder dir;
     testing::test_program big(10);
     for (int tr = 0; tr < 8; ++tr)
-        testing::put_track(*big, 0, tr, testing::short_records(song_start, 2000, tr));
+        testing::give_track(*big, 0, tr, testing::short_records(song_start, 2000, tr));
     ASSERT_TRUE(write_song_file(*big, dir.path("big.sng")));
     auto b = read_bytes(dir.path("big.sng"));
     set_le<std::uint16_t>(b, 4, 0);  // a total that lies
     write_bytes(dir.path("big.sng"), b);
     testing::test_program small(1);
-    testing::put_track(*small, 2, 2, testing::short_records(song_start, 5, 2));
+    testing::give_track(*small, 2, 2, testing::short_records(song_start, 5, 2));
     EXPECT_EQ(read_song_file(*small, dir.path("big.sng"), true), load_result::too_big);
     EXPECT_EQ(small.screen.last_text(), msg_file_too_big);
     EXPECT_EQ(small->slot(2, 2).in_use, 0);
     EXPECT_EQ(testing::check_pool(*small), "");
 }
 
-TEST(SongFile, FailedSaveSaysSoAndKeepsTheOldFile) {
+int temporaries_in(const temp_folder& dir) {
+    int n = 0;
+    for (auto& e : std::filesystem::directory_iterator(dir.dir()))
+        n += e.path().filename().string().starts_with(".kestrune-");
+    return n;
+}
+
+TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     temp_folder dir;
     testing::test_program t;
+    testing::give_track(*t, 0, 0, testing::notes(3, song_start, 96));
+    // No file can be made: both writers say so.
     EXPECT_FALSE(write_song_file(*t, dir.path("no/such/folder/x.sng")));
     EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
     EXPECT_EQ(t.screen.messages.back().icon, msg_icon::stop);
+    EXPECT_FALSE(write_midi_file(*t, dir.path("no/such/folder/x.mid")));
+    EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
+    // Any name the folder takes.
+    const std::string longest(251, 'n');
+    EXPECT_TRUE(write_song_file(*t, dir.path(longest + ".sng")));
+    EXPECT_TRUE(write_midi_file(*t, dir.path(longest + ".mid")));
 
+    // Through a link to its file, with the file's permissions; a read-only file is refused.
+    const std::string real = dir.path("real.sng"), link = dir.path("link.sng");
+    write_bytes(real, {1, 2, 3});
+    ::chmod(real.c_str(), 0640);
+    ASSERT_EQ(::symlink("real.sng", link.c_str()), 0);
+    ASSERT_TRUE(write_song_file(*t, link));
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(read_bytes(real), read_bytes(dir.path(longest + ".sng")));
+    struct stat st {};
+    ::stat(real.c_str(), &st);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    ::chmod(real.c_str(), 0444);
+    write_bytes(dir.path("x.sng"), {1});
+    EXPECT_FALSE(write_song_file(*t, link));
+    EXPECT_EQ(t.screen.last_text(), msg_read_only);
+    EXPECT_EQ(read_bytes(real), read_bytes(dir.path(longest + ".sng")));
+
+    // A failing write keeps the old file: a file size limit cuts the writes part way.
     write_bytes(dir.path("old.sng"), {1, 2, 3});
     testing::make_rich_song(*t);
-    // A file size limit makes the writes fail part way.
     auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit saved{};
     ::getrlimit(RLIMIT_FSIZE, &saved);
@@ -454,10 +431,29 @@ TEST(SongFile, FailedSaveSaysSoAndKeepsTheOldFile) {
     EXPECT_FALSE(ok);
     EXPECT_EQ(t.screen.last_text(), msg_write_failed);
     EXPECT_EQ(read_bytes(dir.path("old.sng")), (std::vector<std::uint8_t>{1, 2, 3}));
-    // No temporary file is left behind.
-    int files = 0;
-    for (auto& e : std::filesystem::directory_iterator(dir.dir())) files += e.is_regular_file();
-    EXPECT_EQ(files, 1);
+    EXPECT_EQ(temporaries_in(dir), 0);
+
+    // A save cut off by a signal removes its temporary file.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        remove_unfinished_save_on_signals();
+        file_buffer f;
+        if (f.create(dir.path("x.sng"))) f.file_put("x", 1);
+        std::raise(SIGTERM);
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(temporaries_in(dir), 0);
+    // What a killed save left goes with the next save into the folder; a live save's stays.
+    const std::string dead = dir.path(".kestrune-" + std::to_string(child) + "-3.tmp");
+    const std::string live = dir.path(".kestrune-" + std::to_string(::getpid()) + "-99999.tmp");
+    write_bytes(dead, {1});
+    write_bytes(live, {1});
+    ASSERT_TRUE(write_song_file(*t, dir.path("x.sng")));
+    EXPECT_FALSE(std::filesystem::exists(dead));
+    EXPECT_TRUE(std::filesystem::exists(live));
 }
 
 }  // namespace

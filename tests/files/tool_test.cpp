@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "files/pattern_file.h"
+#include "files/smf_writer.h"
 #include "files/song_file.h"
 #include "song/long_event.h"
 #include "song/patterns.h"
@@ -61,39 +62,47 @@ TEST(Tool, UsageErrorsExitWith2) {
     EXPECT_EQ(run_tool(dir, "info").status, 2);
 }
 
-TEST(Tool, ConvertKeepsASongByteForByteAndReportsRefusals) {
+std::string escaped(const std::string& text) {
+    std::string out;
+    for (char c : text) out += c == '\n' ? std::string("\\n") : std::string(1, c);
+    return out + "\n";
+}
+
+TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     temp_folder dir;
     {
-        testing::test_program t(20);
-        testing::make_rich_song(*t);
-        ASSERT_TRUE(write_song_file(*t, dir.path("rich.sng")));
+        testing::test_program t;
+        testing::give_track(*t, 0, 0, testing::notes(2, song_start, 96)).transpose = 3;
+        ASSERT_TRUE(write_song_file(*t, dir.path("song.sng")));
     }
-    auto r = run_tool(dir, "convert '" + dir.path("rich.sng") + "' '" + dir.path("copy.SNG") + "'");
+    const std::string song = " '" + dir.path("song.sng") + "' '";
+    // The track parameter warning, answered Yes.
+    auto r = run_tool(dir, "convert" + song + dir.path("out.MID") + "'");
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(read_bytes(dir.path("rich.sng")), read_bytes(dir.path("copy.SNG")));
+    EXPECT_EQ(r.err, escaped(ask_track_parameters_lost));
+    EXPECT_FALSE(read_bytes(dir.path("out.MID")).empty());
 
     r = run_tool(dir, "convert '" + dir.path("none.sng") + "' '" + dir.path("x.sng") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Failed to open the selected file.\n");
-
-    // A message with a line break keeps it as the two characters \n.
-    auto b = read_bytes(dir.path("rich.sng"));
-    testing::set_le<std::uint16_t>(b, 4, 0x7FFF);
-    testing::write_bytes(dir.path("big.sng"), b);
-    r = run_tool(dir, "info '" + dir.path("big.sng") + "'");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Can't load!\\nFile to big!\n");
-
     testing::write_bytes(dir.path("x.txt"), {1, 2, 3});
     r = run_tool(dir, "info '" + dir.path("x.txt") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Unknown file type\n");
-
-    // A save that cannot be made.
-    r = run_tool(dir, "convert '" + dir.path("rich.sng") + "' '" + dir.path("no/dir/x.sng") + "'");
+    // A MIDI file without a track leaves the song empty.
+    auto foreign = testing::midi_bytes(1, 1, 96).b;
+    foreign.insert(foreign.end(), {'X', 'Y', 'Z', 'W', 0, 0, 0, 0});
+    testing::write_bytes(dir.path("e.mid"), foreign);
+    r = run_tool(dir, "convert '" + dir.path("e.mid") + "' '" + dir.path("e.sng") + "'");
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Invalid file handle!!\n");
+    EXPECT_EQ(r.err, "Unrecognized data!!\n");
+    EXPECT_TRUE(read_bytes(dir.path("e.sng")).empty());
+    // Saves that cannot be made.
+    for (const char* out : {"no/dir/x.sng", "no/dir/x.mid"}) {
+        r = run_tool(dir, "convert" + song + dir.path(out) + "'");
+        EXPECT_EQ(r.status, 1);
+        EXPECT_NE(r.err.find("Invalid file handle!!\n"), std::string::npos) << r.err;
+    }
 }
 
 TEST(Tool, DumpPrintsEachTrackThenItsRows) {
@@ -114,15 +123,15 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         const std::uint8_t text[] = {'H', 'i', '\r', '\n', 't', 'h', 'e', 'r', 'e', 0};
         for (const midi_event& e : make_long_event(st::text, song_start + 950, text, 10, 2))
             recs.push_back(e);
-        testing::put_track(*t, 0, 3, recs);
+        testing::give_track(*t, 0, 3, recs);
         put_name(t->slot(0, 3).name, "Lead");
-        testing::put_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
+        testing::give_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
         midi_event fast = midi_event::make(st::tempo, 0, 0, song_start);
         fast.set_tempo_value(30005);
         midi_event slow = midi_event::make(st::tempo, 0, 0, 0);
         slow.set_tempo_value(9050);
-        testing::put_list(*t, t->d.tempo_chain, {slow, fast});
-        testing::put_list(*t, t->d.signature_track,
+        testing::replace_list(*t, t->d.tempo_chain, {slow, fast});
+        testing::replace_list(*t, t->d.signature_track,
                           {midi_event::make(st::signature, 3, 4, song_start)});
         ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
     }
@@ -157,7 +166,7 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     temp_folder dir;
     {
         testing::test_program t;
-        testing::put_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        testing::give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
         put_name(t->pattern(4).name, "Chorus");
         ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
         ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));

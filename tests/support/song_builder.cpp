@@ -39,6 +39,12 @@ records long_event(std::uint8_t status, std::int32_t pos,
     return make_long_event(status, pos, payload.data(), payload.size());
 }
 
+records text_event(std::int32_t pos, const std::string& text, bool lyric) {
+    std::vector<std::uint8_t> payload(text.begin(), text.end());
+    payload.push_back(0);
+    return make_long_event(st::text, pos, payload.data(), payload.size(), lyric ? 2 : 0);
+}
+
 records random_event(std::mt19937& rng, std::int32_t pos, int serial) {
     const auto r = [&](unsigned n) { return static_cast<unsigned>(rng() % n); };
     const unsigned kind = r(100);
@@ -143,6 +149,13 @@ void replace_chain(program& p, chain_cursor& c, const records& recs) {
     c.first = s.new_empty_chain();
     c.blocks = 1;
     append(p, c.first, c.blocks, recs);
+}
+
+void replace_list(program& p, chain_cursor& c, const records& recs) {
+    const bool active = p.d.active_signature.first == c.first;
+    replace_chain(p, c, recs);
+    c.play = c.left_event = c.first;
+    if (active) p.d.active_signature = c;
 }
 
 void use_signature_track(program& p, const records& recs) {

@@ -36,6 +36,9 @@ std::vector<std::uint8_t> sysex_payload(std::size_t n);
 // A long event laid out as the chains hold it (make_long_event with the payload of a vector).
 records long_event(std::uint8_t status, std::int32_t pos, const std::vector<std::uint8_t>& payload);
 
+// A text event as the chains hold it, NUL-terminated; a lyric has 0x2 in the spare nibble.
+records text_event(std::int32_t pos, const std::string& text, bool lyric);
+
 // A random event at pos: short ones with quantize marks in their spare bits, sysex and text of
 // up to a few hundred bytes, now and then a tempo record. `serial` makes every head unique.
 records random_event(std::mt19937& rng, std::int32_t pos, int serial);
@@ -73,6 +76,10 @@ void append(program& p, track_slot& sl, const records& recs);
 // Frees the chain `c` holds and builds one of the records in its place. Only `first` and
 // `blocks` change: the caller seats `play` and switches the chain on where it wants that.
 void replace_chain(program& p, chain_cursor& c, const records& recs);
+
+// replace_chain on a tempo or signature list, seated at its start; the active signature follows
+// the signature track when it was the active one.
+void replace_list(program& p, chain_cursor& c, const records& recs);
 
 // replace_chain on the signature track, seated at its start, made the active signature and on.
 void use_signature_track(program& p, const records& recs);
