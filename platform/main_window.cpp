@@ -78,8 +78,13 @@ protected:
         ++paints;
         QPainter painter(this);
         qt_canvas c(painter, fonts_, palette());
-        painter.fillRect(e->rect(), c.colour(colour_role::window));
-        if (s_.screen) s_.screen->paint(c, to_rect(e->rect()));
+        // The tick's small updates come as separate rectangles: paint each alone rather than
+        // the box around them all.
+        for (const QRect& r : e->region()) {
+            painter.setClipRect(r);
+            painter.fillRect(r, c.colour(colour_role::window));
+            if (s_.screen) s_.screen->paint(c, to_rect(r));
+        }
     }
     void mousePressEvent(QMouseEvent* e) override {
         if (const int b = button_of(e->button()))
