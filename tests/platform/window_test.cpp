@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QDropEvent>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QTest>
@@ -15,6 +16,7 @@
 #include "files/file_messages.h"
 #include "files/settings_file.h"
 #include "files/song_file.h"
+#include "platform/key_map.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/command_ids.h"
@@ -217,6 +219,17 @@ TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) 
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(q.files.recent_files.empty());
     end_session(q, false);
+}
+
+TEST(shortcuts, keys_by_their_place_whatever_the_layout) {
+    // Ctrl and the key where C stands on a US keyboard, typed on a Russian layout.
+    const QKeyEvent cyrillic(QEvent::KeyPress, 0x0421, Qt::ControlModifier, 46 + 8, 0, 0);
+    const key_event k = to_key_event(cyrillic);
+    EXPECT_EQ(k.code, key_code::character);
+    EXPECT_EQ(k.character, 'C');
+    EXPECT_TRUE(k.mods.ctrl);
+    const QKeyEvent pad_0(QEvent::KeyPress, Qt::Key_Insert, Qt::KeypadModifier, 82 + 8, 0, 0);
+    EXPECT_EQ(to_key_event(pad_0).code, key_code::pad_0);
 }
 
 TEST(shortcuts, keys_match_by_name_and_modifiers) {
