@@ -94,6 +94,8 @@ int main(int argc, char** argv) {
             w.default_place();
         else
             w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
+        // A window left on a screen that is no longer there comes back to 100, 100.
+        if (!QGuiApplication::screenAt(w.geometry().center())) w.move(100, 100);
 
         const std::string file = command_line_file(o.file_words);
         const bool loaded = open_start_file(s, file);
