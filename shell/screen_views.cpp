@@ -55,7 +55,8 @@ int bar_width(int v, int cell_width, bool track_bar, int field_width) {
 }  // namespace
 
 std::int32_t main_screen::impl::shown_position() const {
-    return t.pending_position_set ? t.pending_position : p.d.position;
+    // A position dialled while running waits for the buttons; the field shows it meanwhile.
+    return p.running() && t.pending_position_set ? t.pending_position : p.d.position;
 }
 
 static std::int32_t shown_tempo_of(const program& p, const transport& t, std::int32_t pos) {
@@ -316,12 +317,16 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
         }
         return;
     }
-    c.fill_rect(r, v.inverted ? colour_role::highlight : colour_role::field);
+    // The "Trk" header is a label on the window's face until it is inverted.
+    const colour_role face = s.region == rgn::track_pane ? colour_role::window : colour_role::field;
+    c.fill_rect(r, v.inverted ? colour_role::highlight : face);
     if (!v.text.empty()) {
         rect tr = r;
         tr.top += g.list_font_shortfall;
-        c.text(tr, v.text, v.font,
-               v.inverted ? colour_role::highlight_text : colour_role::field_text, v.align);
+        const colour_role ink = v.inverted                   ? colour_role::highlight_text
+                                : v.font == font_kind::small ? colour_role::dim_text
+                                                             : colour_role::field_text;
+        c.text(tr, v.text, v.font, ink, v.align);
     }
     if (v.bar > 0) {
         const int h = std::max(1, r.height() / 3);

@@ -352,6 +352,18 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     bool play_lit = false;
     for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
     EXPECT_TRUE(play_lit);
+    // A bar dialled while running waits until the button is up.
+    screen.set_allow_double_clicks(false);
+    const rect pos = place(rgn::position);
+    const std::int32_t before = t->d.position;
+    screen.mouse_down(pos.left + 1, pos.top + 2, left_button, {}, now);
+    ticks(1);
+    t.run_ms(10);
+    ticks(1);
+    EXPECT_LT(t->d.position, before + 768);
+    screen.mouse_up(pos.left + 1, pos.top + 2, left_button, now);
+    ticks(1);
+    EXPECT_EQ(t->d.position, before + 768);
     click(rgn::stop);
     EXPECT_FALSE(t->running());
 }
