@@ -117,16 +117,14 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
     if (!list && file.empty()) return usage("play needs a FILE");
     system_backend backend;
     console_ui screen;
-    // Listing joins a JACK server that has started since.
-    const auto outputs = backend.output_devices();
-    const auto inputs = backend.input_devices();
+    const auto outputs = backend.output_devices();  // this also joins a JACK server
     if (!backend.present()) {
         screen.message(no_midi_system, msg_icon::stop, msg_buttons::ok, msg_answer::ok, program_title);
         return 1;
     }
     if (list) {
         for (const auto& n : outputs) std::printf("output %s\n", n.c_str());
-        for (const auto& n : inputs) std::printf("input %s\n", n.c_str());
+        for (const auto& n : backend.input_devices()) std::printf("input %s\n", n.c_str());
         return 0;
     }
 

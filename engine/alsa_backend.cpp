@@ -64,15 +64,6 @@ bool listed(const std::vector<std::string>& full_names, const std::string& full)
     return std::find(full_names.begin(), full_names.end(), full) != full_names.end();
 }
 
-// A device plugged in again may come back under other client and port numbers.
-std::string same_device(const std::vector<std::string>& full_names, const std::string& full) {
-    if (listed(full_names, full)) return full;
-    const std::string name = alsa_display_name(full);
-    for (const auto& f : full_names)
-        if (alsa_display_name(f) == name) return f;
-    return "";
-}
-
 template <class Midi>
 std::unique_ptr<Midi> make_client() {
     try {
@@ -97,6 +88,14 @@ std::string alsa_display_name(const std::string& full) {
                                     [](char ch) { return ch == ':' || (ch >= '0' && ch <= '9'); });
     if (!digits || tail.find(':', colon + 1) != std::string::npos) return full;
     return full.substr(0, space);
+}
+
+std::string alsa_same_device(const std::vector<std::string>& full_names, const std::string& full) {
+    if (listed(full_names, full)) return full;
+    const std::string name = alsa_display_name(full);
+    for (const auto& f : full_names)
+        if (alsa_display_name(f) == name) return f;
+    return "";
 }
 
 alsa_backend::alsa_backend() {
@@ -234,7 +233,7 @@ void alsa_backend::watch_devices() {
             drop_output(p);
             state_[p].store(device_state::gone);
         } else if (s == device_state::gone) {
-            const std::string back = same_device(outs, chosen_[p]);
+            const std::string back = alsa_same_device(outs, chosen_[p]);
             if (!back.empty() && connect_output(p, back)) {
                 chosen_[p] = back;
                 state_[p].store(device_state::connected);
@@ -246,7 +245,7 @@ void alsa_backend::watch_devices() {
         drop_input();
         input_state_.store(device_state::gone);
     } else if (s == device_state::gone) {
-        const std::string back = same_device(ins, input_chosen_);
+        const std::string back = alsa_same_device(ins, input_chosen_);
         if (!back.empty() && connect_input(back, input_sink_)) {
             input_chosen_ = back;
             input_state_.store(device_state::connected);

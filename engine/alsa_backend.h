@@ -18,6 +18,9 @@ namespace kestrune {
 // A sequencer port name as RtMidi gives it ("Client:Port 20:0") without the client and port
 // numbers, which change from one session to the next.
 std::string alsa_display_name(const std::string& full);
+// The port among `full_names` that is the device `full` came from: the same name, or, for a
+// device plugged in again under other numbers, the same name without them; empty when none is.
+std::string alsa_same_device(const std::vector<std::string>& full_names, const std::string& full);
 
 class alsa_backend final : public midi_backend {
 public:

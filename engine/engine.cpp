@@ -128,6 +128,8 @@ bool engine::open_input_port() {
     return true;
 }
 
+// A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
+// keeping sends off the port meanwhile, so the engine need not be parked for it.
 void engine::watch_devices() {
     std::lock_guard hold(devices_);
     if (!backend_ || !arena_.valid()) return;
@@ -265,6 +267,7 @@ void engine::cleanup_func_in_dll() {
         data_.stopped = 1;
         player_->process(clock_->now_us());
         shared_store(data_.all_notes_off_request, 1);
+        shared_store(data_.thru_notes_off_request, 1);
         player_->serve_requests(clock_->now_us());
     }
     if (backend_ && arena_.valid())

@@ -116,6 +116,23 @@ TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAcrossCycleBorders) {
     EXPECT_EQ(q.late(), 0u);
 }
 
+TEST(JackScheduler, TheEngineThreadsAndThrusQueuesMergeByFrame) {
+    jack_port_queue engine_side, thru_side;
+    log_writer w;
+    for (int i = 0; i < 3; ++i) push3(engine_side, 0x90, static_cast<std::uint8_t>(2 * i), 10'000'000 + i * 8000);
+    for (int i = 0; i < 2; ++i) push3(thru_side, 0x90, static_cast<std::uint8_t>(2 * i + 1), 10'004'000 + i * 8000);
+    jack_port_queue* const both[] = {&engine_side, &thru_side};
+    for (int k = 0; k < 3; ++k) {
+        w.next(cycle(k), k, 4096);
+        jack_port_queue::drain(both, 2, cycle(k), latency, w);
+    }
+    ASSERT_EQ(w.out.size(), 5u);
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_EQ(w.out[i].bytes[1], i) << "order";
+        EXPECT_EQ(w.out[i].frame, frame_of(10'000'000 + static_cast<std::int64_t>(i) * 4000));
+    }
+}
+
 TEST(JackScheduler, LateMessagesGoFirstAndKeepTheirOrder) {
     jack_port_queue q;
     log_writer w;
@@ -184,7 +201,7 @@ TEST(JackScheduler, QueueWrapsLongMessagesIntactAndRefusesWhenFull) {
 
 // ---- device names ----
 
-TEST(AlsaNames, ClientAndPortNumbersAreDropped) {
+TEST(AlsaNames, ClientAndPortNumbersAreDroppedAndALostDeviceIsFoundByName) {
     const std::pair<const char*, const char*> names[] = {
         {"Midi Through:Midi Through Port-0 14:0", "Midi Through:Midi Through Port-0"},
         {"FLUID Synth (123):Synth input port (123:0) 128:0",
@@ -193,6 +210,11 @@ TEST(AlsaNames, ClientAndPortNumbersAreDropped) {
         {"Synth 2", "Synth 2"},
         {"Odd 1:2:3", "Odd 1:2:3"}};
     for (const auto& [raw, shown] : names) EXPECT_EQ(alsa_display_name(raw), shown);
+    // A lost device is found again by its name, under new numbers when it was plugged in again.
+    const std::vector<std::string> now = {"Synth:In 20:0", "Keys:Port 1 24:0", "Keys:Port 2 24:1"};
+    EXPECT_EQ(alsa_same_device(now, "Synth:In 20:0"), "Synth:In 20:0");
+    EXPECT_EQ(alsa_same_device(now, "Keys:Port 2 28:1"), "Keys:Port 2 24:1");
+    EXPECT_EQ(alsa_same_device(now, "Gone:Out 30:0"), "");
 }
 
 // ---- the merged list and routing, over stand-in systems ----

@@ -119,6 +119,11 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     t->wait_request(d.thru_notes_off_request);
     ASSERT_EQ(t.midi.size(), 2u);
     EXPECT_EQ(nums(t.midi[1].bytes[0], t.midi[1].bytes[1]), nums(0x85, 67));
+    // And when the engine goes.
+    t.feed({0x90, 65, 100});
+    t.eng.cleanup_func_in_dll();
+    ASSERT_EQ(t.midi.size(), 4u);
+    EXPECT_EQ(nums(t.midi[3].bytes[0], t.midi[3].bytes[1]), nums(0x85, 68));
 }
 
 TEST_F(Input, StepInputCollectsChordsAndRestsFromThePedal) {
