@@ -3,11 +3,13 @@
 // window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
 #include <QApplication>
 #include <QImage>
+#include <QSocketNotifier>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "app/console_ui.h"
+#include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/synth_backend.h"
 #include "engine/system_backend.h"
@@ -81,6 +83,7 @@ int main(int argc, char** argv) {
     {
         main_window w(s);
         window_ui.set_parent(&w);
+        window_ui.set_field_parent(w.view_widget());
         window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
 #ifdef KESTRUNE_DIALOGS
         window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
@@ -95,6 +98,8 @@ int main(int argc, char** argv) {
             w.default_place();
         else
             w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
+        // A window left on a screen that is no longer there comes back to 100, 100.
+        if (!QGuiApplication::screenAt(w.geometry().center())) w.move(100, 100);
 
         const std::string file = command_line_file(o.file_words);
         const bool loaded = open_start_file(s, file);
@@ -109,6 +114,13 @@ int main(int argc, char** argv) {
                 rc = 1;
             }
         } else {
+            // Ctrl+C, kill or a closed terminal: every sounding note ends and the program shuts
+            // down in order, without a question no one is there to answer.
+            quit_signals stop_signals;
+            QSocketNotifier notice(stop_signals.fd(), QSocketNotifier::Read);
+            QObject::connect(&notice, &QSocketNotifier::activated, &w, [&] {
+                if (stop_signals.received()) w.close_without_question();
+            });
             w.show();
             w.start_timer();
             rc = QApplication::exec();

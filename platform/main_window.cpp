@@ -78,8 +78,13 @@ protected:
         ++paints;
         QPainter painter(this);
         qt_canvas c(painter, fonts_, palette());
-        painter.fillRect(e->rect(), c.colour(colour_role::window));
-        if (s_.screen) s_.screen->paint(c, to_rect(e->rect()));
+        // The tick's small updates come as separate rectangles: paint each alone rather than
+        // the box around them all.
+        for (const QRect& r : e->region()) {
+            painter.setClipRect(r);
+            painter.fillRect(r, c.colour(colour_role::window));
+            if (s_.screen) s_.screen->paint(c, to_rect(r));
+        }
     }
     void mousePressEvent(QMouseEvent* e) override {
         if (const int b = button_of(e->button()))
@@ -322,8 +327,14 @@ void main_window::store_window_place() {
     u.window_height = static_cast<std::int16_t>(g.height());
 }
 
+void main_window::close_without_question() {
+    if (s_.prog.running()) s_.trans.stop();
+    ask_before_closing_ = false;
+    close();
+}
+
 void main_window::closeEvent(QCloseEvent* e) {
-    if (!confirm_close(s_)) {
+    if (ask_before_closing_ && !confirm_close(s_)) {
         e->ignore();
         return;
     }

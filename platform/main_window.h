@@ -39,6 +39,9 @@ public:
     void start_timer();
     // The whole window as it shows now, at the screen's device pixel ratio.
     QImage screenshot();
+    // Ends the program without the closing question (a signal from the system): the transport
+    // stops, which ends every sounding note, and the window closes.
+    void close_without_question();
     // Menus, check marks, enabled items and the recent files as the session has them.
     void refresh_menus();
 
@@ -66,6 +69,7 @@ private:
     std::map<int, QAction*> actions_;
     std::vector<QAction*> recent_actions_;
     qt_fonts fonts_;
+    bool ask_before_closing_ = true;
 };
 
 }  // namespace kestrune

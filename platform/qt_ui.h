@@ -14,6 +14,8 @@ class qt_ui final : public ui {
 public:
     // `parent` is the window the boxes belong to; it may be set once the window exists.
     void set_parent(QWidget* parent) { parent_ = parent; }
+    // The widget whose coordinates the in-place entry's field is given in (the main screen's).
+    void set_field_parent(QWidget* w) { field_parent_ = w; }
     // What a repaint request does; the window sets it.
     std::function<void(int region)> on_repaint;
     // Runs a dialog of the frame in its window; the program sets it when it has the host.
@@ -35,6 +37,7 @@ public:
 
 private:
     QWidget* parent_ = nullptr;
+    QWidget* field_parent_ = nullptr;
     int wait_depth_ = 0;
     int messages_ = 0;
 };

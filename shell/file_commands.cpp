@@ -102,7 +102,7 @@ void add_file_commands(session& s) {
         p.screen.repaint(-1);
     });
     add(s, cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", [&s, &p, &fs] {
-        if (load_midi_file(p, fs, midi_load_mode::ask, midi_load_options{})) midi_file_loaded(s, fs.current_file_name);
+        if (load_midi_file(p, fs, midi_load_mode::ask, {})) midi_file_loaded(s, fs.current_file_name);
         p.screen.repaint(-1);
     });
     add(s, cmd::save_midi_file, "Sa&ve MIDI File...", "", [&p, &fs] { save_midi_file(p, fs); });

@@ -23,8 +23,8 @@ struct command_text {
 // Every command of the menus and keys with its text and shortcut. Those whose function comes
 // later stay in the table without one, and so are disabled.
 constexpr command_text texts[] = {
-    {cmd::quit, "E&xit", "Ctrl+Q"},
-    {cmd::about, "&About Kestrune...", ""},
+    {cmd::quit, "&Quit", "Ctrl+Q"},
+    {cmd::about, "&About...", ""},
     {cmd::version_history, "&Version History", ""},
     {cmd::help_index, "&Help Index", "F1"},
     {cmd::tutorial, "&Tutorial", ""},

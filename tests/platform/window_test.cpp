@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QDropEvent>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QTest>
@@ -15,9 +16,11 @@
 #include "files/file_messages.h"
 #include "files/settings_file.h"
 #include "files/song_file.h"
+#include "platform/key_map.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/command_ids.h"
+#include "shell/file_commands.h"
 #include "shell/main_commands.h"
 #include "shell/main_layout.h"
 #include "shell/startup.h"
@@ -174,6 +177,59 @@ TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {
     QTest::qWait(500);
     EXPECT_EQ(shown, 1);
     EXPECT_EQ(screen_ui.messages_shown(), 1);
+}
+
+// The shell's questions and refusals, answered by script.
+TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) {
+    scripted_ui script;
+    virtual_clock vclk;
+    capture_backend vmidi;
+    engine veng;
+    veng.attach(vclk, &vmidi);
+    session q(veng, script, vclk);
+    ASSERT_EQ(start_session(q), 0);
+    write_midi_song("close.mid", 2, 4);
+    ASSERT_TRUE(open_start_file(q, "close.mid"));
+
+    script.answers = {msg_answer::cancel};
+    EXPECT_FALSE(confirm_close(q));
+    EXPECT_EQ(script.last_text(), ask_save_before_closing);
+    script.answers = {msg_answer::yes};  // and the Save dialog given up
+    EXPECT_FALSE(confirm_close(q));
+    script.answers = {msg_answer::no};
+    EXPECT_TRUE(confirm_close(q));
+
+    q.prog.d.recording = 1;
+    dispatch_command(q, cmd::load_song);
+    EXPECT_EQ(script.last_text(), msg_while_recording);
+    EXPECT_EQ(script.dialogs.size(), 1u);  // only the Save dialog above
+    q.prog.d.recording = 0;
+
+    script.answers = {msg_answer::cancel};
+    dispatch_command(q, cmd::clear_song);
+    EXPECT_EQ(q.prog.slot(0, 0).in_use, 1);
+    script.answers = {msg_answer::ok};
+    dispatch_command(q, cmd::clear_song);
+    EXPECT_EQ(script.last_text(), ask_erase_all);
+    EXPECT_EQ(q.prog.slot(0, 0).in_use, 0);
+    EXPECT_EQ(q.files.current_file_title, untitled_title);
+
+    q.files.recent_files = {(dir / "gone.sng").string()};
+    dispatch_command(q, cmd::recent_file_first);
+    EXPECT_EQ(script.last_text(), msg_file_not_found);
+    EXPECT_TRUE(q.files.recent_files.empty());
+    end_session(q, false);
+}
+
+TEST(shortcuts, keys_by_their_place_whatever_the_layout) {
+    // Ctrl and the key where C stands on a US keyboard, typed on a Russian layout.
+    const QKeyEvent cyrillic(QEvent::KeyPress, 0x0421, Qt::ControlModifier, 46 + 8, 0, 0);
+    const key_event k = to_key_event(cyrillic);
+    EXPECT_EQ(k.code, key_code::character);
+    EXPECT_EQ(k.character, 'C');
+    EXPECT_TRUE(k.mods.ctrl);
+    const QKeyEvent pad_0(QEvent::KeyPress, Qt::Key_Insert, Qt::KeypadModifier, 82 + 8, 0, 0);
+    EXPECT_EQ(to_key_event(pad_0).code, key_code::pad_0);
 }
 
 TEST(shortcuts, keys_match_by_name_and_modifiers) {
