@@ -16,7 +16,8 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     const event_store s = p.store();
 
     // Notes that sound into the range end just before it.
-    for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from; e = s.next_event(e)) {
+    for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from;
+         e = s.next_event(e)) {
         if (!s.at(e).is_note_on()) continue;
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off)) && s.position(off) >= from)

@@ -32,7 +32,8 @@ void undo_save(program& p, int pattern, int track) {
     if (live.in_use && live.first != null_ref) {
         const event_store s = p.store();
         chain_builder b(s);
-        for (ref32 r = live.first; is_event_status(s.status(r)) || is_continuation_status(s.status(r));
+        for (ref32 r = live.first;
+             is_event_status(s.status(r)) || is_continuation_status(s.status(r));
              r = s.next_record(r))
             b.put(s.at(r));
         b.terminate();

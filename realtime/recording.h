@@ -18,7 +18,8 @@ inline constexpr const char* msg_internal_recording_question =
     "Is this what you want?\nNO will turn it off!";
 inline constexpr const char* msg_locators_outside =
     "Locators are outside current arrange position!\nStart recording anyway?";
-inline constexpr const char* msg_sysex_incomplete = "SYS EX message incomplete!\nRecording will not be stored!";
+inline constexpr const char* msg_sysex_incomplete =
+    "SYS EX message incomplete!\nRecording will not be stored!";
 inline constexpr const char* msg_no_memory_left =
     "No memory left! Increase the requested memory\namount with MIDI/Memory Setup.";
 inline constexpr const char* msg_cycle_mode = "Can't do this in Cycle mode!";
@@ -36,7 +37,7 @@ struct internal_recording_fields {
 };
 
 class recorder {
-public:
+  public:
     // Takes over the transport's take hooks and the program's internal recording hook.
     recorder(program& p, transport& t);
     recorder(const recorder&) = delete;
@@ -67,7 +68,7 @@ public:
     void set_internal_recording(const internal_recording_fields& f);
     void internal_record_off();
 
-private:
+  private:
     bool mixer_port_matches();
     void prepare_cycle();
     void arm_record_area();

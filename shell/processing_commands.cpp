@@ -21,7 +21,9 @@ undo_context undo_place(const program& p) {
     return p.app.mixer_port >= 0 ? undo_context::mixer : undo_context::editor;
 }
 
-std::string popup_text(int n) { return n == 0 ? "NO" : std::to_string(n); }
+std::string popup_text(int n) {
+    return n == 0 ? "NO" : std::to_string(n);
+}
 
 std::string value_choices() {
     std::string s;
@@ -72,21 +74,28 @@ void add_processing_commands(command_table& table, program& p) {
     table.add({cmd::undo, "&Undo", "Ctrl+Z", {}, {}, undo});
     table.add({cmd::undo_button, "Undo", "", {}, {}, undo});
     table.add({cmd::freeze_quantize, "Freeze &Quantize", "F", {}, {}, [&p] {
-                   freeze_quantize(p, p.d.current_pattern, p.d.current_track, undo_place(p) == undo_context::editor);
+                   freeze_quantize(p, p.d.current_pattern, p.d.current_track,
+                                   undo_place(p) == undo_context::editor);
                }});
-    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] { run_quantize_settings(p); }});
+    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] {
+                   run_quantize_settings(p);
+               }});
     // Internal recording belongs to the recorder; without one the item stays disabled.
-    table.add({cmd::internal_recording, "&Internal Recording...", "", [] { return false; }, {}, [] {}});
+    table.add(
+        {cmd::internal_recording, "&Internal Recording...", "", [] { return false; }, {}, [] {}});
     for (int n : quantize_values)
-        table.add({quantize_popup_id(n), popup_text(n), "", {}, [&p, n] {
-                       return p.slot(p.d.current_pattern, p.d.current_track).quantize == n;
-                   },
+        table.add({quantize_popup_id(n),
+                   popup_text(n),
+                   "",
+                   {},
+                   [&p, n] { return p.slot(p.d.current_pattern, p.d.current_track).quantize == n; },
                    [&p, n] { choose_quantize(p, p.d.current_pattern, p.d.current_track, n); }});
 }
 
 void add_recording_commands(command_table& table, program& p, recorder& rec) {
-    table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {},
-               [&p, &rec] { run_internal_recording(p, rec); }});
+    table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {}, [&p, &rec] {
+                   run_internal_recording(p, rec);
+               }});
 }
 
 std::vector<field_command> processing_field_commands(program& p) {
@@ -106,7 +115,8 @@ std::vector<field_command> processing_field_commands(program& p) {
         // The Qua value chosen for the track shown; without a value, the track's own again.
         {"Quantize", std::move(quantize),
          [&p, value] {
-             return quantize_popup_id(*value >= 0 ? *value : p.slot(p.d.current_pattern, p.d.current_track).quantize);
+             return quantize_popup_id(
+                 *value >= 0 ? *value : p.slot(p.d.current_pattern, p.d.current_track).quantize);
          }},
         {"Dequantize", {}, [] { return quantize_popup_id(0); }},
         {"Freeze Quantize", {}, [] { return cmd::freeze_quantize; }},

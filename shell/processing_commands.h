@@ -23,6 +23,8 @@ void add_recording_commands(command_table& table, program& p, recorder& rec);
 std::vector<field_command> processing_field_commands(program& p);
 
 // The Qua pop-up's command for grid value n (0 "NO").
-constexpr int quantize_popup_id(int n) { return cmd::quantize_popup_first + n; }
+constexpr int quantize_popup_id(int n) {
+    return cmd::quantize_popup_first + n;
+}
 
 }  // namespace kestrune
