@@ -58,7 +58,7 @@ void write_take(program& p, const std::vector<midi_event>& events) {
     d.record_block = d.record_first_block;
     for (const midi_event& e : events) {
         s.at(c) = e;
-        c += 6;
+        c += sizeof(midi_event);
         if (s.status(c) == st::forward_link) {
             d.record_block = s.link(c);
             c = event_store::first_slot(d.record_block);

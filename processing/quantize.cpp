@@ -187,7 +187,7 @@ void quantize_track(program& p, ref32 first, int n) {
     p.screen.arrow_cursor();
 }
 
-void seat_track(program& p, int pattern, int track, bool silence_first) {
+void give_track_back(program& p, int pattern, int track, bool silence_first) {
     dll_data& d = p.d;
     track_slot& sl = p.slot(pattern, track);
     const bool parallel = pattern == parallel_pattern;
@@ -222,7 +222,7 @@ bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off))) clear_shift_note_off_part(s.at(off));
     }
-    seat_track(p, pattern, track, false);
+    give_track_back(p, pattern, track, false);
     p.screen.arrow_cursor();
     sl.quantize = 0;
     if (p.d.main_screen) call(p.hooks.track_list_changed);
@@ -236,7 +236,7 @@ bool choose_quantize(program& p, int pattern, int track, int n) {
     if (sl.in_use) {
         shared_store(sl.in_use, 0);
         quantize_track(p, sl.first, n);
-        seat_track(p, pattern, track, true);
+        give_track_back(p, pattern, track, true);
     }
     call(p.hooks.track_list_changed);
     return true;

@@ -78,6 +78,6 @@ void set_smart_quantize(program& p, bool smart);
 
 // A track's chain given back to the engine after a rewrite: play pointer seated with `stopped`
 // held, for the pattern on screen or the parallel pattern.
-void seat_track(program& p, int pattern, int track, bool silence_first);
+void give_track_back(program& p, int pattern, int track, bool silence_first);
 
 }  // namespace kestrune

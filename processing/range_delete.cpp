@@ -47,7 +47,7 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     s.free_chain(sl.first);
     sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
     sl.first = sl.play = first;
-    seat_track(p, pattern, track, false);
+    give_track_back(p, pattern, track, false);
     return true;
 }
 
