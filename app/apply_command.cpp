@@ -12,9 +12,9 @@
 #include "files/song_file.h"
 #include "processing/undo.h"
 #include "shell/command_ids.h"
+#include "shell/entry_parsers.h"
 #include "shell/processing_commands.h"
 #include "song/patterns.h"
-#include "song/position.h"
 #include "song/song_start.h"
 
 namespace kestrune {
@@ -141,40 +141,10 @@ std::string read_options(const std::vector<std::string>& a, apply_options& o) {
 
 }  // namespace
 
-std::int32_t parse_position(const program& p, const std::string& text) {
-    if (text.find('.') == std::string::npos) {
-        const auto n = number_in(text, 0, last_position);
-        return n ? *n : -1;
-    }
-    int f[4] = {1, 1, 1, 1};
-    std::size_t at = 0;
-    for (int i = 0; i < 4; ++i) {
-        const std::size_t dot = text.find('.', at);
-        const std::string part =
-            text.substr(at, dot == std::string::npos ? std::string::npos : dot - at);
-        const auto n = number_in(part, i == 0 ? -999 : 1, 9999);
-        if (!n) return -1;
-        f[i] = *n;
-        if (dot == std::string::npos) break;
-        at = dot + 1;
-        if (i == 3) return -1;
-    }
-    // The first position whose bar, beat, unit and tick are not below the ones asked for.
-    const auto before = [&](std::int32_t pos) {
-        const position_fields s = position_split(p, pos);
-        const int got[4] = {s.bar, s.beat, s.unit, s.tick};
-        return std::lexicographical_compare(got, got + 4, f, f + 4);
-    };
-    std::int32_t lo = 0, hi = last_position;
-    if (before(hi)) return -1;
-    while (lo < hi) {
-        const std::int32_t mid = lo + (hi - lo) / 2;
-        if (before(mid))
-            lo = mid + 1;
-        else
-            hi = mid;
-    }
-    return lo;
+std::int32_t locator_position(const program& p, const std::string& text) {
+    const bool ticks = text.find_first_of(",. /") == std::string::npos;
+    const auto v = ticks ? parse_integer(text) : parse_position(p, text);
+    return v && *v >= 0 && *v <= last_position ? *v : -1;
 }
 
 int apply_command(const std::vector<std::string>& args, apply_loader load) {
@@ -209,7 +179,7 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
     if (result == exit_ok && o.pattern >= 0) select_pattern(prog, o.pattern);
     if (result == exit_ok && o.track >= 0) select_track(prog, o.track);
     if (result == exit_ok && !o.left.empty()) {
-        const std::int32_t l = parse_position(prog, o.left), r = parse_position(prog, o.right);
+        const std::int32_t l = locator_position(prog, o.left), r = locator_position(prog, o.right);
         if (l < 0 || r < 0) {
             prog.shut_down();
             return usage("--locators take positions as ticks or bar.beat.unit.tick");

@@ -1,12 +1,12 @@
 #include "shell/processing_commands.h"
 
-#include <charconv>
 #include <memory>
 #include <string>
 
 #include "processing/processing.h"
 #include "processing/quantize.h"
 #include "processing/undo.h"
+#include "shell/entry_parsers.h"
 #include "shell/processing_dialogs.h"
 
 namespace kestrune {
@@ -61,10 +61,9 @@ std::vector<command_field> settings_fields(program& p) {
 }  // namespace
 
 bool parse_field_number(std::string_view text, int low, int high, int& out) {
-    int v = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
-    if (ec != std::errc() || end != text.data() + text.size() || v < low || v > high) return false;
-    out = v;
+    const auto v = parse_integer(text);
+    if (!v || *v < low || *v > high) return false;
+    out = *v;
     return true;
 }
 
