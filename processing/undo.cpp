@@ -79,10 +79,7 @@ void undo_apply(program& p) {
         }
     }
     // The track list shows the swapped track with its mark.
-    if (d.main_screen) {
-        call(p.hooks.track_list_changed);
-        p.screen.repaint(-1);
-    }
+    if (d.main_screen) call(p.hooks.track_list_changed);
 }
 
 void undo_command(program& p, undo_context where) {

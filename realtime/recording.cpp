@@ -19,7 +19,6 @@ constexpr int close_note_blocks = 4;    // free blocks needed to end the notes l
 constexpr std::int32_t early_window = 24;
 constexpr std::int32_t max_count_in = 3072;
 constexpr std::uint8_t release_velocity = 64;
-constexpr int region_track_list = 2;
 
 int silence_group(int pattern) {
     return pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0;
@@ -162,7 +161,6 @@ void recorder::record_start(record_mode mode) {
         if (p_.hooks.undo_save) p_.hooks.undo_save(d_.record_pattern, track);
         delete_track_chain(p_, d_.record_pattern, track);
         p_.screen.arrow_cursor();
-        p_.screen.repaint(region_track_list);
     }
     run_take(start, mode, false);
 }
@@ -439,7 +437,6 @@ void recorder::store_take(int pattern, int track) {
             put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
         else
             std::copy(std::begin(name), std::end(name), t.name);
-        p_.screen.repaint(region_track_list);
         call(p_.hooks.track_list_changed);
         if (d_.sysex_chunks > 0)
             p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks",
