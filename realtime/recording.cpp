@@ -115,9 +115,7 @@ void recorder::record_start(record_mode mode) {
                               msg_buttons::yes_no, msg_answer::yes) == msg_answer::no) {
             internal_record_off();
         } else {
-            d_.midi_thru = 0;
-            tr_.reset_on_stop = false;
-            d_.midi_click = 0;
+            internal_switches_off();
         }
         call(p_.hooks.buttons_changed);
     }
@@ -212,9 +210,7 @@ void recorder::instant_start(bool shift) {
     if (d_.internal_record) {
         // Internal recording's saved state is dropped without a question.
         saved_valid_ = false;
-        d_.midi_thru = 0;
-        tr_.reset_on_stop = false;
-        d_.midi_click = 0;
+        internal_switches_off();
     }
     d_.record_pattern = d_.current_pattern;
     if (d_.cycle_on) prepare_cycle();
@@ -498,12 +494,16 @@ void recorder::set_internal_recording(const internal_recording_fields& f) {
         saved_thru_ = d_.midi_thru;
         saved_reset_on_stop_ = tr_.reset_on_stop;
         saved_click_ = d_.midi_click;
-        d_.midi_thru = 0;
-        tr_.reset_on_stop = false;
-        d_.midi_click = 0;
+        internal_switches_off();
     }
     d_.internal_record = static_cast<std::uint8_t>(std::clamp(f.port, 0, 3) + 1);
     call(p_.hooks.buttons_changed);
+}
+
+void recorder::internal_switches_off() {
+    d_.midi_thru = 0;
+    tr_.reset_on_stop = false;
+    d_.midi_click = 0;
 }
 
 void recorder::internal_record_off() {

@@ -74,6 +74,8 @@ class recorder {
     void arm_record_area();
     void run_take(std::int32_t start, record_mode mode, bool punch);
     void punch_off();
+    // What internal recording keeps off: MIDI thru, Reset On Stop and the click.
+    void internal_switches_off();
     void restore_punch_mute(int pattern);
     void count_pass_blocks(int slot);
     void close_open_notes(track_slot& dest, std::int32_t end);
