@@ -52,7 +52,7 @@ std::vector<midi_event> played_notes(int events) {
 
 // Writes the events into the record area as the engine's input path does during a take.
 void write_take(program& p, const std::vector<midi_event>& events) {
-    const event_store s = p.store();
+    event_store s = p.store();
     dll_data& d = p.d;
     ref32 c = d.record_write;
     d.record_block = d.record_first_block;

@@ -108,7 +108,7 @@ quantize_pass::quantize_pass(program& p, int n)
       offset_(song_offset(p)) {}
 
 void quantize_pass::quantize_note(ref32 e) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     midi_event& on = s.at(e);
     const std::int32_t pos = on.position();
 
@@ -157,7 +157,7 @@ void quantize_pass::quantize_note(ref32 e) {
 }
 
 void dequantize_note(program& p, ref32 note_on) {
-    const event_store s = p.store();
+    event_store s = p.store();
     midi_event& on = s.at(note_on);
     const ref32 off = s.find_note_off(note_on);
     const bool has_off = is_event_status(s.status(off));
@@ -175,7 +175,7 @@ void dequantize_note(program& p, ref32 note_on) {
 void quantize_track(program& p, ref32 first, int n) {
     if (first == null_ref) return;
     p.screen.wait_cursor();
-    const event_store s = p.store();
+    event_store s = p.store();
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
         if (s.at(e).is_note_on()) dequantize_note(p, e);
     if (n > 0) {
@@ -215,7 +215,7 @@ bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
     shared_store(sl.in_use, 0);
     p.silence_track(pattern == parallel_pattern ? 1 : 0, track);
     p.screen.wait_cursor();
-    const event_store s = p.store();
+    event_store s = p.store();
     for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) {
         if (!s.at(e).is_note_on()) continue;
         clear_shift_note_on_part(s.at(e));

@@ -13,7 +13,7 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     track_slot& sl = p.slot(pattern, track);
     if (!sl.in_use || sl.first == null_ref) return true;
     if (p.d.free_blocks < sl.blocks + spare_blocks) return false;
-    const event_store s = p.store();
+    event_store s = p.store();
 
     // Notes that sound into the range end just before it.
     for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from;

@@ -30,7 +30,7 @@ void undo_save(program& p, int pattern, int track) {
     u.slot.first = u.slot.play = null_ref;
     u.slot.blocks = 0;
     if (live.in_use && live.first != null_ref) {
-        const event_store s = p.store();
+        event_store s = p.store();
         chain_builder b(s);
         for (ref32 r = live.first;
              is_event_status(s.status(r)) || is_continuation_status(s.status(r));

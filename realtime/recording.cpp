@@ -81,7 +81,7 @@ void recorder::arm_record_area() {
 }
 
 std::int32_t recorder::bar_before_step() const {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     const std::int32_t at = p_.step_start(std::clamp<int>(d_.current_step, 0, song_steps - 1)) - 1;
     const midi_event& sig = s.at(signature_at(s, d_.active_signature.first, at));
     const int num = sig.data1() > 0 ? sig.data1() : 4, den = sig.data2() > 0 ? sig.data2() : 4;
@@ -265,7 +265,7 @@ void recorder::count_pass_blocks(int i) {
 }
 
 void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     for (ref32 e = dest.first; is_event_status(s.status(e)); e = s.next_event(e)) {
         if (d_.free_blocks < close_note_blocks) return;
         const midi_event on = s.at(e);
@@ -281,7 +281,7 @@ void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
 }
 
 void recorder::move_early_events(ref32 first, std::int32_t start) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     for (ref32 e = first; is_event_status(s.status(e)) && s.position(e) < start;
          e = s.next_event(e)) {
         midi_event& ev = s.at(e);
@@ -297,7 +297,7 @@ void recorder::move_early_events(ref32 first, std::int32_t start) {
 }
 
 bool recorder::merge_passes(int pattern, int track) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     track_slot& t = p_.slot(pattern, track);
     int sum = 0;
     for (int i = 0; i < pass_slots; ++i) {
@@ -354,7 +354,7 @@ void recorder::store_take(int pattern, int track) {
     // never reached has no mute to give back.
     if (!d_.recording) return;
     p_.screen.wait_cursor();
-    const event_store s = p_.store();
+    event_store s = p_.store();
     const std::int32_t pos = d_.position;
     std::int32_t start = song_start, end = last_position;
     if (d_.punched_in) {
