@@ -21,6 +21,12 @@ undo_context undo_place(const program& p) {
     return p.app.mixer_port >= 0 ? undo_context::mixer : undo_context::editor;
 }
 
+// The pop-up's value goes to the track it was opened on.
+int popup_track(const program& p) {
+    const int t = p.app.quantize_popup_track;
+    return t >= 0 && t < tracks_per_pattern ? t : p.d.current_track;
+}
+
 std::string popup_text(int n) {
     return n == 0 ? "NO" : std::to_string(n);
 }
@@ -87,8 +93,11 @@ void add_processing_commands(command_table& table, program& p) {
                    popup_text(n),
                    "",
                    {},
-                   [&p, n] { return p.slot(p.d.current_pattern, p.d.current_track).quantize == n; },
-                   [&p, n] { choose_quantize(p, p.d.current_pattern, p.d.current_track, n); }});
+                   [&p, n] { return p.slot(p.d.current_pattern, popup_track(p)).quantize == n; },
+                   [&p, n] {
+                       choose_quantize(p, p.d.current_pattern, popup_track(p), n);
+                       p.app.quantize_popup_track = -1;
+                   }});
 }
 
 void add_recording_commands(command_table& table, program& p, recorder& rec) {
