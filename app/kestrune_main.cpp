@@ -3,13 +3,18 @@
 // window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
 #include <QApplication>
 #include <QImage>
+#include <QSocketNotifier>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "app/console_ui.h"
+#include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
+#ifdef KESTRUNE_DIALOGS
+#include "platform/dialog_host.h"
+#endif
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/main_screen.h"
@@ -74,11 +79,18 @@ int main(int argc, char** argv) {
     {
         main_window w(s);
         window_ui.set_parent(&w);
+        window_ui.set_field_parent(w.view_widget());
         window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
+#ifdef KESTRUNE_DIALOGS
+        window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
+        s.setup_dialogs = !screenshot;
+#endif
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
         w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
         const user_settings& u = s.settings;
-        if (first_start || screenshot || u.window_width <= 0 || u.window_height <= 0)
+        if (first_start || screenshot)
+            w.default_place(false);
+        else if (u.window_width <= 0 || u.window_height <= 0)
             w.default_place();
         else
             w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
@@ -96,6 +108,13 @@ int main(int argc, char** argv) {
                 rc = 1;
             }
         } else {
+            // Ctrl+C, kill or a closed terminal: every sounding note ends and the program shuts
+            // down in order, without a question no one is there to answer.
+            quit_signals stop_signals;
+            QSocketNotifier notice(stop_signals.fd(), QSocketNotifier::Read);
+            QObject::connect(&notice, &QSocketNotifier::activated, &w, [&] {
+                if (stop_signals.received()) w.close_without_question();
+            });
             w.show();
             w.start_timer();
             rc = QApplication::exec();

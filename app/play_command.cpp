@@ -1,14 +1,12 @@
 #include "app/play_command.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 #include "app/console_ui.h"
+#include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
 #include "realtime/transport.h"
@@ -21,9 +19,9 @@ namespace kestrune {
 
 namespace {
 
-std::atomic<bool> interrupted{false};
-
-void on_interrupt(int) { interrupted = true; }
+constexpr const char* no_midi_system =
+    "No ALSA sequencer and no JACK server were found.\n"
+    "Load the ALSA sequencer (snd-seq) or start a JACK server.";
 
 std::string upper(std::string s) {
     for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -38,6 +36,12 @@ int find_device(const std::vector<std::string>& names, const std::string& wanted
     for (std::size_t i = 0; i < names.size(); ++i)
         if (upper(names[i]).find(w) != std::string::npos) return static_cast<int>(i);
     return -1;
+}
+
+bool lost_device(const program& p) {
+    for (int port = 0; port < output_ports; ++port)
+        if (p.d.midi_out_handle[port] && p.eng.output_lost(port)) return true;
+    return false;
 }
 
 int usage(const char* why) {
@@ -110,15 +114,22 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
         }
     }
 
+    if (!list && file.empty()) return usage("play needs a FILE");
     system_backend backend;
+    console_ui screen;
+    // Listing joins a JACK server that has started since.
+    const auto outputs = backend.output_devices();
+    const auto inputs = backend.input_devices();
+    if (!backend.present()) {
+        screen.message(no_midi_system, msg_icon::stop, msg_buttons::ok, msg_answer::ok, program_title);
+        return 1;
+    }
     if (list) {
-        for (const auto& n : backend.output_devices()) std::printf("output %s\n", n.c_str());
-        for (const auto& n : backend.input_devices()) std::printf("input %s\n", n.c_str());
+        for (const auto& n : outputs) std::printf("output %s\n", n.c_str());
+        for (const auto& n : inputs) std::printf("input %s\n", n.c_str());
         return 0;
     }
-    if (file.empty()) return usage("play needs a FILE");
 
-    console_ui screen;
     system_clock clk;
     engine eng;
     eng.attach(clk, &backend);
@@ -126,7 +137,6 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
     program prog(eng, screen, clk);
     prog.write_defaults();
     prog.d.memory_units = max_memory_units;
-    const auto outputs = backend.output_devices();
     if (ports.empty() && !outputs.empty()) ports.emplace_back(0, outputs[0]);
     for (const auto& [port, name] : ports) {
         const int device = find_device(outputs, name);
@@ -147,6 +157,8 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
         for (int p = 0; p < 4; ++p)
             if (prog.d.midi_out_handle[p])
                 std::printf("port %c %s\n", 'A' + p, outputs[static_cast<std::size_t>(prog.d.midi_out_device[p] - 1)].c_str());
+        // Ctrl+C, kill and a closed terminal all end the notes on the way out.
+        quit_signals signals;
         transport tr(prog);
         const std::int32_t from = from_bar > 0 ? bar_position(prog, from_bar) : song_start;
         const std::int32_t end = std::max(song_end(prog), from + 1);
@@ -160,12 +172,15 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
             prog.d.position = from;
             tr.pause();
         }
-        std::signal(SIGINT, on_interrupt);
-        std::signal(SIGTERM, on_interrupt);
         std::string shown;
-        while (!interrupted) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        while (signals.wait(25) == 0) {
             handle_engine_messages(prog);
+            if (lost_device(prog)) {
+                // The message is posted before the port counts as lost.
+                handle_engine_messages(prog);
+                status = 1;
+                break;
+            }
             tr.tick(false);
             const std::string bar = position_text(prog, prog.d.position).substr(0, 7);
             if (bar != shown) {
@@ -178,8 +193,6 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
         }
         // Stop ends every sounding note with its note-off.
         tr.stop();
-        std::signal(SIGINT, SIG_DFL);
-        std::signal(SIGTERM, SIG_DFL);
     }
     std::fflush(stdout);
     prog.shut_down();

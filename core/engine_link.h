@@ -21,6 +21,12 @@ struct pool_layout {
     ref32 static_end = null_ref;  // end record handed out by block_skip; never on the free list
 };
 
+// Posted once when a device goes away under a port: wparam the port (0 to 3, or
+// device_lost_input), lparam a device_loss.
+inline constexpr int msg_device_lost = 0x405;
+inline constexpr int device_lost_input = -1;
+enum device_loss : int { device_went_away = 1, midi_system_stopped = 2 };
+
 class engine_link {
 public:
     virtual ~engine_link() = default;
@@ -50,6 +56,11 @@ public:
     virtual std::vector<std::string> input_device_names() const { return {}; }
     virtual bool open_output_port(int /*port*/) { return false; }
     virtual bool open_input_port() { return false; }
+    // A port (0 to 3) or the input whose device went away since it was opened; the engine keeps
+    // running and connects it again when the device is back. Lost from the moment msg_device_lost
+    // is posted.
+    virtual bool output_lost(int /*port*/) const { return false; }
+    virtual bool input_lost() const { return false; }
     // The timer period takes effect at once.
     virtual void set_timer_resolution(int /*ms*/) {}
 };

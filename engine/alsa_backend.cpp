@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 namespace kestrune {
 
@@ -61,6 +60,19 @@ bool open_by_name(Midi& m, const std::string& full, const char* as) {
     return false;
 }
 
+bool listed(const std::vector<std::string>& full_names, const std::string& full) {
+    return std::find(full_names.begin(), full_names.end(), full) != full_names.end();
+}
+
+// A device plugged in again may come back under other client and port numbers.
+std::string same_device(const std::vector<std::string>& full_names, const std::string& full) {
+    if (listed(full_names, full)) return full;
+    const std::string name = alsa_display_name(full);
+    for (const auto& f : full_names)
+        if (alsa_display_name(f) == name) return f;
+    return "";
+}
+
 template <class Midi>
 std::unique_ptr<Midi> make_client() {
     try {
@@ -101,59 +113,80 @@ alsa_backend::~alsa_backend() {
 }
 
 std::vector<std::string> alsa_backend::output_devices() {
+    std::lock_guard hold(control_);
     outputs_ = list_ports(lister_out_.get());
     return shown(outputs_);
 }
 
 std::vector<std::string> alsa_backend::input_devices() {
+    std::lock_guard hold(control_);
     inputs_ = list_ports(lister_in_.get());
     return shown(inputs_);
+}
+
+bool alsa_backend::connect_output(int port, const std::string& full) {
+    auto out = make_client<RtMidiOut>();
+    if (!out || !open_by_name(*out, full, port_names[port])) return false;
+    out_[port] = std::move(out);
+    gate_[port].open();
+    return true;
+}
+
+void alsa_backend::drop_output(int port) {
+    // Every send drains to the sequencer at once, so nothing is left queued here: once the sends
+    // that began before are over, the port can go.
+    gate_[port].close();
+    if (!out_[port]) return;
+    out_[port]->closePort();
+    out_[port].reset();
 }
 
 bool alsa_backend::open_output(int port, int device) {
     if (port < 0 || port >= output_ports) return false;
     close_output(port);
+    std::lock_guard hold(control_);
     if (!available_ || device < 0 || device >= static_cast<int>(outputs_.size())) return false;
-    auto out = make_client<RtMidiOut>();
-    if (!out || !open_by_name(*out, outputs_[static_cast<std::size_t>(device)], port_names[port]))
-        return false;
-    out_[port] = std::move(out);
-    open_[port].store(true);
+    const std::string& full = outputs_[static_cast<std::size_t>(device)];
+    if (!connect_output(port, full)) return false;
+    chosen_[port] = full;
+    state_[port].store(device_state::connected);
     return true;
 }
 
 void alsa_backend::close_output(int port) {
-    if (port < 0 || port >= output_ports || !out_[port]) return;
-    // Every send drains to the sequencer at once, so nothing is left queued here: once a send
-    // that began before is over, the port can go.
-    open_[port].store(false);
-    while (sending_[port].load()) std::this_thread::yield();
-    out_[port]->closePort();
-    out_[port].reset();
+    if (port < 0 || port >= output_ports) return;
+    std::lock_guard hold(control_);
+    drop_output(port);
+    chosen_[port].clear();
+    state_[port].store(device_state::closed);
 }
 
 bool alsa_backend::output_open(int port) const {
-    return port >= 0 && port < output_ports && open_[port].load(std::memory_order_acquire);
+    return port >= 0 && port < output_ports && gate_[port].is_open();
 }
+
+device_state alsa_backend::output_state(int port) const {
+    return port >= 0 && port < output_ports ? state_[port].load() : device_state::closed;
+}
+
+device_state alsa_backend::input_state() const { return input_state_.load(); }
 
 void alsa_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t) {
-    if (port < 0 || port >= output_ports || n == 0) return;
-    // Paired with close_output: either it sees this send running or this send sees the port shut.
-    sending_[port].store(true);
-    if (open_[port].load()) out_[port]->sendMessage(bytes, n);
-    sending_[port].store(false, std::memory_order_release);
+    if (port < 0 || port >= output_ports || n == 0 || !gate_[port].enter()) return;
+    // RtMidi's encoder is one per port: thru and the engine thread take turns for one write.
+    write_[port].lock();
+    out_[port]->sendMessage(bytes, n);
+    write_[port].unlock();
+    gate_[port].leave();
 }
 
-bool alsa_backend::open_input(int device, midi_input_sink* sink) {
-    close_input();
-    if (!available_ || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
-        return false;
+bool alsa_backend::connect_input(const std::string& full, midi_input_sink* sink) {
     auto in = make_client<RtMidiIn>();
     if (!in) return false;
     in->ignoreTypes(false, false, false);
     sink_.store(sink, std::memory_order_release);
     in->setCallback(on_input, this);
-    if (!open_by_name(*in, inputs_[static_cast<std::size_t>(device)], "In")) {
+    if (!open_by_name(*in, full, "In")) {
         sink_.store(nullptr);
         return false;
     }
@@ -161,11 +194,64 @@ bool alsa_backend::open_input(int device, midi_input_sink* sink) {
     return true;
 }
 
-void alsa_backend::close_input() {
-    if (!in_) return;
-    in_->closePort();  // returns once RtMidi's input thread has stopped
-    in_.reset();
+void alsa_backend::drop_input() {
+    if (in_) {
+        in_->closePort();  // returns once RtMidi's input thread has stopped
+        in_.reset();
+    }
     sink_.store(nullptr);
+}
+
+bool alsa_backend::open_input(int device, midi_input_sink* sink) {
+    close_input();
+    std::lock_guard hold(control_);
+    if (!available_ || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
+        return false;
+    const std::string& full = inputs_[static_cast<std::size_t>(device)];
+    if (!connect_input(full, sink)) return false;
+    input_chosen_ = full;
+    input_sink_ = sink;
+    input_state_.store(device_state::connected);
+    return true;
+}
+
+void alsa_backend::close_input() {
+    std::lock_guard hold(control_);
+    drop_input();
+    input_chosen_.clear();
+    input_sink_ = nullptr;
+    input_state_.store(device_state::closed);
+}
+
+void alsa_backend::watch_devices() {
+    std::lock_guard hold(control_);
+    if (!available_) return;
+    const std::vector<std::string> outs = list_ports(lister_out_.get());
+    const std::vector<std::string> ins = list_ports(lister_in_.get());
+    for (int p = 0; p < output_ports; ++p) {
+        const device_state s = state_[p].load();
+        if (s == device_state::connected && !listed(outs, chosen_[p])) {
+            drop_output(p);
+            state_[p].store(device_state::gone);
+        } else if (s == device_state::gone) {
+            const std::string back = same_device(outs, chosen_[p]);
+            if (!back.empty() && connect_output(p, back)) {
+                chosen_[p] = back;
+                state_[p].store(device_state::connected);
+            }
+        }
+    }
+    const device_state s = input_state_.load();
+    if (s == device_state::connected && !listed(ins, input_chosen_)) {
+        drop_input();
+        input_state_.store(device_state::gone);
+    } else if (s == device_state::gone) {
+        const std::string back = same_device(ins, input_chosen_);
+        if (!back.empty() && connect_input(back, input_sink_)) {
+            input_chosen_ = back;
+            input_state_.store(device_state::connected);
+        }
+    }
 }
 
 void alsa_backend::on_input(double, std::vector<unsigned char>* message, void* self) {

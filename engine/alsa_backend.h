@@ -1,9 +1,10 @@
 // The ALSA sequencer through RtMidi. The engine thread calls send at each message's due time, and
-// the message goes out at once.
+// the message goes out at once; MIDI thru sends from the input's thread between them.
 #pragma once
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ public:
     alsa_backend& operator=(const alsa_backend&) = delete;
 
     bool available() const { return available_; }
+    bool present() const override { return available_; }
 
     // Other clients' writable ports; the program's own ports (client "Kestrune") are left out.
     std::vector<std::string> output_devices() override;
@@ -38,22 +40,40 @@ public:
     // and active sensing are all passed on, the engine filters.
     bool open_input(int device, midi_input_sink* sink) override;
     void close_input() override;
+    // From both threads: one write at a time goes to the sequencer.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+
+    // A device whose sequencer port is no longer listed is lost; it is opened again when a port
+    // of the same name (client and port numbers aside) appears.
+    void watch_devices() override;
+    device_state output_state(int port) const override;
+    device_state input_state() const override;
 
 private:
     static void on_input(double stamp, std::vector<unsigned char>* message, void* self);
+    bool connect_output(int port, const std::string& full);
+    void drop_output(int port);
+    bool connect_input(const std::string& full, midi_input_sink* sink);
+    void drop_input();
 
     bool available_ = false;
+    std::mutex control_;  // everything but send and the input callback
     std::unique_ptr<RtMidiOut> lister_out_;
     std::unique_ptr<RtMidiIn> lister_in_;
     std::unique_ptr<RtMidiOut> out_[output_ports];
     std::unique_ptr<RtMidiIn> in_;
-    std::atomic<bool> open_[output_ports] = {};
-    std::atomic<bool> sending_[output_ports] = {};
+    port_gate gate_[output_ports];
+    write_lock write_[output_ports];
     std::atomic<midi_input_sink*> sink_{nullptr};
     // Full RtMidi names as last listed; device numbers index these.
     std::vector<std::string> outputs_;
     std::vector<std::string> inputs_;
+    // The device each port and the input were opened on, full name, and what became of it.
+    std::string chosen_[output_ports];
+    std::atomic<device_state> state_[output_ports] = {};
+    std::string input_chosen_;
+    midi_input_sink* input_sink_ = nullptr;
+    std::atomic<device_state> input_state_{device_state::closed};
 };
 
 }  // namespace kestrune

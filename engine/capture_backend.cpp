@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
 #include "engine/midi_backend.h"
 
@@ -9,6 +10,7 @@ capture_backend::capture_backend(std::size_t capacity) : log_(capacity) {}
 
 bool capture_backend::open_output(int port, int device) {
     if (port < 0 || port >= 4) return false;
+    lost_[port] = device_state::closed;
     if (device < 0 || device >= static_cast<int>(outputs.size()) ||
         std::find(refuse_devices.begin(), refuse_devices.end(), device) != refuse_devices.end()) {
         open_[port] = false;
@@ -28,7 +30,18 @@ bool capture_backend::open_input(int device, midi_input_sink* sink) {
     return true;
 }
 
+device_state capture_backend::output_state(int port) const {
+    if (port < 0 || port >= 4 || !open_[port]) return device_state::closed;
+    const device_state s = lost_[port];
+    return s == device_state::closed ? device_state::connected : s;
+}
+
+void capture_backend::set_output_state(int port, device_state s) {
+    if (port >= 0 && port < 4) lost_[port] = s == device_state::connected ? device_state::closed : s;
+}
+
 void capture_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
+    std::lock_guard hold(log_lock_);
     if (count_ >= log_.size()) {
         ++dropped_;
         return;

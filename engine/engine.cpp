@@ -1,6 +1,7 @@
 #include "engine/engine.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -89,8 +90,12 @@ void engine::enumerate_devices() {
 bool engine::open_output_port(int port) {
     dll_data& d = data_;
     if (port < 0 || port > 3) return false;
+    std::lock_guard hold(devices_);
     if (backend_) backend_->close_output(port);
     d.midi_out_handle[port] = 0;
+    seen_[port] = device_state::closed;
+    news_[port].store(device_back);  // whatever was lost before is not any more
+    any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_out_device[port];
     if (choice <= 0) return true;
     const int device = choice - (d.midi_out_has_mapper ? 2 : 1);
@@ -99,13 +104,18 @@ bool engine::open_output_port(int port) {
         return false;
     }
     d.midi_out_handle[port] = static_cast<handle32>(port + 1);
+    seen_[port] = device_state::connected;
     return true;
 }
 
 bool engine::open_input_port() {
     dll_data& d = data_;
+    std::lock_guard hold(devices_);
     if (backend_) backend_->close_input();
     d.midi_in_handle = 0;
+    seen_[input_slot] = device_state::closed;
+    news_[input_slot].store(device_back);
+    any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_in_device;
     if (choice <= 0) return true;
     const int device = choice - (d.midi_in_has_mapper ? 2 : 1);
@@ -114,8 +124,48 @@ bool engine::open_input_port() {
         return false;
     }
     d.midi_in_handle = 1;
+    seen_[input_slot] = device_state::connected;
     return true;
 }
+
+void engine::watch_devices() {
+    std::lock_guard hold(devices_);
+    if (!backend_ || !arena_.valid()) return;
+    backend_->watch_devices();
+    for (int slot = 0; slot < watch_slots; ++slot) {
+        const bool open = slot == input_slot ? data_.midi_in_handle != 0 : data_.midi_out_handle[slot] != 0;
+        if (!open) continue;
+        const device_state now = slot == input_slot ? backend_->input_state() : backend_->output_state(slot);
+        std::uint8_t news = 0;
+        if (!lost(seen_[slot]) && lost(now))
+            news = now == device_state::system_gone ? midi_system_stopped : device_went_away;
+        else if (lost(seen_[slot]) && now == device_state::connected)
+            news = device_back;
+        seen_[slot] = now;
+        if (news == 0) continue;
+        news_[slot].store(news);
+        any_news_.store(true, std::memory_order_release);
+    }
+}
+
+void engine::report_devices() {
+    if (!any_news_.load(std::memory_order_relaxed) || !any_news_.exchange(false)) return;
+    for (int slot = 0; slot < watch_slots; ++slot) {
+        const std::uint8_t news = news_[slot].exchange(0);
+        if (news == device_back) {
+            lost_.fetch_and(~(1u << slot));
+        } else if (news != 0) {
+            player_->post(msg_device_lost, slot == input_slot ? device_lost_input : slot, news);
+            lost_.fetch_or(1u << slot, std::memory_order_release);
+        }
+    }
+}
+
+bool engine::output_lost(int port) const {
+    return port >= 0 && port < output_ports && (lost_.load(std::memory_order_acquire) >> port & 1);
+}
+
+bool engine::input_lost() const { return lost_.load(std::memory_order_acquire) >> input_slot & 1; }
 
 std::uint32_t engine::blocks_for_units(int units) {
     units = std::clamp(units, 1, static_cast<int>(max_memory_units));
@@ -243,6 +293,7 @@ void engine::wait_idle() {
 
 void engine::step(std::int64_t now_us) {
     busy_.store(true, std::memory_order_release);
+    report_devices();
     if (now_us >= next_tick_us_) {
         const std::int64_t period = std::int64_t{std::clamp(shared_load(data_.timer_resolution), 1, 20)} * 1000;
         next_tick_us_ += period;
@@ -278,13 +329,30 @@ void engine::start_thread() {
     if (thread_.joinable()) return;
     quit_ = false;
     thread_ = std::thread([this] { thread_main(); });
+    watch_ = std::thread([this] { watch_main(); });
 }
 
 void engine::stop_thread() {
     if (!thread_.joinable()) return;
-    quit_ = true;
+    {
+        std::lock_guard hold(watch_wait_);
+        quit_ = true;
+    }
+    watch_wake_.notify_all();
+    watch_.join();
     sem_post(static_cast<sem_t*>(wake_));
     thread_.join();
+}
+
+void engine::watch_main() {
+    // Four times a second: a lost device is reported well within a second.
+    constexpr auto period = std::chrono::milliseconds(250);
+    std::unique_lock hold(watch_wait_);
+    while (!watch_wake_.wait_for(hold, period, [this] { return quit_.load(); })) {
+        hold.unlock();
+        watch_devices();
+        hold.lock();
+    }
 }
 
 void engine::thread_main() {

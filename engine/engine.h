@@ -2,7 +2,9 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -57,6 +59,13 @@ public:
     const std::vector<std::string>& output_names() const { return output_names_; }
     const std::vector<std::string>& input_names() const { return input_names_; }
 
+    // Asks the backend what became of the open ports' devices; a loss or a return is reported on
+    // the engine thread's next turn. The engine's own watch does this a few times a second while
+    // its thread runs.
+    void watch_devices();
+    bool output_lost(int port) const override;
+    bool input_lost() const override;
+
     // Blocks a pool of `units` holds: 10,000 events a unit in whole blocks of 32.
     static std::uint32_t blocks_for_units(int units);
 
@@ -66,6 +75,8 @@ private:
     void stop_thread();
     void thread_main();
     void step(std::int64_t now_us);
+    void report_devices();
+    void watch_main();
 
     dll_data data_{};
     arena arena_;
@@ -82,6 +93,20 @@ private:
     std::int64_t next_tick_us_ = 0;
     std::int64_t virtual_now_ = 0;
     std::vector<std::string> output_names_, input_names_;
+
+    // Device watch: slots 0 to 3 are the ports, slot 4 the input.
+    static constexpr int watch_slots = output_ports + 1;
+    static constexpr int input_slot = output_ports;
+    std::mutex devices_;  // the backend's ports and the watch's view of them
+    device_state seen_[watch_slots] = {};  // as the watch saw them last
+    // From the watch to the engine thread: 0 nothing new, else a device_loss, or device_back.
+    static constexpr std::uint8_t device_back = 0xFF;
+    std::atomic<std::uint8_t> news_[watch_slots] = {};
+    std::atomic<bool> any_news_{false};  // so the engine thread looks at news_ only when there is some
+    std::atomic<std::uint32_t> lost_{0};  // bit per slot, set once the loss is posted
+    std::thread watch_;
+    std::mutex watch_wait_;
+    std::condition_variable watch_wake_;
     void* wake_ = nullptr;  // the engine thread's semaphore
     static void wake(void* self);
 };

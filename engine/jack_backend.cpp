@@ -106,35 +106,59 @@ bool jack_port_queue::empty() const {
     return head_.load(std::memory_order_acquire) == tail_.load(std::memory_order_acquire);
 }
 
+bool jack_port_queue::front(const jack_cycle& c, std::int64_t latency_frames,
+                            front_message* m) const {
+    const std::size_t t = tail_.load(std::memory_order_relaxed);
+    if (head_.load(std::memory_order_acquire) - t < header_bytes) return false;
+    std::uint8_t head[header_bytes];
+    copy_out(t, head, header_bytes);
+    header h;
+    std::memcpy(&h.due_us, head, 8);
+    std::memcpy(&h.size, head + 8, 4);
+    *m = {jack_frame_offset(c, h.due_us, latency_frames), h.size};
+    return true;
+}
+
+void jack_port_queue::pop(const front_message& m) {
+    tail_.store(tail_.load(std::memory_order_relaxed) + header_bytes + m.size,
+                std::memory_order_release);
+}
+
 void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames,
                             jack_event_writer& w) {
-    std::size_t t = tail_.load(std::memory_order_relaxed);
-    const std::size_t h = head_.load(std::memory_order_acquire);
+    jack_port_queue* self = this;
+    drain(&self, 1, c, latency_frames, w);
+}
+
+void jack_port_queue::drain(jack_port_queue* const* queues, std::size_t count,
+                            const jack_cycle& c, std::int64_t latency_frames,
+                            jack_event_writer& w) {
     std::int64_t last = 0;
-    while (h - t >= header_bytes) {
-        std::uint8_t head[header_bytes];
-        copy_out(t, head, header_bytes);
-        header m;
-        std::memcpy(&m.due_us, head, 8);
-        std::memcpy(&m.size, head + 8, 4);
-        std::int64_t offset = jack_frame_offset(c, m.due_us, latency_frames);
-        if (offset >= c.frames) break;  // for a later cycle, and so is everything behind it
-        const std::size_t next = t + header_bytes + m.size;
+    for (;;) {
+        // The earliest front of this cycle; what lies behind a later one waits with it.
+        jack_port_queue* q = nullptr;
+        front_message m{};
+        for (std::size_t i = 0; i < count; ++i) {
+            front_message f;
+            if (queues[i]->front(c, latency_frames, &f) && f.offset < c.frames &&
+                (!q || f.offset < m.offset)) {
+                q = queues[i];
+                m = f;
+            }
+        }
+        if (!q) break;
         if (m.size > w.max_size()) {
-            dropped_.fetch_add(1, std::memory_order_relaxed);
-            t = next;
-            tail_.store(t, std::memory_order_release);
+            q->dropped_.fetch_add(1, std::memory_order_relaxed);
+            q->pop(m);
             continue;
         }
-        const bool late = offset < 0;
-        offset = std::max(offset, last);
+        const std::int64_t offset = std::max(m.offset, last);
         std::uint8_t* dst = w.reserve(static_cast<std::uint32_t>(offset), m.size);
         if (!dst) break;  // the buffer is full: the rest goes out first thing next cycle
-        copy_out(t + header_bytes, dst, m.size);
-        if (late) late_.fetch_add(1, std::memory_order_relaxed);
+        q->copy_out(q->tail_.load(std::memory_order_relaxed) + header_bytes, dst, m.size);
+        if (m.offset < 0) q->late_.fetch_add(1, std::memory_order_relaxed);
         last = offset;
-        t = next;
-        tail_.store(t, std::memory_order_release);
+        q->pop(m);
     }
 }
 
@@ -142,6 +166,7 @@ void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames,
 
 jack_backend::jack_backend() {
     for (auto& q : queue_) q = std::make_unique<jack_port_queue>();
+    for (auto& q : input_queue_) q = std::make_unique<jack_port_queue>(1 << 14);
     join_server();
 }
 
@@ -189,8 +214,12 @@ void jack_backend::join_server() {
 
 void jack_backend::leave_server() {
     if (!client_) return;
-    if (alive_.load()) jack_deactivate(client_);
-    jack_client_close(client_);
+    // A client whose server died is left as it is: libjack crashes closing one once another
+    // server runs, and its own thread has ended with the server.
+    if (alive_.load()) {
+        jack_deactivate(client_);
+        jack_client_close(client_);
+    }
     client_ = nullptr;
     alive_.store(false);
     std::fill(std::begin(out_), std::end(out_), nullptr);
@@ -223,28 +252,74 @@ std::vector<std::string> jack_backend::other_ports(unsigned long flags) const {
     return names;
 }
 
-void jack_backend::refresh_server() {
-    if (client_ && !alive_.load()) {
-        // The server went away: everything that was connected is gone with it.
-        for (int p = 0; p < output_ports; ++p) {
-            open_[p].store(false);
-            while (sending_[p].load()) std::this_thread::yield();
-            connected_[p].clear();
-        }
-        sink_.store(nullptr);
-        input_connected_.clear();
-        leave_server();
+void jack_backend::server_gone() {
+    for (int p = 0; p < output_ports; ++p) {
+        gate_[p].close();
+        if (state_[p].load() != device_state::closed) state_[p].store(device_state::system_gone);
     }
+    sink_.store(nullptr);
+    if (input_state_.load() != device_state::closed) input_state_.store(device_state::system_gone);
+    leave_server();
+    // Nothing sends or drains now, and what was queued was for the server that went.
+    for (int p = 0; p < output_ports; ++p) {
+        queue_[p]->clear();
+        input_queue_[p]->clear();
+    }
+}
+
+void jack_backend::refresh_server() {
+    if (client_ && !alive_.load()) server_gone();
     join_server();
+    check_connections();
+}
+
+void jack_backend::check_connections() {
+    if (!running()) return;
+    auto there = [this](const std::string& name) {
+        return jack_port_by_name(client_, name.c_str()) != nullptr;
+    };
+    auto connect = [this](const std::string& from, const std::string& to) {
+        const int r = jack_connect(client_, from.c_str(), to.c_str());
+        return r == 0 || r == EEXIST;
+    };
+    for (int p = 0; p < output_ports; ++p) {
+        const device_state s = state_[p].load();
+        const std::string ours = jack_port_name(out_[p]);
+        if (s == device_state::connected && !jack_port_connected_to(out_[p], target_[p].c_str())) {
+            state_[p].store(device_state::gone);
+        } else if (lost(s) && there(target_[p]) && connect(ours, target_[p])) {
+            gate_[p].open();
+            state_[p].store(device_state::connected);
+        }
+    }
+    const device_state s = input_state_.load();
+    if (s == device_state::connected && !jack_port_connected_to(in_, input_source_.c_str())) {
+        input_state_.store(device_state::gone);
+    } else if (lost(s) && there(input_source_) && connect(input_source_, jack_port_name(in_))) {
+        sink_.store(input_sink_, std::memory_order_release);
+        input_state_.store(device_state::connected);
+    }
+}
+
+void jack_backend::watch_devices() {
+    std::lock_guard hold(control_);
+    if (client_ && !alive_.load()) server_gone();
+    // A new server is looked for only while a port waits for one.
+    bool waiting = lost(input_state_.load());
+    for (const auto& s : state_) waiting = waiting || lost(s.load());
+    if (!client_ && waiting) join_server();
+    check_connections();
 }
 
 std::vector<std::string> jack_backend::output_devices() {
+    std::lock_guard hold(control_);
     refresh_server();
     outputs_ = other_ports(JackPortIsInput);
     return outputs_;
 }
 
 std::vector<std::string> jack_backend::input_devices() {
+    std::lock_guard hold(control_);
     refresh_server();
     inputs_ = other_ports(JackPortIsOutput);
     return inputs_;
@@ -253,36 +328,48 @@ std::vector<std::string> jack_backend::input_devices() {
 bool jack_backend::open_output(int port, int device) {
     if (port < 0 || port >= output_ports) return false;
     close_output(port);
+    std::lock_guard hold(control_);
     if (!running() || device < 0 || device >= static_cast<int>(outputs_.size())) return false;
     const std::string& target = outputs_[static_cast<std::size_t>(device)];
     const int r = jack_connect(client_, jack_port_name(out_[port]), target.c_str());
     if (r != 0 && r != EEXIST) return false;
-    connected_[port] = target;
-    open_[port].store(true);
+    target_[port] = target;
+    state_[port].store(device_state::connected);
+    gate_[port].open();
     return true;
 }
 
 void jack_backend::close_output(int port) {
-    if (port < 0 || port >= output_ports || !open_[port].load()) return;
-    // From here the engine thread queues nothing more; wait for a send that began before.
-    open_[port].store(false);
-    while (sending_[port].load()) std::this_thread::yield();
+    if (port < 0 || port >= output_ports) return;
+    std::lock_guard hold(control_);
+    if (state_[port].load() == device_state::closed) return;
+    // From here nothing more is queued; sends that began before are over.
+    const bool was_open = gate_[port].is_open();
+    gate_[port].close();
     // Whatever is queued (the note-offs that end a device's notes among it) plays before the
     // connection goes, and the cycle that wrote it is allowed to finish.
     const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (alive_.load() && !queue_[port]->empty() && std::chrono::steady_clock::now() < give_up)
+    while (was_open && alive_.load() &&
+           !(queue_[port]->empty() && input_queue_[port]->empty()) &&
+           std::chrono::steady_clock::now() < give_up)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    wait_cycles(2);
-    if (running()) jack_disconnect(client_, jack_port_name(out_[port]), connected_[port].c_str());
-    connected_[port].clear();
+    if (was_open) wait_cycles(2);
+    if (running()) jack_disconnect(client_, jack_port_name(out_[port]), target_[port].c_str());
+    target_[port].clear();
+    state_[port].store(device_state::closed);
 }
 
 bool jack_backend::output_open(int port) const {
-    return port >= 0 && port < output_ports && open_[port].load(std::memory_order_acquire);
+    return port >= 0 && port < output_ports && gate_[port].is_open();
+}
+
+device_state jack_backend::output_state(int port) const {
+    return port >= 0 && port < output_ports ? state_[port].load() : device_state::closed;
 }
 
 bool jack_backend::open_input(int device, midi_input_sink* sink) {
     close_input();
+    std::lock_guard hold(control_);
     if (!running() || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
         return false;
     const std::string& source = inputs_[static_cast<std::size_t>(device)];
@@ -292,35 +379,47 @@ bool jack_backend::open_input(int device, midi_input_sink* sink) {
         sink_.store(nullptr);
         return false;
     }
-    input_connected_ = source;
+    input_source_ = source;
+    input_sink_ = sink;
+    input_state_.store(device_state::connected);
     return true;
 }
 
 void jack_backend::close_input() {
-    if (input_connected_.empty()) return;
+    std::lock_guard hold(control_);
+    if (input_state_.load() == device_state::closed) return;
     sink_.store(nullptr, std::memory_order_release);
     wait_cycles(1);  // a cycle that still holds the old sink has finished with it
-    if (running()) jack_disconnect(client_, input_connected_.c_str(), jack_port_name(in_));
-    input_connected_.clear();
+    if (running()) jack_disconnect(client_, input_source_.c_str(), jack_port_name(in_));
+    input_source_.clear();
+    input_sink_ = nullptr;
+    input_state_.store(device_state::closed);
 }
 
 void jack_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
-    if (port < 0 || port >= output_ports) return;
-    // Paired with close_output: either it sees this send running or this send sees the port shut.
-    sending_[port].store(true);
-    if (open_[port].load()) queue_[port]->push(bytes, n, due_us);
-    sending_[port].store(false, std::memory_order_release);
+    if (port < 0 || port >= output_ports || !gate_[port].enter()) return;
+    queue_[port]->push(bytes, n, due_us);
+    gate_[port].leave();
+}
+
+void jack_backend::send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
+                                   std::int64_t due_us) {
+    if (port < 0 || port >= output_ports || !gate_[port].enter()) return;
+    input_queue_[port]->push(bytes, n, due_us);
+    gate_[port].leave();
 }
 
 std::uint64_t jack_backend::late_messages() const {
     std::uint64_t n = 0;
     for (const auto& q : queue_) n += q->late();
+    for (const auto& q : input_queue_) n += q->late();
     return n;
 }
 
 std::uint64_t jack_backend::dropped_messages() const {
     std::uint64_t n = 0;
     for (const auto& q : queue_) n += q->dropped();
+    for (const auto& q : input_queue_) n += q->dropped();
     return n;
 }
 
@@ -364,13 +463,7 @@ int jack_backend::process(std::uint32_t frames) {
     // One constant latency: a period, and the margin for the engine thread's wake-up.
     const std::int64_t latency = frames + std::llround(margin_us * rate / 1e6);
 
-    for (int p = 0; p < output_ports; ++p) {
-        void* buffer = jack_port_get_buffer(out_[p], frames);
-        jack_midi_clear_buffer(buffer);
-        port_writer w(buffer);
-        queue_[p]->drain(c, latency, w);
-    }
-
+    // Input first: MIDI thru it starts goes out in this same cycle.
     void* in = jack_port_get_buffer(in_, frames);
     const std::uint32_t count = jack_midi_get_event_count(in);
     midi_input_sink* sink = sink_.load(std::memory_order_acquire);
@@ -379,6 +472,15 @@ int jack_backend::process(std::uint32_t frames) {
         if (jack_midi_event_get(&ev, in, i) == 0 && ev.size > 0)
             sink->midi_in(ev.buffer, ev.size, jack_input_time(c, ev.time));
     }
+
+    for (int p = 0; p < output_ports; ++p) {
+        void* buffer = jack_port_get_buffer(out_[p], frames);
+        jack_midi_clear_buffer(buffer);
+        port_writer w(buffer);
+        jack_port_queue* const queues[] = {queue_[p].get(), input_queue_[p].get()};
+        jack_port_queue::drain(queues, 2, c, latency, w);
+    }
+
     cycles_.fetch_add(1, std::memory_order_release);
     return 0;
 }

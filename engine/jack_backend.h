@@ -1,12 +1,13 @@
 // JACK through libjack: a client "Kestrune" with four MIDI output ports and one input port. The
-// engine thread queues each message with its due time; the process callback writes it at its own
-// frame offset, one constant latency later, so timing never snaps to the period.
+// engine thread and MIDI thru queue each message with its due time; the process callback writes it
+// at its own frame offset, one constant latency later, so timing never snaps to the period.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -44,13 +45,13 @@ public:
     virtual std::size_t max_size() const = 0;
 };
 
-// The messages of one output port between the engine thread (the only writer) and the process
+// The messages of one output port from one sending thread (the only writer) to the process
 // callback (the only reader). Lock-free; the storage is allocated once.
 class jack_port_queue {
 public:
     explicit jack_port_queue(std::size_t capacity_bytes = 1 << 17);
 
-    // Engine thread. False when the queue has no room: the message is dropped and counted.
+    // Sending thread. False when the queue has no room: the message is dropped and counted.
     bool push(const std::uint8_t* bytes, std::size_t n, std::int64_t due_us);
 
     // Process thread: writes every message that falls in cycle `c`, in the order they were queued
@@ -58,8 +59,13 @@ public:
     // a later cycle stay queued. A message that does not fit this cycle waits for the next one;
     // one larger than the buffer can ever hold is dropped and counted.
     void drain(const jack_cycle& c, std::int64_t latency_frames, jack_event_writer& w);
+    // The same over the queues of one port, merged by offset.
+    static void drain(jack_port_queue* const* queues, std::size_t count, const jack_cycle& c,
+                      std::int64_t latency_frames, jack_event_writer& w);
 
     bool empty() const;
+    // Forgets what is queued; only while nothing sends or drains.
+    void clear() { tail_.store(head_.load()); }
     std::uint64_t dropped() const { return dropped_.load(std::memory_order_relaxed); }
     std::uint64_t late() const { return late_.load(std::memory_order_relaxed); }
 
@@ -69,6 +75,13 @@ private:
         std::uint32_t size;
     };
     static constexpr std::size_t header_bytes = 12;
+    // The message at the front and its offset in the cycle being drained.
+    struct front_message {
+        std::int64_t offset;
+        std::uint32_t size;
+    };
+    bool front(const jack_cycle& c, std::int64_t latency_frames, front_message* m) const;
+    void pop(const front_message& m);
 
     void copy_in(std::size_t at, const void* src, std::size_t n);
     void copy_out(std::size_t at, void* dst, std::size_t n) const;
@@ -110,7 +123,18 @@ public:
     bool output_open(int port) const override;
     bool open_input(int device, midi_input_sink* sink) override;
     void close_input() override;
+    // The engine thread's and MIDI thru's messages go through a queue each.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+    void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
+                         std::int64_t due_us) override;
+
+    bool present() const override { return running(); }
+    // A connection that went away (its client ended) makes the port lost, and so does a server
+    // that stopped; a lost port is connected again by the device's port name once the device is
+    // there, joining a new server first if needed.
+    void watch_devices() override;
+    device_state output_state(int port) const override;
+    device_state input_state() const override { return input_state_.load(); }
 
     std::uint64_t late_messages() const;
     std::uint64_t dropped_messages() const;
@@ -118,8 +142,12 @@ public:
 private:
     void join_server();
     void leave_server();
-    // Lets go of a server that has gone and joins one that runs now.
+    // With control_ held: lets go of a server that has gone, keeping what each port wants.
+    void server_gone();
+    // With control_ held: lets go of a server that has gone and joins one that runs now.
     void refresh_server();
+    // With control_ held: notes connections that went away and makes those that can be made.
+    void check_connections();
     std::vector<std::string> other_ports(unsigned long flags) const;
     // Waits until the process callback has run `cycles` more times, or the server is gone.
     void wait_cycles(int cycles) const;
@@ -130,11 +158,16 @@ private:
     jack_client_t* client_ = nullptr;
     jack_port_t* out_[output_ports] = {};
     jack_port_t* in_ = nullptr;
-    std::unique_ptr<jack_port_queue> queue_[output_ports];
-    std::atomic<bool> open_[output_ports] = {};
-    std::atomic<bool> sending_[output_ports] = {};
-    std::string connected_[output_ports];
-    std::string input_connected_;
+    std::mutex control_;  // everything but sending and the process callback
+    std::unique_ptr<jack_port_queue> queue_[output_ports];        // the engine thread's
+    std::unique_ptr<jack_port_queue> input_queue_[output_ports];  // MIDI thru's
+    port_gate gate_[output_ports];
+    // The port each of ours was connected to, kept while it is lost, and what became of it.
+    std::string target_[output_ports];
+    std::atomic<device_state> state_[output_ports] = {};
+    std::string input_source_;
+    midi_input_sink* input_sink_ = nullptr;
+    std::atomic<device_state> input_state_{device_state::closed};
     std::atomic<midi_input_sink*> sink_{nullptr};
     std::atomic<bool> alive_{false};
     std::atomic<std::uint64_t> cycles_{0};

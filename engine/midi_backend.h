@@ -1,14 +1,27 @@
 // The engine's view of MIDI devices: open and close, send with a due time, receive input.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "engine/port_gate.h"
+
 namespace kestrune {
 
 inline constexpr int output_ports = 4;
+
+// What became of the device a port was opened on.
+enum class device_state : std::uint8_t {
+    closed,       // no device chosen
+    connected,
+    gone,         // the device went away (unplugged, its program ended)
+    system_gone,  // the MIDI system under it went away (the JACK server stopped)
+};
+
+inline bool lost(device_state s) { return s == device_state::gone || s == device_state::system_gone; }
 
 // Receives input on the backend's thread; it must not allocate or block.
 class midi_input_sink {
@@ -31,6 +44,21 @@ public:
     // Called on the engine thread: sends one complete message due at `due_us` on the engine's
     // clock. Real-time safe.
     virtual void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) = 0;
+    // The same from the input's thread (MIDI thru), at the same time as the engine thread sends.
+    virtual void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
+                                 std::int64_t due_us) {
+        send(port, bytes, n, due_us);
+    }
+
+    // The MIDI system is there (an ALSA sequencer, a JACK server).
+    virtual bool present() const { return true; }
+    // Off the real-time path, a few times a second: notices devices that went away and
+    // reconnects a lost port by its device's name once the device (or its system) is back.
+    virtual void watch_devices() {}
+    virtual device_state output_state(int port) const {
+        return output_open(port) ? device_state::connected : device_state::closed;
+    }
+    virtual device_state input_state() const { return device_state::closed; }
 };
 
 // Records every message with its due time and the time it was handed over; injects input.
@@ -51,10 +79,19 @@ public:
     std::vector<std::string> input_devices() override { return inputs; }
     bool open_output(int port, int device) override;
     void close_output(int port) override;
-    bool output_open(int port) const override { return port >= 0 && port < 4 && open_[port]; }
+    bool output_open(int port) const override {
+        return output_state(port) == device_state::connected;
+    }
     bool open_input(int device, midi_input_sink* sink) override;
     void close_input() override { sink_ = nullptr; }
+    // Safe from the engine thread and the input's thread at once.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+    device_state output_state(int port) const override;
+    device_state input_state() const override {
+        return sink_ ? device_state::connected : device_state::closed;
+    }
+    // What watch_devices makes of a port's device from now on: lost, or back.
+    void set_output_state(int port, device_state s);
 
     // Feeds bytes to the input as if a device had sent them.
     void inject(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us);
@@ -73,7 +110,9 @@ private:
     std::vector<message> log_;
     std::size_t count_ = 0;
     std::size_t dropped_ = 0;
-    bool open_[4] = {true, true, true, true};
+    std::atomic<bool> open_[4] = {true, true, true, true};
+    std::atomic<device_state> lost_[4] = {};  // closed: as open_ says
+    write_lock log_lock_;
     midi_input_sink* sink_ = nullptr;
 };
 

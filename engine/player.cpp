@@ -160,9 +160,7 @@ void player::serve_requests(std::int64_t now_us) {
         shared_store(d.silence_track_request, 0);
     }
     if (shared_load(d.thru_notes_off_request)) {
-        for (int i = 0; i < thru_count_; ++i)
-            send(thru_notes_[i].port, static_cast<std::uint8_t>(0x80 | thru_notes_[i].channel), thru_notes_[i].key, 64, 3, now_us);
-        thru_count_ = 0;
+        end_thru_notes(now_us);
         shared_store(d.thru_notes_off_request, 0);
     }
     if (shared_load(d.reset_request)) {

@@ -1,6 +1,7 @@
 // The engine's tick: advancing the position, sending due events with the track parameters,
 // open-note bookkeeping, song steps, the cycle, tempo and signature, click, clock and requests.
-// Everything here runs on the engine thread and never allocates or locks.
+// Everything here runs on the engine thread, MIDI thru on the input's thread; nothing allocates
+// or locks.
 #pragma once
 
 #include <atomic>
@@ -54,6 +55,8 @@ public:
     void queue_send(int port, const std::uint8_t* bytes, std::size_t n);
     // Takes the next message for the UI thread; false when there is none.
     bool next_message(engine_message& m);
+    // Engine thread: a message for the UI thread.
+    void post(int id, std::int32_t w, std::int32_t l);
 
 private:
     struct open_note {
@@ -123,9 +126,14 @@ private:
     // Input, on the engine thread.
     void drain_input(bool follow_time);
     void input_byte(std::uint8_t b, std::int64_t at);
-    void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at);
+    void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
     void realtime_in(std::uint8_t b, std::int64_t at);
+    // MIDI thru, on the input's thread as the input arrives.
+    void thru_input(const std::uint8_t* bytes, std::size_t n, std::int64_t at);
     void thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at);
+    void thru_send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at);
+    // Engine thread: a note-off for every note thru started and nothing ended yet.
+    void end_thru_notes(std::int64_t at);
     void step_input(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
     void sysex_begin(std::int64_t at);
     void sysex_byte(std::uint8_t b);
@@ -138,7 +146,6 @@ private:
     bool record(const midi_event& e);
     ref32 record_slot();
     std::int32_t record_stamp() const;
-    void post(int id, std::int32_t w, std::int32_t l);
     void mixer_rows(std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
@@ -188,12 +195,14 @@ private:
     bool sysex_recording_ = false;
     bool take_full_ = false;
 
-    // Thru notes, so they can be ended on request.
-    struct thru_note {
-        std::uint8_t port, channel, key;
-    };
-    thru_note thru_notes_[128];
-    int thru_count_ = 0;
+    // Thru's own reading of the input (running status), on the input's thread.
+    std::uint8_t thru_status_ = 0;
+    std::uint8_t thru_data_[2] = {0, 0};
+    int thru_data_count_ = 0;
+    // Notes thru started, one bit per port, channel and key: the input's thread sets and clears
+    // them, the engine thread takes them all to end them on request.
+    static constexpr std::size_t thru_note_words = output_ports * 16 * 128 / 64;
+    std::atomic<std::uint64_t> thru_sounding_[thru_note_words] = {};
 
     // Local positions of the working pattern's passes during a cycle take.
     std::int32_t take_positions_[32] = {};

@@ -1,6 +1,8 @@
 // The input path: filters, thru, remap, step input, recording into the pool, sysex, external sync.
-// Input arrives on the backend's thread and is queued; everything else runs on the engine thread.
+// Input arrives on the backend's thread, which sends MIDI thru at once and queues the input;
+// everything else runs on the engine thread.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "engine/player.h"
@@ -21,9 +23,29 @@ int data_bytes(std::uint8_t status) {
     }
 }
 
+// The input filters and the controller remap: false when the message is filtered out.
+bool passes_filters(const dll_data& d, std::uint8_t status, std::uint8_t& d1) {
+    const std::uint8_t type = status & 0xF0;
+    if ((type == 0x80 || type == 0x90) && d.filter_notes) return false;
+    if (type == 0xA0 && d.filter_poly_press) return false;
+    if (type == 0xC0 && d.filter_program) return false;
+    if (type == 0xD0 && d.filter_channel_press) return false;
+    if (type == 0xE0 && d.filter_pitch_wheel) return false;
+    if (type == 0xB0 && (d1 == static_cast<std::uint8_t>(d.filter_controller_from) ||
+                         d1 == static_cast<std::uint8_t>(d.filter_controller_to)))
+        return false;
+    if (type == 0xB0 && d.remap_on && d1 == d.remap_from) d1 = d.remap_to & 0x7F;
+    return true;
+}
+
+std::size_t thru_note_bit(int port, std::uint8_t channel, std::uint8_t key) {
+    return (static_cast<std::size_t>(port) * 16 + channel) * 128 + key;
+}
+
 }  // namespace
 
 void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) {
+    thru_input(bytes, n, at_us);
     while (n > 0) {
         const std::size_t head = input_head_.load(std::memory_order_relaxed);
         const std::size_t next = (head + 1) % input_ring_size;
@@ -41,6 +63,30 @@ void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_u
         n -= take;
     }
     if (wake_) wake_(wake_arg_);
+}
+
+void player::thru_input(const std::uint8_t* bytes, std::size_t n, std::int64_t at) {
+    for (std::size_t i = 0; i < n; ++i) {
+        const std::uint8_t b = bytes[i];
+        if (b >= 0xF8) continue;  // real-time bytes are not passed on
+        if (b >= 0x80) {
+            // System common and sysex are not passed on and cancel running status.
+            thru_status_ = b < 0xF0 ? b : 0;
+            thru_data_count_ = 0;
+            continue;
+        }
+        if (thru_status_ == 0) continue;
+        thru_data_[thru_data_count_++] = b;
+        if (thru_data_count_ < data_bytes(thru_status_)) continue;
+        thru_data_count_ = 0;
+        const dll_data& d = d_;
+        std::uint8_t d1 = thru_data_[0];
+        if (!d.midi_thru || (thru_status_ & 0x0F) == static_cast<std::uint8_t>(d.thru_off_channel) ||
+            !passes_filters(d, thru_status_, d1))
+            continue;
+        const int size = 1 + data_bytes(thru_status_);
+        thru(thru_status_, d1, size > 2 ? thru_data_[1] : 0, size, at);
+    }
 }
 
 void player::drain_input(bool follow_time) {
@@ -115,7 +161,7 @@ void player::input_byte(std::uint8_t b, std::int64_t at) {
         running_status_ = b;
         data_count_ = 0;
         if (data_bytes(b) == 0) {
-            input_short(b, 0, 0, 1, at);
+            input_short(b, 0, 0);
             running_status_ = 0;
         }
         return;
@@ -128,7 +174,7 @@ void player::input_byte(std::uint8_t b, std::int64_t at) {
     data_[data_count_++] = b;
     if (data_count_ < data_bytes(running_status_)) return;
     const std::uint8_t status = running_status_;
-    input_short(status, data_[0], data_count_ > 1 ? data_[1] : 0, 1 + data_count_, at);
+    input_short(status, data_[0], data_count_ > 1 ? data_[1] : 0);
     data_count_ = 0;
     if (status >= 0xF0) running_status_ = 0;  // system common cancels running status
 }
@@ -179,7 +225,7 @@ void player::realtime_in(std::uint8_t b, std::int64_t at) {
     }
 }
 
-void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
+void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
     dll_data& d = d_;
     if (status >= 0xF0) {
         // A Song Position Pointer under external sync: the UI thread locates there.
@@ -188,20 +234,11 @@ void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, 
         return;
     }
     const std::uint8_t type = status & 0xF0;
-    // Input filters remove a kind of message from everything the engine stores and passes on.
-    if ((type == 0x80 || type == 0x90) && d.filter_notes) return;
-    if (type == 0xA0 && d.filter_poly_press) return;
-    if (type == 0xC0 && d.filter_program) return;
-    if (type == 0xD0 && d.filter_channel_press) return;
-    if (type == 0xE0 && d.filter_pitch_wheel) return;
-    if (type == 0xB0 && (d1 == static_cast<std::uint8_t>(d.filter_controller_from) ||
-                         d1 == static_cast<std::uint8_t>(d.filter_controller_to)))
-        return;
-    if (type == 0xB0 && d.remap_on && d1 == d.remap_from) d1 = d.remap_to & 0x7F;
+    // Input filters remove a kind of message from everything the engine stores and passes on;
+    // thru has passed it on already.
+    if (!passes_filters(d, status, d1)) return;
 
     if (type == 0x90 && d2 > 0) shared_store(d.input_activity, d2);
-    if (d.midi_thru && (status & 0x0F) != static_cast<std::uint8_t>(d.thru_off_channel))
-        thru(status, d1, d2, size, at);
     if (d.step_input_on) step_input(status, d1, d2);
 
     if (d.record_enable && d.input_armed && !d.internal_record) {
@@ -211,13 +248,14 @@ void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, 
 }
 
 void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
-    dll_data& d = d_;
+    const dll_data& d = d_;
     const std::uint8_t type = status & 0xF0;
     const std::uint8_t ch = d.thru_channel < 16 ? d.thru_channel : (status & 0x0F);
     const int port = d.thru_port & 3;
     const bool off = type == 0x80 || (type == 0x90 && d2 == 0);
+    if (type == 0x90 || type == 0x80 || type == 0xA0)
+        d1 = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
     if (type == 0x90 && !off) {
-        const std::uint8_t key = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
         int x = d2 - 64;
         const auto comp = static_cast<std::int8_t>(d.thru_compress);
         if (comp == 5)
@@ -227,23 +265,36 @@ void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int siz
         else if (comp < 0)
             x *= 2;
         const auto vel = static_cast<std::uint8_t>(std::clamp(x + 64 + d.thru_velocity, 1, 127));
-        send(port, static_cast<std::uint8_t>(0x90 | ch), key, vel, 3, at);
-        if (thru_count_ < 128) thru_notes_[thru_count_++] = {static_cast<std::uint8_t>(port), ch, key};
+        thru_send(port, static_cast<std::uint8_t>(0x90 | ch), d1, vel, 3, at);
+        // Noted after the send, so a request that ends thru notes in between leaves it noted.
+        const std::size_t bit = thru_note_bit(port, ch, d1);
+        thru_sounding_[bit / 64].fetch_or(std::uint64_t{1} << (bit % 64), std::memory_order_relaxed);
         return;
     }
     if (off) {
-        const std::uint8_t key = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
-        for (int i = 0; i < thru_count_; ++i) {
-            if (thru_notes_[i].key == key && thru_notes_[i].channel == ch && thru_notes_[i].port == port) {
-                thru_notes_[i] = thru_notes_[--thru_count_];
-                break;
-            }
-        }
-        send(port, static_cast<std::uint8_t>(type | ch), key, d2, 3, at);
-        return;
+        const std::size_t bit = thru_note_bit(port, ch, d1);
+        thru_sounding_[bit / 64].fetch_and(~(std::uint64_t{1} << (bit % 64)), std::memory_order_relaxed);
     }
-    if (type == 0xA0) d1 = static_cast<std::uint8_t>(std::clamp(d1 + d.thru_transpose, 0, 127));
-    send(port, static_cast<std::uint8_t>(type | ch), d1, d2, size, at);
+    thru_send(port, static_cast<std::uint8_t>(type | ch), d1, d2, size, at);
+}
+
+void player::thru_send(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at) {
+    if (!port_open(port)) return;
+    const std::uint8_t m[3] = {a, b, c};
+    backend_->send_from_input(port, m, static_cast<std::size_t>(n), at);
+}
+
+void player::end_thru_notes(std::int64_t at) {
+    for (std::size_t w = 0; w < thru_note_words; ++w) {
+        std::uint64_t bits = thru_sounding_[w].exchange(0, std::memory_order_relaxed);
+        while (bits != 0) {
+            const std::size_t bit = w * 64 + static_cast<std::size_t>(std::countr_zero(bits));
+            bits &= bits - 1;
+            const int port = static_cast<int>(bit / (16 * 128));
+            const auto ch = static_cast<std::uint8_t>(bit / 128 % 16);
+            send(port, static_cast<std::uint8_t>(0x80 | ch), static_cast<std::uint8_t>(bit % 128), 64, 3, at);
+        }
+    }
 }
 
 void player::step_input(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {

@@ -87,14 +87,43 @@ bool system_backend::open_input(int device, midi_input_sink* sink) {
 }
 
 void system_backend::close_input() {
-    if (input_owner_ >= 0) systems_[static_cast<std::size_t>(input_owner_)].backend->close_input();
-    input_owner_ = -1;
+    const int s = input_owner_.exchange(-1);
+    if (s >= 0) systems_[static_cast<std::size_t>(s)].backend->close_input();
 }
 
 void system_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
     // Each system guards its own ports against a close that races with this send.
     const int s = owner(port);
     if (s >= 0) systems_[static_cast<std::size_t>(s)].backend->send(port, bytes, n, due_us);
+}
+
+void system_backend::send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
+                                     std::int64_t due_us) {
+    const int s = owner(port);
+    if (s >= 0)
+        systems_[static_cast<std::size_t>(s)].backend->send_from_input(port, bytes, n, due_us);
+}
+
+bool system_backend::present() const {
+    for (const auto& s : systems_)
+        if (s.backend->present()) return true;
+    return false;
+}
+
+void system_backend::watch_devices() {
+    for (auto& s : systems_) s.backend->watch_devices();
+}
+
+device_state system_backend::output_state(int port) const {
+    const int s = owner(port);
+    return s >= 0 ? systems_[static_cast<std::size_t>(s)].backend->output_state(port)
+                  : device_state::closed;
+}
+
+device_state system_backend::input_state() const {
+    const int s = input_owner_.load();
+    return s >= 0 ? systems_[static_cast<std::size_t>(s)].backend->input_state()
+                  : device_state::closed;
 }
 
 }  // namespace kestrune

@@ -35,6 +35,14 @@ public:
     bool open_input(int device, midi_input_sink* sink) override;
     void close_input() override;
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
+    void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
+                         std::int64_t due_us) override;
+
+    // Some MIDI system is there.
+    bool present() const override;
+    void watch_devices() override;
+    device_state output_state(int port) const override;
+    device_state input_state() const override;
 
     midi_backend& part(std::size_t i) { return *systems_[i].backend; }
     std::size_t parts() const { return systems_.size(); }
@@ -53,7 +61,7 @@ private:
     std::vector<place> outputs_;
     std::vector<place> inputs_;
     std::atomic<int> owner_[output_ports];
-    int input_owner_ = -1;
+    std::atomic<int> input_owner_{-1};
 };
 
 }  // namespace kestrune

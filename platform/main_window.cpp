@@ -17,6 +17,7 @@
 #include "platform/key_map.h"
 #include "shell/command_ids.h"
 #include "shell/main_screen.h"
+#include "shell/processing_commands.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -125,6 +126,7 @@ main_window::main_window(session& s) : s_(s) {
     setWindowTitle(QString::fromStdString(s_.window_title()));
     setAcceptDrops(true);
     s_.screen = std::make_unique<main_screen>(s_.prog, s_.commands, s_.trans);
+    s_.screen->set_recording_actions(recorder_actions(s_.rec));
     view_ = new screen_view(s_, fonts_, this);
     setCentralWidget(view_);
     scroll_ = new QScrollBar(Qt::Vertical, view_);
@@ -136,6 +138,7 @@ main_window::main_window(session& s) : s_(s) {
         s_.screen->scroll_to(v);
         view_->update();
     });
+    s_.screen->set_double_click_time(QApplication::doubleClickInterval());
     build_menus();
 
     window_hooks& w = s_.window;
@@ -193,17 +196,18 @@ void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
     }
     sync_buttons();
     if (resize_to_row) {
+        // The row's size, but never smaller than what the screen needs.
         const zoom_row& row = zoom_table[s_.settings.zoom_index];
-        setMinimumSize(0, 0);
-        resize(row.window_width, row.window_height);
+        resize(std::max(row.window_width, s_.screen->client_width()),
+               std::max(row.window_height, s_.screen->client_height() + menuBar()->sizeHint().height()));
     }
     refresh_menus();
     view_->update();
 }
 
-void main_window::default_place() {
+void main_window::default_place(bool resize_to_client) {
     const int menu_height = menuBar()->sizeHint().height();
-    resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
+    if (resize_to_client) resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
     if (const QScreen* screen = this->screen()) {
         const QRect room = screen->availableGeometry();
         const QSize outer = frameGeometry().size();
@@ -218,10 +222,29 @@ void main_window::tick() {
     session_tick(s_, s_.prog.clk.now_ms());
     if (!s_.screen) return;
     for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
+    // Pressed states come with the screen's notice; enabled states follow the commands.
+    s_.screen->take_buttons_changed();
     sync_buttons();
+    if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
+    }
+}
+
+void main_window::show_quantize_popup(const quantize_popup_request& r) {
+    QMenu menu(this);
+    for (int id = cmd::quantize_popup_first; id <= cmd::quantize_popup_last; ++id) {
+        const command* c = s_.commands.find(id);
+        if (!c) continue;
+        QAction* a = menu.addAction(QString::fromStdString(c->text));
+        a->setCheckable(true);
+        a->setChecked(id - cmd::quantize_popup_first == r.value);
+        a->setData(id);
+    }
+    if (QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)))) {
+        s_.prog.app.quantize_popup_track = r.track;
+        dispatch_command(s_, chosen->data().toInt());
     }
 }
 
@@ -275,6 +298,7 @@ void main_window::refresh_menus() {
         a->setEnabled(s_.commands.is_enabled(id));
         if (c && c->checked) a->setChecked(c->checked());
     }
+    if (s_.screen) s_.screen->set_allow_double_clicks(s_.settings.allow_double_clicks != 0);
     const auto& recent = s_.recent_files();
     for (std::size_t i = 0; i < recent_actions_.size(); ++i) {
         QAction* a = recent_actions_[i];
@@ -302,8 +326,14 @@ void main_window::store_window_place() {
     u.window_height = static_cast<std::int16_t>(g.height());
 }
 
+void main_window::close_without_question() {
+    if (s_.prog.running()) s_.trans.stop();
+    ask_before_closing_ = false;
+    close();
+}
+
 void main_window::closeEvent(QCloseEvent* e) {
-    if (!confirm_close(s_)) {
+    if (ask_before_closing_ && !confirm_close(s_)) {
         e->ignore();
         return;
     }

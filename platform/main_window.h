@@ -30,14 +30,18 @@ public:
     void apply_zoom(int zoom_index, bool resize_to_row);
     // The first zoom: the stored one, else the last row that fits the screen (row 2 if none).
     int starting_zoom() const;
-    // Client size from the screen model, centred, its corner not above or left of -4.
-    void default_place();
+    // Client size from the screen model (unless left out), centred, its corner not above or
+    // left of -4.
+    void default_place(bool resize_to_client = true);
     // One tick of the 25 ms timer: the shell's tick, then what changed on screen.
     void tick();
     // Starts the 25 ms timer.
     void start_timer();
     // The whole window as it shows now, at the screen's device pixel ratio.
     QImage screenshot();
+    // Ends the program without the closing question (a signal from the system): the transport
+    // stops, which ends every sounding note, and the window closes.
+    void close_without_question();
     // Menus, check marks, enabled items and the recent files as the session has them.
     void refresh_menus();
 
@@ -54,6 +58,7 @@ private:
     void build_menus();
     void fill_menu(QMenu* m, const std::vector<menu_item>& items);
     void sync_buttons();
+    void show_quantize_popup(const quantize_popup_request& r);
     void store_window_place();
 
     session& s_;
@@ -64,6 +69,7 @@ private:
     std::map<int, QAction*> actions_;
     std::vector<QAction*> recent_actions_;
     qt_fonts fonts_;
+    bool ask_before_closing_ = true;
 };
 
 }  // namespace kestrune

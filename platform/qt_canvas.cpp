@@ -22,14 +22,14 @@ QString to_qt(std::string_view s) {
     return out;
 }
 
-// A font of the pixel height whose digits are `char_width` wide, so that texts keep to the cells.
-QFont made_font(QFont f, int pixel_height, int char_width, bool bold) {
-    f.setPixelSize(std::max(6, pixel_height));
-    f.setWeight(bold ? QFont::Bold : QFont::Normal);
+// A font of the layout's height whose digits are its width wide, so that texts keep to the cells.
+QFont made_font(QFont f, const font_spec& spec) {
+    f.setPixelSize(std::max(6, spec.height));
+    f.setWeight(spec.weight >= 700 ? QFont::Bold : QFont::Normal);
+    f.setFixedPitch(spec.fixed_pitch);
     f.setHintingPreference(QFont::PreferFullHinting);
     const int natural = QFontMetrics(f).horizontalAdvance(QLatin1Char('0'));
-    if (natural > 0 && char_width > 0)
-        f.setStretch(std::clamp(100 * char_width / natural, 50, 150));
+    if (natural > 0 && spec.width > 0) f.setStretch(std::clamp(100 * spec.width / natural, 50, 150));
     return f;
 }
 
@@ -41,16 +41,10 @@ enum icon_shape { play = 200, stop = 202, record = 204, overdub = 206, pause = 2
 
 qt_fonts qt_fonts::for_screen(const main_screen& screen) {
     const QFont system = QApplication::font();
-    const int h = screen.font_height(font_kind::normal);
-    // The list font is a cell wide, the normal font one less, the small one a quarter less again.
-    const int list_width = screen.cell_width();
-    const int w = list_width - 1;
     qt_fonts f;
-    f.small = made_font(system, screen.font_height(font_kind::small), w - w / 4 - 1, false);
-    f.normal = made_font(system, h, w, h != 20);
-    f.list = made_font(QFontDatabase::systemFont(QFontDatabase::FixedFont),
-                       screen.font_height(font_kind::list), list_width, true);
-    f.list.setFixedPitch(true);
+    f.small = made_font(system, screen.font(font_kind::small));
+    f.normal = made_font(system, screen.font(font_kind::normal));
+    f.list = made_font(QFontDatabase::systemFont(QFontDatabase::FixedFont), screen.font(font_kind::list));
     return f;
 }
 

@@ -121,9 +121,11 @@ void qt_ui::repaint(int region) {
 
 std::optional<std::string> qt_ui::edit_in_place(int x, int y, int width, int height,
                                                 const std::string& text, int max_length) {
-    if (!parent_) return std::nullopt;
+    QWidget* over = field_parent_ ? field_parent_ : parent_;
+    if (!over) return std::nullopt;
     // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
-    QLineEdit edit(parent_);
+    QLineEdit edit(over);
+    edit.setFont(over->font());
     edit.setFrame(false);
     edit.setGeometry(x, y, width, height);
     edit.setMaxLength(max_length);

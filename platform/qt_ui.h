@@ -14,8 +14,12 @@ class qt_ui final : public ui {
 public:
     // `parent` is the window the boxes belong to; it may be set once the window exists.
     void set_parent(QWidget* parent) { parent_ = parent; }
+    // The widget whose coordinates the in-place entry's field is given in (the main screen's).
+    void set_field_parent(QWidget* w) { field_parent_ = w; }
     // What a repaint request does; the window sets it.
     std::function<void(int region)> on_repaint;
+    // Runs a dialog of the frame in its window; the program sets it when it has the host.
+    std::function<bool(dialog&)> dialog_runner;
 
     msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons,
                        msg_answer default_answer, const std::string& caption) override;
@@ -26,12 +30,14 @@ public:
     void repaint(int region) override;
     std::optional<std::string> edit_in_place(int x, int y, int width, int height,
                                              const std::string& text, int max_length) override;
+    bool run_dialog(dialog& d) override { return dialog_runner && dialog_runner(d); }
 
     // Messages shown so far, for the program's tests.
     int messages_shown() const { return messages_; }
 
 private:
     QWidget* parent_ = nullptr;
+    QWidget* field_parent_ = nullptr;
     int wait_depth_ = 0;
     int messages_ = 0;
 };

@@ -29,6 +29,7 @@ dialog::dialog(program& p, std::string title, int width_cells, int height_cells)
 void dialog::set_cells(int cell_width, int cell_height) {
     cell_w_ = std::max(1, cell_width);
     cell_h_ = std::max(1, cell_height);
+    has_cells_ = true;
 }
 
 rect dialog::to_pixels(const rect& c) const {
@@ -71,7 +72,9 @@ std::int32_t dialog::shown_value(const value_field& f) const {
 
 void dialog::store_shown(value_field& f, std::int32_t shown) {
     const auto [low, high] = shown_range(f);
-    f.set(clamped(shown, low, high) - (f.locator ? offsets.locator : 0));
+    const std::int32_t stored = clamped(shown, low, high) - (f.locator ? offsets.locator : 0);
+    // A held button at a limit changes nothing, and tells no one (a click field sounds on set).
+    if (stored != f.get()) f.set(stored);
 }
 
 bool dialog::on_field(value_field& f, int code, int x) {
@@ -149,11 +152,11 @@ bool dialog::double_click(int x, int y) {
     if (i < 0) return false;
     value_field& f = fields_[static_cast<std::size_t>(i)];
     if (f.kind == field_kind::on_off) return false;
-    const rect r = to_pixels(f.cells);
-    const std::string start = field_text(i);
-    const auto typed = entry_box_ ? entry_box_(r, start, f.entry_length)
-                                  : p_.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
-                                                            start, f.entry_length);
+    const double_click_box box{to_pixels(f.cells), field_text(i), f.entry_length};
+    const rect& r = box.field;
+    const auto typed = entry_ ? entry_(box)
+                              : p_.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
+                                                        box.text, box.length_limit);
     if (!typed) return false;
     if (f.kind == field_kind::text) {
         const auto name = parse_text(*typed);
@@ -186,6 +189,9 @@ dialog_control& dialog::add_control(dialog_control c) { return controls_.emplace
 
 void dialog::add_ok_cancel() {
     const int right = width_cells_ - 1, bottom = height_cells_ - 1;
+    if (!help_topic.empty())
+        add_control({.kind = control_kind::help_button, .text = "Help",
+                     .cells = {1, bottom - button_cells_h, 1 + button_cells_w, bottom}});
     add_control({.kind = control_kind::ok_button, .text = "OK",
                  .cells = {right - 2 * button_cells_w - 1, bottom - button_cells_h,
                            right - button_cells_w - 1, bottom}});

@@ -52,8 +52,8 @@ struct value_field {
 };
 
 // The widgets the platform makes, laid out in cells.
-enum class control_kind { label, group_box, ok_button, cancel_button, push_button, check_box,
-                          radio_button, combo_box, multi_list };
+enum class control_kind { label, group_box, ok_button, cancel_button, help_button, push_button,
+                          check_box, radio_button, combo_box, multi_list };
 
 struct dialog_control {
     control_kind kind = control_kind::label;
@@ -77,9 +77,15 @@ struct song_offsets {
     std::int32_t display = 0;
 };
 
-// The typed entry over a field: the field's rectangle in pixels of the dialog, its text and the
-// length limit; nothing when given up.
-using entry_box = std::function<std::optional<std::string>(const rect&, const std::string&, int)>;
+// The typed entry over a field: the field's rectangle in pixels of the dialog, the text it starts
+// with (selected) and the length limit.
+struct double_click_box {
+    rect field;
+    std::string text;
+    int length_limit = 0;
+};
+// Runs the box; the text confirmed, or nothing when given up.
+using double_click_entry = std::function<std::optional<std::string>(const double_click_box&)>;
 
 class dialog {
 public:
@@ -97,6 +103,7 @@ public:
 
     // The cells of the program's zoom, in pixels; fields are hit and painted at them.
     void set_cells(int cell_width, int cell_height);
+    bool has_cells() const { return has_cells_; }
     int cell_width() const { return cell_w_; }
     int cell_height() const { return cell_h_; }
     rect to_pixels(const rect& cells) const;
@@ -115,7 +122,7 @@ public:
     // A double click types into the field under the point; true when a value changed.
     bool double_click(int x, int y);
     // Where the typed entry comes from; the program's ui when not set.
-    void set_entry_box(entry_box box) { entry_box_ = std::move(box); }
+    void set_entry(double_click_entry entry) { entry_ = std::move(entry); }
 
     std::string field_text(int index) const;
     void paint(canvas& c) const;
@@ -124,6 +131,9 @@ public:
     // OK: validates and applies; false keeps the dialog open. Cancel: what is dropped.
     virtual bool ok() { return true; }
     virtual void cancel() {}
+
+    // The help page of the dialog; a Help button shows while it is set.
+    std::string help_topic;
 
     song_offsets offsets;
 
@@ -146,9 +156,10 @@ private:
     std::string title_;
     int width_cells_, height_cells_;
     int cell_w_ = 8, cell_h_ = 16;
+    bool has_cells_ = false;
     std::vector<value_field> fields_;
     std::vector<dialog_control> controls_;
-    entry_box entry_box_;
+    double_click_entry entry_;
     // Frame state: the point of the last press and the buttons held.
     int press_x_ = 0, press_y_ = 0;
     bool left_ = false, right_ = false;

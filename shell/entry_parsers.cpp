@@ -58,7 +58,7 @@ struct entry_parts {
 std::optional<entry_parts> position_parts(const program& p, std::string_view text,
                                           std::int32_t first) {
     const auto tokens = tokens_of(text);
-    const bool simple = p.app.simple_bardisplay;
+    const bool simple = hide_position_grid(p);
     const std::size_t most = simple ? 3 : 4;
     if (tokens.empty() || tokens.size() > most) return std::nullopt;
     std::int32_t v[4] = {first, first, first, first};

@@ -7,6 +7,7 @@
 #include "shell/command_ids.h"
 #include "shell/file_commands.h"
 #include "shell/processing_commands.h"
+#include "shell/setup_dialog_views.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -22,8 +23,8 @@ struct command_text {
 // Every command of the menus and keys with its text and shortcut. Those whose function comes
 // later stay in the table without one, and so are disabled.
 constexpr command_text texts[] = {
-    {cmd::quit, "E&xit", "Ctrl+Q"},
-    {cmd::about, "&About Kestrune...", ""},
+    {cmd::quit, "&Quit", "Ctrl+Q"},
+    {cmd::about, "&About...", ""},
     {cmd::version_history, "&Version History", ""},
     {cmd::help_index, "&Help Index", "F1"},
     {cmd::tutorial, "&Tutorial", ""},
@@ -302,10 +303,16 @@ void add_main_commands(session& s) {
     add_processing_commands(s.commands, s.prog);
     add_recording_commands(s.commands, s.prog, s.rec);
     // The setup dialogs run in the frame's windows, when the window has them.
+    bind(s, cmd::midi_setup, [&s] {
+        if (run_midi_setup(s.prog, s.setup)) apply_setup(s);
+    });
+    bind(s, cmd::memory_setup, [&s] { run_memory_setup(s.prog); });
+    bind(s, cmd::overall_settings, [&s] {
+        if (run_overall_settings(s.prog, s.setup)) apply_setup(s);
+    });
     for (int id : {cmd::midi_setup, cmd::memory_setup, cmd::overall_settings}) {
-        bind(s, id, [&s, id] { s.window.run_dialog(id); });
         command c = *s.commands.find(id);
-        c.enabled = [&s] { return static_cast<bool>(s.window.run_dialog); };
+        c.enabled = [&s] { return s.setup_dialogs; };
         s.commands.add(std::move(c));
     }
 }

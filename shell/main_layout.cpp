@@ -9,12 +9,9 @@ namespace kestrune {
 
 const zoom_row zoom_table[zoom_rows] = {
     {"&1  325*265", -4, -8, 325, 283},  // 283, not 265: the window really is that tall
-    {"&2  480*375", -2, -4, 480, 375},
-    {"&3  640*480", 0, 0, 640, 480},
-    {"&4  800*600", 2, 4, 800, 600},
-    {"&5  1024*768", 5, 10, 1024, 768},
-    {"&6  1152*864", 6, 13, 1152, 864},
-    {"&7  1280*1024", 8, 18, 1280, 1024},
+    {"&2  480*375", -2, -4, 480, 375},     {"&3  640*480", 0, 0, 640, 480},
+    {"&4  800*600", 2, 4, 800, 600},       {"&5  1024*768", 5, 10, 1024, 768},
+    {"&6  1152*864", 6, 13, 1152, 864},    {"&7  1280*1024", 8, 18, 1280, 1024},
     {"&8  1600*1200", 12, 24, 1600, 1200},
 };
 
@@ -28,8 +25,31 @@ cell_grid make_cells(int zoom_index, const font_metrics& f) {
     return g;
 }
 
+int icon_size_of(const cell_grid& g) {
+    const int across = (g.width_delta + 8) * 32;
+    const int down = ((g.height_delta + 16) * 32) / 16;
+    if (across >= 512 && down >= 64) return 64;
+    if (across >= 256 && down >= 32) return 32;
+    return 16;
+}
+
 int font_height_of(const cell_grid& g, font_kind f) {
     return f == font_kind::small ? g.height * 3 / 4 : g.height;
+}
+
+font_spec font_spec_of(const cell_grid& g, font_kind f) {
+    // w: the average character width with the zoom's delta, h: the cell height.
+    const int w = g.width - 1;
+    const int h = g.height;
+    switch (f) {
+        case font_kind::small:
+            return {h * 3 / 4, w - w / 4 - 1, 400, false};
+        case font_kind::normal:
+            return {h, w, h == 20 ? 400 : 700, false};
+        case font_kind::list:
+            break;
+    }
+    return {h, w + 1, 700, true};
 }
 
 rect row_of(const rect& column, int row, int cell_height) {
@@ -73,6 +93,7 @@ constexpr region_background pn = region_background::panel;
 
 // Columns and rows of the main tree, in quarters of a cell. A field "1 high" at row r with
 // shift s runs from r+s to r+1+s.
+// clang-format off
 constexpr region_geometry main_regions[] = {
     {rgn::transport_panel, rgn::root, 8, 304, 80, shift::plus_q, 108, shift::none, fr, pn, true, true},
     {rgn::position, rgn::transport_panel, 204, 256, 84, shift::plus_q, 88, shift::plus_q, no, pl, false, false},
@@ -123,14 +144,19 @@ constexpr region_geometry main_regions[] = {
     {rgn::pattern_number, rgn::track_pane, 198, 206, 8, shift::none, 12, shift::none, no, pl, false, false},
     {rgn::pattern_name, rgn::track_pane, 148, 198, 8, shift::none, 12, shift::none, no, pl, false, false},
 };
+// clang-format on
 
 int shifted(const cell_grid& g, int quarters, shift s) {
     const int y = quarters * g.height / 4;
     switch (s) {
-    case shift::plus_q: return y + g.q();
-    case shift::minus_q: return y - g.q();
-    case shift::plus_e: return y + g.e();
-    case shift::none: break;
+        case shift::plus_q:
+            return y + g.q();
+        case shift::minus_q:
+            return y - g.q();
+        case shift::plus_e:
+            return y + g.e();
+        case shift::none:
+            break;
     }
     return y;
 }
@@ -156,7 +182,8 @@ void build_main_tree(region_tree& t, const cell_grid& g) {
     }
 }
 
-void place_main_buttons(const cell_grid& g, bool time_shown, button_place (&out)[main_button_count]) {
+void place_main_buttons(const cell_grid& g, bool time_shown,
+                        button_place (&out)[main_button_count]) {
     // One cell and a quarter high, in the panel's free corner left of the locators; "Undo"
     // shares the row of "Time" and makes room for it.
     const int h = g.height + g.q();

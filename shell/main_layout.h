@@ -66,8 +66,8 @@ inline constexpr int max_first_visible_track = 16;
 
 // Cell units of one layout. Columns and rows may be given in quarters of a cell.
 struct cell_grid {
-    int width = 8;   // cell_width
-    int height = 16; // cell_height
+    int width = 8;    // cell_width
+    int height = 16;  // cell_height
     int width_delta = 0;
     int height_delta = 0;
     int list_font_shortfall = 0;
@@ -80,7 +80,11 @@ struct cell_grid {
 };
 
 cell_grid make_cells(int zoom_index, const font_metrics& system_font);
+// The size the transport icons are drawn at: 64, 32 or 16 units, the largest the zoom allows.
+int icon_size_of(const cell_grid& g);
 int font_height_of(const cell_grid& g, font_kind f);
+struct font_spec;
+font_spec font_spec_of(const cell_grid& g, font_kind f);
 
 // The rectangle of the hidden-data cell above the Trk column.
 rect hidden_data_cell(const cell_grid& g);
@@ -99,6 +103,7 @@ struct button_place {
     rect place;
 };
 inline constexpr int main_button_count = 9;
-void place_main_buttons(const cell_grid& g, bool time_shown, button_place (&out)[main_button_count]);
+void place_main_buttons(const cell_grid& g, bool time_shown,
+                        button_place (&out)[main_button_count]);
 
 }  // namespace kestrune

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +45,15 @@ struct key_event {
     bool auto_repeat = false;
 };
 
+// How the platform makes one of the three fonts: pixel height and average width, weight
+// (400 normal, 700 bold) and whether the font is of fixed pitch.
+struct font_spec {
+    int height = 0;
+    int width = 0;
+    int weight = 400;
+    bool fixed_pitch = false;
+};
+
 // One of the main window's child buttons ("Undo", "Mixer", ...): the platform makes a push button
 // at `place`, shows it pressed while `pressed`, and runs `command` through the table on a click.
 struct child_button {
@@ -51,6 +62,23 @@ struct child_button {
     rect place;
     bool pressed = false;
     bool visible = true;
+};
+
+// The Qua column asks for the quantize popup of one track; its items are
+// cmd::quantize_popup_first + value.
+struct quantize_popup_request {
+    int track = 0;
+    int value = 0;  // the track's quantize value now
+    int x = 0;
+    int y = 0;
+};
+
+// Takes start through the recorder that the session keeps beside the transport; until these are
+// set, Record, Drop In and their keys do nothing.
+struct recording_actions {
+    std::function<void(int mode)> record;     // 1 replace, 2 overdub: Record, keypad * and /
+    std::function<void(bool shift)> drop_in;  // "Drop In" and Space; Shift for an instant punch
+    std::function<void()> mute_last_pass;     // key B during a cycle take
 };
 
 // A row of the zoom table.
@@ -84,6 +112,10 @@ public:
     int cell_height() const;
     // Pixel heights of the three fonts (small, normal, list) for the platform to make them.
     int font_height(font_kind f) const;
+    font_spec font(font_kind f) const;
+    // The list font's real pixel height, told after each layout once the fonts are made: value
+    // texts sit lower by what it falls short of the cell.
+    void set_list_font_height(int pixels);
 
     const std::vector<child_button>& buttons() const;
     // The track list's scroll bar: place, and the first visible track (0..16).
@@ -103,10 +135,21 @@ public:
     bool key_down(const key_event& k);
     void key_up(const key_event& k);
 
-    // The 25 ms tick: held buttons, the transport tick and what changed on the screen.
+    // The 25 ms tick: held buttons, the transport's own tick (the platform runs no other), the
+    // engine's reports and what changed on the screen. The platform reads scroll_value() after
+    // it, since keys and the name drag scroll the list.
     void tick(std::int64_t ms);
     // The rectangles that need a repaint since the last call; an empty list when nothing changed.
     std::vector<rect> take_dirty();
+
+    // The system's double-click time and the setting "Allow Double Clicks".
+    void set_double_click_time(int ms);
+    void set_allow_double_clicks(bool on);
+    void set_recording_actions(recording_actions actions);
+    // A pending quantize popup, once; the platform shows it and runs the chosen item's command.
+    std::optional<quantize_popup_request> take_quantize_popup();
+    // True once after the child buttons' pressed states or places changed.
+    bool take_buttons_changed();
 
     // The region tree of the current layout, and the transport the screen drives.
     const region_tree& regions() const;

@@ -6,6 +6,7 @@
 #include "processing/processing.h"
 #include "processing/quantize.h"
 #include "processing/undo.h"
+#include "realtime/recording.h"
 #include "shell/entry_parsers.h"
 #include "shell/processing_dialogs.h"
 
@@ -104,6 +105,14 @@ void add_recording_commands(command_table& table, program& p, recorder& rec) {
     table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {}, [&p, &rec] {
                    run_internal_recording(p, rec);
                }});
+}
+
+recording_actions recorder_actions(recorder& rec) {
+    return {[&rec](int mode) {
+                rec.record_key(static_cast<record_mode>(mode == 2 ? 2 : 1));
+            },
+            [&rec](bool shift) { rec.instant_record_toggle(shift); },
+            [&rec] { rec.mute_last_pass(); }};
 }
 
 std::vector<field_command> processing_field_commands(program& p) {

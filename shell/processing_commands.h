@@ -7,6 +7,7 @@
 #include "shell/command_fields.h"
 #include "shell/command_ids.h"
 #include "shell/command_table.h"
+#include "shell/main_screen.h"
 
 namespace kestrune {
 
@@ -17,6 +18,9 @@ void add_processing_commands(command_table& table, program& p);
 class recorder;
 // Internal Recording, run by the recorder that stores the window's takes.
 void add_recording_commands(command_table& table, program& p, recorder& rec);
+
+// The main screen's Record button and keys, Drop In and key B, run by that recorder.
+recording_actions recorder_actions(recorder& rec);
 
 // Quantize Settings, Quantize (the Qua value of the track shown, with the settings), Dequantize
 // (its "NO") and Freeze Quantize, as apply names them.

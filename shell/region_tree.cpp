@@ -106,17 +106,18 @@ static void paint_shape(canvas& c, const screen_region& r) {
     else if (r.background == region_background::dialog)
         c.fill_rect(r.rectangle, colour_role::dialog);
     switch (r.shape) {
-    case region_shape::frame:
-        if (r.framed) c.frame_rect(r.rectangle, colour_role::shadow);
-        break;
-    case region_shape::ellipse_button:
-        c.ellipse(r.rectangle, r.lit ? colour_role::lit : colour_role::panel, colour_role::shadow);
-        break;
-    case region_shape::raised_button:
-        c.bevel(r.rectangle, r.lit);
-        break;
-    case region_shape::none:
-        break;
+        case region_shape::frame:
+            if (r.framed) c.frame_rect(r.rectangle, colour_role::shadow);
+            break;
+        case region_shape::ellipse_button:
+            c.ellipse(r.rectangle, r.lit ? colour_role::lit : colour_role::panel,
+                      colour_role::shadow);
+            break;
+        case region_shape::raised_button:
+            c.bevel(r.rectangle, r.lit);
+            break;
+        case region_shape::none:
+            break;
     }
 }
 

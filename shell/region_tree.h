@@ -9,7 +9,12 @@
 
 namespace kestrune {
 
-enum class region_shape : std::int16_t { frame = 0, ellipse_button = 1, raised_button = 2, none = 3 };
+enum class region_shape : std::int16_t {
+    frame = 0,
+    ellipse_button = 1,
+    raised_button = 2,
+    none = 3
+};
 enum class region_background : std::int16_t { plain = 0, panel = 1, dialog = 1000 };
 
 struct screen_region {
@@ -27,7 +32,7 @@ struct screen_region {
 };
 
 class region_tree {
-public:
+  public:
     // Appends r as the last child of the region numbered `parent` (0: a new top-level sibling);
     // returns its index.
     int append(int parent, screen_region r);
@@ -55,7 +60,7 @@ public:
 
     const std::vector<screen_region>& all() const { return regions_; }
 
-private:
+  private:
     int index_of(int number) const;
     void paint_list(canvas& c, const rect& clip, int first) const;
     void set_lit_list(int first, bool lit);

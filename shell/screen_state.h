@@ -12,9 +12,13 @@
 #include "shell/command_table.h"
 #include "shell/main_layout.h"
 #include "shell/main_screen.h"
+#include "shell/mouse_model.h"
 #include "shell/region_tree.h"
 
 namespace kestrune {
+
+inline constexpr const char* msg_signature_track_active =
+    "The Time Signature Track is active!\nChange value in the Time Signature Editor.";
 
 // What one cell of the screen shows; painting draws it and the tick compares it.
 struct cell_view {
@@ -22,8 +26,8 @@ struct cell_view {
     text_align align = text_align::right;
     font_kind font = font_kind::list;
     bool inverted = false;
-    int icon = 0;       // a transport icon, 0 for none
-    int bar = -1;       // an activity bar's width in pixels, -1 for none
+    int icon = 0;  // a transport icon, 0 for none
+    int bar = -1;  // an activity bar's width in pixels, -1 for none
     bool bar_peak = false;
     bool bar_off = false;  // the note-off marker colour
     bool operator==(const cell_view&) const = default;
@@ -78,9 +82,70 @@ struct main_screen::impl {
     void update_activity();
     // Compares every cell with what it shows and collects the changed places.
     void refresh_cells();
+    // Shown at all: not hidden, and in the transport panel while an editor has the window.
+    bool on_screen(const screen_cell& s) const;
     void mark_all_dirty() { dirty.assign(1, client()); }
 
     bool main_view() const { return p.d.main_screen != 0; }
+    bool shown_main_view = true;
+    static constexpr int no_pattern_change = 0xFF;
+    // What the engine reports between ticks: the pattern it now plays, and the open panes.
+    void follow_engine();
+
+    // Input (main_editing.cpp).
+    struct press_state {
+        int region = 0;  // 0: no press
+        int row = 0;
+        int x = 0;
+        int y = 0;
+        key_mods mods;
+        std::int64_t down_ms = 0;
+    };
+    mouse_model mouse;
+    press_state press;
+    key_mods last_mods;
+    bool wait_release =
+        false;  // a single action ran or a message showed: nothing until all buttons rise
+    int double_click_ms = default_double_click_ms;
+    bool allow_double_clicks = true;
+    bool dragging = false;
+    int drag_source = 0;
+    int drag_y = 0;
+    bool rewind_key = false;
+    bool forward_key = false;
+    std::optional<quantize_popup_request> popup;
+    std::shared_ptr<int> popup_track = std::make_shared<int>(0);
+    bool buttons_changed = false;
+    recording_actions recording;
+
+    void begin_press(int x, int y, int button, key_mods mods, std::int64_t ms);
+    void end_press(int x, int y, int button);
+    void run_press(std::int64_t ms);
+    void act(int code);
+    bool takes_double_click(int region) const;
+    bool single_action(int region) const;
+    // Shows the message; the press then waits for the buttons to rise.
+    void refuse(const char* text);
+    bool refuse_while_recording();
+    int row_at(int region, int y) const;
+    void act_transport(int region, int code);
+    void act_track(int region, int track, int code, key_mods mods);
+    void act_song(int region, int row, int code, key_mods mods);
+    void move_step(int delta, bool with_locators);
+    void toggle_mute(int track);
+    void move_track(int delta);
+    void make_visible(int track);
+    void drop_track(int x, int y, key_mods mods);
+    bool copy_track(int pattern, int source, int target);
+    bool key(const key_event& k);
+    void double_click_at(int region, int row);
+    void edit_track_name(int track);
+    void edit_pattern_name();
+    void edit_step_name(int step);
+    void edit_field(int region, int row);
+    void refresh_buttons();
+    bool run_command(int id);
+    rect drag_line() const;
 };
 
 }  // namespace kestrune

@@ -65,7 +65,8 @@ static std::int32_t shown_tempo_of(const program& p, const transport& t, std::in
     const ref32 r = tempo_at(p, pos, &tempo);
     // A record at the position itself is in force there.
     const event_store s = p.store();
-    if (r != 0 && s.at(r).status() == st::tempo && s.position(r) == pos) tempo = s.at(r).tempo_value();
+    if (r != 0 && s.at(r).status() == st::tempo && s.position(r) == pos)
+        tempo = s.at(r).tempo_value();
     return tempo;
 }
 
@@ -73,46 +74,80 @@ cell_view main_screen::impl::view(int region, int row) {
     const dll_data& d = p.d;
     const std::int32_t pos = shown_position();
     switch (region) {
-    case rgn::position:
-        if (row < 0) {
-            // "\tBar\t 4\t16\tTck" with the denominator and the groove written in.
-            char buf[32];
-            const int den = signature_at_position(p, pos).denominator;
-            if (p.app.simple_bardisplay)
-                std::snprintf(buf, sizeof buf, "Bar|%2d|  |Tck", den);
-            else
-                std::snprintf(buf, sizeof buf, "Bar|%2d|%2d|Tck", den, ticks_per_whole / std::max<int>(1, p.app.edit_grid));
-            cell_view v = text_cell(buf, text_align::left);
-            v.font = font_kind::small;
+        case rgn::position:
+            if (row < 0) {
+                // "\tBar\t 4\t16\tTck" with the denominator and the groove written in.
+                char buf[32];
+                const int den = signature_at_position(p, pos).denominator;
+                if (p.app.simple_bardisplay)
+                    std::snprintf(buf, sizeof buf, "Bar|%2d|  |Tck", den);
+                else
+                    std::snprintf(buf, sizeof buf, "Bar|%2d|%2d|Tck", den,
+                                  ticks_per_whole / std::max<int>(1, p.app.edit_grid));
+                cell_view v = text_cell(buf, text_align::left);
+                v.font = font_kind::small;
+                return v;
+            }
+            return text_cell(position_text(p, pos), text_align::left);
+        case rgn::left_locator:
+            return text_cell(position_text(p, d.left_locator), text_align::left);
+        case rgn::right_locator:
+            return text_cell(position_text(p, d.right_locator), text_align::left);
+        case rgn::time:
+            return text_cell(format_clock(position_to_ms(p, pos)));
+        case rgn::numerator:
+            return text_cell(signature_cell_text(signature_at_position(p, pos).numerator));
+        case rgn::denominator:
+            return text_cell(signature_cell_text(signature_at_position(p, pos).denominator));
+        case rgn::groove:
+            return text_cell(
+                signature_cell_text(ticks_per_whole / std::max<int>(1, p.app.edit_grid)));
+        case rgn::tempo:
+            return text_cell(tempo_text(shown_tempo_of(p, t, pos)));
+        case rgn::midi_thru: {
+            if (!d.midi_thru) return text_cell("OFF", text_align::centre);
+            cell_view v;
+            v.bar = thru_level;
             return v;
         }
-        return text_cell(position_text(p, pos), text_align::left);
-    case rgn::left_locator: return text_cell(position_text(p, d.left_locator), text_align::left);
-    case rgn::right_locator: return text_cell(position_text(p, d.right_locator), text_align::left);
-    case rgn::time: return text_cell(format_clock(position_to_ms(p, pos)));
-    case rgn::numerator: return text_cell(signature_cell_text(signature_at_position(p, pos).numerator));
-    case rgn::denominator: return text_cell(signature_cell_text(signature_at_position(p, pos).denominator));
-    case rgn::groove: return text_cell(signature_cell_text(ticks_per_whole / std::max<int>(1, p.app.edit_grid)));
-    case rgn::tempo: return text_cell(tempo_text(shown_tempo_of(p, t, pos)));
-    case rgn::midi_thru: {
-        if (!d.midi_thru) return text_cell("OFF", text_align::centre);
-        cell_view v;
-        v.bar = thru_level;
-        return v;
-    }
-    case rgn::play: { cell_view v; v.icon = 200 + (t.buttons.play ? 1 : 0); return v; }
-    case rgn::stop: { cell_view v; v.icon = 202 + (t.buttons.stop ? 1 : 0); return v; }
-    case rgn::record: { cell_view v; v.icon = 204 + (d.recording ? 1 : 0); return v; }
-    case rgn::pause: { cell_view v; v.icon = 208 + (t.buttons.pause ? 1 : 0); return v; }
-    case rgn::forward: { cell_view v; v.icon = 210 + (t.buttons.forward ? 1 : 0); return v; }
-    case rgn::rewind: { cell_view v; v.icon = 212 + (t.buttons.rewind ? 1 : 0); return v; }
-    case rgn::drop_in: {
-        cell_view v = text_cell(d.recording ? "Drop Out" : "Drop In", text_align::centre);
-        v.font = font_kind::normal;
-        v.inverted = d.recording != 0;
-        return v;
-    }
-    default: break;
+        case rgn::play: {
+            cell_view v;
+            v.icon = 200 + (t.buttons.play ? 1 : 0);
+            return v;
+        }
+        case rgn::stop: {
+            cell_view v;
+            v.icon = 202 + (t.buttons.stop ? 1 : 0);
+            return v;
+        }
+        case rgn::record: {
+            cell_view v;
+            v.icon = 204 + (d.recording ? 1 : 0);
+            return v;
+        }
+        case rgn::pause: {
+            cell_view v;
+            v.icon = 208 + (t.buttons.pause ? 1 : 0);
+            return v;
+        }
+        case rgn::forward: {
+            cell_view v;
+            v.icon = 210 + (t.buttons.forward ? 1 : 0);
+            return v;
+        }
+        case rgn::rewind: {
+            cell_view v;
+            v.icon = 212 + (t.buttons.rewind ? 1 : 0);
+            return v;
+        }
+        case rgn::drop_in: {
+            cell_view v = text_cell(d.recording ? "Drop Out" : "Drop In", text_align::centre);
+            v.font = font_kind::normal;
+            v.inverted = d.recording != 0;
+            return v;
+        }
+        default:
+            break;
     }
     return main_view() ? pane_view(region, row) : cell_view{};
 }
@@ -122,51 +157,64 @@ cell_view main_screen::impl::pane_view(int region, int row) {
     const int cs = std::clamp<int>(d.current_step, 0, song_steps - 1);
     const song_step& step = p.step(cs);
     switch (region) {
-    case rgn::mode_line: {
-        cell_view v = text_cell(d.song_mode ? "SONG MODE" : "PATTERN MODE", text_align::centre);
-        v.font = font_kind::normal;
-        v.inverted = d.song_mode != 0;
-        return v;
-    }
-    case rgn::master_mute: {
-        cell_view v = text_cell("M", text_align::centre);
-        v.inverted = p.step(song_steps).track_mask != 0;
-        return v;
-    }
-    case rgn::track_numbers: {
-        const int track = first_visible + row;
-        cell_view v = text_cell(number_text(track + 1));
-        v.inverted = (step.track_mask >> track) & 1U;
-        return v;
-    }
-    case rgn::step_bar:
-    case rgn::step_pattern:
-    case rgn::step_name: {
-        const int s = cs - 1 + row;
-        cell_view v;
-        v.inverted = row == 1;
-        v.align = region == rgn::step_name ? text_align::left : text_align::right;
-        if (s < 0 || s >= song_steps) return v;
-        const song_step& st = p.step(s);
-        if (region == rgn::step_bar) v.text = bar_text(p, p.step_start(s));
-        else if (region == rgn::step_pattern) v.text = number_text(st.pattern + 1);
-        else v.text = name_text(st.name);
-        return v;
-    }
-    case rgn::step_length: return text_cell(length_text(p, step_length(p, cs), p.step_start(cs)), text_align::left);
-    case rgn::step_pre_start: return text_cell(length_text(p, step.pickup, p.step_start(cs)), text_align::left);
-    case rgn::step_transpose: return text_cell(number_text(step.transpose));
-    case rgn::pattern_number: return text_cell(number_text(d.current_pattern + 1));
-    case rgn::pattern_name: return text_cell(name_text(p.pattern(d.current_pattern).name), text_align::left);
-    case rgn::track_pane: {
-        // Inverted once for each track outside the visible rows that holds data.
-        cell_view v;
-        for (int tr = 0; tr < tracks_per_pattern; ++tr)
-            if ((tr < first_visible || tr >= first_visible + visible_tracks) && p.slot(d.current_pattern, tr).in_use)
-                v.inverted = !v.inverted;
-        return v;
-    }
-    default: break;
+        case rgn::mode_line: {
+            cell_view v = text_cell(d.song_mode ? "SONG MODE" : "PATTERN MODE", text_align::centre);
+            v.font = font_kind::normal;
+            v.inverted = d.song_mode != 0;
+            return v;
+        }
+        case rgn::master_mute: {
+            cell_view v = text_cell("M", text_align::centre);
+            v.inverted = p.step(song_steps).track_mask != 0;
+            return v;
+        }
+        case rgn::track_numbers: {
+            const int track = first_visible + row;
+            cell_view v = text_cell(number_text(track + 1));
+            v.inverted = (step.track_mask >> track) & 1U;
+            return v;
+        }
+        case rgn::step_bar:
+        case rgn::step_pattern:
+        case rgn::step_name: {
+            const int s = cs - 1 + row;
+            cell_view v;
+            v.inverted = row == 1;
+            v.align = region == rgn::step_name ? text_align::left : text_align::right;
+            if (s < 0 || s >= song_steps) return v;
+            const song_step& st = p.step(s);
+            if (region == rgn::step_bar)
+                v.text = bar_text(p, p.step_start(s));
+            else if (region == rgn::step_pattern)
+                v.text = number_text(st.pattern + 1);
+            else
+                v.text = name_text(st.name);
+            return v;
+        }
+        case rgn::step_length:
+            return text_cell(length_text(p, step_length(p, cs), p.step_start(cs)),
+                             text_align::left);
+        case rgn::step_pre_start:
+            return text_cell(length_text(p, step.pickup, p.step_start(cs)), text_align::left);
+        case rgn::step_transpose:
+            return text_cell(number_text(step.transpose));
+        case rgn::pattern_number:
+            return text_cell(number_text(d.current_pattern + 1));
+        case rgn::pattern_name:
+            return text_cell(name_text(p.pattern(d.current_pattern).name), text_align::left);
+        case rgn::track_pane: {
+            // The "Trk" header, inverted once for each track outside the visible rows that holds
+            // data: an even number of them cancels out.
+            cell_view v = text_cell("Trk", text_align::left);
+            v.font = font_kind::small;
+            for (int tr = 0; tr < tracks_per_pattern; ++tr)
+                if ((tr < first_visible || tr >= first_visible + visible_tracks) &&
+                    p.slot(d.current_pattern, tr).in_use)
+                    v.inverted = !v.inverted;
+            return v;
+        }
+        default:
+            break;
     }
     return track_view(region, row);
 }
@@ -177,39 +225,60 @@ cell_view main_screen::impl::track_view(int region, int row) {
     const track_slot& ts = p.slot(d.current_pattern, track);
     cell_view v;
     switch (region) {
-    case rgn::track_number:
-        v.text = number_text(track + 1 + (d.current_pattern == parallel_pattern && d.song_mode ? tracks_per_pattern : 0));
-        break;
-    case rgn::mute:
-        v.text = ts.mute ? "*  " : "   ";
-        v.align = text_align::left;
-        if (!ts.mute && track_level[track] > 0) {
-            v.bar = track_level[track];
-            v.bar_off = track_off_marker[track];
-            v.bar_peak = track_peak[track];
+        case rgn::track_number:
+            v.text = number_text(
+                track + 1 +
+                (d.current_pattern == parallel_pattern && d.song_mode ? tracks_per_pattern : 0));
+            break;
+        case rgn::mute:
+            v.text = ts.mute ? "*  " : "   ";
+            v.align = text_align::left;
+            if (!ts.mute && track_level[track] > 0) {
+                v.bar = track_level[track];
+                v.bar_off = track_off_marker[track];
+                v.bar_peak = track_peak[track];
+            }
+            break;
+        case rgn::transpose:
+            v.text = number_text(ts.transpose);
+            break;
+        case rgn::track_name:
+            v.text = name_text(ts.name);
+            v.align = text_align::left;
+            break;
+        case rgn::loop: {
+            const int den = denominator_at_pattern_start(p);
+            v.text = ts.loop_length == no_loop
+                         ? std::string("0")
+                         : number_text(beats_from_loop_length(ts.loop_length, den));
+            if (loop_has_remainder(ts.loop_length, den)) {
+                if (v.text.size() >= 3)
+                    v.text[2] = '!';
+                else
+                    v.text += '!';
+            }
+            break;
         }
-        break;
-    case rgn::transpose: v.text = number_text(ts.transpose); break;
-    case rgn::track_name:
-        v.text = name_text(ts.name);
-        v.align = text_align::left;
-        break;
-    case rgn::loop: {
-        const int den = denominator_at_pattern_start(p);
-        v.text = ts.loop_length == no_loop ? std::string("0") : number_text(beats_from_loop_length(ts.loop_length, den));
-        if (loop_has_remainder(ts.loop_length, den)) {
-            if (v.text.size() >= 3) v.text[2] = '!';
-            else v.text += '!';
-        }
-        break;
-    }
-    case rgn::delay: v.text = number_text(ts.delay); break;
-    case rgn::compress: v.text = number_text(ts.compress); break;
-    case rgn::velocity: v.text = number_text(ts.velocity); break;
-    case rgn::quantize: v.text = ts.quantize == 0 ? std::string("NO") : number_text(ts.quantize); break;
-    case rgn::port: v.text = std::string(" ") + static_cast<char>('A' + std::min<int>(ts.port, 3)); break;
-    case rgn::channel: v.text = ts.channel >= 16 ? std::string("--") : number_text(ts.channel + 1); break;
-    default: return v;
+        case rgn::delay:
+            v.text = number_text(ts.delay);
+            break;
+        case rgn::compress:
+            v.text = number_text(ts.compress);
+            break;
+        case rgn::velocity:
+            v.text = number_text(ts.velocity);
+            break;
+        case rgn::quantize:
+            v.text = ts.quantize == 0 ? std::string("NO") : number_text(ts.quantize);
+            break;
+        case rgn::port:
+            v.text = std::string(" ") + static_cast<char>('A' + std::min<int>(ts.port, 3));
+            break;
+        case rgn::channel:
+            v.text = ts.channel >= 16 ? std::string("--") : number_text(ts.channel + 1);
+            break;
+        default:
+            return v;
     }
     v.inverted = track == d.current_track;
     return v;
@@ -219,7 +288,10 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
     const cell_view& v = s.shown;
     const rect& r = s.place;
     if (v.icon) {
-        c.icon(r, v.icon);
+        // A square of the icon size, centred, no larger than the button.
+        const int side = std::min({icon_size_of(g), r.width(), r.height()});
+        const int left = r.left + (r.width() - side) / 2, top = r.top + (r.height() - side) / 2;
+        c.icon({left, top, left + side, top + side}, v.icon);
         return;
     }
     if (s.region == rgn::drop_in) {
@@ -235,7 +307,8 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
         std::size_t from = 0;
         for (int i = 0; i < 4; ++i) {
             const std::size_t bar = v.text.find('|', from);
-            const std::string piece = v.text.substr(from, bar == std::string::npos ? std::string::npos : bar - from);
+            const std::string piece =
+                v.text.substr(from, bar == std::string::npos ? std::string::npos : bar - from);
             c.text({r.left + starts[i] * ch, r.top, r.left + starts[i + 1] * ch, r.bottom}, piece,
                    font_kind::small, colour_role::dim_text, text_align::left);
             if (bar == std::string::npos) break;
@@ -247,12 +320,16 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
     if (!v.text.empty()) {
         rect tr = r;
         tr.top += g.list_font_shortfall;
-        c.text(tr, v.text, v.font, v.inverted ? colour_role::highlight_text : colour_role::field_text, v.align);
+        c.text(tr, v.text, v.font,
+               v.inverted ? colour_role::highlight_text : colour_role::field_text, v.align);
     }
     if (v.bar > 0) {
         const int h = std::max(1, r.height() / 3);
-        const rect b{r.left + 1, r.top + (r.height() - h) / 2, r.left + 1 + v.bar, r.top + (r.height() - h) / 2 + h};
-        c.fill_rect(b, v.bar_peak ? colour_role::peak : v.bar_off ? colour_role::activity_off : colour_role::activity);
+        const rect b{r.left + 1, r.top + (r.height() - h) / 2, r.left + 1 + v.bar,
+                     r.top + (r.height() - h) / 2 + h};
+        c.fill_rect(b, v.bar_peak  ? colour_role::peak
+                       : v.bar_off ? colour_role::activity_off
+                                   : colour_role::activity);
     }
 }
 
@@ -262,7 +339,8 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
         if (tree.is_hidden(region)) return;
         const rect f = tree.place(region);
         const rect r{f.left, f.top - small_h, f.right + g.width * 2, f.top};
-        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::left);
+        if (r.intersects(clip))
+            c.text(r, text, font_kind::small, colour_role::dim_text, text_align::left);
     };
     above(rgn::left_locator, "Left Locator");
     above(rgn::right_locator, "Right Locator");
@@ -282,7 +360,8 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     auto header = [&](int region, const char* text) {
         const rect f = tree.place(region);
         const rect r{f.left, header_top, f.right, header_top + g.height};
-        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::left);
+        if (r.intersects(clip))
+            c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
     };
     header(rgn::mute, "Mute");
     header(rgn::transpose, "Trsp");
@@ -291,23 +370,30 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     header(rgn::compress, "Comp");
     header(rgn::velocity, "Vel");
     header(rgn::quantize, "Qua");
-    header(rgn::port, "Cha");
+    // "Cha" stands over the port and the channel.
+    const rect cha{tree.place(rgn::port).left, header_top, tree.place(rgn::channel).right,
+                   header_top + g.height};
+    if (cha.intersects(clip))
+        c.text(cha, "Cha", font_kind::small, colour_role::dim_text, text_align::centre);
     // The step buttons.
-    for (auto [region, text] : {std::pair{rgn::step_insert, "Ins"}, std::pair{rgn::step_delete, "Del"}})
-        if (tree.place(region).intersects(clip)) c.text(tree.place(region), text, font_kind::small, colour_role::text, text_align::centre);
-    if (tree.place(rgn::step_down).intersects(clip)) c.icon(tree.place(rgn::step_down).inset(2), 215);
+    for (auto [region, text] :
+         {std::pair{rgn::step_insert, "Ins"}, std::pair{rgn::step_delete, "Del"}})
+        if (tree.place(region).intersects(clip))
+            c.text(tree.place(region), text, font_kind::small, colour_role::text,
+                   text_align::centre);
+    if (tree.place(rgn::step_down).intersects(clip))
+        c.icon(tree.place(rgn::step_down).inset(2), 215);
     if (tree.place(rgn::step_up).intersects(clip)) c.icon(tree.place(rgn::step_up).inset(2), 214);
 }
 
 void main_screen::impl::update_activity() {
     dll_data& d = p.d;
-    if (!main_view()) {
-        std::fill(std::begin(d.track_activity), std::end(d.track_activity), activity_none);
-        std::fill(std::begin(track_level), std::end(track_level), 0);
-    }
+    // With an editor up the transport's tick has already dropped the pending bars.
+    if (!main_view()) std::fill(std::begin(track_level), std::end(track_level), 0);
     for (int tr = 0; tr < tracks_per_pattern; ++tr) {
         const int v = shared_load(d.track_activity[tr]);
-        const int w = v == activity_none ? 0 : bar_width(v, g.width, true, tree.place(rgn::mute).width() - 2);
+        const int w =
+            v == activity_none ? 0 : bar_width(v, g.width, true, tree.place(rgn::mute).width() - 2);
         if (v != activity_none && w > track_level[tr]) {
             track_level[tr] = w;
             track_off_marker[tr] = v == note_off_marker;
@@ -319,7 +405,9 @@ void main_screen::impl::update_activity() {
     }
     if (d.midi_thru) {
         const int v = shared_load(d.input_activity);
-        const int w = v == activity_none ? 0 : bar_width(v, g.width, false, tree.place(rgn::midi_thru).width() - 2);
+        const int w = v == activity_none
+                          ? 0
+                          : bar_width(v, g.width, false, tree.place(rgn::midi_thru).width() - 2);
         if (v != activity_none && w > thru_level) {
             thru_level = w;
             shared_store(d.input_activity, activity_none);

@@ -15,9 +15,12 @@ constexpr int row = 2;  // cells between rows of combo boxes, check boxes and ra
 
 std::string port_name(int port) { return std::string("Port ") + static_cast<char>('A' + port); }
 
-std::vector<std::string> channel_entries() {
+std::vector<std::string> channel_entries(bool long_form) {
     std::vector<std::string> v;
-    for (int c = 0; c < channels; ++c) v.push_back(overall_settings_dialog::transpose_entry(c));
+    for (int c = 0; c < channels; ++c) {
+        std::string e = overall_settings_dialog::transpose_entry(c);
+        v.push_back(long_form ? e : e.substr(std::string_view("MIDI ").size()));
+    }
     return v;
 }
 
@@ -95,7 +98,7 @@ midi_setup_view::midi_setup_view(program& p, setup_settings& s)
         const int x = 2 + i * 16;
         add_control(label(port_name(i), {x, 20, x + 15, 21}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
-                     .cells = {x, 21, x + 15, 31}, .entries = channel_entries(),
+                     .cells = {x, 21, x + 15, 31}, .entries = channel_entries(false),
                      .get_item = [this, port](int c) {
                          return model.patch_names[port][static_cast<std::size_t>(c)] != 0;
                      },
@@ -129,9 +132,9 @@ memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40,
 }
 
 overall_settings_view::overall_settings_view(program& p, setup_settings& s)
-    : dialog(p, "Overall Settings", 62, 41), model(p, s) {
+    : dialog(p, "Overall Settings", 74, 41), model(p, s) {
     dll_data& d = p.d;
-    add_control(group("Input Filter", {1, 1, 33, 12}));
+    add_control(group("Input Filter", {1, 1, 35, 12}));
     struct filter {
         const char* text;
         std::uint8_t dll_data::*flag;
@@ -151,39 +154,39 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
         add_control(check(f.text, {x, y, x + 15, y + row}, [&d, f] { return d.*f.flag ? 1 : 0; },
                           [this, f](int on) { (model.*f.set)(on != 0); }));
     }
-    add_control(label("Controller", {2, 9, 32, 10}));
-    add_field({.id = filter_from_field, .cells = {2, 10, 17, 11}, .low = -1, .high = 127,
+    add_control(label("Controller", {2, 9, 34, 10}));
+    add_field({.id = filter_from_field, .cells = {2, 10, 18, 11}, .low = -1, .high = 127,
                .get = [&d] { return d.filter_controller_from; },
                .set = [this](std::int32_t v) { model.set_filter_controller_from(v); },
                .format = controller_field_text, .entry_length = 3});
-    add_field({.id = filter_to_field, .cells = {17, 10, 32, 11}, .low = -1, .high = 127,
+    add_field({.id = filter_to_field, .cells = {18, 10, 34, 11}, .low = -1, .high = 127,
                .get = [&d] { return d.filter_controller_to; },
                .set = [this](std::int32_t v) { model.set_filter_controller_to(v); },
                .format = controller_field_text, .entry_length = 3});
 
-    add_control(group("MIDI Click", {34, 1, 61, 12}));
-    add_control(label("Port", {35, 2, 47, 3}));
-    add_field({.id = click_port_field, .cells = {48, 2, 53, 3}, .low = 0, .high = ports - 1,
+    add_control(group("MIDI Click", {36, 1, 73, 12}));
+    add_control(label("Port", {37, 2, 49, 3}));
+    add_field({.id = click_port_field, .cells = {50, 2, 55, 3}, .low = 0, .high = ports - 1,
                .get = [&d] { return d.click_port; },
                .set = [this](std::int32_t v) { model.set_click_port(v); },
                .format = [](std::int32_t v) { return std::string(1, static_cast<char>('A' + v)); },
                .parse = parse_port, .entry_length = 1});
-    add_control(label("Channel", {35, 4, 47, 5}));
-    add_field({.id = click_channel_field, .kind = field_kind::one_based, .cells = {48, 4, 53, 5},
+    add_control(label("Channel", {37, 4, 49, 5}));
+    add_field({.id = click_channel_field, .kind = field_kind::one_based, .cells = {50, 4, 55, 5},
                .low = 0, .high = channels - 1, .get = [&d] { return d.click_channel; },
                .set = [this](std::int32_t v) { model.set_click_channel(v); }, .entry_length = 2});
-    add_control(label("Note", {35, 6, 47, 7}));
-    add_field({.id = click_note_field, .kind = field_kind::note, .cells = {48, 6, 53, 7},
+    add_control(label("Note", {37, 6, 49, 7}));
+    add_field({.id = click_note_field, .kind = field_kind::note, .cells = {50, 6, 55, 7},
                .low = 0, .high = 127, .get = [&d] { return d.click_note; },
                .set = [this](std::int32_t v) { model.set_click_note(v); }, .entry_length = 4});
-    add_control(label("Velocity", {35, 8, 47, 9}));
-    add_field({.id = click_velocity_field, .cells = {48, 8, 53, 9}, .low = 1, .high = 127,
+    add_control(label("Velocity", {37, 8, 49, 9}));
+    add_field({.id = click_velocity_field, .cells = {50, 8, 55, 9}, .low = 1, .high = 127,
                .get = [&d] { return d.click_velocity; },
                .set = [this](std::int32_t v) { model.set_click_velocity(v); }, .entry_length = 3});
 
-    add_control(group("MIDI Thru", {34, 13, 61, 17}));
-    add_control(label("Off Channel", {35, 14, 47, 15}));
-    add_field({.id = thru_off_field, .cells = {48, 14, 53, 15}, .low = -1, .high = channels - 1,
+    add_control(group("MIDI Thru", {36, 13, 73, 17}));
+    add_control(label("Off Channel", {37, 14, 49, 15}));
+    add_field({.id = thru_off_field, .cells = {50, 14, 55, 15}, .low = -1, .high = channels - 1,
                .get = [&d] { return d.thru_off_channel; },
                .set = [this](std::int32_t v) { model.set_thru_off_channel(v); },
                .format = overall_settings_dialog::channel_text,
@@ -196,27 +199,27 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
 
     add_mouse_group(p, s);
 
-    add_control(group("Remap controllers", {34, 18, 61, 26}));
-    add_control(check("Remap on", {35, 19, 60, 21}, [&d] { return d.remap_on ? 1 : 0; },
+    add_control(group("Remap controllers", {36, 18, 73, 25}));
+    add_control(check("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
                       [this](int on) { model.set_remap_on(on != 0); }));
-    add_control(label("from", {35, 21, 41, 22}));
-    add_field({.id = remap_from_field, .cells = {41, 21, 56, 22}, .low = 0, .high = 127,
+    add_control(label("from", {37, 21, 43, 22}));
+    add_field({.id = remap_from_field, .cells = {43, 21, 58, 22}, .low = 0, .high = 127,
                .get = [&d] { return d.remap_from; },
                .set = [this](std::int32_t v) { model.set_remap_from(v); },
                .format = controller_field_text, .entry_length = 3});
-    add_control(label("to", {35, 23, 41, 24}));
-    add_field({.id = remap_to_field, .cells = {41, 23, 56, 24}, .low = 0, .high = 127,
+    add_control(label("to", {37, 23, 43, 24}));
+    add_field({.id = remap_to_field, .cells = {43, 23, 58, 24}, .low = 0, .high = 127,
                .get = [&d] { return d.remap_to; },
                .set = [this](std::int32_t v) { model.set_remap_to(v); },
                .format = controller_field_text, .entry_length = 3});
 
-    add_control(group("Disable Song Mode Transpose", {1, 26, 61, 37}));
+    add_control(group("Disable Song Mode Transpose", {1, 26, 73, 37}));
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
-        const int x = 2 + i * 15;
-        add_control(label(port_name(i), {x, 27, x + 14, 28}));
+        const int x = 2 + i * 18;
+        add_control(label(port_name(i), {x, 27, x + 17, 28}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
-                     .cells = {x, 28, x + 14, 36}, .entries = channel_entries(),
+                     .cells = {x, 28, x + 17, 36}, .entries = channel_entries(true),
                      .get_item = [this, port](int c) {
                          return model.transpose_exempt[port][static_cast<std::size_t>(c)];
                      },
@@ -228,7 +231,7 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
 }
 
 void overall_settings_view::add_mouse_group(program& p, setup_settings& s) {
-    add_control(group("Mouse", {1, 13, 33, 19}));
+    add_control(group("Mouse", {1, 13, 35, 19}));
     // The song keeps the buttons too: the steppers read them there.
     auto choose = [this, &p](bool left) {
         model.set_left_button_increases(left);

@@ -30,14 +30,34 @@ std::string session::window_title() const {
     return std::string(program_title) + " - " + files.current_file_title;
 }
 
+void setup_from_settings(session& s) {
+    const user_settings& u = s.settings;
+    s.setup.sync_delay_value = u.sync_delay_value;
+    s.setup.spp_offset = u.spp_offset;
+    s.setup.patch_name_ports = u.show_patch_names;
+    s.setup.mouse_increase = s.prog.song.increase_button;
+    s.setup.mouse_decrease = s.prog.song.decrease_button;
+    apply_setup(s);
+}
+
+void apply_setup(session& s) {
+    user_settings& u = s.settings;
+    u.sync_delay_value = static_cast<std::int8_t>(s.setup.sync_delay_value);
+    u.spp_offset = static_cast<std::int16_t>(s.setup.spp_offset);
+    u.show_patch_names = s.setup.patch_name_ports;
+    s.trans.sync_delay_value = s.setup.sync_delay_value;
+    s.trans.spp_offset = s.setup.spp_offset;
+    s.prog.song.increase_button = static_cast<std::int16_t>(s.setup.mouse_increase);
+    s.prog.song.decrease_button = static_cast<std::int16_t>(s.setup.mouse_decrease);
+}
+
 int start_session(session& s) {
     program& p = s.prog;
     p.write_defaults();
     load_settings(p, s.settings, s.files);
     s.trans.two_bar_count_in = s.settings.two_bar_count_in != 0;
     s.trans.reset_on_stop = s.settings.reset_on_stop != 0;
-    s.trans.spp_offset = s.settings.spp_offset;
-    s.trans.sync_delay_value = s.settings.sync_delay_value;
+    setup_from_settings(s);
     for (int port = 0; port < 4; ++port) set_default_patch_names(s.patches[static_cast<std::size_t>(port)]);
     load_patch_names(s.patches, patch_folders(), p.screen);
     const int err = start_program(p);

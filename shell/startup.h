@@ -13,6 +13,7 @@
 #include "files/patch_names.h"
 #include "files/settings_file.h"
 #include "realtime/recording.h"
+#include "realtime/setup_dialogs.h"
 #include "realtime/transport.h"
 #include "shell/command_table.h"
 
@@ -34,8 +35,6 @@ struct window_hooks {
     std::function<void()> bring_to_front;
     std::function<void()> close;          // asks the window to close, as Quit does
     std::function<void()> focus;          // focus back to the main window
-    // A dialog of the frame by command; false when it is not there to run.
-    std::function<bool(int command)> run_dialog;
     // Note Pad and About are plain dialogs of the window.
     std::function<void(std::string& text, int max_length)> note_pad;
 };
@@ -55,6 +54,10 @@ public:
     recorder rec;  // the Record keys and buttons; stores the transport's takes
     command_table commands;
     window_hooks window;
+    // What MIDI Setup and Overall Settings edit beside the block, and whether the window can run
+    // those dialogs (the ui's run_dialog).
+    setup_settings setup;
+    bool setup_dialogs = false;
     std::unique_ptr<main_screen> screen;  // made with the window
 
     // While an editor or the Mixer is open: its command handler sees commands first, and it
@@ -73,6 +76,10 @@ private:
     bool timer_busy_ = true;  // true while no tick runs
     bool first_tick_ = true;
 };
+
+// Between the setup dialogs' settings and where the program keeps them.
+void setup_from_settings(session& s);
+void apply_setup(session& s);
 
 // Start-up up to the window: defaults, settings, patch names, the engine and the song. Returns
 // the engine's error number (already shown) or 0.

@@ -83,7 +83,7 @@ std::int32_t position_step(const program& p, std::int32_t position, const positi
                            bool up) {
     const int w = std::max(1, at.char_width);
     const int from_right = at.right_edge - at.x;
-    const bool simple = p.app.simple_bardisplay;
+    const bool simple = hide_position_grid(p);
     const int tick_part = at.tick_chars + (simple ? 3 : 0);
     if (from_right < tick_part * w) return 1;
     if (!simple && from_right < (at.tick_chars + 3) * w)

@@ -13,6 +13,9 @@ inline constexpr int no_buttons = 0;
 inline constexpr int both_buttons = 3;
 inline constexpr int mouse_code(bool left, bool right) { return (left ? 1 : 0) + (right ? 2 : 0); }
 
+// The preference "Simple Bardisplay": positions are shown and entered without the groove unit.
+inline bool hide_position_grid(const program& p) { return p.app.simple_bardisplay; }
+
 // Which way the last single step went; both buttons follow it. Kept in app_state.
 enum class step_direction : std::int8_t { none = 0, up = 1, down = -1 };
 

@@ -229,13 +229,16 @@ bool pattern_is_playing(const program& p, int pattern) {
     return pattern == p.d.display_pattern || (p.d.song_mode && pattern == parallel_pattern);
 }
 
-// A track of a playing pattern changed: seat its pointer again and end its sounding notes.
+}  // namespace
+
 void reseat_playing_track(program& p, int pattern, int track) {
     if (!p.slot(pattern, track).in_use || !pattern_is_playing(p, pattern)) return;
     const bool parallel = pattern == parallel_pattern && p.d.song_mode;
     if (pattern == p.d.current_pattern) locate_track(p, track, parallel);
     p.silence_track(parallel ? 1 : 0, track);
 }
+
+namespace {
 
 template <class Set>
 void set_track_field(program& p, int pattern, int track, Set set) {

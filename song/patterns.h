@@ -34,6 +34,8 @@ bool select_pattern(program& p, int pattern, bool forced_redraw = false);
 // Channel or port of a track; empty tracks of the same number in all 17 patterns follow.
 void set_track_channel(program& p, int pattern, int track, int channel);
 void set_track_port(program& p, int pattern, int track, int port);
+// A track of a playing pattern changed: seat its pointer again and end its sounding notes.
+void reseat_playing_track(program& p, int pattern, int track);
 bool toggle_song_mode(program& p);
 
 // Loop length in beats of the signature in force at the pattern's start.

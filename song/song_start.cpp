@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "song/locate.h"
 #include "song/patterns.h"
@@ -42,6 +44,28 @@ bool format_song(program& p) {
     return true;
 }
 
+namespace {
+
+// What the user is told once when a port's device goes away; the port is connected again
+// without a word when the device comes back.
+std::string device_lost_text(const program& p, int port, int loss) {
+    const dll_data& d = p.d;
+    const bool input = port == device_lost_input;
+    if (!input && (port < 0 || port >= 4)) return "";
+    const int choice = input ? d.midi_in_device : d.midi_out_device[port];
+    const int device = choice - ((input ? d.midi_in_has_mapper : d.midi_out_has_mapper) ? 2 : 1);
+    const std::vector<std::string> names =
+        input ? p.eng.input_device_names() : p.eng.output_device_names();
+    std::string text = input ? "The MIDI input has lost its device"
+                             : std::string("Port ") + static_cast<char>('A' + port) +
+                                   " has lost its MIDI device";
+    if (device >= 0 && device < static_cast<int>(names.size()))
+        text += " \"" + names[static_cast<std::size_t>(device)] + "\"";
+    return text + (loss == midi_system_stopped ? ":\nthe JACK server has stopped!" : "!");
+}
+
+}  // namespace
+
 void handle_engine_messages(program& p) {
     int id;
     std::int32_t w, l;
@@ -52,6 +76,9 @@ void handle_engine_messages(program& p) {
             char text[64];
             std::snprintf(text, sizeof text, "Error %d !", static_cast<int>(w));
             p.screen.message(text, msg_icon::warning);
+        } else if (id == msg_device_lost) {
+            const std::string text = device_lost_text(p, w, l);
+            if (!text.empty()) p.screen.message(text, msg_icon::warning);
         }
     }
 }

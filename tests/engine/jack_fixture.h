@@ -71,6 +71,7 @@ public:
         in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
         out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
         jack_set_process_callback(client_, process, this);
+        jack_on_shutdown(client_, +[](void* self) { static_cast<probe*>(self)->dead_.store(true); }, this);
         for (int i = 0; i < 100 && !jack_minus_engine(&difference_); ++i) {
         }
         if (!in_ || !out_ || jack_activate(client_) != 0) {
@@ -78,8 +79,10 @@ public:
             client_ = nullptr;
         }
     }
+    // A client whose server died is left as it is: libjack cannot close it once another
+    // server runs.
     ~probe() {
-        if (client_) jack_client_close(client_);
+        if (client_ && !dead_.load()) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
     jack_client_t* client() const { return client_; }
@@ -177,6 +180,7 @@ private:
     }
 
     jack_client_t* client_ = nullptr;
+    std::atomic<bool> dead_{false};
     double difference_ = 0;
     jack_port_t* in_ = nullptr;
     jack_port_t* out_ = nullptr;
@@ -201,6 +205,23 @@ protected:
         }
         // A server name of this process's own, so parallel runs and a user's server stay apart.
         const std::string name = "kestrune-test-" + std::to_string(getpid());
+        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
+        skip_reason() = start_server();
+    }
+
+    static void TearDownTestSuite() { stop_server(SIGTERM); }
+
+    // Ends the server with `sig` (SIGKILL: as if it crashed) and starts it again under its name;
+    // false when it did not come back.
+    static bool restart_server(int sig) {
+        stop_server(sig);
+        return start_server().empty();
+    }
+
+    // Starts jackd under JACK_DEFAULT_SERVER; the reason it is not running, or empty.
+    static std::string start_server() {
+        const std::string jackd = find_jackd();
+        const std::string name = std::getenv("JACK_DEFAULT_SERVER");
         // Real time where the machine allows it, as a musician's server runs; without it the
         // server can stall on a busy machine, which the tests notice and play again.
         const std::string rate_arg = std::to_string(rate), period_arg = std::to_string(period);
@@ -225,12 +246,8 @@ protected:
             execv(jackd.c_str(), const_cast<char* const*>(rt ? rt_args : plain_args));
             _exit(127);
         }
-        if (server() < 0) {
-            skip_reason() = "could not start jackd";
-            return;
-        }
+        if (server() < 0) return "could not start jackd";
         setpgid(server(), server());
-        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
         // Until the server is up, libjack would complain about every attempt to reach it.
         struct quiet_jack {
             quiet_jack() {
@@ -242,21 +259,20 @@ protected:
             int status = 0;
             if (waitpid(server(), &status, WNOHANG) == server()) {
                 server() = -1;
-                skip_reason() = "jackd exited at start (dummy driver unavailable?)";
-                return;
+                return "jackd exited at start (dummy driver unavailable?)";
             }
             if (jack_client_t* c = jack_client_open("ready", JackNoStartServer, nullptr)) {
                 jack_client_close(c);
-                return;
+                return "";
             }
             sleep_ms(50);
         }
-        skip_reason() = "jackd did not come up within 5 s";
+        return "jackd did not come up within 5 s";
     }
 
-    static void TearDownTestSuite() {
+    static void stop_server(int sig) {
         if (server() <= 0) return;
-        kill(-server(), SIGTERM);
+        kill(-server(), sig);
         for (int i = 0; i < 300; ++i) {
             if (waitpid(server(), nullptr, WNOHANG) == server()) {
                 server() = -1;

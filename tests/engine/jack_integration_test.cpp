@@ -19,6 +19,28 @@ namespace {
 using namespace testing;
 class JackIntegration : public jack_fixture {};
 
+struct note_event {
+    std::int32_t pos;
+    std::uint8_t status, key;
+};
+
+// Track 1 of pattern 1 plays the events, in order of position.
+void fill_track(program& p, const std::vector<note_event>& events) {
+    const event_store& s = p.store();
+    track_slot& sl = p.slot(0, 0);
+    sl.first = sl.play = s.new_empty_chain();
+    sl.in_use = 1;
+    sl.blocks = 1;
+    for (const note_event& e : events) {
+        const ref32 end = s.chain_end(sl.first);
+        const int took = s.insert_record(end);
+        sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
+        p.d.free_blocks -= took;
+        s.at(end) =
+            midi_event::make(e.status, e.key, e.status == 0x90 ? 100 : 0, song_start + e.pos);
+    }
+}
+
 TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     engine eng;
     system_backend midi;
@@ -36,31 +58,15 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     // Notes at odd places at 120 bpm, where one tick is 125 frames: none of the spacings is a
     // multiple of the period.
     const std::int32_t at[] = {0, 37, 96, 131, 250, 384, 401, 530};
-    struct expect {
-        std::int32_t pos;
-        std::uint8_t status, key;
-    };
-    std::vector<expect> want;
-    const event_store& s = p.store();
-    track_slot& sl = p.slot(0, 0);
-    sl.first = sl.play = s.new_empty_chain();
-    sl.in_use = 1;
-    sl.blocks = 1;
+    std::vector<note_event> want;
     for (std::size_t i = 0; i < std::size(at); ++i) {
         const auto key = static_cast<std::uint8_t>(60 + i);
         want.push_back({at[i], 0x90, key});
         want.push_back({at[i] + 20, 0x80, key});
     }
     std::sort(want.begin(), want.end(),
-              [](const expect& a, const expect& b) { return a.pos < b.pos; });
-    for (const expect& e : want) {
-        const ref32 end = s.chain_end(sl.first);
-        const int took = s.insert_record(end);
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-        p.d.free_blocks -= took;
-        s.at(end) =
-            midi_event::make(e.status, e.key, e.status == 0x90 ? 100 : 0, song_start + e.pos);
-    }
+              [](const note_event& a, const note_event& b) { return a.pos < b.pos; });
+    fill_track(p, want);
 
     auto* jack = dynamic_cast<jack_backend*>(&midi.part(1));
     ASSERT_NE(jack, nullptr);
@@ -98,6 +104,66 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
             << "event " << i << " at tick " << want[i].pos << ", " << e.frame - pr[0].frame
             << " frames after the first (" << ticks * 125 << " nominal); late messages: " << late;
     }
+}
+
+TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
+    engine eng;
+    system_backend midi;
+    testing::scripted_ui screen;
+    system_clock clk;
+    eng.attach(clk, &midi);
+    eng.set_own_thread(true);
+    program p(eng, screen, clk);
+    p.write_defaults();
+    const std::string name = "JACK: " + pr.in_name();
+    const int device = index_of(midi.output_devices(), name);
+    ASSERT_GE(device, 0);
+    p.d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);
+    const std::string input = "JACK: " + pr.out_name();
+    p.d.midi_in_device = static_cast<std::int16_t>(index_of(midi.input_devices(), input) + 1);
+    ASSERT_EQ(start_program(p), 0);
+    ASSERT_NE(p.d.midi_out_handle[0], 0u);
+    ASSERT_NE(p.d.midi_in_handle, 0u);
+    std::vector<note_event> row;  // a note every eighth for 64 bars
+    for (std::int32_t pos = 0; pos < 64 * 768; pos += 96) {
+        row.push_back({pos, 0x90, 60});
+        row.push_back({pos + 48, 0x80, 60});
+    }
+    fill_track(p, row);
+    locate(p, song_start);
+    p.d.stopped = 0;
+    ASSERT_TRUE(pr.wait_for(2, 5000));
+
+    // The server dies under the playing engine: the user hears of it once, within a second.
+    stop_server(SIGKILL);
+    const std::int64_t died = steady_us();
+    while (screen.messages.size() < 2 && steady_us() - died < 1'000'000) {
+        handle_engine_messages(p);
+        sleep_ms(5);
+    }
+    ASSERT_EQ(screen.messages.size(), 2u);
+    EXPECT_EQ(screen.messages[0].text,
+              "Port A has lost its MIDI device \"" + name + "\":\nthe JACK server has stopped!");
+    EXPECT_EQ(screen.messages[1].text,
+              "The MIDI input has lost its device \"" + input + "\":\nthe JACK server has stopped!");
+    EXPECT_TRUE(eng.output_lost(0));
+    EXPECT_TRUE(eng.input_lost());
+    EXPECT_EQ(p.d.midi_out_handle[0], 1u) << "a lost port keeps its device";
+
+    // The engine plays on; when the server and the device are back, so is the port.
+    ASSERT_EQ(start_server(), "");
+    probe back;
+    ASSERT_TRUE(back.ok());
+    EXPECT_TRUE(back.wait_for(2, 5000)) << "nothing reached the device after the server came back";
+    EXPECT_FALSE(eng.output_lost(0));
+    for (int i = 0; i < 100 && eng.input_lost(); ++i) sleep_ms(10);
+    EXPECT_FALSE(eng.input_lost());
+    handle_engine_messages(p);
+    EXPECT_EQ(screen.messages.size(), 2u);
+    EXPECT_EQ(shared_load(p.d.stopped), 0);
+    p.d.stopped = 1;
+    p.wait_request(p.d.all_notes_off_request);
+    p.shut_down();
 }
 
 TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {

@@ -57,8 +57,8 @@ TEST(DialogFrame, ADoubleClickTypesIntoTheFieldThroughItsParser) {
     memory_setup_view v(*t);
     std::string offered;
     std::string typed;
-    v.set_entry_box([&](const rect&, const std::string& text, int) {
-        offered = text;
+    v.set_entry([&](const double_click_box& box) {
+        offered = box.text;
         return std::optional<std::string>(typed);
     });
     const point units = middle_of(v, 0), timer = middle_of(v, 1);

@@ -1,10 +1,21 @@
+#include "shell/main_screen.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "files/song_file.h"
+#include "files/track_chunk.h"
+#include "realtime/transport.h"
+#include "shell/command_ids.h"
 #include "shell/command_table.h"
 #include "shell/main_layout.h"
-#include "shell/main_screen.h"
 #include "shell/region_tree.h"
+#include "song/patterns.h"
 #include "tests/shell/recording_canvas.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -16,8 +27,34 @@ struct MainScreen : ::testing::Test {
     main_screen screen{*t, commands};
     font_metrics font{7, 16, 0};
 
+    std::int64_t now = 10'000;
+
+    MainScreen() { screen.layout(2, font); }
     rect place(int region) const { return screen.regions().place(region); }
     void paint(testing::recording_canvas& c) { screen.paint(c, {0, 0, 4000, 4000}); }
+    // The centre of a row of a column region.
+    std::pair<int, int> at(int region, int row = 0) const {
+        const rect r = place(region);
+        return {(r.left + r.right) / 2,
+                r.top + row * screen.cell_height() + screen.cell_height() / 2};
+    }
+    void ticks(int n) {
+        for (int i = 0; i < n; ++i) screen.tick(now += 25);
+    }
+    void click(int region, int row = 0, int button = left_button, key_mods mods = {}) {
+        auto [x, y] = at(region, row);
+        screen.mouse_down(x, y, button, mods, now);
+        screen.mouse_up(x, y, button, now + 10);
+        ticks(1);
+    }
+    track_slot& slot(int track) { return t->slot(t->d.current_pattern, track); }
+    bool key(key_code code, char ch = 0, key_mods mods = {}) {
+        key_event k;
+        k.code = code;
+        k.character = ch;
+        k.mods = mods;
+        return screen.key_down(k);
+    }
 };
 
 TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindow) {
@@ -32,21 +69,24 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindo
         EXPECT_EQ(screen.cell_height(), ch);
         EXPECT_EQ(place(rgn::transport_panel).bottom, 27 * ch - 1) << z;
         EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
-        EXPECT_EQ(place(rgn::numerator), (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4})) << z;
+        EXPECT_EQ(place(rgn::numerator),
+                  (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
+            << z;
         for (const screen_region& r : screen.regions().all()) {
             if (r.number == rgn::root || r.number == rgn::time) continue;
             const rect& p = r.rectangle;
-            const screen_region* hit = screen.regions().find_region_at_point((p.left + p.right) / 2, (p.top + p.bottom) / 2);
+            const screen_region* hit = screen.regions().find_region_at_point(
+                (p.left + p.right) / 2, (p.top + p.bottom) / 2);
             ASSERT_NE(hit, nullptr);
             // A parent's centre may fall on one of its children.
-            if (hit->number != r.number && r.child < 0) ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
+            if (hit->number != r.number && r.child < 0)
+                ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
     }
 }
 
 TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
-    screen.layout(2, font);
     testing::recording_canvas c;
     paint(c);
     EXPECT_FALSE(c.frames.empty());
@@ -55,6 +95,314 @@ TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
     EXPECT_EQ(c.text_in(place(rgn::position)), "   1  1  1  1");
     EXPECT_EQ(c.text_in(place(rgn::pattern_name)), " PATTERN  ");
     ASSERT_GE(c.icons.size(), 6U);
+    // "Time" shows on request and "Undo" makes room for it, four columns to the left.
+    EXPECT_TRUE(screen.regions().is_hidden(rgn::time));
+    const int undo_left = screen.buttons()[0].place.left;
+    t->app.clock_field_on = true;
+    screen.tick(now += 25);
+    EXPECT_TRUE(screen.take_buttons_changed());
+    EXPECT_FALSE(screen.regions().is_hidden(rgn::time));
+    EXPECT_EQ(screen.buttons()[0].text, "Undo");
+    EXPECT_EQ(screen.buttons()[0].place.left, undo_left - 4 * screen.cell_width());
+}
+
+TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsStepTen) {
+    screen.set_allow_double_clicks(false);
+    click(rgn::transpose, 2);
+    ticks(10);
+    EXPECT_EQ(slot(2).transpose, 1);
+
+    auto [x, y] = at(rgn::transpose, 2);
+    screen.mouse_down(x, y, left_button, {}, now);
+    screen.tick(now);  // acts at once
+    EXPECT_EQ(slot(2).transpose, 2);
+    ticks(4);  // up to 100 ms: still waiting
+    EXPECT_EQ(slot(2).transpose, 2);
+    ticks(1);  // 125 ms
+    EXPECT_EQ(slot(2).transpose, 3);
+    ticks(2);
+    EXPECT_EQ(slot(2).transpose, 5);
+    // The right button joins: ten in the direction the left one went.
+    screen.mouse_down(x, y, right_button, {}, now);
+    ticks(1);
+    EXPECT_EQ(slot(2).transpose, 15);
+    screen.mouse_up(x, y, right_button, now);
+    screen.mouse_up(x, y, left_button, now);
+    ticks(5);
+    EXPECT_EQ(slot(2).transpose, 15);
+
+    // Ctrl gives the neutral value, Shift twelve; the limit clamps without a word.
+    click(rgn::transpose, 2, left_button, {false, true, false});
+    EXPECT_EQ(slot(2).transpose, 0);
+    click(rgn::transpose, 2, right_button, {true, false, false});
+    EXPECT_EQ(slot(2).transpose, -12);
+    for (int i = 0; i < 6; ++i) click(rgn::transpose, 2, right_button, {true, false, false});
+    EXPECT_EQ(slot(2).transpose, -60);
+    EXPECT_TRUE(t.screen.messages.empty());
+}
+
+TEST_F(MainScreen, ADoubleClickMakesNoStepWhileASingleClickStepsAfterTheDoubleClickTime) {
+    screen.set_double_click_time(400);
+    auto [x, y] = at(rgn::delay, 0);
+    screen.mouse_down(x, y, left_button, {}, now);
+    screen.mouse_up(x, y, left_button, now + 60);
+    ticks(6);
+    screen.double_click(x, y, left_button, {}, now);
+    screen.mouse_up(x, y, left_button, now + 10);
+    ticks(30);
+    EXPECT_EQ(slot(0).delay, 0);
+
+    click(rgn::delay, 0);
+    ticks(14);  // 375 ms
+    EXPECT_EQ(slot(0).delay, 0);
+    ticks(2);
+    EXPECT_EQ(slot(0).delay, 1);
+}
+
+TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEveryPattern) {
+    screen.set_allow_double_clicks(false);
+    click(rgn::channel, 3);
+    EXPECT_EQ(slot(3).channel, 4);
+    for (int p = 0; p <= parallel_pattern; ++p) EXPECT_EQ(t->slot(p, 3).channel, 4) << p;
+    for (int i = 0; i < 20; ++i) click(rgn::channel, 3);
+    EXPECT_EQ(slot(3).channel, 16);
+    testing::recording_canvas c;
+    paint(c);
+    EXPECT_EQ(c.text_in(row_of(place(rgn::channel), 3, screen.cell_height())), "--");
+    for (int i = 0; i < 5; ++i) click(rgn::compress, 0);
+    EXPECT_EQ(slot(0).compress, 5);
+    click(rgn::port, 1);
+    EXPECT_EQ(slot(1).port, 1);
+    // A loop of 3 beats in 4/4, then one that ends off the beat shows "!".
+    for (int i = 0; i < 3; ++i) click(rgn::loop, 0);
+    EXPECT_EQ(slot(0).loop_length, 3 * 192 + 3071);
+    slot(0).loop_length += 5;
+    screen.tick(now += 25);
+    testing::recording_canvas c2;
+    paint(c2);
+    EXPECT_EQ(c2.text_in(place(rgn::loop)), " 3!");
+    // Qua asks the platform for its popup; the chosen item sets that row's track.
+    auto [qx, qy] = at(rgn::quantize, 3);
+    screen.mouse_down(qx, qy, left_button, {}, now);
+    screen.mouse_up(qx, qy, left_button, now);
+    const auto popup = screen.take_quantize_popup();
+    ASSERT_TRUE(popup.has_value());
+    EXPECT_EQ(popup->track, 3);
+    EXPECT_FALSE(screen.take_quantize_popup().has_value());
+    EXPECT_TRUE(commands.run(cmd::quantize_popup_first + 16));
+    EXPECT_EQ(slot(3).quantize, 16);
+    // Mute toggles and repaints its cell only.
+    ticks(1);
+    screen.take_dirty();
+    click(rgn::mute, 4);
+    EXPECT_EQ(slot(4).mute, 1);
+    const auto dirty = screen.take_dirty();
+    ASSERT_EQ(dirty.size(), 1U);
+    EXPECT_EQ(dirty[0], row_of(place(rgn::mute), 4, screen.cell_height()));
+}
+
+TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
+    t->d.tempo_track_on = 1;
+    click(rgn::tempo);
+    ticks(20);
+    EXPECT_EQ(t.screen.last_text(),
+              "The Tempo Track is active!\nChange value in the Tempo Editor.");
+    t->d.signature_track_on = 1;
+    click(rgn::numerator);
+    ticks(20);
+    EXPECT_EQ(t.screen.last_text(),
+              "The Time Signature Track is active!\nChange value in the Time Signature Editor.");
+    t->d.internal_record = 1;
+    click(rgn::midi_thru);
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
+    EXPECT_EQ(t.screen.messages.size(), 3U);
+    // The tempo's left part steps whole beats per minute, the right part hundredths.
+    t->d.tempo_track_on = 0;
+    const rect tempo = place(rgn::tempo);
+    screen.set_allow_double_clicks(false);
+    screen.mouse_down(tempo.left + 1, tempo.top + 2, left_button, {}, now);
+    screen.mouse_up(tempo.left + 1, tempo.top + 2, left_button, now);
+    ticks(1);
+    screen.mouse_down(tempo.right - 1, tempo.top + 2, left_button, {}, now);
+    screen.mouse_up(tempo.right - 1, tempo.top + 2, left_button, now);
+    ticks(1);
+    EXPECT_EQ(t->app.song_tempo, 12101);
+}
+
+TEST_F(MainScreen, KeyCommands) {
+    EXPECT_TRUE(key(key_code::pad_plus));
+    EXPECT_EQ(t->app.song_tempo, 12100);
+    EXPECT_TRUE(key(key_code::character, '3'));
+    EXPECT_EQ(t->d.current_pattern, 2);
+    EXPECT_TRUE(key(key_code::character, '7', {true, false, false}));
+    EXPECT_EQ(t->d.current_pattern, 16);
+    key(key_code::character, '1');
+    for (int i = 0; i < 20; ++i) key(key_code::down);
+    EXPECT_EQ(t->d.current_track, 20);
+    EXPECT_EQ(screen.scroll_value(), 5);
+    EXPECT_TRUE(key(key_code::character, 'Z'));
+    EXPECT_EQ(slot(20).mute, 1);
+    EXPECT_TRUE(key(key_code::character, 'A'));
+    EXPECT_EQ(t->d.song_mode, 1);
+    key(key_code::down, 0, {true, false, false});
+    EXPECT_EQ(t->d.current_step, 1);
+    EXPECT_TRUE(key(key_code::right));
+    EXPECT_EQ(t->d.position, t->step_start(1) + 768);
+    EXPECT_TRUE(key(key_code::character, 'C'));
+    EXPECT_EQ(t->d.cycle_on, 1);
+    screen.tick(now += 25);
+    EXPECT_TRUE(screen.take_buttons_changed());
+    EXPECT_TRUE(screen.buttons()[4].pressed);
+    EXPECT_EQ(screen.buttons()[4].text, "Cycle");
+    EXPECT_TRUE(key(key_code::del));
+    EXPECT_TRUE(key(key_code::insert));
+    EXPECT_FALSE(key(key_code::character, 'Q'));
+    // Takes start through the recorder: the Record button's mouse button is the mode.
+    std::vector<int> modes;
+    screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
+    key(key_code::pad_slash);
+    click(rgn::record, 0, right_button);
+    click(rgn::record, 0, left_button);
+    EXPECT_EQ(modes, (std::vector<int>{2, 2, 1}));
+    EXPECT_FALSE(key(key_code::space));
+    // Backspace refuses during a take; Escape makes an empty track editable.
+    key_event repeat;
+    repeat.code = key_code::f1;
+    repeat.auto_repeat = true;
+    EXPECT_FALSE(screen.key_down(repeat));
+    EXPECT_TRUE(key(key_code::escape));
+    EXPECT_EQ(slot(20).in_use, 1);
+    EXPECT_EQ(std::string(slot(20).name, 10), " editable ");
+    t->d.recording = 1;
+    key(key_code::backspace);
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
+    t->d.recording = 0;
+    key(key_code::backspace);
+    EXPECT_EQ(slot(20).in_use, 0);
+}
+
+TEST_F(MainScreen, TheNameDragCopiesMovesSwapsAndDeletes) {
+    testing::test_program& tp = t;
+    seat_track(*tp, 0, 0, {{}, testing::notes(3, song_start, 96)});
+    put_name(slot(0).name, "Piano");
+    auto drag = [&](int from_row, int to_x, int to_y, key_mods mods) {
+        auto [x, y] = at(rgn::track_name, from_row);
+        screen.mouse_down(x, y, left_button, {}, now);
+        ticks(7);
+        screen.mouse_move(to_x, to_y, mods, now);
+        screen.mouse_up(to_x, to_y, left_button, now);
+        ticks(1);
+    };
+    auto [nx, ny2] = at(rgn::track_name, 2);
+    drag(0, nx, ny2, {});
+    EXPECT_EQ(slot(2).in_use, 1);
+    EXPECT_EQ(slot(0).in_use, 1);
+    EXPECT_EQ(std::string(slot(2).name, 5), "Piano");
+    EXPECT_EQ(t->d.current_track, 2);
+    auto [mx, my5] = at(rgn::track_name, 5);
+    drag(2, mx, my5, {false, true, false});
+    EXPECT_EQ(slot(2).in_use, 0);
+    EXPECT_EQ(slot(5).in_use, 1);
+    auto [sx, sy1] = at(rgn::track_name, 1);
+    drag(5, sx, sy1, {true, false, false});
+    EXPECT_EQ(slot(5).in_use, 0);
+    EXPECT_EQ(slot(1).in_use, 1);
+    const int free_before = t->d.free_blocks;
+    auto [px, py] = at(rgn::step_pattern, 3);
+    drag(1, px - 2, py, {});
+    EXPECT_EQ(slot(1).in_use, 0);
+    EXPECT_GT(t->d.free_blocks, free_before);
+}
+
+TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
+    screen.set_allow_double_clicks(false);
+    click(rgn::step_pattern, 1);
+    EXPECT_EQ(t->step(0).pattern, 1);
+    EXPECT_EQ(t->d.current_pattern, 1);
+    click(rgn::step_insert);
+    EXPECT_EQ(t->step(1).pattern, 1);
+    click(rgn::step_down);
+    EXPECT_EQ(t->d.current_step, 1);
+    click(rgn::step_delete);
+    click(rgn::track_numbers, 3);
+    EXPECT_EQ(t->step(1).track_mask, 1U << 3);
+    click(rgn::master_mute);
+    EXPECT_EQ(t->step(song_steps).track_mask, ~0U);
+    click(rgn::step_transpose, 0, left_button, {});
+    EXPECT_EQ(t->step(1).transpose, 1);
+    click(rgn::mode_line);
+    EXPECT_EQ(t->d.song_mode, 1);
+    t->d.recording = 1;
+    click(rgn::step_up);
+    EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
+    EXPECT_EQ(t->d.current_step, 1);
+}
+
+TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
+    click(rgn::play);
+    EXPECT_TRUE(t->running());
+    screen.take_dirty();
+    t.run_ms(2000);
+    ticks(1);
+    const auto dirty = screen.take_dirty();
+    EXPECT_NE(std::find(dirty.begin(), dirty.end(), place(rgn::position)), dirty.end());
+    testing::recording_canvas c;
+    paint(c);
+    EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
+    bool play_lit = false;
+    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
+    EXPECT_TRUE(play_lit);
+    click(rgn::stop);
+    EXPECT_FALSE(t->running());
+}
+
+TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
+    auto bar_width = [&](int row) {
+        testing::recording_canvas c;
+        paint(c);
+        const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
+        for (auto& [r, role] : c.fills)
+            if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
+        return 0;
+    };
+    t->d.track_activity[1] = 100;
+    ticks(1);
+    EXPECT_EQ(t->d.track_activity[1], 0xFF);  // taken
+    const int w = bar_width(1);
+    EXPECT_EQ(w, std::min((8 * (((101 * 3) / 8) * 8)) / 48 / 2, place(rgn::mute).width() - 2));
+    ticks(3);
+    EXPECT_EQ(bar_width(1), w - 3);
+    // A muted track shows no bar.
+    slot(1).mute = 1;
+    EXPECT_EQ(bar_width(1), 0);
+}
+
+TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
+    const std::string path =
+        (std::filesystem::temp_directory_path() / "kestrune_screen_test.sng").string();
+    {
+        testing::test_program other;
+        seat_track(*other, 0, 1, {{}, testing::notes(2, song_start, 96)});
+        put_name(other->slot(0, 1).name, "Bass");
+        seat_track(*other, 0, 20, {{}, testing::notes(2, song_start, 96)});
+        put_name(other->slot(0, 20).name, "Strings");
+        ASSERT_TRUE(write_song_file(*other, path));
+    }
+    ASSERT_EQ(read_song_file(*t, path, true), load_result::loaded);
+    std::remove(path.c_str());
+    screen.tick(now += 25);
+    testing::recording_canvas c;
+    paint(c);
+    EXPECT_EQ(c.text_in(row_of(place(rgn::track_name), 1, screen.cell_height())), "Bass      ");
+    EXPECT_FALSE(c.has_text("Strings   "));
+    const rect cell = hidden_data_cell(make_cells(2, font));
+    bool inverted = false;
+    for (auto& [r, role] : c.fills) inverted |= r == cell && role == colour_role::highlight;
+    EXPECT_TRUE(inverted);
+    screen.scroll_to(16);
+    testing::recording_canvas c2;
+    paint(c2);
+    EXPECT_TRUE(c2.has_text("Strings   "));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 namespace kestrune::testing {
 
 class recording_canvas final : public canvas {
-public:
+  public:
     struct drawn_text {
         rect place;
         std::string text;
@@ -25,7 +25,9 @@ public:
     void text(const rect& r, std::string_view s, font_kind f, colour_role c, text_align) override {
         texts.push_back({r, std::string(s), f, c == colour_role::highlight_text});
     }
-    int text_width(std::string_view s, font_kind) override { return static_cast<int>(s.size()) * 7; }
+    int text_width(std::string_view s, font_kind) override {
+        return static_cast<int>(s.size()) * 7;
+    }
     void invert(const rect& r) override { inverted.push_back(r); }
     void icon(const rect& r, int number) override { icons.push_back({r, number}); }
 

@@ -1,0 +1,103 @@
+// The window's figures, offscreen: startup_ms (the whole program from its start to the first
+// paint of a 32-track song, written out as a screenshot), tick_p99_us (the 25 ms tick while that
+// song plays, with the repaints it causes) and repaint_ms (a full repaint at zoom 7).
+#include <QApplication>
+#include <QElapsedTimer>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/engine.h"
+#include "platform/main_window.h"
+#include "shell/main_screen.h"
+#include "shell/startup.h"
+#include "bench/quiet_ui.h"
+#include "tests/platform/song_maker.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kestrune;
+
+double percentile(std::vector<double> v, double p) {
+    std::sort(v.begin(), v.end());
+    return v[static_cast<std::size_t>(p * static_cast<double>(v.size() - 1))];
+}
+
+double startup_ms(const fs::path& song, const fs::path& dir, int runs) {
+    const std::string cmd = std::string("QT_QPA_PLATFORM=offscreen '") + KESTRUNE_PROGRAM +
+                            "' --screenshot '" + (dir / "first.png").string() + "' --zoom 2 '" +
+                            song.string() + "' 2>/dev/null";
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        const auto t0 = std::chrono::steady_clock::now();
+        if (std::system(cmd.c_str()) != 0) return -1;
+        times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
+    }
+    return percentile(times, 0.5);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool quick = argc > 1 && std::string(argv[1]) == "--quick";
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const fs::path dir = fs::temp_directory_path() / ("kestrune_gui_bench_" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+    const fs::path song = dir / "song32.mid";
+    testing::write_midi_song(song.string(), 32, quick ? 200 : 2000);
+    std::printf("startup_ms %.1f\n", startup_ms(song, dir, quick ? 1 : 5));
+
+    QApplication app(argc, argv);
+    system_clock clk;
+    capture_backend midi;
+    engine eng;
+    eng.attach(clk, &midi);
+    eng.set_own_thread(true);
+    quiet_ui screen_ui;
+    {
+        session s(eng, screen_ui, clk);
+        if (start_session(s) != 0) return 1;
+        s.prog.d.midi_out_device[0] = 1;
+        eng.open_output_port(0);
+        s.prog.d.midi_not_configured = 0;
+        {
+            main_window w(s);
+            w.apply_zoom(7, true);
+            w.show();
+            if (!open_start_file(s, song.string())) return 1;
+            QApplication::processEvents();
+
+            std::vector<double> repaints;
+            for (int i = 0; i < (quick ? 5 : 50); ++i) {
+                QElapsedTimer t;
+                t.start();
+                w.view_widget()->repaint();
+                repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+            }
+
+            s.trans.play();
+            std::vector<double> ticks;
+            for (int i = 0; i < (quick ? 40 : 800); ++i) {
+                QElapsedTimer t;
+                t.start();
+                w.tick();
+                QApplication::processEvents();
+                ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
+                std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
+            }
+            s.trans.stop();
+            std::printf("tick_p99_us %.1f\n", percentile(ticks, 0.99));
+            std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
+        }
+        end_session(s, false);
+    }
+    fs::remove_all(dir);
+    return 0;
+}

@@ -1,0 +1,252 @@
+#include "platform/dialog_host.h"
+
+#include <QApplication>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QEventLoop>
+#include <QGroupBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include "shell/dialog_frame.h"
+
+namespace kestrune {
+
+namespace {
+
+QString qt_text(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
+
+int button_code(Qt::MouseButton b) {
+    return b == Qt::LeftButton ? 1 : b == Qt::RightButton ? 2 : 0;
+}
+
+// Widgets with a natural height sit in the middle of their cells rather than stretch.
+QRect centred(const QRect& r, int natural_height) {
+    const int h = std::min(r.height(), natural_height);
+    return QRect(r.left(), r.top() + (r.height() - h) / 2, r.width(), h);
+}
+
+}  // namespace
+
+dialog_host::dialog_host(QWidget* parent, dialog& d) : QDialog(parent), d_(d) {
+    setWindowTitle(qt_text(d.title()));
+    setFixedSize(d.width_cells() * d.cell_width(), d.height_cells() * d.cell_height());
+    // The fields are painted in the dialog's own font at the height of a cell.
+    QFont f = font();
+    f.setPixelSize(std::max(6, d.cell_height() * 3 / 4));
+    fonts_ = {f, f, f};
+    build_controls();
+    d_.set_entry([this](const double_click_box& box) { return entry_over(box); });
+    timer_.setInterval(dialog_tick_ms);
+    connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
+    start_timer();
+}
+
+void dialog_host::start_timer() {
+    // Without the timer the dialog still works; its fields only do not repeat.
+    for (;;) {
+        timer_.start();
+        if (timer_.isActive()) return;
+        if (QMessageBox::warning(this, program_title, msg_too_many_timers,
+                                 QMessageBox::Retry | QMessageBox::Cancel) != QMessageBox::Retry)
+            return;
+    }
+}
+
+void dialog_host::build_controls() {
+    QPushButton* ok = nullptr;
+    QButtonGroup* radios = nullptr;
+    for (const dialog_control& c : d_.controls()) {
+        const kestrune::rect cells = d_.to_pixels(c.cells);
+        const QRect place(cells.left, cells.top, cells.width(), cells.height());
+        const QString text = qt_text(c.text);
+        if (c.kind != control_kind::radio_button) radios = nullptr;
+        QWidget* w = nullptr;
+        switch (c.kind) {
+        case control_kind::label:
+        case control_kind::group_box: {
+            w = c.kind == control_kind::label ? static_cast<QWidget*>(new QLabel(text, this))
+                                              : new QGroupBox(text, this);
+            // Presses on the fields beneath reach the dialog.
+            w->setAttribute(Qt::WA_TransparentForMouseEvents);
+            // A group's frame line, below its title, meets the top of its first cell row.
+            w->setGeometry(c.kind == control_kind::group_box
+                               ? place.adjusted(0, -d_.cell_height() / 2, 0, 0)
+                               : place);
+            continue;
+        }
+        case control_kind::ok_button:
+        case control_kind::cancel_button:
+        case control_kind::help_button:
+        case control_kind::push_button: {
+            auto* b = new QPushButton(text, this);
+            // The help viewer is not built yet.
+            b->setEnabled(c.kind != control_kind::help_button);
+            if (c.kind == control_kind::ok_button) {
+                ok = b;
+                b->setDefault(true);
+                connect(b, &QPushButton::clicked, this, &QDialog::accept);
+            } else if (c.kind == control_kind::cancel_button) {
+                connect(b, &QPushButton::clicked, this, &QDialog::reject);
+            } else if (c.pressed) {
+                connect(b, &QPushButton::clicked, this, [this, f = c.pressed] {
+                    f();
+                    update();
+                });
+            }
+            w = b;
+            break;
+        }
+        case control_kind::check_box:
+        case control_kind::radio_button: {
+            QAbstractButton* b;
+            if (c.kind == control_kind::check_box) {
+                b = new QCheckBox(text, this);
+            } else {
+                b = new QRadioButton(text, this);
+                if (!radios) radios = new QButtonGroup(this);
+                radios->addButton(b);
+            }
+            if (c.get) b->setChecked(c.get() != 0);
+            if (c.set)
+                connect(b, &QAbstractButton::toggled, this, [this, f = c.set](bool on) {
+                    f(on ? 1 : 0);
+                    update();
+                });
+            w = b;
+            break;
+        }
+        case control_kind::combo_box: {
+            auto* box = new QComboBox(this);
+            for (const auto& e : c.entries) box->addItem(qt_text(e));
+            if (c.get) box->setCurrentIndex(c.get());
+            if (c.set)
+                connect(box, &QComboBox::currentIndexChanged, this, [f = c.set](int i) { f(i); });
+            w = box;
+            break;
+        }
+        case control_kind::multi_list: {
+            auto* list = new QListWidget(this);
+            list->setSelectionMode(QAbstractItemView::MultiSelection);
+            list->setAccessibleName(text);
+            list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+            for (std::size_t i = 0; i < c.entries.size(); ++i) {
+                auto* item = new QListWidgetItem(qt_text(c.entries[i]), list);
+                if (c.get_item) item->setSelected(c.get_item(static_cast<int>(i)));
+            }
+            if (c.set_item)
+                connect(list, &QListWidget::itemSelectionChanged, this, [list, f = c.set_item] {
+                    for (int i = 0; i < list->count(); ++i) f(i, list->item(i)->isSelected());
+                });
+            list->setGeometry(place);
+            continue;
+        }
+        }
+        w->setGeometry(centred(place, w->sizeHint().height()));
+    }
+    if (ok) ok->setFocus();
+}
+
+void dialog_host::accept() {
+    timer_.stop();
+    if (!d_.ok()) {
+        start_timer();
+        return;
+    }
+    QDialog::accept();
+}
+
+void dialog_host::reject() {
+    timer_.stop();
+    d_.cancel();
+    QDialog::reject();
+}
+
+void dialog_host::tick() {
+    // A button let go where the dialog could not see it (over a message box) is up all the same.
+    const Qt::MouseButtons held = QApplication::mouseButtons();
+    if (!(held & Qt::LeftButton)) d_.release(1);
+    if (!(held & Qt::RightButton)) d_.release(2);
+    const int changed = d_.tick(d_.prog().clk.now_ms());
+    if (changed >= 0) {
+        const kestrune::rect r = d_.field_rect(changed);
+        update(QRect(r.left, r.top, r.width(), r.height()));
+    }
+}
+
+void dialog_host::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    qt_canvas c(painter, fonts_, palette());
+    d_.paint(c);
+}
+
+void dialog_host::mousePressEvent(QMouseEvent* e) {
+    if (const int b = button_code(e->button())) {
+        const QPoint at = e->position().toPoint();
+        d_.press(b, at.x(), at.y());
+    }
+}
+
+void dialog_host::mouseReleaseEvent(QMouseEvent* e) {
+    if (const int b = button_code(e->button())) d_.release(b);
+}
+
+void dialog_host::mouseDoubleClickEvent(QMouseEvent* e) {
+    if (e->button() != Qt::LeftButton) return mousePressEvent(e);
+    const QPoint at = e->position().toPoint();
+    if (d_.double_click(at.x(), at.y())) update();
+}
+
+std::optional<std::string> dialog_host::entry_over(const double_click_box& box) {
+    const kestrune::rect& r = box.field;
+    // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
+    QLineEdit edit(this);
+    edit.setFrame(false);
+    edit.setFont(fonts_.normal);
+    edit.setGeometry(r.left, r.top, r.width(), r.height());
+    edit.setMaxLength(box.length_limit);
+    edit.setText(qt_text(box.text));
+    edit.selectAll();
+    QEventLoop loop;
+    bool taken = false;
+    connect(&edit, &QLineEdit::returnPressed, &loop, [&] {
+        taken = true;
+        loop.quit();
+    });
+    connect(&edit, &QLineEdit::editingFinished, &loop, &QEventLoop::quit);
+    struct escape_filter : QObject {
+        QEventLoop* loop = nullptr;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(e)->key() != Qt::Key_Escape)
+                return false;
+            loop->quit();
+            return true;
+        }
+    } filter;
+    filter.loop = &loop;
+    edit.installEventFilter(&filter);
+    edit.show();
+    edit.setFocus();
+    loop.exec();
+    if (!taken) return std::nullopt;
+    return edit.text().toStdString();
+}
+
+bool run_dialog_window(QWidget* parent, dialog& d) {
+    if (!d.has_cells()) {
+        const QFontMetrics m(parent ? parent->font() : QApplication::font());
+        d.set_cells(m.averageCharWidth() + 1, m.height() + m.leading());
+    }
+    dialog_host host(parent, d);
+    return host.exec() == QDialog::Accepted;
+}
+
+}  // namespace kestrune

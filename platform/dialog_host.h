@@ -1,0 +1,47 @@
+// The window of a modal dialog on the frame: the model's widgets laid out at its cells, value
+// fields painted through the Qt canvas, mouse presses and double clicks forwarded, the 50 ms tick.
+#pragma once
+
+#include <QDialog>
+#include <QTimer>
+
+#include <optional>
+#include <string>
+
+#include "platform/qt_canvas.h"
+
+namespace kestrune {
+
+class dialog;
+struct double_click_box;
+
+class dialog_host final : public QDialog {
+public:
+    dialog_host(QWidget* parent, dialog& d);
+
+    void accept() override;
+    void reject() override;
+    // One tick of the frame; the timer calls it every 50 ms.
+    void tick();
+
+protected:
+    void paintEvent(QPaintEvent* e) override;
+    void mousePressEvent(QMouseEvent* e) override;
+    void mouseReleaseEvent(QMouseEvent* e) override;
+    void mouseDoubleClickEvent(QMouseEvent* e) override;
+
+private:
+    void build_controls();
+    void start_timer();
+    std::optional<std::string> entry_over(const double_click_box& box);
+
+    dialog& d_;
+    qt_fonts fonts_;
+    QTimer timer_;
+};
+
+// Runs the dialog modally over `parent`, at the cells the dialog was given (else measured from
+// the system font); true when it ends with OK.
+bool run_dialog_window(QWidget* parent, dialog& d);
+
+}  // namespace kestrune

@@ -1,0 +1,496 @@
+// Main window editing by mouse: the press model, the transport panel fields, the track list and
+// the song list.
+#include <algorithm>
+
+#include "files/track_chunk.h"
+#include "shell/command_ids.h"
+#include "shell/screen_state.h"
+#include "shell/value_step.h"
+#include "song/event_store.h"
+#include "song/locate.h"
+#include "song/patterns.h"
+#include "song/position.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr int drag_hold_ms = 150;
+constexpr int tempo_limit_low = 100;
+constexpr int tempo_limit_high = 99999;
+constexpr int signature_limit = 32;
+constexpr int groove_ticks_low = 16;
+constexpr int groove_ticks_high = 192;
+constexpr int step_transpose_limit = 36;
+
+bool is_power_of_two(int v) {
+    return v > 0 && (v & (v - 1)) == 0;
+}
+
+}  // namespace
+
+bool main_screen::impl::takes_double_click(int region) const {
+    if (!allow_double_clicks) return false;
+    switch (region) {
+        case rgn::position:
+        case rgn::left_locator:
+        case rgn::right_locator:
+        case rgn::numerator:
+        case rgn::denominator:
+        case rgn::groove:
+        case rgn::tempo:
+            return true;
+        case rgn::step_transpose:
+        case rgn::step_pattern:
+        case rgn::step_bar:
+        case rgn::step_length:
+        case rgn::step_pre_start:
+        case rgn::pattern_number:
+        case rgn::transpose:
+        case rgn::channel:
+        case rgn::loop:
+        case rgn::delay:
+        case rgn::compress:
+        case rgn::port:
+        case rgn::velocity:
+            return main_view();
+        default:
+            return false;
+    }
+}
+
+bool main_screen::impl::single_action(int region) const {
+    switch (region) {
+        case rgn::play:
+        case rgn::stop:
+        case rgn::pause:
+        case rgn::record:
+        case rgn::drop_in:
+        case rgn::midi_thru:
+        case rgn::mode_line:
+        case rgn::master_mute:
+        case rgn::track_numbers:
+        case rgn::mute:
+        case rgn::step_insert:
+        case rgn::step_delete:
+        case rgn::track_name:
+        case rgn::step_name:
+        case rgn::pattern_name:
+        case rgn::track_number:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void main_screen::impl::refuse(const char* text) {
+    p.message(text);
+    wait_release = mouse.any_held();
+    mouse.clear();
+}
+
+bool main_screen::impl::refuse_while_recording() {
+    if (!p.recording()) return false;
+    refuse(msg_while_recording);
+    return true;
+}
+
+int main_screen::impl::row_at(int region, int y) const {
+    const rect r = tree.place(region);
+    return std::max(0, (y - r.top) / std::max(1, g.height));
+}
+
+void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std::int64_t ms) {
+    last_mods = mods;
+    if (wait_release) return;
+    if (mouse.any_held()) {
+        // The second button joins the press under way.
+        mouse.down(button, ms);
+        return;
+    }
+    // A click still waiting out the double-click time gives way to a new press.
+    mouse.clear();
+    const screen_region* hit = tree.find_region_at_point(x, y);
+    if (!hit) return;
+    const int region = hit->number;
+    const bool in_pane = tree.place(rgn::work_area).contains(x, y);
+    if (in_pane && !main_view()) return;
+    press = {region, row_at(region, y), x, y, mods, ms};
+    if (region == rgn::quantize) {
+        const int track = first_visible + press.row;
+        popup = quantize_popup_request{track, p.slot(p.d.current_pattern, track).quantize, x, y};
+        press.region = 0;
+        return;
+    }
+    if (region == rgn::track_name && button == left_button) {
+        select_track(p, first_visible + press.row);
+        if (p.app.solo_on) t.solo_follows_track();
+        drag_source = p.d.current_track;
+        drag_y = y;
+    }
+    mouse.down(button, ms);
+}
+
+void main_screen::impl::end_press(int x, int y, int button) {
+    mouse.up(button);
+    if (dragging && button == left_button) {
+        dirty.push_back(drag_line());
+        dragging = false;
+        drop_track(x, y, last_mods);
+        mouse.clear();
+    }
+    if (!mouse.any_held()) wait_release = false;
+}
+
+void main_screen::impl::run_press(std::int64_t ms) {
+    if (press.region == 0 || wait_release || mouse.idle()) return;
+    if (press.region == rgn::track_name) {
+        // The name column selects at once; held, it drags the track line.
+        if (!dragging && mouse.held(left_button) && ms - press.down_ms >= drag_hold_ms) {
+            dragging = true;
+            dirty.push_back(drag_line());
+        }
+        if (!mouse.any_held()) mouse.clear();
+        return;
+    }
+    const int code = mouse.tick(ms, takes_double_click(press.region), double_click_ms);
+    if (code == 0) return;
+    act(code);
+    if (single_action(press.region)) {
+        wait_release = wait_release || mouse.any_held();
+        mouse.clear();
+    }
+}
+
+void main_screen::impl::act(int code) {
+    const int region = press.region;
+    if (region >= rgn::position && tree.place(rgn::transport_panel).contains(press.x, press.y)) {
+        act_transport(region, code);
+    } else if (region >= rgn::pattern_name && region <= rgn::velocity) {
+        act_track(region, first_visible + press.row, code, press.mods);
+    } else {
+        act_song(region, press.row, code, press.mods);
+    }
+}
+
+void main_screen::impl::act_transport(int region, int code) {
+    dll_data& d = p.d;
+    const rect field = tree.place(region);
+    const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
+    switch (region) {
+        case rgn::position:
+            t.dial_position(
+                std::clamp(step_position(p, shown_position(), code, at), 0, last_position));
+            break;
+        case rgn::left_locator:
+            t.set_left_locator(
+                std::clamp(step_position(p, d.left_locator, code, at), 0, last_locator_position));
+            break;
+        case rgn::right_locator:
+            t.set_right_locator(
+                std::clamp(step_position(p, d.right_locator, code, at), 0, last_locator_position));
+            break;
+        case rgn::numerator:
+        case rgn::denominator: {
+            if (d.signature_track_on) {
+                refuse(msg_signature_track_active);
+                break;
+            }
+            const event_store s = p.store();
+            midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
+            if (e.status() != st::signature) break;
+            if (region == rgn::numerator) {
+                e.set_data1(static_cast<std::uint8_t>(
+                    std::clamp(change_value(p, e.data1(), code), 1, signature_limit)));
+            } else {
+                // Powers of two only: the series steps through the values between.
+                int v = e.data2();
+                do v = change_series_value(p, v, code, 1, signature_limit);
+                while (!is_power_of_two(v));
+                e.set_data2(static_cast<std::uint8_t>(v));
+            }
+            if (p.running()) locate(p, d.position);
+            break;
+        }
+        case rgn::groove: {
+            // It holds ticks, so the buttons work the other way round.
+            const int swapped = code == p.song.increase_button   ? p.song.decrease_button
+                                : code == p.song.decrease_button ? p.song.increase_button
+                                                                 : code;
+            p.app.edit_grid = static_cast<std::int16_t>(change_series_value(
+                p, p.app.edit_grid, swapped, groove_ticks_low, groove_ticks_high));
+            break;
+        }
+        case rgn::tempo: {
+            if (d.tempo_track_on) {
+                refuse(msg_tempo_track_active);
+                break;
+            }
+            if (d.external_sync) break;
+            const int from_right = field.right - press.x;
+            const int unit = from_right > g.width * 7 / 2   ? 100
+                             : from_right > g.width * 3 / 2 ? 10
+                                                            : 1;
+            t.set_manual_tempo(std::clamp(p.app.song_tempo + step_amount(p, code) * unit,
+                                          tempo_limit_low, tempo_limit_high));
+            break;
+        }
+        case rgn::midi_thru:
+            if (d.internal_record) {
+                refuse(msg_internal_record_active);
+                break;
+            }
+            d.midi_thru = d.midi_thru ? 0 : 1;
+            if (!d.midi_thru) p.wait_request(d.thru_notes_off_request);
+            break;
+        case rgn::play:
+            if (code == left_button) t.play();
+            break;
+        case rgn::stop:
+            if (code == left_button) t.stop();
+            break;
+        case rgn::pause:
+            if (code == left_button) t.pause();
+            break;
+        case rgn::forward:
+        case rgn::rewind:
+            t.move_bar(region == rgn::forward, code == both_buttons);
+            break;
+        case rgn::record:
+            // The button is the mode: left replaces, right overdubs.
+            if (recording.record && (code == left_button || code == right_button))
+                recording.record(code);
+            break;
+        case rgn::drop_in:
+            if (recording.drop_in) recording.drop_in(press.mods.shift);
+            break;
+        default:
+            break;
+    }
+}
+
+void main_screen::impl::toggle_mute(int track) {
+    track_slot& s = p.slot(p.d.current_pattern, track);
+    s.mute = s.mute ? 0 : 1;
+    if (s.mute) reseat_playing_track(p, p.d.current_pattern, track);
+}
+
+void main_screen::impl::act_track(int region, int track, int code, key_mods mods) {
+    const int pat = p.d.current_pattern;
+    if (region == rgn::pattern_number) {
+        if (refuse_while_recording()) return;
+        select_pattern(p, std::clamp(change_value(p, pat, code), 0, parallel_pattern));
+        return;
+    }
+    if (track < 0 || track >= tracks_per_pattern) return;
+    track_slot& s = p.slot(pat, track);
+    const bool take = p.recording() && p.d.cycle_recording;
+    // Trsp, Comp and Vel also reach every track of a cycle take.
+    auto write = [&](auto set) {
+        set(s);
+        if (take)
+            for (int tr = 0; tr < tracks_per_pattern; ++tr) set(p.slot(take_pattern, tr));
+    };
+    switch (region) {
+        case rgn::transpose: {
+            int v = mods.ctrl ? 0 : s.transpose + step_amount(p, code) * (mods.shift ? 12 : 1);
+            v = std::clamp(v, -60, 60);
+            write([v](track_slot& x) { x.transpose = static_cast<std::int8_t>(v); });
+            reseat_playing_track(p, pat, track);
+            break;
+        }
+        case rgn::loop: {
+            const int den = denominator_at_pattern_start(p);
+            set_track_loop_beats(
+                p, pat, track,
+                mods.ctrl ? 0 : change_value(p, beats_from_loop_length(s.loop_length, den), code));
+            break;
+        }
+        case rgn::delay:
+            s.delay = static_cast<std::int8_t>(
+                mods.ctrl ? 0 : std::clamp(change_value(p, s.delay, code), -99, 127));
+            reseat_playing_track(p, pat, track);
+            break;
+        case rgn::compress: {
+            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.compress, code), -1, 5);
+            write([v](track_slot& x) { x.compress = static_cast<std::int8_t>(v); });
+            break;
+        }
+        case rgn::velocity: {
+            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.velocity, code), -99, 127);
+            write([v](track_slot& x) { x.velocity = static_cast<std::int8_t>(v); });
+            break;
+        }
+        case rgn::channel:
+            set_track_channel(p, pat, track, std::clamp(change_value(p, s.channel, code), 0, 16));
+            break;
+        case rgn::port:
+            set_track_port(p, pat, track, std::clamp(change_value(p, s.port, code), 0, 3));
+            break;
+        case rgn::mute:
+            toggle_mute(track);
+            break;
+        default:
+            break;
+    }
+}
+
+void main_screen::impl::move_step(int delta, bool with_locators) {
+    if (refuse_while_recording()) return;
+    dll_data& d = p.d;
+    const int s = std::clamp(d.current_step + delta, 0, song_steps - 1);
+    d.current_step = static_cast<std::int8_t>(s);
+    if (d.song_mode) {
+        t.dial_position(p.step_start(s));
+        if (with_locators) {
+            t.set_left_locator(p.step_start(s));
+            t.set_right_locator(std::min(p.step(s).end, last_locator_position));
+        }
+    } else {
+        select_pattern(p, p.step(s).pattern);
+        t.dial_position(song_start);
+    }
+}
+
+void main_screen::impl::act_song(int region, int row, int code, key_mods mods) {
+    dll_data& d = p.d;
+    const int cs = d.current_step;
+    const int step = cs - 1 + row;  // the row's step in the list
+    const rect field = tree.place(region);
+    const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
+    switch (region) {
+        case rgn::step_down:
+        case rgn::step_up:
+            move_step(region == rgn::step_down ? 1 : -1, code == right_button);
+            break;
+        case rgn::mode_line:
+            if (code == left_button) toggle_song_mode(p);
+            break;
+        case rgn::track_numbers: {
+            const int track = first_visible + row;
+            p.step(cs).track_mask ^= 1U << track;
+            if ((p.step(cs).track_mask >> track) & 1U)
+                reseat_playing_track(p, p.step(cs).pattern, track);
+            break;
+        }
+        case rgn::master_mute: {
+            std::uint32_t& word = p.step(song_steps).track_mask;
+            word = word ? 0 : ~0U;
+            break;
+        }
+        case rgn::step_pattern: {
+            if (step < 0 || step >= song_steps) break;
+            if (step == cs && p.recording()) {
+                refuse(msg_while_recording);
+                break;
+            }
+            const int v = std::clamp(change_value(p, p.step(step).pattern, code), 0, 15);
+            set_step_pattern(p, step, v);
+            if (!p.running() && !d.parallel_selected) select_pattern(p, v, true);
+            break;
+        }
+        case rgn::step_bar: {
+            if (step < 1 || step >= song_steps) break;
+            // The boundary between the step and the one before moves by whole bars.
+            const std::int32_t start = p.step_start(step);
+            const std::int32_t moved =
+                step_position(p, start, code, {0, g.width * 100, g.width, main_window_tick_chars});
+            const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
+            if (moved > p.step_start(step - 1) && moved < p.step(step).end - next_pickup)
+                p.step(step - 1).end = moved;
+            break;
+        }
+        case rgn::step_length: {
+            const std::int32_t len = step_length(p, cs);
+            std::int32_t v = step_position(p, len, code, at);
+            // From one tick a bar step gives whole bars.
+            if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar() == 0)
+                v -= 1;
+            set_step_length(p, cs, std::max<std::int32_t>(1, v));
+            break;
+        }
+        case rgn::step_pre_start:
+            set_step_pickup(p, cs, mods.ctrl ? 0 : step_position(p, p.step(cs).pickup, code, at));
+            break;
+        case rgn::step_transpose:
+            p.step(cs).transpose = static_cast<std::int8_t>(
+                mods.ctrl ? 0
+                          : std::clamp(change_value(p, p.step(cs).transpose, code),
+                                       -step_transpose_limit, step_transpose_limit));
+            if (p.running()) p.wait_request(d.all_notes_off_request);
+            break;
+        case rgn::step_insert:
+            insert_step(p, cs);
+            break;
+        case rgn::step_delete:
+            delete_step(p, cs);
+            break;
+        default:
+            break;
+    }
+}
+
+rect main_screen::impl::drag_line() const {
+    const rect pane = tree.place(rgn::track_pane);
+    return {pane.left, drag_y - 1, pane.right, drag_y + 2};
+}
+
+void main_screen::impl::drop_track(int x, int y, key_mods mods) {
+    const int pat = p.d.current_pattern;
+    const int source = drag_source;
+    if (x < tree.place(rgn::step_pattern).right) {
+        if (!p.slot(pat, source).in_use) return;
+        if (refuse_while_recording()) return;
+        delete_track_chain(p, pat, source);
+        return;
+    }
+    const rect rows{tree.place(rgn::track_number).left, tree.place(rgn::track_number).top,
+                    tree.place(rgn::channel).right, tree.place(rgn::track_number).bottom};
+    if (!rows.contains(x, y)) return;
+    const int target = first_visible + row_at(rgn::track_number, y);
+    if (target == source) return;
+    if (refuse_while_recording()) return;
+    if (mods.shift) {
+        program::park parked(p);
+        std::swap(p.slot(pat, source), p.slot(pat, target));
+    } else if (!copy_track(pat, source, target)) {
+        return;
+    } else if (mods.ctrl) {
+        delete_track_chain(p, pat, source);
+    }
+    select_track(p, target);
+    if (p.app.solo_on) t.solo_follows_track();
+}
+
+bool main_screen::impl::copy_track(int pat, int source, int target) {
+    const track_slot from = p.slot(pat, source);
+    if (!from.in_use) {
+        delete_track_chain(p, pat, target);
+        p.slot(pat, target) = from;
+        return true;
+    }
+    if (p.d.free_blocks < from.blocks + 1) {
+        refuse(msg_not_enough_memory);
+        return false;
+    }
+    const event_store s = p.store();
+    std::vector<midi_event> records;
+    for (ref32 e = from.first; is_event_status(s.status(e)) || is_continuation_status(s.status(e));
+         e = s.next_record(e))
+        records.push_back(s.at(e));
+    delete_track_chain(p, pat, target);
+    std::uint16_t blocks = 0;
+    const ref32 first = build_chain(p, records, &blocks);
+    if (first == null_ref) {
+        refuse(msg_not_enough_memory);
+        return false;
+    }
+    program::park parked(p);
+    track_slot& to = p.slot(pat, target);
+    to = from;
+    to.first = to.play = first;
+    to.blocks = blocks;
+    return true;
+}
+
+}  // namespace kestrune

@@ -1,0 +1,472 @@
+// The main window's key commands, names typed in place, and double clicks.
+#include <algorithm>
+
+#include "shell/command_ids.h"
+#include "shell/entry_parsers.h"
+#include "shell/screen_state.h"
+#include "song/event_store.h"
+#include "song/patterns.h"
+#include "song/position.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr const char* editable_name = " editable ";
+constexpr const char* no_name = " No name  ";
+constexpr int tempo_key_step = 100;
+
+std::string stored_name(const char* field) {
+    std::string s(field, field + name_length);
+    if (auto z = s.find('\0'); z != std::string::npos) s.resize(z);
+    return s;
+}
+
+std::string without_right_padding(std::string s) {
+    s.erase(s.find_last_not_of(' ') + 1);
+    return s;
+}
+
+}  // namespace
+
+bool main_screen::impl::run_command(int id) {
+    if (!commands.find(id)) return false;
+    commands.run(id);
+    refresh_buttons();
+    return true;
+}
+
+void main_screen::impl::make_visible(int track) {
+    if (track < first_visible) first_visible = track;
+    if (track >= first_visible + visible_tracks) first_visible = track - visible_tracks + 1;
+    first_visible = std::clamp(first_visible, 0, max_first_visible_track);
+}
+
+void main_screen::impl::move_track(int delta) {
+    const int track = std::clamp(p.d.current_track + delta, 0, tracks_per_pattern - 1);
+    select_track(p, track);
+    if (p.app.solo_on) t.solo_follows_track();
+    make_visible(track);
+}
+
+void main_screen::impl::edit_track_name(int track) {
+    track_slot& s = p.slot(p.d.current_pattern, track);
+    if (!s.in_use) {
+        // An empty track gets an empty chain, so that its name can be kept.
+        if (p.d.free_blocks < 1) {
+            p.message(msg_not_enough_memory);
+            return;
+        }
+        const ref32 first = p.store().new_empty_chain();
+        if (first == null_ref) return;
+        p.d.free_blocks -= 1;
+        s.first = s.play = first;
+        s.blocks = 1;
+        put_name(s.name, editable_name);
+        shared_store(s.in_use, 1);
+    }
+    const rect r = row_of(tree.place(rgn::track_name), track - first_visible, g.height);
+    auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
+                                        without_right_padding(stored_name(s.name)), name_length);
+    if (!typed) return;
+    put_name(s.name, typed->empty() ? std::string(no_name) : *typed);
+}
+
+void main_screen::impl::edit_pattern_name() {
+    pattern_entry& pat = p.pattern(p.d.current_pattern);
+    const rect r = tree.place(rgn::pattern_name);
+    auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(), stored_name(pat.name),
+                                        name_length);
+    if (!typed) return;
+    // The default name goes in first; a blank entry then leaves the name all blank.
+    put_name(pat.name, p.d.current_pattern == parallel_pattern ? parallel_pattern_name
+                                                               : default_pattern_name);
+    put_name(pat.name, *typed);
+}
+
+void main_screen::impl::edit_step_name(int step) {
+    if (step < 0 || step >= song_steps) return;
+    const rect r = row_of(tree.place(rgn::step_name), step - p.d.current_step + 1, g.height);
+    auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
+                                        stored_name(p.step(step).name), name_length);
+    if (typed) set_step_name(p, step, *typed);
+}
+
+void main_screen::impl::edit_field(int region, int row) {
+    // A column's row, or the whole field.
+    const rect whole = tree.place(region);
+    const rect f = whole.height() > 2 * g.height ? row_of(whole, row, g.height) : whole;
+    auto entry = [&](const std::string& now, int max) {
+        return p.screen.edit_in_place(f.left, f.top, f.width(), f.height(), now, max);
+    };
+    dll_data& d = p.d;
+    const int track = first_visible + row;
+    const int pat = d.current_pattern;
+    switch (region) {
+        case rgn::position:
+        case rgn::left_locator:
+        case rgn::right_locator: {
+            const std::int32_t now = region == rgn::position       ? shown_position()
+                                     : region == rgn::left_locator ? d.left_locator
+                                                                   : d.right_locator;
+            auto typed = entry(position_text(p, now), 20);
+            if (!typed) return;
+            const auto v = parse_position(p, *typed);
+            if (!v) return;
+            if (region == rgn::position)
+                t.dial_position(std::clamp(*v, 0, last_position));
+            else if (region == rgn::left_locator)
+                t.set_left_locator(*v);
+            else
+                t.set_right_locator(*v);
+            return;
+        }
+        case rgn::numerator:
+        case rgn::denominator: {
+            if (d.signature_track_on) {
+                p.message(msg_signature_track_active);
+                return;
+            }
+            const event_store s = p.store();
+            midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
+            if (e.status() != st::signature) return;
+            auto typed = entry(std::to_string(e.data1()) + " " + std::to_string(e.data2()), 8);
+            if (!typed) return;
+            if (auto sig = parse_signature(*typed)) {
+                e.set_data1(static_cast<std::uint8_t>(sig->numerator));
+                e.set_data2(static_cast<std::uint8_t>(sig->denominator));
+            }
+            return;
+        }
+        case rgn::groove: {
+            auto typed =
+                entry(std::to_string(ticks_per_whole / std::max<int>(1, p.app.edit_grid)), 3);
+            if (!typed) return;
+            if (auto v = parse_integer(*typed))
+                p.app.edit_grid = static_cast<std::int16_t>(
+                    ticks_per_whole / round_into_series(std::clamp(*v, 4, 48)));
+            return;
+        }
+        case rgn::tempo: {
+            if (d.tempo_track_on) {
+                p.message(msg_tempo_track_active);
+                return;
+            }
+            if (d.external_sync) return;
+            auto typed = entry(tempo_text(p.app.song_tempo), 8);
+            if (!typed) return;
+            if (auto v = parse_tempo(*typed, p.app.song_tempo))
+                t.set_manual_tempo(std::clamp(*v, 100, 99999));
+            return;
+        }
+        case rgn::pattern_number: {
+            auto typed = entry(std::to_string(pat + 1), 2);
+            if (!typed) return;
+            if (auto v = parse_integer(*typed))
+                select_pattern(p, std::clamp(*v, 1, parallel_pattern + 1) - 1);
+            return;
+        }
+        case rgn::step_pattern: {
+            const int step = d.current_step - 1 + row;
+            if (step < 0 || step >= song_steps) return;
+            if (step == d.current_step && p.recording()) {
+                p.message(msg_while_recording);
+                return;
+            }
+            auto typed = entry(std::to_string(p.step(step).pattern + 1), 2);
+            if (!typed) return;
+            if (auto v = parse_integer(*typed))
+                set_step_pattern(p, step, std::clamp(*v, 1, 16) - 1);
+            return;
+        }
+        case rgn::step_bar: {
+            const int step = d.current_step - 1 + row;
+            if (step < 1 || step >= song_steps) return;
+            auto typed = entry(position_text(p, p.step_start(step)), 20);
+            if (!typed) return;
+            auto v = parse_position(p, *typed);
+            if (!v) return;
+            // Walked to the limits in bar steps.
+            const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
+            std::int32_t at = p.step_start(step);
+            while (at < *v) {
+                const std::int32_t n = at + signature_in_force(p, at).bar();
+                if (n >= p.step(step).end - next_pickup || n > *v) break;
+                at = n;
+            }
+            while (at > *v) {
+                const std::int32_t n = at - signature_in_force(p, at, false).bar();
+                if (n <= p.step_start(step - 1) || n < *v) break;
+                at = n;
+            }
+            p.step(step - 1).end = at;
+            return;
+        }
+        case rgn::step_length:
+        case rgn::step_pre_start: {
+            const int cs = d.current_step;
+            const std::int32_t now =
+                region == rgn::step_length ? step_length(p, cs) : p.step(cs).pickup;
+            auto typed = entry(length_text(p, now, p.step_start(cs)), 20);
+            if (!typed) return;
+            auto v = parse_time_span(p, *typed, p.step_start(cs));
+            if (!v) return;
+            if (region == rgn::step_length)
+                set_step_length(p, cs, std::max<std::int32_t>(1, *v));
+            else
+                set_step_pickup(p, cs, *v);
+            return;
+        }
+        default:
+            break;
+    }
+    // The track list and the step's transposition: whole numbers within the column's limits.
+    if (region == rgn::step_transpose || (track >= 0 && track < tracks_per_pattern)) {
+        track_slot& s = p.slot(pat, std::clamp(track, 0, tracks_per_pattern - 1));
+        int now = 0;
+        switch (region) {
+            case rgn::step_transpose:
+                now = p.step(d.current_step).transpose;
+                break;
+            case rgn::transpose:
+                now = s.transpose;
+                break;
+            case rgn::loop:
+                now = beats_from_loop_length(s.loop_length, denominator_at_pattern_start(p));
+                break;
+            case rgn::delay:
+                now = s.delay;
+                break;
+            case rgn::compress:
+                now = s.compress;
+                break;
+            case rgn::velocity:
+                now = s.velocity;
+                break;
+            case rgn::channel:
+                now = s.channel + 1;
+                break;
+            case rgn::port:
+                now = s.port;
+                break;
+            default:
+                return;
+        }
+        auto typed = entry(region == rgn::port ? std::string(1, static_cast<char>('A' + s.port))
+                                               : std::to_string(now),
+                           4);
+        if (!typed) return;
+        std::optional<std::int32_t> v;
+        if (region == rgn::port) {
+            const char c =
+                typed->empty()
+                    ? 0
+                    : static_cast<char>(std::toupper(static_cast<unsigned char>((*typed)[0])));
+            if (c >= 'A' && c <= 'D') v = c - 'A';
+        } else {
+            v = parse_integer(*typed);
+        }
+        if (!v) return;
+        switch (region) {
+            case rgn::step_transpose:
+                p.step(d.current_step).transpose =
+                    static_cast<std::int8_t>(std::clamp(*v, -36, 36));
+                break;
+            case rgn::transpose:
+                s.transpose = static_cast<std::int8_t>(std::clamp(*v, -60, 60));
+                reseat_playing_track(p, pat, track);
+                break;
+            case rgn::loop:
+                set_track_loop_beats(p, pat, track, *v);
+                break;
+            case rgn::delay:
+                s.delay = static_cast<std::int8_t>(std::clamp(*v, -99, 127));
+                reseat_playing_track(p, pat, track);
+                break;
+            case rgn::compress:
+                s.compress = static_cast<std::int8_t>(std::clamp(*v, -1, 5));
+                break;
+            case rgn::velocity:
+                s.velocity = static_cast<std::int8_t>(std::clamp(*v, -99, 127));
+                break;
+            case rgn::channel:
+                set_track_channel(p, pat, track, *v == 0 || *v > 16 ? 16 : *v - 1);
+                break;
+            case rgn::port:
+                set_track_port(p, pat, track, *v);
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+void main_screen::impl::double_click_at(int region, int row) {
+    mouse.clear();
+    if (!main_view() && region >= rgn::work_area && region != rgn::position) return;
+    if (region == rgn::track_name)
+        edit_track_name(first_visible + row);
+    else if (region == rgn::pattern_name)
+        edit_pattern_name();
+    else if (region == rgn::step_name)
+        edit_step_name(p.d.current_step - 1 + row);
+    else if (takes_double_click(region))
+        edit_field(region, row);
+}
+
+bool main_screen::impl::key(const key_event& k) {
+    dll_data& d = p.d;
+    const bool main = main_view();
+    const bool shift = k.mods.shift;
+    // Keys that repeat while held.
+    switch (k.code) {
+        case key_code::left:
+        case key_code::right:
+            if (shift) return false;
+            (k.code == key_code::left ? rewind_key : forward_key) = true;
+            t.move_bar(k.code == key_code::right, false);
+            return true;
+        case key_code::up:
+        case key_code::down:
+            if (!main) return false;
+            if (shift) {
+                if (!k.auto_repeat) move_step(k.code == key_code::down ? 1 : -1, false);
+            } else {
+                move_track(k.code == key_code::down ? 1 : -1);
+            }
+            return true;
+        case key_code::pad_plus:
+        case key_code::pad_minus:
+            if (d.tempo_track_on) {
+                if (!k.auto_repeat) p.message(msg_tempo_track_active);
+            } else if (!d.external_sync) {
+                t.set_manual_tempo(std::clamp(
+                    p.app.song_tempo +
+                        (k.code == key_code::pad_plus ? tempo_key_step : -tempo_key_step),
+                    100, 99999));
+            }
+            return true;
+        case key_code::character:
+            if (k.character == 'Z') {
+                toggle_mute(d.current_track);
+                return true;
+            }
+            break;
+        default:
+            break;
+    }
+    if (k.auto_repeat) return false;
+    switch (k.code) {
+        case key_code::f1:
+        case key_code::f2:
+        case key_code::f3:
+        case key_code::f4:
+            t.memory_position_key(static_cast<int>(k.code) - static_cast<int>(key_code::f1), shift);
+            return true;
+        case key_code::f5:
+        case key_code::f6:
+        case key_code::f7:
+        case key_code::f8:
+            t.memory_locator_key(static_cast<int>(k.code) - static_cast<int>(key_code::f5), shift);
+            return true;
+        case key_code::f12:
+            t.panic();
+            return true;
+        case key_code::pad_enter:
+            t.stop();
+            return true;
+        case key_code::pad_0:
+            t.play();
+            return true;
+        case key_code::pad_dot:
+            t.pause();
+            return true;
+        case key_code::pad_star:
+        case key_code::pad_slash:
+            // With the mixer open the recorder asks before a replace.
+            if (!recording.record) return false;
+            recording.record(k.code == key_code::pad_star ? 1 : 2);
+            return true;
+        case key_code::space:
+            if (recording.drop_in) recording.drop_in(shift);
+            return recording.drop_in != nullptr;
+        case key_code::backspace: {
+            if (!main) return false;
+            if (!p.slot(d.current_pattern, d.current_track).in_use) return true;
+            if (p.recording()) {
+                p.message(msg_while_recording);
+                return true;
+            }
+            delete_track_chain(p, d.current_pattern, d.current_track);
+            return true;
+        }
+        case key_code::escape:
+            if (!main) return false;
+            edit_track_name(d.current_track);
+            return true;
+        case key_code::insert:
+        case key_code::del:
+            if (!main) return false;
+            if (k.code == key_code::insert)
+                insert_step(p, d.current_step);
+            else
+                delete_step(p, d.current_step);
+            return true;
+        case key_code::character:
+            break;
+        default:
+            return false;
+    }
+    const char c = k.character;
+    if (c >= '0' && c <= '9') {
+        if (!main) return false;
+        const int n = c == '0' ? 10 : c - '0';
+        const int pattern = shift ? n + 10 : n;
+        if (pattern <= parallel_pattern + 1) select_pattern(p, pattern - 1);
+        return true;
+    }
+    switch (c) {
+        case 'C':
+            if (!run_command(cmd::cycle_button)) t.toggle_cycle();
+            return true;
+        case 'J':
+            return run_command(cmd::mixer_button);
+        case 'P':
+            if (shift) return false;
+            if (!run_command(cmd::punch_button)) t.toggle_punch();
+            return true;
+        case 'S':
+            if (!run_command(cmd::solo_button)) t.toggle_solo();
+            return true;
+        case 'T':
+            if (!run_command(cmd::tempo_track_button)) t.toggle_tempo_track();
+            return true;
+        case 'W':
+            if (!run_command(cmd::signature_track_button)) t.toggle_signature_track();
+            return true;
+        case 'L':
+            if (d.song_mode && !d.cycle_on) {
+                t.set_left_locator(p.step_start(d.current_step));
+                t.set_right_locator(std::min(p.step(d.current_step).end, last_locator_position));
+                if (!run_command(cmd::cycle_button)) t.toggle_cycle();
+            }
+            return true;
+        case 'N':
+            if (!main) return false;
+            edit_pattern_name();
+            return true;
+        case 'A':
+            if (!main) return false;
+            toggle_song_mode(p);
+            return true;
+        case 'B':
+            if (!main) return false;
+            if (p.recording() && d.cycle_recording && recording.mute_last_pass)
+                recording.mute_last_pass();
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace kestrune

@@ -1,0 +1,8 @@
+# Fails when TOOL links a Qt library.
+execute_process(COMMAND ldd ${TOOL} OUTPUT_VARIABLE libs RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "ldd failed on ${TOOL}")
+endif()
+if(libs MATCHES "libQt")
+  message(FATAL_ERROR "kestrune-tool links Qt:\n${libs}")
+endif()

@@ -1,0 +1,244 @@
+// The program's window against the real widgets, offscreen: start-up, drops, zoom, playing.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDropEvent>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QTest>
+#include <QTimer>
+#include <QUrl>
+#include <QWindow>
+#include <filesystem>
+
+#include "engine/engine.h"
+#include "files/file_messages.h"
+#include "files/settings_file.h"
+#include "files/song_file.h"
+#include "platform/main_window.h"
+#include "platform/qt_ui.h"
+#include "shell/command_ids.h"
+#include "shell/file_commands.h"
+#include "shell/main_commands.h"
+#include "shell/main_layout.h"
+#include "shell/startup.h"
+#include "tests/platform/song_maker.h"
+#include "tests/shell/recording_canvas.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A program on the capture backend with port A on its first device, in a folder of its own.
+struct window_fixture : ::testing::Test {
+    fs::path dir = fs::temp_directory_path() / ("kestrune_window_" + std::to_string(::getpid()));
+    system_clock clk;
+    capture_backend midi;
+    engine eng;
+    qt_ui screen_ui;
+    std::unique_ptr<session> s;
+
+    void SetUp() override {
+        fs::create_directories(dir);
+        fs::current_path(dir);
+        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+        user_settings u;
+        u.midi_out_device[0] = 1;
+        fs::create_directories(dir / maker_name / product_name);
+        write_settings_file((dir / maker_name / product_name / settings_file_name).string(), u);
+        eng.attach(clk, &midi);
+        eng.set_own_thread(true);
+        s = std::make_unique<session>(eng, screen_ui, clk);
+        ASSERT_EQ(start_session(*s), 0);
+    }
+    void TearDown() override {
+        end_session(*s, false);
+        fs::current_path(fs::temp_directory_path());
+        fs::remove_all(dir);
+    }
+    // Drops files on the window as the desktop does: into its window, entering first.
+    static void drop(QWidget& w, const QStringList& paths) {
+        QMimeData files;
+        QList<QUrl> urls;
+        for (const QString& p : paths) urls << QUrl::fromLocalFile(p);
+        files.setUrls(urls);
+        QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(w.windowHandle(), &enter);
+        QDropEvent drop(QPointF(20, 20), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(w.windowHandle(), &drop);
+    }
+    // Answers the next message box and keeps its caption and text.
+    void answer_box(QString* caption, QString* text) {
+        QTimer::singleShot(0, [=] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box) return;
+            *caption = box->windowTitle();
+            *text = box->text();
+            box->accept();
+        });
+    }
+};
+
+TEST_F(window_fixture, start_file_rules) {
+    EXPECT_EQ(command_line_file({"\"my song.sng\""}), "my song.sng");
+    EXPECT_EQ(command_line_file({"my", "song.sng"}), "my song.sng");
+    EXPECT_EQ(command_line_file({}), "");
+
+    // No "Default.sng": an empty song, untitled, and not a word.
+    EXPECT_FALSE(open_start_file(*s, ""));
+    EXPECT_EQ(s->files.current_file_title, untitled_title);
+    EXPECT_EQ(screen_ui.messages_shown(), 0);
+
+    // A named song that is not there says so.
+    QString caption, text;
+    answer_box(&caption, &text);
+    EXPECT_FALSE(open_start_file(*s, "nosuch.sng"));
+    EXPECT_EQ(text.toStdString(), msg_open_failed);
+
+    // A MIDI file's title becomes .sng; "Default.sng" is the start file when there is one.
+    write_midi_song("tune.mid", 3, 4);
+    EXPECT_TRUE(open_start_file(*s, "tune.mid"));
+    EXPECT_EQ(s->window_title(), std::string(program_title) + " - tune.sng");
+    ASSERT_TRUE(write_song_file(s->prog, "Default.sng"));
+    EXPECT_TRUE(open_start_file(*s, ""));
+    EXPECT_EQ(s->files.current_file_title, default_song_name);
+    EXPECT_EQ(s->prog.slot(0, 2).in_use, 1);
+}
+
+TEST_F(window_fixture, window_zoom_drops_and_track_names) {
+    main_window w(*s);
+    screen_ui.set_parent(&w);
+    w.apply_zoom(0, true);
+    w.show();
+    EXPECT_EQ(w.size(), QSize(325, 283));
+
+    // Two files dropped: the message, with the program's title as caption, and no change.
+    QString caption, text;
+    answer_box(&caption, &text);
+    drop(w, {"a.sng", "b.sng"});
+    EXPECT_EQ(text.toStdString(), msg_drop_one_file);
+    EXPECT_EQ(caption.toStdString(), program_title);
+    EXPECT_EQ(s->files.current_file_title, untitled_title);
+
+    // One dropped MIDI file loads: its track names are on the screen and in the recent files.
+    write_midi_song((dir / "drop.mid").string(), 32, 8);
+    drop(w, {QString::fromStdString((dir / "drop.mid").string())});
+    EXPECT_EQ(w.windowTitle().toStdString(), std::string(program_title) + " - drop.sng");
+    ASSERT_EQ(s->recent_files().size(), 1u);
+    w.apply_zoom(7, true);
+    w.tick();
+    recording_canvas c;
+    s->screen->paint(c, {0, 0, 4000, 4000});
+    for (int track = 1; track <= 16; ++track) {
+        const std::string name = "Track " + std::to_string(track);
+        int found = 0;
+        for (const auto& t : c.texts) found += t.text.find(name) != std::string::npos;
+        EXPECT_GT(found, 0) << name;
+    }
+}
+
+TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
+    write_midi_song("play.mid", 4, 64);
+    main_window w(*s);
+    w.apply_zoom(2, true);
+    w.show();
+    ASSERT_TRUE(open_start_file(*s, "play.mid"));
+    w.start_timer();
+    const kestrune::rect play = s->screen->regions().place(rgn::play);
+    QTest::mouseClick(w.view_widget(), Qt::LeftButton, Qt::NoModifier,
+                      QPoint((play.left + play.right) / 2, (play.top + play.bottom) / 2));
+    QTest::qWait(400);
+    EXPECT_TRUE(s->prog.running());
+    int note_ons = 0;
+    for (std::size_t i = 0; i < midi.size(); ++i)
+        note_ons += midi[i].port == 0 && (midi[i].bytes[0] & 0xF0) == 0x90 && midi[i].bytes[2] > 0;
+    EXPECT_GT(note_ons, 4);
+    // Num+Enter stops by its key, whatever the keyboard layout.
+    QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
+    EXPECT_FALSE(s->prog.running());
+}
+
+TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {
+    main_window w(*s);
+    screen_ui.set_parent(&w);
+    w.apply_zoom(2, true);
+    w.show();
+    w.start_timer();
+    s->prog.d.midi_not_configured = 1;
+    int shown = 0;
+    QTimer::singleShot(300, [&] {
+        shown = screen_ui.messages_shown();
+        if (auto* box = QApplication::activeModalWidget()) static_cast<QDialog*>(box)->accept();
+    });
+    QTest::qWait(500);
+    EXPECT_EQ(shown, 1);
+    EXPECT_EQ(screen_ui.messages_shown(), 1);
+}
+
+// The shell's questions and refusals, answered by script.
+TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) {
+    scripted_ui script;
+    virtual_clock vclk;
+    capture_backend vmidi;
+    engine veng;
+    veng.attach(vclk, &vmidi);
+    session q(veng, script, vclk);
+    ASSERT_EQ(start_session(q), 0);
+    write_midi_song("close.mid", 2, 4);
+    ASSERT_TRUE(open_start_file(q, "close.mid"));
+
+    script.answers = {msg_answer::cancel};
+    EXPECT_FALSE(confirm_close(q));
+    EXPECT_EQ(script.last_text(), ask_save_before_closing);
+    script.answers = {msg_answer::yes};  // and the Save dialog given up
+    EXPECT_FALSE(confirm_close(q));
+    script.answers = {msg_answer::no};
+    EXPECT_TRUE(confirm_close(q));
+
+    q.prog.d.recording = 1;
+    dispatch_command(q, cmd::load_song);
+    EXPECT_EQ(script.last_text(), msg_while_recording);
+    EXPECT_EQ(script.dialogs.size(), 1u);  // only the Save dialog above
+    q.prog.d.recording = 0;
+
+    script.answers = {msg_answer::cancel};
+    dispatch_command(q, cmd::clear_song);
+    EXPECT_EQ(q.prog.slot(0, 0).in_use, 1);
+    script.answers = {msg_answer::ok};
+    dispatch_command(q, cmd::clear_song);
+    EXPECT_EQ(script.last_text(), ask_erase_all);
+    EXPECT_EQ(q.prog.slot(0, 0).in_use, 0);
+    EXPECT_EQ(q.files.current_file_title, untitled_title);
+
+    q.files.recent_files = {(dir / "gone.sng").string()};
+    dispatch_command(q, cmd::recent_file_first);
+    EXPECT_EQ(script.last_text(), msg_file_not_found);
+    EXPECT_TRUE(q.files.recent_files.empty());
+    end_session(q, false);
+}
+
+TEST(shortcuts, keys_match_by_name_and_modifiers) {
+    const key_event ctrl_shift_r{key_code::character, 'R', {true, true, false}, false};
+    EXPECT_TRUE(shortcut_matches("Ctrl+Shift+R", ctrl_shift_r));
+    EXPECT_FALSE(shortcut_matches("Shift+R", ctrl_shift_r));
+    EXPECT_FALSE(shortcut_matches("Ctrl+R", ctrl_shift_r));
+    const key_event pad_0{key_code::pad_0, 0, {}, false};
+    EXPECT_TRUE(shortcut_matches("Num+0", pad_0));
+    EXPECT_FALSE(shortcut_matches("0", pad_0));
+    const key_event shift_f5{key_code::f5, 0, {true, false, false}, false};
+    EXPECT_TRUE(shortcut_matches("Shift+F5", shift_f5));
+    EXPECT_FALSE(shortcut_matches("F5", shift_f5));
+    EXPECT_FALSE(shortcut_matches("F1", shift_f5));
+}
+
+}  // namespace
+}  // namespace kestrune::testing
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
