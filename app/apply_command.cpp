@@ -12,9 +12,9 @@
 #include "files/song_file.h"
 #include "processing/undo.h"
 #include "shell/command_ids.h"
+#include "shell/entry_parsers.h"
 #include "shell/processing_commands.h"
 #include "song/patterns.h"
-#include "song/position.h"
 #include "song/song_start.h"
 
 namespace kestrune {
@@ -28,7 +28,8 @@ constexpr int exit_usage = 2;
 int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune-tool: %s\n", why.c_str());
     std::fputs(
-        "usage: kestrune-tool apply INPUT OUTPUT COMMAND [--pattern P] [--track T] [--locators L R]\n"
+        "usage: kestrune-tool apply INPUT OUTPUT COMMAND [--pattern P] [--track T] [--locators L "
+        "R]\n"
         "                           [--answer yes|no] [FIELD=VALUE ...]\n"
         "       kestrune-tool apply --list\n",
         stderr);
@@ -38,7 +39,7 @@ int usage(const std::string& why) {
 // Shows every message as the console does and counts the ones that refuse a command: a plain
 // box with a warning or stop sign. The undo warning lets the command go on.
 class apply_ui final : public ui {
-public:
+  public:
     explicit apply_ui(msg_answer answer) : console_(answer) {}
     msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons, msg_answer def,
                        const std::string& caption) override {
@@ -55,28 +56,33 @@ public:
 
     int refusals = 0;
 
-private:
+  private:
     console_ui console_;
 };
 
 bool same_text(std::string_view a, std::string_view b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
            });
 }
 
-bool is_popup(int id) { return id >= cmd::quantize_popup_first && id <= cmd::quantize_popup_last; }
+bool is_popup(int id) {
+    return id >= cmd::quantize_popup_first && id <= cmd::quantize_popup_last;
+}
 
 void list_commands(const command_table& table, const std::vector<field_command>& fielded) {
     for (const field_command& f : fielded) {
         std::printf("%s\n", f.name.c_str());
-        for (const command_field& x : f.fields) std::printf("  %s=%s\n", x.name.c_str(), x.kind.c_str());
+        for (const command_field& x : f.fields)
+            std::printf("  %s=%s\n", x.name.c_str(), x.kind.c_str());
     }
     std::vector<std::string> listed;
     for (const field_command& f : fielded) listed.push_back(f.name);
     for (const command& c : table.all()) {
         const std::string name = command_name(c.text);
-        const bool seen = std::any_of(listed.begin(), listed.end(), [&](const std::string& n) { return same_text(n, name); });
+        const bool seen = std::any_of(listed.begin(), listed.end(),
+                                      [&](const std::string& n) { return same_text(n, name); });
         if (seen || is_popup(c.id)) continue;
         std::printf("%s\n", name.c_str());
         listed.push_back(name);
@@ -135,39 +141,10 @@ std::string read_options(const std::vector<std::string>& a, apply_options& o) {
 
 }  // namespace
 
-std::int32_t parse_position(const program& p, const std::string& text) {
-    if (text.find('.') == std::string::npos) {
-        const auto n = number_in(text, 0, last_position);
-        return n ? *n : -1;
-    }
-    int f[4] = {1, 1, 1, 1};
-    std::size_t at = 0;
-    for (int i = 0; i < 4; ++i) {
-        const std::size_t dot = text.find('.', at);
-        const std::string part = text.substr(at, dot == std::string::npos ? std::string::npos : dot - at);
-        const auto n = number_in(part, i == 0 ? -999 : 1, 9999);
-        if (!n) return -1;
-        f[i] = *n;
-        if (dot == std::string::npos) break;
-        at = dot + 1;
-        if (i == 3) return -1;
-    }
-    // The first position whose bar, beat, unit and tick are not below the ones asked for.
-    const auto before = [&](std::int32_t pos) {
-        const position_fields s = position_split(p, pos);
-        const int got[4] = {s.bar, s.beat, s.unit, s.tick};
-        return std::lexicographical_compare(got, got + 4, f, f + 4);
-    };
-    std::int32_t lo = 0, hi = last_position;
-    if (before(hi)) return -1;
-    while (lo < hi) {
-        const std::int32_t mid = lo + (hi - lo) / 2;
-        if (before(mid))
-            lo = mid + 1;
-        else
-            hi = mid;
-    }
-    return lo;
+std::int32_t locator_position(const program& p, const std::string& text) {
+    const bool ticks = text.find_first_of(",. /") == std::string::npos;
+    const auto v = ticks ? parse_integer(text) : parse_position(p, text);
+    return v && *v >= 0 && *v <= last_position ? *v : -1;
 }
 
 int apply_command(const std::vector<std::string>& args, apply_loader load) {
@@ -202,7 +179,7 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
     if (result == exit_ok && o.pattern >= 0) select_pattern(prog, o.pattern);
     if (result == exit_ok && o.track >= 0) select_track(prog, o.track);
     if (result == exit_ok && !o.left.empty()) {
-        const std::int32_t l = parse_position(prog, o.left), r = parse_position(prog, o.right);
+        const std::int32_t l = locator_position(prog, o.left), r = locator_position(prog, o.right);
         if (l < 0 || r < 0) {
             prog.shut_down();
             return usage("--locators take positions as ticks or bar.beat.unit.tick");
@@ -218,7 +195,8 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
                 if (x.name == name) field = &x;
         if (!field || !field->set(value)) {
             prog.shut_down();
-            return usage(field ? name + " takes " + field->kind : o.command + " has no field " + name);
+            return usage(field ? name + " takes " + field->kind
+                               : o.command + " has no field " + name);
         }
     }
     if (result == exit_ok) {
@@ -232,7 +210,7 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
     }
     if (result == exit_ok) {
         const bool saved = extension_upper(o.output) == ".SNG" ? write_song_file(prog, o.output)
-                                                                : write_midi_file(prog, o.output);
+                                                               : write_midi_file(prog, o.output);
         if (!saved) result = exit_failed;
     }
     prog.shut_down();

@@ -15,7 +15,7 @@ using apply_loader = bool (*)(program&, const std::string&);
 // [FIELD=VALUE ...], or apply --list. Returns the exit status.
 int apply_command(const std::vector<std::string>& args, apply_loader load);
 
-// A position as ticks or as bar.beat.unit.tick along the song's signatures; -1 when unreadable.
-std::int32_t parse_position(const program& p, const std::string& text);
+// A locator given as ticks or as bar.beat.unit.tick; -1 when unreadable.
+std::int32_t locator_position(const program& p, const std::string& text);
 
 }  // namespace kestrune

@@ -1,6 +1,8 @@
 // Figures of track processing: quantizing a track of 100,000 events (Smart 16 with swing) and
 // storing a take of 100,000 events with quantize into a track of 1,000. Prints `name value` lines;
 // `--quick` uses small input for a single CI run.
+#include "processing/processing.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -10,7 +12,6 @@
 #include "bench/quiet_ui.h"
 #include "core/clock.h"
 #include "engine/engine.h"
-#include "processing/processing.h"
 #include "processing/quantize.h"
 #include "realtime/recording.h"
 #include "song/event_store.h"
@@ -37,24 +38,27 @@ std::vector<midi_event> played_notes(int events) {
     std::vector<midi_event> v;
     v.reserve(static_cast<std::size_t>(events));
     for (int i = 0; v.size() + 1 < static_cast<std::size_t>(events); ++i) {
-        const std::int32_t pos = std::min(song_start + i * 20 + (i * 7) % 11 - 5, last_position - 40);
+        const std::int32_t pos =
+            std::min(song_start + i * 20 + (i * 7) % 11 - 5, last_position - 40);
         const auto key = static_cast<std::uint8_t>(36 + i % 48);
         v.push_back(midi_event::make(0x90, key, 100, pos));
         v.push_back(midi_event::make(0x80, key, 0, pos + 40));
     }
-    std::stable_sort(v.begin(), v.end(), [](const midi_event& a, const midi_event& b) { return a.position() < b.position(); });
+    std::stable_sort(v.begin(), v.end(), [](const midi_event& a, const midi_event& b) {
+        return a.position() < b.position();
+    });
     return v;
 }
 
 // Writes the events into the record area as the engine's input path does during a take.
 void write_take(program& p, const std::vector<midi_event>& events) {
-    const event_store s = p.store();
+    event_store s = p.store();
     dll_data& d = p.d;
     ref32 c = d.record_write;
     d.record_block = d.record_first_block;
     for (const midi_event& e : events) {
         s.at(c) = e;
-        c += 6;
+        c += sizeof(midi_event);
         if (s.status(c) == st::forward_link) {
             d.record_block = s.link(c);
             c = event_store::first_slot(d.record_block);

@@ -30,6 +30,8 @@ struct app_state {
     int edit_pattern = 0;
     bool editor_dirty = false;
     int mixer_port = -1;
+    // The track whose Qua field opened the quantize pop-up; -1 for the current track.
+    int quantize_popup_track = -1;
     bool clock_field_on = false;
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
     char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written

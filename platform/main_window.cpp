@@ -17,6 +17,7 @@
 #include "platform/key_map.h"
 #include "shell/command_ids.h"
 #include "shell/main_screen.h"
+#include "shell/processing_commands.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -130,6 +131,7 @@ main_window::main_window(session& s) : s_(s) {
     setWindowTitle(QString::fromStdString(s_.window_title()));
     setAcceptDrops(true);
     s_.screen = std::make_unique<main_screen>(s_.prog, s_.commands, s_.trans);
+    s_.screen->set_recording_actions(recorder_actions(s_.rec));
     view_ = new screen_view(s_, fonts_, this);
     setCentralWidget(view_);
     scroll_ = new QScrollBar(Qt::Vertical, view_);
@@ -245,8 +247,10 @@ void main_window::show_quantize_popup(const quantize_popup_request& r) {
         a->setChecked(id - cmd::quantize_popup_first == r.value);
         a->setData(id);
     }
-    if (QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y))))
+    if (QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)))) {
+        s_.prog.app.quantize_popup_track = r.track;
         dispatch_command(s_, chosen->data().toInt());
+    }
 }
 
 void main_window::sync_buttons() {

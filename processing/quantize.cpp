@@ -14,31 +14,33 @@ namespace {
 constexpr std::int16_t last_threshold = 32000;
 
 using qp = quantize_pair;
+// clang-format off
 // Tight: the plain grid.
 constexpr qp tight_4[] = {{96, 0}, {288, 192}, {480, 384}, {672, 576}, {last_threshold, 768}};
 constexpr qp tight_6[] = {{64, 0}, {192, 128}, {320, 256}, {last_threshold, 384}};
 constexpr qp tight_8[] = {{48, 0}, {144, 96}, {240, 192}, {336, 288}, {last_threshold, 384}};
 constexpr qp tight_12[] = {{32, 0}, {96, 64}, {160, 128}, {last_threshold, 192}};
 constexpr qp tight_16[] = {{24, 0}, {72, 48}, {120, 96}, {168, 144}, {last_threshold, 192}};
-constexpr qp tight_24[] = {{16, 0},   {48, 32},   {80, 64}, {112, 96},
-                           {144, 128}, {176, 160}, {last_threshold, 192}};
+constexpr qp tight_24[] = {{16, 0}, {48, 32}, {80, 64}, {112, 96}, {144, 128}, {176, 160},
+                           {last_threshold, 192}};
 // Smart: the grid merged with the neighbouring rhythm family's. (132, 128) is meant as it stands.
-constexpr qp smart_4[] = {{96, 0},   {224, 192}, {320, 256},           {448, 384},
-                          {544, 512}, {672, 576}, {last_threshold, 768}};
+constexpr qp smart_4[] = {{96, 0}, {224, 192}, {320, 256}, {448, 384}, {544, 512}, {672, 576},
+                          {last_threshold, 768}};
 constexpr qp smart_6[] = {{64, 0}, {160, 128}, {224, 192}, {320, 256}, {last_threshold, 384}};
-constexpr qp smart_8[] = {{48, 0},   {112, 96},  {160, 128},           {224, 192},
-                          {272, 256}, {336, 288}, {last_threshold, 384}};
+constexpr qp smart_8[] = {{48, 0}, {112, 96}, {160, 128}, {224, 192}, {272, 256}, {336, 288},
+                          {last_threshold, 384}};
 constexpr qp smart_12[] = {{32, 0}, {80, 64}, {112, 96}, {160, 128}, {last_threshold, 192}};
-constexpr qp smart_16[] = {{24, 0},   {56, 48},   {80, 64},           {112, 96},
-                           {136, 128}, {168, 144}, {last_threshold, 192}};
-constexpr qp smart_24[] = {{16, 0},   {40, 32},   {56, 48},   {80, 64},           {112, 96},
-                           {132, 128}, {152, 144}, {176, 160}, {last_threshold, 192}};
+constexpr qp smart_16[] = {{24, 0}, {56, 48}, {80, 64}, {112, 96}, {136, 128}, {168, 144},
+                           {last_threshold, 192}};
+constexpr qp smart_24[] = {{16, 0}, {40, 32}, {56, 48}, {80, 64}, {112, 96}, {132, 128}, {152, 144},
+                           {176, 160}, {last_threshold, 192}};
 // 32 and 48 have one table whichever the method.
-constexpr qp grid_32[] = {{12, 0},    {36, 24},   {60, 48},   {84, 72},          {108, 96},
-                          {132, 120}, {156, 144}, {180, 168}, {last_threshold, 192}};
-constexpr qp grid_48[] = {{8, 0},     {24, 16},   {40, 32},   {56, 48},   {72, 64},
-                          {88, 80},   {104, 96},  {120, 112}, {136, 128}, {152, 144},
-                          {168, 160}, {184, 176}, {last_threshold, 192}};
+constexpr qp grid_32[] = {{12, 0}, {36, 24}, {60, 48}, {84, 72}, {108, 96}, {132, 120}, {156, 144},
+                          {180, 168}, {last_threshold, 192}};
+constexpr qp grid_48[] = {{8, 0}, {24, 16}, {40, 32}, {56, 48}, {72, 64}, {88, 80}, {104, 96},
+                          {120, 112}, {136, 128}, {152, 144}, {168, 160}, {184, 176},
+                          {last_threshold, 192}};
+// clang-format on
 
 struct table_entry {
     int n;
@@ -46,13 +48,15 @@ struct table_entry {
     std::span<const qp> tight, smart;
 };
 constexpr table_entry tables[] = {
-    {4, 768, tight_4, smart_4},     {6, 384, tight_6, smart_6},     {8, 384, tight_8, smart_8},
+    {4, 768, tight_4, smart_4},    {6, 384, tight_6, smart_6},    {8, 384, tight_8, smart_8},
     {12, 192, tight_12, smart_12}, {16, 192, tight_16, smart_16}, {24, 192, tight_24, smart_24},
 };
 
 constexpr std::uint8_t spare_bit = 0x80;
 
-std::int32_t clamp_position(std::int32_t v) { return std::clamp(v, 0, last_position); }
+std::int32_t clamp_position(std::int32_t v) {
+    return std::clamp(v, 0, last_position);
+}
 
 // Where a step's local positions start in song time, for the signature lookup.
 std::int32_t song_offset(const program& p) {
@@ -86,7 +90,8 @@ void set_shift_note_on_part(midi_event& e, std::uint8_t shift) {
 }
 
 std::uint8_t shift_note_off_part(const midi_event& e) {
-    return static_cast<std::uint8_t>(((e.raw0() & spare_bit) ? 0x02 : 0) | ((e.raw1() & spare_bit) ? 0x01 : 0));
+    return static_cast<std::uint8_t>(((e.raw0() & spare_bit) ? 0x02 : 0) |
+                                     ((e.raw1() & spare_bit) ? 0x01 : 0));
 }
 
 void set_shift_note_off_part(midi_event& e, std::uint8_t shift) {
@@ -103,14 +108,15 @@ quantize_pass::quantize_pass(program& p, int n)
       offset_(song_offset(p)) {}
 
 void quantize_pass::quantize_note(ref32 e) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     midi_event& on = s.at(e);
     const std::int32_t pos = on.position();
 
     // The signature in force: the event before the first one not below the note's song time.
     const ref32 list = p_.d.active_signature.first;
     ref32 sig = list;
-    while (is_event_status(s.status(sig)) && s.position(sig) < pos + offset_) sig = s.next_event(sig);
+    while (is_event_status(s.status(sig)) && s.position(sig) < pos + offset_)
+        sig = s.next_event(sig);
     if (sig != list) sig = s.prev_event(sig);
     const midi_event& sg = s.at(sig);
     const int num = sg.data1() > 0 ? sg.data1() : 4;
@@ -151,7 +157,7 @@ void quantize_pass::quantize_note(ref32 e) {
 }
 
 void dequantize_note(program& p, ref32 note_on) {
-    const event_store s = p.store();
+    event_store s = p.store();
     midi_event& on = s.at(note_on);
     const ref32 off = s.find_note_off(note_on);
     const bool has_off = is_event_status(s.status(off));
@@ -169,7 +175,7 @@ void dequantize_note(program& p, ref32 note_on) {
 void quantize_track(program& p, ref32 first, int n) {
     if (first == null_ref) return;
     p.screen.wait_cursor();
-    const event_store s = p.store();
+    event_store s = p.store();
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
         if (s.at(e).is_note_on()) dequantize_note(p, e);
     if (n > 0) {
@@ -181,7 +187,7 @@ void quantize_track(program& p, ref32 first, int n) {
     p.screen.arrow_cursor();
 }
 
-void seat_track(program& p, int pattern, int track, bool silence_first) {
+void give_track_back(program& p, int pattern, int track, bool silence_first) {
     dll_data& d = p.d;
     track_slot& sl = p.slot(pattern, track);
     const bool parallel = pattern == parallel_pattern;
@@ -209,14 +215,14 @@ bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
     shared_store(sl.in_use, 0);
     p.silence_track(pattern == parallel_pattern ? 1 : 0, track);
     p.screen.wait_cursor();
-    const event_store s = p.store();
+    event_store s = p.store();
     for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) {
         if (!s.at(e).is_note_on()) continue;
         clear_shift_note_on_part(s.at(e));
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off))) clear_shift_note_off_part(s.at(off));
     }
-    seat_track(p, pattern, track, false);
+    give_track_back(p, pattern, track, false);
     p.screen.arrow_cursor();
     sl.quantize = 0;
     if (p.d.main_screen) call(p.hooks.track_list_changed);
@@ -230,14 +236,20 @@ bool choose_quantize(program& p, int pattern, int track, int n) {
     if (sl.in_use) {
         shared_store(sl.in_use, 0);
         quantize_track(p, sl.first, n);
-        seat_track(p, pattern, track, true);
+        give_track_back(p, pattern, track, true);
     }
     call(p.hooks.track_list_changed);
     return true;
 }
 
-void set_quantize_strength(program& p, int percent) { p.app.quantize_strength = std::clamp(percent, 0, 100); }
-void set_swing_factor(program& p, int steps) { p.app.quantize_swing = std::clamp(steps, -9, 10); }
-void set_smart_quantize(program& p, bool smart) { p.app.smart_quantize = smart ? 1 : 0; }
+void set_quantize_strength(program& p, int percent) {
+    p.app.quantize_strength = std::clamp(percent, 0, 100);
+}
+void set_swing_factor(program& p, int steps) {
+    p.app.quantize_swing = std::clamp(steps, -9, 10);
+}
+void set_smart_quantize(program& p, bool smart) {
+    p.app.smart_quantize = smart ? 1 : 0;
+}
 
 }  // namespace kestrune

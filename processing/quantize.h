@@ -34,18 +34,22 @@ std::uint8_t shift_note_on_part(const midi_event& e);
 void set_shift_note_on_part(midi_event& e, std::uint8_t shift);
 std::uint8_t shift_note_off_part(const midi_event& e);
 void set_shift_note_off_part(midi_event& e, std::uint8_t shift);
-inline void clear_shift_note_on_part(midi_event& e) { e.clear_marks(); }
-inline void clear_shift_note_off_part(midi_event& e) { e.clear_high_bits(); }
+inline void clear_shift_note_on_part(midi_event& e) {
+    e.clear_marks();
+}
+inline void clear_shift_note_off_part(midi_event& e) {
+    e.clear_high_bits();
+}
 
 // One quantize pass at grid value n with the program's strength, swing and method.
 class quantize_pass {
-public:
+  public:
     quantize_pass(program& p, int n);
     // Moves the note of the note-on at e with its note-off; positions only, no re-sort.
     void quantize_note(ref32 e);
     int drift() const { return drift_; }
 
-private:
+  private:
     program& p_;
     int n_;
     int step_;
@@ -74,6 +78,6 @@ void set_smart_quantize(program& p, bool smart);
 
 // A track's chain given back to the engine after a rewrite: play pointer seated with `stopped`
 // held, for the pattern on screen or the parallel pattern.
-void seat_track(program& p, int pattern, int track, bool silence_first);
+void give_track_back(program& p, int pattern, int track, bool silence_first);
 
 }  // namespace kestrune

@@ -13,10 +13,11 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     track_slot& sl = p.slot(pattern, track);
     if (!sl.in_use || sl.first == null_ref) return true;
     if (p.d.free_blocks < sl.blocks + spare_blocks) return false;
-    const event_store s = p.store();
+    event_store s = p.store();
 
     // Notes that sound into the range end just before it.
-    for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from; e = s.next_event(e)) {
+    for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from;
+         e = s.next_event(e)) {
         if (!s.at(e).is_note_on()) continue;
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off)) && s.position(off) >= from)
@@ -46,7 +47,7 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     s.free_chain(sl.first);
     sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
     sl.first = sl.play = first;
-    seat_track(p, pattern, track, false);
+    give_track_back(p, pattern, track, false);
     return true;
 }
 

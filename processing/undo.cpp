@@ -30,9 +30,10 @@ void undo_save(program& p, int pattern, int track) {
     u.slot.first = u.slot.play = null_ref;
     u.slot.blocks = 0;
     if (live.in_use && live.first != null_ref) {
-        const event_store s = p.store();
+        event_store s = p.store();
         chain_builder b(s);
-        for (ref32 r = live.first; is_event_status(s.status(r)) || is_continuation_status(s.status(r));
+        for (ref32 r = live.first;
+             is_event_status(s.status(r)) || is_continuation_status(s.status(r));
              r = s.next_record(r))
             b.put(s.at(r));
         b.terminate();
@@ -78,10 +79,7 @@ void undo_apply(program& p) {
         }
     }
     // The track list shows the swapped track with its mark.
-    if (d.main_screen) {
-        call(p.hooks.track_list_changed);
-        p.screen.repaint(-1);
-    }
+    if (d.main_screen) call(p.hooks.track_list_changed);
 }
 
 void undo_command(program& p, undo_context where) {

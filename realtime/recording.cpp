@@ -19,7 +19,6 @@ constexpr int close_note_blocks = 4;    // free blocks needed to end the notes l
 constexpr std::int32_t early_window = 24;
 constexpr std::int32_t max_count_in = 3072;
 constexpr std::uint8_t release_velocity = 64;
-constexpr int region_track_list = 2;
 
 int silence_group(int pattern) {
     return pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0;
@@ -82,7 +81,7 @@ void recorder::arm_record_area() {
 }
 
 std::int32_t recorder::bar_before_step() const {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     const std::int32_t at = p_.step_start(std::clamp<int>(d_.current_step, 0, song_steps - 1)) - 1;
     const midi_event& sig = s.at(signature_at(s, d_.active_signature.first, at));
     const int num = sig.data1() > 0 ? sig.data1() : 4, den = sig.data2() > 0 ? sig.data2() : 4;
@@ -112,13 +111,11 @@ void recorder::record_start(record_mode mode) {
     if (!mixer_port_matches()) return;
     if (d_.punch_on) punch_off();  // a Record press overrides an armed punch
     if (d_.internal_record) {
-        if (p_.screen.message(msg_internal_recording_question, msg_icon::question, msg_buttons::yes_no,
-                              msg_answer::yes) == msg_answer::no) {
+        if (p_.screen.message(msg_internal_recording_question, msg_icon::question,
+                              msg_buttons::yes_no, msg_answer::yes) == msg_answer::no) {
             internal_record_off();
         } else {
-            d_.midi_thru = 0;
-            tr_.reset_on_stop = false;
-            d_.midi_click = 0;
+            internal_switches_off();
         }
         call(p_.hooks.buttons_changed);
     }
@@ -126,9 +123,10 @@ void recorder::record_start(record_mode mode) {
     if (!d_.song_mode)
         d_.record_pattern = d_.current_pattern;
     else
-        d_.record_pattern = d_.parallel_selected
-                                ? parallel_pattern
-                                : p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1)).pattern;
+        d_.record_pattern =
+            d_.parallel_selected
+                ? parallel_pattern
+                : p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1)).pattern;
     std::int32_t start = song_start;
     if (d_.cycle_on) {
         prepare_cycle();
@@ -142,7 +140,8 @@ void recorder::record_start(record_mode mode) {
         if (!d_.cycle_on) start = step_begin - (step.pickup + bar - 1) / bar * bar;
         if (!d_.parallel_selected) {
             d_.record_offset = step_begin - song_start;
-            if (d_.cycle_on && (d_.left_locator < d_.record_offset || step.end < d_.right_locator) &&
+            if (d_.cycle_on &&
+                (d_.left_locator < d_.record_offset || step.end < d_.right_locator) &&
                 p_.screen.message(msg_locators_outside, msg_icon::question, msg_buttons::yes_no,
                                   msg_answer::yes) == msg_answer::no) {
                 d_.cycle_recording = 0;
@@ -160,7 +159,6 @@ void recorder::record_start(record_mode mode) {
         if (p_.hooks.undo_save) p_.hooks.undo_save(d_.record_pattern, track);
         delete_track_chain(p_, d_.record_pattern, track);
         p_.screen.arrow_cursor();
-        p_.screen.repaint(region_track_list);
     }
     run_take(start, mode, false);
 }
@@ -212,9 +210,7 @@ void recorder::instant_start(bool shift) {
     if (d_.internal_record) {
         // Internal recording's saved state is dropped without a question.
         saved_valid_ = false;
-        d_.midi_thru = 0;
-        tr_.reset_on_stop = false;
-        d_.midi_click = 0;
+        internal_switches_off();
     }
     d_.record_pattern = d_.current_pattern;
     if (d_.cycle_on) prepare_cycle();
@@ -255,7 +251,8 @@ void recorder::end_take() {
 }
 
 void recorder::restore_punch_mute(int pattern) {
-    p_.slot(pattern, std::clamp<int>(d_.punch_track, 0, tracks_per_pattern - 1)).mute = d_.punch_saved_mute;
+    p_.slot(pattern, std::clamp<int>(d_.punch_track, 0, tracks_per_pattern - 1)).mute =
+        d_.punch_saved_mute;
 }
 
 void recorder::count_pass_blocks(int i) {
@@ -268,7 +265,7 @@ void recorder::count_pass_blocks(int i) {
 }
 
 void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     for (ref32 e = dest.first; is_event_status(s.status(e)); e = s.next_event(e)) {
         if (d_.free_blocks < close_note_blocks) return;
         const midi_event on = s.at(e);
@@ -278,27 +275,29 @@ void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
         if (taken < 0) return;
         dest.blocks = static_cast<std::uint16_t>(dest.blocks + taken);
         d_.free_blocks -= taken;
-        s.at(at) = midi_event::make(static_cast<std::uint8_t>(0x80 | (on.status() & 0x0F)), on.data1(),
-                                    release_velocity, std::max(0, end - 1));
+        s.at(at) = midi_event::make(static_cast<std::uint8_t>(0x80 | (on.status() & 0x0F)),
+                                    on.data1(), release_velocity, std::max(0, end - 1));
     }
 }
 
 void recorder::move_early_events(ref32 first, std::int32_t start) {
-    const event_store s = p_.store();
-    for (ref32 e = first; is_event_status(s.status(e)) && s.position(e) < start; e = s.next_event(e)) {
+    event_store s = p_.store();
+    for (ref32 e = first; is_event_status(s.status(e)) && s.position(e) < start;
+         e = s.next_event(e)) {
         midi_event& ev = s.at(e);
         const std::int32_t d = start - ev.position();
         if (d >= early_window) continue;
         if (ev.is_note_on()) {
             const ref32 off = s.find_note_off(e);
-            if (is_event_status(s.status(off))) s.at(off).set_position(std::min(last_position, s.position(off) + d));
+            if (is_event_status(s.status(off)))
+                s.at(off).set_position(std::min(last_position, s.position(off) + d));
         }
         ev.set_position(start);
     }
 }
 
 bool recorder::merge_passes(int pattern, int track) {
-    const event_store s = p_.store();
+    event_store s = p_.store();
     track_slot& t = p_.slot(pattern, track);
     int sum = 0;
     for (int i = 0; i < pass_slots; ++i) {
@@ -351,8 +350,11 @@ void recorder::finish_take() {
 }
 
 void recorder::store_take(int pattern, int track) {
+    // Every stop comes here; without a take there is nothing to store, and a punch armed but
+    // never reached has no mute to give back.
+    if (!d_.recording) return;
     p_.screen.wait_cursor();
-    const event_store s = p_.store();
+    event_store s = p_.store();
     const std::int32_t pos = d_.position;
     std::int32_t start = song_start, end = last_position;
     if (d_.punched_in) {
@@ -414,11 +416,13 @@ void recorder::store_take(int pattern, int track) {
         dest.blocks = static_cast<std::uint16_t>(take.count_chain_blocks());
 
         if (punched || d_.punch_on) {
-            if (merging && p_.hooks.delete_range && !p_.hooks.delete_range(pattern, track, start, end))
+            if (merging && p_.hooks.delete_range &&
+                !p_.hooks.delete_range(pattern, track, start, end))
                 p_.message(msg_no_memory_left);
             close_open_notes(dest, end);
         }
-        if (t.quantize != 0 && p_.hooks.quantize_chain) p_.hooks.quantize_chain(dest.first, t.quantize);
+        if (t.quantize != 0 && p_.hooks.quantize_chain)
+            p_.hooks.quantize_chain(dest.first, t.quantize);
         if (!d_.cycle_recording) {
             move_early_events(dest.first, d_.punch_on ? start : song_start);
             punch_off();
@@ -429,10 +433,10 @@ void recorder::store_take(int pattern, int track) {
             put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
         else
             std::copy(std::begin(name), std::end(name), t.name);
-        p_.screen.repaint(region_track_list);
         call(p_.hooks.track_list_changed);
         if (d_.sysex_chunks > 0)
-            p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks", msg_icon::information);
+            p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks",
+                       msg_icon::information);
     }
     d_.take_has_data = 0;
     finish_take();
@@ -456,7 +460,8 @@ void recorder::tick() {
     const int passes = std::min<int>(shared_load(d_.cycle_passes), pass_slots);
     for (int i = 0; i < passes; ++i) {
         track_slot& s = p_.slot(take_pattern, i);
-        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0 || !p_.hooks.quantize_chain) continue;
+        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0 || !p_.hooks.quantize_chain)
+            continue;
         program::park parked(p_);
         p_.hooks.quantize_chain(s.first, s.quantize);
     }
@@ -489,12 +494,16 @@ void recorder::set_internal_recording(const internal_recording_fields& f) {
         saved_thru_ = d_.midi_thru;
         saved_reset_on_stop_ = tr_.reset_on_stop;
         saved_click_ = d_.midi_click;
-        d_.midi_thru = 0;
-        tr_.reset_on_stop = false;
-        d_.midi_click = 0;
+        internal_switches_off();
     }
     d_.internal_record = static_cast<std::uint8_t>(std::clamp(f.port, 0, 3) + 1);
     call(p_.hooks.buttons_changed);
+}
+
+void recorder::internal_switches_off() {
+    d_.midi_thru = 0;
+    tr_.reset_on_stop = false;
+    d_.midi_click = 0;
 }
 
 void recorder::internal_record_off() {

@@ -18,7 +18,8 @@ inline constexpr const char* msg_internal_recording_question =
     "Is this what you want?\nNO will turn it off!";
 inline constexpr const char* msg_locators_outside =
     "Locators are outside current arrange position!\nStart recording anyway?";
-inline constexpr const char* msg_sysex_incomplete = "SYS EX message incomplete!\nRecording will not be stored!";
+inline constexpr const char* msg_sysex_incomplete =
+    "SYS EX message incomplete!\nRecording will not be stored!";
 inline constexpr const char* msg_no_memory_left =
     "No memory left! Increase the requested memory\namount with MIDI/Memory Setup.";
 inline constexpr const char* msg_cycle_mode = "Can't do this in Cycle mode!";
@@ -36,7 +37,7 @@ struct internal_recording_fields {
 };
 
 class recorder {
-public:
+  public:
     // Takes over the transport's take hooks and the program's internal recording hook.
     recorder(program& p, transport& t);
     recorder(const recorder&) = delete;
@@ -67,12 +68,14 @@ public:
     void set_internal_recording(const internal_recording_fields& f);
     void internal_record_off();
 
-private:
+  private:
     bool mixer_port_matches();
     void prepare_cycle();
     void arm_record_area();
     void run_take(std::int32_t start, record_mode mode, bool punch);
     void punch_off();
+    // What internal recording keeps off: MIDI thru, Reset On Stop and the click.
+    void internal_switches_off();
     void restore_punch_mute(int pattern);
     void count_pass_blocks(int slot);
     void close_open_notes(track_slot& dest, std::int32_t end);

@@ -1,12 +1,13 @@
 #include "shell/processing_commands.h"
 
-#include <charconv>
 #include <memory>
 #include <string>
 
 #include "processing/processing.h"
 #include "processing/quantize.h"
 #include "processing/undo.h"
+#include "realtime/recording.h"
+#include "shell/entry_parsers.h"
 #include "shell/processing_dialogs.h"
 
 namespace kestrune {
@@ -21,7 +22,15 @@ undo_context undo_place(const program& p) {
     return p.app.mixer_port >= 0 ? undo_context::mixer : undo_context::editor;
 }
 
-std::string popup_text(int n) { return n == 0 ? "NO" : std::to_string(n); }
+// The pop-up's value goes to the track it was opened on.
+int popup_track(const program& p) {
+    const int t = p.app.quantize_popup_track;
+    return t >= 0 && t < tracks_per_pattern ? t : p.d.current_track;
+}
+
+std::string popup_text(int n) {
+    return n == 0 ? "NO" : std::to_string(n);
+}
 
 std::string value_choices() {
     std::string s;
@@ -59,10 +68,9 @@ std::vector<command_field> settings_fields(program& p) {
 }  // namespace
 
 bool parse_field_number(std::string_view text, int low, int high, int& out) {
-    int v = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
-    if (ec != std::errc() || end != text.data() + text.size() || v < low || v > high) return false;
-    out = v;
+    const auto v = parse_integer(text);
+    if (!v || *v < low || *v > high) return false;
+    out = *v;
     return true;
 }
 
@@ -72,21 +80,39 @@ void add_processing_commands(command_table& table, program& p) {
     table.add({cmd::undo, "&Undo", "Ctrl+Z", {}, {}, undo});
     table.add({cmd::undo_button, "Undo", "", {}, {}, undo});
     table.add({cmd::freeze_quantize, "Freeze &Quantize", "F", {}, {}, [&p] {
-                   freeze_quantize(p, p.d.current_pattern, p.d.current_track, undo_place(p) == undo_context::editor);
+                   freeze_quantize(p, p.d.current_pattern, p.d.current_track,
+                                   undo_place(p) == undo_context::editor);
                }});
-    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] { run_quantize_settings(p); }});
+    table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] {
+                   run_quantize_settings(p);
+               }});
     // Internal recording belongs to the recorder; without one the item stays disabled.
-    table.add({cmd::internal_recording, "&Internal Recording...", "", [] { return false; }, {}, [] {}});
+    table.add(
+        {cmd::internal_recording, "&Internal Recording...", "", [] { return false; }, {}, [] {}});
     for (int n : quantize_values)
-        table.add({quantize_popup_id(n), popup_text(n), "", {}, [&p, n] {
-                       return p.slot(p.d.current_pattern, p.d.current_track).quantize == n;
-                   },
-                   [&p, n] { choose_quantize(p, p.d.current_pattern, p.d.current_track, n); }});
+        table.add({quantize_popup_id(n),
+                   popup_text(n),
+                   "",
+                   {},
+                   [&p, n] { return p.slot(p.d.current_pattern, popup_track(p)).quantize == n; },
+                   [&p, n] {
+                       choose_quantize(p, p.d.current_pattern, popup_track(p), n);
+                       p.app.quantize_popup_track = -1;
+                   }});
 }
 
 void add_recording_commands(command_table& table, program& p, recorder& rec) {
-    table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {},
-               [&p, &rec] { run_internal_recording(p, rec); }});
+    table.add({cmd::internal_recording, "&Internal Recording...", "", {}, {}, [&p, &rec] {
+                   run_internal_recording(p, rec);
+               }});
+}
+
+recording_actions recorder_actions(recorder& rec) {
+    return {[&rec](int mode) {
+                rec.record_key(static_cast<record_mode>(mode == 2 ? 2 : 1));
+            },
+            [&rec](bool shift) { rec.instant_record_toggle(shift); },
+            [&rec] { rec.mute_last_pass(); }};
 }
 
 std::vector<field_command> processing_field_commands(program& p) {
@@ -106,7 +132,8 @@ std::vector<field_command> processing_field_commands(program& p) {
         // The Qua value chosen for the track shown; without a value, the track's own again.
         {"Quantize", std::move(quantize),
          [&p, value] {
-             return quantize_popup_id(*value >= 0 ? *value : p.slot(p.d.current_pattern, p.d.current_track).quantize);
+             return quantize_popup_id(
+                 *value >= 0 ? *value : p.slot(p.d.current_pattern, p.d.current_track).quantize);
          }},
         {"Dequantize", {}, [] { return quantize_popup_id(0); }},
         {"Freeze Quantize", {}, [] { return cmd::freeze_quantize; }},

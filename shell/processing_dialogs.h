@@ -8,19 +8,19 @@ namespace kestrune {
 
 // The method takes effect when chosen; strength and swing as they are stepped. Only OK closes it.
 class quantize_settings_view final : public dialog {
-public:
+  public:
     enum field_id { strength_field = 1, swing_field };
     explicit quantize_settings_view(program& p);
 };
 
 // Whether internal recording is on and from which port; applied on OK.
 class internal_recording_view final : public dialog {
-public:
+  public:
     internal_recording_view(program& p, recorder& rec);
     bool ok() override;
     internal_recording_fields fields;
 
-private:
+  private:
     recorder& rec_;
 };
 

@@ -54,7 +54,10 @@ TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) 
     play_at(song_start + 300, {0x80, 60, 0});
     play_at(song_start + 400, {0xF0, 1, 2, 0xF7});
     tr.stop();
-    EXPECT_EQ(events(), (rows{{62, 0x90, 3048}, {60, 0x90, 3072}, {62, 0x80, 3200}, {60, 0x80, 3395},
+    EXPECT_EQ(events(), (rows{{62, 0x90, 3048},
+                              {60, 0x90, 3072},
+                              {62, 0x80, 3200},
+                              {60, 0x80, 3395},
                               {1, 0xF0, 3472}}));
     EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
     EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
@@ -97,9 +100,10 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
 }
 
 TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
-    build_track(*t, 0, 0, {ev(0x90, 40, 80, 3072), ev(0x90, 41, 80, 3172), ev(0x80, 40, 0, 3200),
-                           ev(0x90, 42, 80, 3500), ev(0x80, 42, 0, 3600), ev(0x80, 41, 0, 3700),
-                           ev(0x90, 43, 80, 4000)});
+    build_track(*t, 0, 0,
+                {ev(0x90, 40, 80, 3072), ev(0x90, 41, 80, 3172), ev(0x80, 40, 0, 3200),
+                 ev(0x90, 42, 80, 3500), ev(0x80, 42, 0, 3600), ev(0x80, 41, 0, 3700),
+                 ev(0x90, 43, 80, 4000)});
     t->slot(0, 0).mute = 0;
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
@@ -109,9 +113,13 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
         t.run_ms(1);
         tr.tick(false);
     }
-    EXPECT_EQ(events(), (rows{{40, 0x90, 3072}, {41, 0x90, 3172}, {40, 0x80, 3200}, {41, 0x80, 3455},
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3072},
+                              {41, 0x90, 3172},
+                              {40, 0x80, 3200},
+                              {41, 0x80, 3455},
                               {43, 0x90, 4000}}));
-    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute, t->undo.available), nums(0, 0, 0, 1));
+    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute, t->undo.available),
+              nums(0, 0, 0, 1));
 }
 
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
@@ -133,7 +141,8 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     rec.mute_last_pass();
     tr.stop();
     // Each pass keeps its number in the channel nibble.
-    EXPECT_EQ(events(), (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
+    EXPECT_EQ(events(),
+              (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
 }
 
 TEST_F(Recording, AnUnfinishedSysexAtStopStoresNothing) {
@@ -162,8 +171,9 @@ TEST_F(Recording, PickupOfABarAndAHalfGoesBackTwoBarsWithoutCountIn) {
 }
 
 TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
-    build_track(*t, 0, 0, {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
-                           ev(0x90, 43, 80, 4000)});
+    build_track(*t, 0, 0,
+                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                 ev(0x90, 43, 80, 4000)});
     tr.play();
     play_at(3400, {});
     rec.instant_start(true);
@@ -171,7 +181,10 @@ TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
     play_at(3600, {0x90, 70, 90});
     play_at(3900, {});
     rec.instant_record_toggle(false);
-    EXPECT_EQ(events(), (rows{{40, 0x90, 3100}, {40, 0x80, 3150}, {70, 0x90, 3600}, {70, 0x80, 3899},
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
+                              {40, 0x80, 3150},
+                              {70, 0x90, 3600},
+                              {70, 0x80, 3899},
                               {43, 0x90, 4000}}));
     EXPECT_EQ(nums(t->slot(0, 0).mute, t->running(), t->d.recording), nums(0, 1, 0));
 }
