@@ -89,9 +89,11 @@ int play_command(const std::vector<std::string>& args, file_loader load) {
     system_backend backend;
     console_ui screen;
     const auto outputs = backend.output_devices();  // this also joins a JACK server
-    if (!backend.present()) {
-        screen.message(no_midi_system, msg_icon::stop, msg_buttons::ok, msg_answer::ok, program_title);
-        return 1;
+    // Without ALSA and JACK the built-in synth still plays through the sound server.
+    if (!backend.midi_system_present()) {
+        screen.message(no_midi_system, outputs.empty() ? msg_icon::stop : msg_icon::warning,
+                       msg_buttons::ok, msg_answer::ok, program_title);
+        if (outputs.empty()) return 1;
     }
     if (list) {
         for (const auto& n : outputs) std::printf("output %s\n", n.c_str());

@@ -71,7 +71,8 @@ void write_take(program& p, const std::vector<midi_event>& events) {
 
 // A track built in the record area from the events.
 void give_track(program& p, int track, const std::vector<midi_event>& events) {
-    chain_builder b(p.store());
+    event_store s = p.store();
+    chain_builder b(s);
     for (const midi_event& e : events) b.put(e);
     b.terminate();
     track_slot& sl = p.slot(0, track);

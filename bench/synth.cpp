@@ -92,7 +92,7 @@ double now_s() {
 }
 
 bool build_song(program& p, double seconds) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     p.app.song_tempo = tempo;
     set_tempo_increment(p.d, tempo);
     const int notes = static_cast<int>(seconds * 1e6 / (us_per_tick * sixteenth));

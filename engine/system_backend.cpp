@@ -127,6 +127,12 @@ bool system_backend::present() const {
     return false;
 }
 
+bool system_backend::midi_system_present() const {
+    for (const auto& s : systems_)
+        if (!dynamic_cast<const synth_backend*>(s.backend.get()) && s.backend->present()) return true;
+    return false;
+}
+
 void system_backend::watch_devices() {
     for (auto& s : systems_) s.backend->watch_devices();
 }

@@ -41,6 +41,8 @@ public:
 
     // Some MIDI system is there.
     bool present() const override;
+    // An ALSA sequencer or a JACK server is there, beside the built-in synth.
+    bool midi_system_present() const;
     void watch_devices() override;
     device_state output_state(int port) const override;
     device_state input_state() const override;

@@ -26,7 +26,7 @@ struct note_event {
 
 // Track 1 of pattern 1 plays the events, in order of position.
 void fill_track(program& p, const std::vector<note_event>& events) {
-    const event_store& s = p.store();
+    event_store s = p.store();
     track_slot& sl = p.slot(0, 0);
     sl.first = sl.play = s.new_empty_chain();
     sl.in_use = 1;
