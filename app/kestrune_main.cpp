@@ -19,6 +19,7 @@
 #endif
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
+#include "platform/synth_commands.h"
 #include "shell/main_screen.h"
 #include "shell/startup.h"
 
@@ -78,6 +79,7 @@ int main(int argc, char** argv) {
     synth.choose_soundfont(load_synth_settings().soundfont);
     session s(eng, screen_ui, clk);
     if (start_session(s) != 0) return 1;
+    add_synth_commands(s, synth);
 
     int rc = 0;
     {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,17 @@ inline constexpr const char* msg_cant_open_input = "Can't open the requested inp
 // Which channels of each port show patch names instead of program numbers.
 using patch_name_flags = std::array<std::array<std::int16_t, 16>, 4>;
 
+// The built-in synth's SoundFont as MIDI Setup shows and changes it. The program sets `choose`
+// where the synth is built: it takes the file at once and keeps it in the settings, or returns
+// false with the reason and the old SoundFont plays on.
+struct soundfont_choice {
+    std::string in_use;  // the file that plays; empty when none is found
+    std::function<bool(const std::string& path, std::string* why)> choose;
+};
+
 // Application settings the three dialogs edit beside the shared block.
 struct setup_settings {
+    soundfont_choice soundfont;
     int sync_delay_value = 0;  // -7..7 ticks
     int spp_offset = 1;        // 1..8 sixteenths
     patch_name_flags patch_name_ports{};

@@ -36,6 +36,7 @@ inline constexpr int load_track = 1109;
 inline constexpr int save_track = 1110;
 inline constexpr int load_syx_file = 1116;
 inline constexpr int about = 1120;
+inline constexpr int export_audio = 1130;  // registered by the program, beside the synth
 inline constexpr int clear_song = 1201;
 inline constexpr int modify_track = 2101;
 inline constexpr int copy_track = 2102;

@@ -238,7 +238,8 @@ const std::vector<menu>& main_menus() {
     static const std::vector<menu> menus = {
         {"&File", cmds({cmd::clear_song, 0, cmd::load_song, cmd::save_song, 0, cmd::load_pattern,
                         cmd::save_pattern, cmd::load_track, cmd::save_track, 0, cmd::load_midi_file,
-                        cmd::save_midi_file, cmd::load_syx_file, 0, cmd::recent_file_first, 0,
+                        cmd::save_midi_file, cmd::load_syx_file, cmd::export_audio, 0,
+                        cmd::recent_file_first, 0,
                         cmd::quit})},
         {"F&unctions",
          cmds({cmd::modify_track, 0, cmd::copy_track, cmd::copy_pattern, cmd::copy_track_segment,

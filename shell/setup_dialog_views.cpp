@@ -3,6 +3,7 @@
 #include <string>
 
 #include "files/event_rows.h"
+#include "files/file_state.h"
 #include "shell/entry_parsers.h"
 
 namespace kestrune {
@@ -106,7 +107,18 @@ midi_setup_view::midi_setup_view(program& p, setup_settings& s)
                          model.patch_names[port][static_cast<std::size_t>(c)] = on ? 1 : 0;
                      }});
     }
+    if (s.soundfont.choose) add_soundfont_row(p, s.soundfont);
     add_ok_cancel();
+}
+
+void midi_setup_view::add_soundfont_row(program& p, soundfont_choice& sf) {
+    // Beside OK and Cancel; the choice takes effect at once, as a device that opens does.
+    add_control({.kind = control_kind::push_button, .text = "SoundFont...",
+                 .cells = {1, 32, 16, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
+    add_field({.kind = field_kind::text, .cells = {17, 32, 43, 34},
+               .get_text = [&sf] {
+                   return sf.in_use.empty() ? std::string(no_soundfont_text) : file_name_of(sf.in_use);
+               }});
 }
 
 bool midi_setup_view::ok() {
@@ -250,6 +262,22 @@ void overall_settings_view::add_mouse_group(program& p, setup_settings& s) {
 
 bool overall_settings_view::ok() {
     model.ok();
+    return true;
+}
+
+bool choose_soundfont(program& p, soundfont_choice& sf) {
+    const std::string folder = sf.in_use.empty() ? std::string(soundfont_folder)
+                                                 : sf.in_use.substr(0, sf.in_use.find_last_of('/'));
+    const auto path = p.screen.open_file_dialog(
+        {.title = "Choose a SoundFont", .filter = "SoundFonts (*.sf2 *.sf3)|*.sf2;*.sf3",
+         .extension = "sf2", .folder = folder, .file_name = {}});
+    if (!path || !sf.choose) return false;
+    std::string why;
+    if (!sf.choose(*path, &why)) {
+        p.message(why, msg_icon::stop);
+        return false;
+    }
+    sf.in_use = *path;
     return true;
 }
 

@@ -14,6 +14,9 @@ public:
     midi_setup_view(program& p, setup_settings& s);
     bool ok() override;
     midi_setup_dialog model;
+
+private:
+    void add_soundfont_row(program& p, soundfont_choice& sf);
 };
 
 class memory_setup_view final : public dialog {
@@ -37,6 +40,13 @@ public:
 private:
     void add_mouse_group(program& p, setup_settings& s);
 };
+
+inline constexpr const char* no_soundfont_text = "No SoundFont found";
+inline constexpr const char* soundfont_folder = "/usr/share/sounds/sf2";
+
+// MIDI Setup's "SoundFont..." button: a *.sf2/*.sf3 file through the ui, taken by `sf.choose`;
+// a refusal shows its reason and keeps the old SoundFont. True when a new one is taken.
+bool choose_soundfont(program& p, soundfont_choice& sf);
 
 // Each opens its dialog through the ui and applies it on OK; true on OK.
 bool run_midi_setup(program& p, setup_settings& s);

@@ -124,5 +124,41 @@ TEST(DialogFrame, RefusesWhileRecordingAndOnAnEmptyTrackAndTheMouseSettingReache
               nums(2, 2, 6));
 }
 
+TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
+    testing::test_program t;
+    setup_settings s;
+    const auto has_button = [&] {
+        midi_setup_view v(*t, s);
+        for (const auto& c : v.controls())
+            if (c.text == "SoundFont...") return true;
+        return false;
+    };
+    EXPECT_FALSE(has_button());  // no synth, no choice
+
+    s.soundfont.in_use = "/sf/Old.sf2";
+    std::vector<std::string> offered;
+    s.soundfont.choose = [&](const std::string& path, std::string* why) {
+        offered.push_back(path);
+        if (path == "/sf/New.sf3") return true;
+        *why = "Can't load the SoundFont " + path;
+        return false;
+    };
+    ASSERT_TRUE(has_button());
+    midi_setup_view v(*t, s);
+    ASSERT_EQ(v.fields().size(), 1u);
+    EXPECT_EQ(v.field_text(0), "Old.sf2");
+
+    t.screen.file_names = {std::nullopt, std::string("/sf/Missing.sf2"), std::string("/sf/New.sf3")};
+    EXPECT_FALSE(choose_soundfont(*t, s.soundfont));  // the file dialog cancelled
+    EXPECT_FALSE(choose_soundfont(*t, s.soundfont));
+    EXPECT_EQ(nums(offered.size(), t.screen.messages.size()), nums(1, 1));
+    EXPECT_EQ(t.screen.last_text(), "Can't load the SoundFont /sf/Missing.sf2");
+    EXPECT_EQ(v.field_text(0), "Old.sf2");
+    EXPECT_EQ(t.screen.dialogs.back().folder, "/sf");
+    EXPECT_TRUE(choose_soundfont(*t, s.soundfont));
+    EXPECT_EQ(v.field_text(0), "New.sf3");
+    EXPECT_EQ(t.screen.messages.size(), 1u);
+}
+
 }  // namespace
 }  // namespace kestrune
