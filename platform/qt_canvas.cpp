@@ -23,13 +23,13 @@ QString to_qt(std::string_view s) {
 }
 
 // A font of the layout's height whose digits are its width wide, so that texts keep to the cells.
-QFont made_font(QFont f, const font_spec& spec) {
-    f.setPixelSize(std::max(6, spec.height));
-    f.setWeight(spec.weight >= 700 ? QFont::Bold : QFont::Normal);
-    f.setFixedPitch(spec.fixed_pitch);
+QFont made_font(QFont f, const font_spec& want) {
+    f.setPixelSize(std::max(6, want.height));
+    f.setWeight(want.weight >= 700 ? QFont::Bold : QFont::Normal);
+    f.setFixedPitch(want.fixed_pitch);
     f.setHintingPreference(QFont::PreferFullHinting);
     const int natural = QFontMetrics(f).horizontalAdvance(QLatin1Char('0'));
-    if (natural > 0 && spec.width > 0) f.setStretch(std::clamp(100 * spec.width / natural, 50, 150));
+    if (natural > 0 && want.width > 0) f.setStretch(std::clamp(100 * want.width / natural, 50, 150));
     return f;
 }
 
