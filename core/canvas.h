@@ -54,6 +54,13 @@ struct font_metrics {
     int external_leading = 0;
 };
 
+// The transport icons. Button pictures come in pairs: the even one up, the odd one down (lit).
+enum icon_shape : int {
+    icon_play = 200, icon_stop = 202, icon_record = 204, icon_overdub = 206, icon_pause = 208,
+    icon_forward = 210, icon_rewind = 212, icon_step_up = 214, icon_step_down = 215,
+    icon_row_up = 216, icon_row_down = 217
+};
+
 class canvas {
 public:
     virtual ~canvas() = default;
@@ -68,7 +75,7 @@ public:
     virtual int text_width(std::string_view s, font_kind f) = 0;
     // Swaps the colours of a cell, as an inverted cell on the screen.
     virtual void invert(const rect& r) = 0;
-    // The transport icons by number (200-217: up and down pictures in pairs).
+    // A transport icon: an `icon_shape`, plus one for a button's down picture.
     virtual void icon(const rect& r, int number) = 0;
 };
 

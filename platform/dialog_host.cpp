@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 
+#include "platform/qt_ui.h"
 #include "shell/dialog_frame.h"
 
 namespace kestrune {
@@ -207,37 +208,8 @@ void dialog_host::mouseDoubleClickEvent(QMouseEvent* e) {
 
 std::optional<std::string> dialog_host::entry_over(const double_click_box& box) {
     const kestrune::rect& r = box.field;
-    // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
-    QLineEdit edit(this);
-    edit.setFrame(false);
-    edit.setFont(fonts_.normal);
-    edit.setGeometry(r.left, r.top, r.width(), r.height());
-    edit.setMaxLength(box.length_limit);
-    edit.setText(qt_text(box.text));
-    edit.selectAll();
-    QEventLoop loop;
-    bool taken = false;
-    connect(&edit, &QLineEdit::returnPressed, &loop, [&] {
-        taken = true;
-        loop.quit();
-    });
-    connect(&edit, &QLineEdit::editingFinished, &loop, &QEventLoop::quit);
-    struct escape_filter : QObject {
-        QEventLoop* loop = nullptr;
-        bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(e)->key() != Qt::Key_Escape)
-                return false;
-            loop->quit();
-            return true;
-        }
-    } filter;
-    filter.loop = &loop;
-    edit.installEventFilter(&filter);
-    edit.show();
-    edit.setFocus();
-    loop.exec();
-    if (!taken) return std::nullopt;
-    return edit.text().toStdString();
+    return line_edit_over(this, fonts_.normal, QRect(r.left, r.top, r.width(), r.height()),
+                          qt_text(box.text), box.length_limit);
 }
 
 bool run_dialog_window(QWidget* parent, dialog& d) {

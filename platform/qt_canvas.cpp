@@ -33,9 +33,6 @@ QFont made_font(QFont f, const font_spec& want) {
     return f;
 }
 
-// Icon numbers come in pairs: the even one up, the odd one down (lit).
-enum icon_shape { play = 200, stop = 202, record = 204, overdub = 206, pause = 208, forward = 210,
-                  rewind = 212, step_up = 214, step_down = 215, row_up = 216, row_down = 217 };
 
 }  // namespace
 
@@ -142,13 +139,13 @@ void qt_canvas::invert(const rect& r) {
 }
 
 void qt_canvas::icon(const rect& r, int number) {
-    const bool down = (number & 1) != 0 && number < step_up;
-    const int shape = number < step_up ? number & ~1 : number;
-    if (number < step_up) bevel(r, down);
+    const bool down = (number & 1) != 0 && number < icon_step_up;
+    const int shape = number < icon_step_up ? number & ~1 : number;
+    if (number < icon_step_up) bevel(r, down);
     const QRectF box = QRectF(to_qt(r)).adjusted(r.width() * 0.3, r.height() * 0.28,
                                                  -r.width() * 0.3, -r.height() * 0.28);
     QColor ink = colour(down ? colour_role::lit : colour_role::text);
-    if (shape == record) ink = down ? colour(colour_role::peak) : QColor(0xb0, 0x30, 0x28);
+    if (shape == icon_record) ink = down ? colour(colour_role::peak) : QColor(0xb0, 0x30, 0x28);
     p_.save();
     p_.setRenderHint(QPainter::Antialiasing);
     p_.setPen(Qt::NoPen);
@@ -178,25 +175,25 @@ void qt_canvas::icon(const rect& r, int number) {
     const qreal side = std::min(box.width(), box.height());
     const QRectF sq(box.center().x() - side / 2, box.center().y() - side / 2, side, side);
     switch (shape) {
-    case play: triangle(sq, true); break;
-    case stop: p_.drawRect(sq.adjusted(side * 0.08, side * 0.08, -side * 0.08, -side * 0.08)); break;
-    case record:
-    case overdub: p_.drawEllipse(sq); break;
-    case pause:
+    case icon_play: triangle(sq, true); break;
+    case icon_stop: p_.drawRect(sq.adjusted(side * 0.08, side * 0.08, -side * 0.08, -side * 0.08)); break;
+    case icon_record:
+    case icon_overdub: p_.drawEllipse(sq); break;
+    case icon_pause:
         p_.drawRect(QRectF(sq.left() + side * 0.1, sq.top(), side * 0.28, side));
         p_.drawRect(QRectF(sq.right() - side * 0.38, sq.top(), side * 0.28, side));
         break;
-    case forward:
-    case rewind: {
+    case icon_forward:
+    case icon_rewind: {
         const QRectF wide(box.center().x() - side, sq.top(), side * 2, side);
-        triangle(QRectF(wide.left(), wide.top(), side, side), shape == forward);
-        triangle(QRectF(wide.left() + side, wide.top(), side, side), shape == forward);
+        triangle(QRectF(wide.left(), wide.top(), side, side), shape == icon_forward);
+        triangle(QRectF(wide.left() + side, wide.top(), side, side), shape == icon_forward);
         break;
     }
-    case step_up:
-    case row_up: vertical(sq, true); break;
-    case step_down:
-    case row_down: vertical(sq, false); break;
+    case icon_step_up:
+    case icon_row_up: vertical(sq, true); break;
+    case icon_step_down:
+    case icon_row_down: vertical(sq, false); break;
     default: break;
     }
     p_.restore();

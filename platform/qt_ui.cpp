@@ -123,13 +123,18 @@ std::optional<std::string> qt_ui::edit_in_place(int x, int y, int width, int hei
                                                 const std::string& text, int max_length) {
     QWidget* over = field_parent_ ? field_parent_ : parent_;
     if (!over) return std::nullopt;
-    // A borderless line edit over the field: Return takes it, Escape or a click elsewhere gives up.
+    return line_edit_over(over, over->font(), QRect(x, y, width, height), QString::fromStdString(text),
+                          max_length);
+}
+
+std::optional<std::string> line_edit_over(QWidget* over, const QFont& font, const QRect& place,
+                                          const QString& text, int max_length) {
     QLineEdit edit(over);
-    edit.setFont(over->font());
+    edit.setFont(font);
     edit.setFrame(false);
-    edit.setGeometry(x, y, width, height);
+    edit.setGeometry(place);
     edit.setMaxLength(max_length);
-    edit.setText(QString::fromStdString(text));
+    edit.setText(text);
     edit.selectAll();
     QEventLoop loop;
     bool taken = false;

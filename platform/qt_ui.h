@@ -6,6 +6,9 @@
 
 #include "core/ui.h"
 
+class QFont;
+class QRect;
+class QString;
 class QWidget;
 
 namespace kestrune {
@@ -41,5 +44,10 @@ private:
     int wait_depth_ = 0;
     int messages_ = 0;
 };
+
+// A borderless line edit over `place` of `over`: Return takes the text, Escape or a click
+// elsewhere gives up.
+std::optional<std::string> line_edit_over(QWidget* over, const QFont& font, const QRect& place,
+                                          const QString& text, int max_length);
 
 }  // namespace kestrune

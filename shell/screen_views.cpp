@@ -27,6 +27,13 @@ std::string name_text(const char* name) {
     return s;
 }
 
+// A button's picture: `up`, or the one after it while the button is down.
+cell_view icon_cell(int up, bool down) {
+    cell_view v;
+    v.icon = up + (down ? 1 : 0);
+    return v;
+}
+
 cell_view text_cell(std::string s, text_align a = text_align::right) {
     cell_view v;
     v.text = std::move(s);
@@ -111,36 +118,18 @@ cell_view main_screen::impl::view(int region, int row) {
             v.bar = thru_level;
             return v;
         }
-        case rgn::play: {
-            cell_view v;
-            v.icon = 200 + (t.buttons.play ? 1 : 0);
-            return v;
-        }
-        case rgn::stop: {
-            cell_view v;
-            v.icon = 202 + (t.buttons.stop ? 1 : 0);
-            return v;
-        }
-        case rgn::record: {
-            cell_view v;
-            v.icon = 204 + (d.recording ? 1 : 0);
-            return v;
-        }
-        case rgn::pause: {
-            cell_view v;
-            v.icon = 208 + (t.buttons.pause ? 1 : 0);
-            return v;
-        }
-        case rgn::forward: {
-            cell_view v;
-            v.icon = 210 + (t.buttons.forward ? 1 : 0);
-            return v;
-        }
-        case rgn::rewind: {
-            cell_view v;
-            v.icon = 212 + (t.buttons.rewind ? 1 : 0);
-            return v;
-        }
+        case rgn::play:
+            return icon_cell(icon_play, t.buttons.play);
+        case rgn::stop:
+            return icon_cell(icon_stop, t.buttons.stop);
+        case rgn::record:
+            return icon_cell(icon_record, d.recording);
+        case rgn::pause:
+            return icon_cell(icon_pause, t.buttons.pause);
+        case rgn::forward:
+            return icon_cell(icon_forward, t.buttons.forward);
+        case rgn::rewind:
+            return icon_cell(icon_rewind, t.buttons.rewind);
         case rgn::drop_in: {
             cell_view v = text_cell(d.recording ? "Drop Out" : "Drop In", text_align::centre);
             v.font = font_kind::normal;
@@ -387,8 +376,8 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
             c.text(tree.place(region), text, font_kind::small, colour_role::text,
                    text_align::centre);
     if (tree.place(rgn::step_down).intersects(clip))
-        c.icon(tree.place(rgn::step_down).inset(2), 215);
-    if (tree.place(rgn::step_up).intersects(clip)) c.icon(tree.place(rgn::step_up).inset(2), 214);
+        c.icon(tree.place(rgn::step_down).inset(2), icon_step_down);
+    if (tree.place(rgn::step_up).intersects(clip)) c.icon(tree.place(rgn::step_up).inset(2), icon_step_up);
 }
 
 void main_screen::impl::update_activity() {

@@ -350,7 +350,7 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     paint(c);
     EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
     bool play_lit = false;
-    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == 201;
+    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == icon_play + 1;
     EXPECT_TRUE(play_lit);
     // A bar dialled while running waits until the button is up.
     screen.set_allow_double_clicks(false);
