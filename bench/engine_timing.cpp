@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "song/event_store.h"
@@ -37,7 +38,6 @@ std::int64_t steady_us() {
     using namespace std::chrono;
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
-
 
 // Notes the steady clock at each send, from the engine thread and from thru on the input's
 // thread alike; injects input as a device would.
@@ -98,13 +98,6 @@ private:
     std::atomic<std::size_t> count_{0};
     std::atomic<midi_input_sink*> sink_{nullptr};
 };
-
-double percentile(std::vector<double> v, double q) {
-    if (v.empty()) return NAN;
-    std::sort(v.begin(), v.end());
-    const auto i = static_cast<std::size_t>(q * static_cast<double>(v.size() - 1) + 0.5);
-    return v[std::min(i, v.size() - 1)];
-}
 
 // 32 tracks of sixteenth notes, each half a sixteenth long, across four ports and sixteen channels.
 void build_song(program& p, double seconds) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/clock.h"
+#include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "files/song_file.h"
@@ -21,18 +22,6 @@
 
 namespace kestrune {
 namespace {
-
-
-using stopwatch = std::chrono::steady_clock;
-
-double millis(stopwatch::time_point a, stopwatch::time_point b) {
-    return std::chrono::duration<double, std::milli>(b - a).count();
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
 
 // Notes, controllers and now and then a sysex, in position order.
 stored_track make_track(int track, int events) {

@@ -16,6 +16,7 @@
 #include "platform/main_window.h"
 #include "shell/main_screen.h"
 #include "shell/startup.h"
+#include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "tests/platform/song_maker.h"
 
@@ -23,11 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace kestrune;
-
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[static_cast<std::size_t>(p * static_cast<double>(v.size() - 1))];
-}
 
 double startup_ms(const fs::path& song, const fs::path& dir, int runs) {
     const std::string cmd = std::string("QT_QPA_PLATFORM=offscreen '") + KESTRUNE_PROGRAM +

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "core/clock.h"
 #include "engine/engine.h"
@@ -21,17 +22,6 @@
 
 namespace kestrune {
 namespace {
-
-using stopwatch = std::chrono::steady_clock;
-
-double millis(stopwatch::time_point a, stopwatch::time_point b) {
-    return std::chrono::duration<double, std::milli>(b - a).count();
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
 
 // Notes as a player leaves them, a little off the grid, each note-off 40 ticks after its note-on.
 std::vector<midi_event> played_notes(int events) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "song/event_store.h"
@@ -18,7 +19,6 @@
 namespace kestrune {
 namespace {
 
-
 struct sizes {
     int events_per_track;
     int locates;
@@ -27,18 +27,6 @@ struct sizes {
     int insert_records;
     int inserts;
 };
-
-using stopwatch = std::chrono::steady_clock;
-
-double micros(stopwatch::time_point a, stopwatch::time_point b) {
-    return std::chrono::duration<double, std::micro>(b - a).count();
-}
-
-double percentile(std::vector<double> v, double q) {
-    std::sort(v.begin(), v.end());
-    auto i = static_cast<std::size_t>(q * static_cast<double>(v.size() - 1) + 0.5);
-    return v[std::min(i, v.size() - 1)];
-}
 
 // Builds a chain of the given records in the record area and hands it to a track slot.
 bool build_track(program& p, int pattern, int track, const std::vector<midi_event>& records) {
