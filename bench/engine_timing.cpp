@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/dense_song.h"
 #include "bench/measure.h"
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
@@ -29,10 +30,7 @@
 namespace kestrune {
 namespace {
 
-constexpr std::int32_t tempo = 14000;  // 140.00 bpm
-constexpr int tracks = 32;
-constexpr std::int32_t sixteenth = 48;  // ticks, 192 to the beat
-constexpr double us_per_tick = 60e6 / (tempo / 100.0) / 192.0;
+using namespace dense_song;
 
 std::int64_t steady_us() {
     using namespace std::chrono;
@@ -98,38 +96,6 @@ private:
     std::atomic<std::size_t> count_{0};
     std::atomic<midi_input_sink*> sink_{nullptr};
 };
-
-// 32 tracks of sixteenth notes, each half a sixteenth long, across four ports and sixteen channels.
-void build_song(program& p, double seconds) {
-    event_store s = p.store();
-    const int notes = static_cast<int>(seconds * 1e6 / (us_per_tick * sixteenth)) + 2;
-    for (int t = 0; t < tracks; ++t) {
-        track_slot& sl = p.slot(0, t);
-        sl.first = sl.play = s.new_empty_chain();
-        sl.in_use = 1;
-        sl.blocks = 1;
-        sl.port = static_cast<std::uint8_t>(t % 4);
-        for (int i = 0; i < notes; ++i) {
-            const auto ch = static_cast<std::uint8_t>(t % 16);
-            const auto key = static_cast<std::uint8_t>(36 + t);
-            const std::int32_t pos = song_start + i * sixteenth;
-            for (const midi_event& e :
-                 {midi_event::make(static_cast<std::uint8_t>(0x90 | ch), key, 100, pos),
-                  midi_event::make(static_cast<std::uint8_t>(0x80 | ch), key, 0,
-                                   pos + sixteenth / 2)}) {
-                const ref32 end = s.chain_end(sl.first);
-                const int took = s.insert_record(end);
-                if (took < 0) {
-                    std::fprintf(stderr, "pool full\n");
-                    std::exit(1);
-                }
-                sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-                p.d.free_blocks -= took;
-                s.at(end) = e;
-            }
-        }
-    }
-}
 
 struct figures {
     double p50, p99, max;
@@ -251,9 +217,10 @@ int run(double seconds) {
     p.write_defaults();
     p.d.memory_units = 50;
     if (start_program(p) != 0) return 1;
-    p.app.song_tempo = tempo;
-    set_tempo_increment(p.d, tempo);
-    build_song(p, seconds);
+    if (!dense_song::build(p, seconds)) {
+        std::fprintf(stderr, "pool full\n");
+        return 1;
+    }
 
     p.d.midi_thru = 1;
     p.d.thru_port = 0;

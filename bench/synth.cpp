@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/dense_song.h"
 #include "bench/quiet_ui.h"
 #include "engine/synth_backend.h"
 #include "realtime/audio_render.h"
@@ -34,10 +35,7 @@
 namespace kestrune {
 namespace {
 
-constexpr std::int32_t tempo = 14000;  // 140.00 bpm
-constexpr int tracks = 32;
-constexpr std::int32_t sixteenth = 48;
-constexpr double us_per_tick = 60e6 / (tempo / 100.0) / 192.0;
+using namespace dense_song;
 
 // jackd -d dummy under a name of this process's own, made the default server for its clients;
 // not running when jackd is missing or does not come up.
@@ -91,44 +89,13 @@ double now_s() {
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-bool build_song(program& p, double seconds) {
-    event_store s = p.store();
-    p.app.song_tempo = tempo;
-    set_tempo_increment(p.d, tempo);
-    const int notes = static_cast<int>(seconds * 1e6 / (us_per_tick * sixteenth));
-    for (int t = 0; t < tracks; ++t) {
-        track_slot& sl = p.slot(0, t);
-        sl.first = sl.play = s.new_empty_chain();
-        sl.in_use = 1;
-        sl.blocks = 1;
-        sl.port = static_cast<std::uint8_t>(t % 4);
-        const auto ch = static_cast<std::uint8_t>(t % 16);
-        const auto key = static_cast<std::uint8_t>(36 + t);
-        for (int i = 0; i < notes; ++i) {
-            const std::int32_t pos = song_start + i * sixteenth;
-            for (const midi_event& e :
-                 {midi_event::make(static_cast<std::uint8_t>(0x90 | ch), key, 100, pos),
-                  midi_event::make(static_cast<std::uint8_t>(0x80 | ch), key, 0,
-                                   pos + sixteenth / 2)}) {
-                const ref32 end = s.chain_end(sl.first);
-                const int took = s.insert_record(end);
-                if (took < 0) return false;
-                sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-                p.d.free_blocks -= took;
-                s.at(end) = e;
-            }
-        }
-    }
-    return true;
-}
-
 double render_factor(double seconds) {
     quiet_ui screen;
     render_request r;
     r.output = "/tmp/kestrune-bench-synth-" + std::to_string(getpid()) + ".wav";
     const double start = now_s();
     const bool ok = render_audio(
-        screen, [&](program& p) { return build_song(p, seconds); }, r);
+        screen, [&](program& p) { return dense_song::build(p, seconds); }, r);
     const double took = now_s() - start;
     unlink(r.output.c_str());
     return ok ? seconds / took : 0;
