@@ -16,6 +16,7 @@ inline constexpr ref32 null_ref = 0;
 class arena {
 public:
     arena() = default;
+    ~arena() { release(); }
     arena(const arena&) = delete;
     arena& operator=(const arena&) = delete;
 
@@ -45,11 +46,7 @@ public:
     }
 
 private:
-    struct free_deleter {
-        void operator()(std::uint8_t* p) const;
-    };
-    std::unique_ptr<std::uint8_t, free_deleter> storage_;
-    std::uint8_t* base_ = nullptr;
+    std::uint8_t* base_ = nullptr;  // mapped, page-aligned
     std::uint32_t size_ = 0;
     std::uint32_t used_ = 0;
 };

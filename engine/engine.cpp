@@ -243,10 +243,10 @@ void engine::format_pool(std::uint32_t blocks) {
     if (!base) return;
     // Block 0 is the head of the free list, the last block its far end where the record area
     // starts. On the list a block's back link points away from the head, its forward link towards it.
+    // The arena is fresh, so every block's records start zeroed.
     for (std::uint32_t i = 0; i < blocks; ++i) {
         ref32 b = base + i * block_bytes;
         auto* blk = arena_.at<event_block>(b);
-        std::memset(blk, 0, sizeof(event_block));
         blk->back.set_status(st::back_link);
         blk->forward.set_status(st::forward_link);
         store_ref(blk->back.b, i + 1 < blocks ? b + block_bytes : null_ref);
