@@ -78,12 +78,12 @@ TEST(PatternFile, EmptyPatternMakesAValidFile) {
 TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
     temp_folder dir;
     testing::test_program a;
-    testing::give_track(*a, 0, 4, testing::short_records(song_start, 100, 4));
+    testing::give_track(*a, 0, 4, testing::notes(100, song_start, 24));
     ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
     const auto good = read_bytes(dir.path("p.pat"));
 
     testing::test_program t;
-    testing::give_track(*t, 1, 0, testing::short_records(song_start, 10, 1));
+    testing::give_track(*t, 1, 0, testing::notes(10, song_start, 24));
     const int free_before = t->d.free_blocks;
     auto refused = [&](const std::vector<std::uint8_t>& bytes, load_result want, const char* text) {
         write_bytes(dir.path("x.pat"), bytes);
@@ -112,7 +112,7 @@ TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
     refused(b, load_result::damaged, msg_file_damaged);
     // A pool that cannot hold the events, whatever the stored total says.
     testing::test_program tiny(1);
-    testing::give_track(*a, 0, 5, testing::short_records(song_start, 11000, 5));
+    testing::give_track(*a, 0, 5, testing::notes(11000, song_start, 24));
     ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("big.pat")));
     b = read_bytes(dir.path("big.pat"));
     set_le<std::uint16_t>(b, 4, 0);
@@ -124,7 +124,7 @@ TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
 TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
     temp_folder dir;
     testing::test_program a;
-    testing::give_track(*a, 1, 6, testing::short_records(song_start, 70, 6));
+    testing::give_track(*a, 1, 6, testing::notes(70, song_start, 24));
     track_slot& s = a->slot(1, 6);
     s.channel = 9;
     s.port = 3;
@@ -143,7 +143,7 @@ TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
     EXPECT_EQ(a.screen.last_text(), msg_no_data);
 
     testing::test_program t;
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 3, 1));
+    testing::give_track(*t, 0, 0, testing::notes(3, song_start, 24));
     EXPECT_EQ(read_track_file(*t, 0, 0, dir.path("t.trk")), load_result::occupied);
     EXPECT_EQ(t.screen.last_text(), msg_track_not_empty);
     EXPECT_EQ(testing::read_chain(t->store(), t->slot(0, 0).first).size(), 3u);
@@ -156,7 +156,7 @@ TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
 TEST(TrackFile, ALoadedTrackOfThePlayingPatternIsReseated) {
     temp_folder dir;
     testing::test_program a;
-    testing::give_track(*a, 0, 2, testing::short_records(song_start, 200, 2));
+    testing::give_track(*a, 0, 2, testing::notes(200, song_start, 24));
     ASSERT_TRUE(write_track_file(*a, 0, 2, dir.path("t.trk")));
     ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
 
@@ -180,7 +180,7 @@ TEST(PatternFile, CommandsSuggestANameAndCheckFirst) {
     testing::test_program t;
     file_state fs;
     fs.folders[folder_save_song] = "/should/not/be/used/";
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 5, 1));
+    testing::give_track(*t, 0, 0, testing::notes(5, song_start, 24));
     t.screen.file_names.push_back(dir.path("p.pat"));
     EXPECT_EQ(save_pattern(*t, fs), 1);
     ASSERT_EQ(t.screen.dialogs.size(), 1u);

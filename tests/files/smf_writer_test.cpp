@@ -10,13 +10,14 @@
 #include "files/smf_reader.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
-#include "tests/support/song_builder.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
+using namespace testing;
 using bytes = std::vector<std::uint8_t>;
 
 bytes slice(const bytes& b, std::size_t from, std::size_t n) {
@@ -49,17 +50,17 @@ class SmfWriter : public ::testing::Test {
     bytes save() {
         const std::string path = dir.path("out.mid");
         EXPECT_TRUE(write_midi_file(*t, path));
-        EXPECT_EQ(testing::check_pool(*t), "");
-        return testing::read_bytes(path);
+        EXPECT_EQ(check_pool(*t), "");
+        return read_bytes(path);
     }
-    testing::temp_folder dir;
-    testing::test_program t;
+    temp_folder dir;
+    test_program t;
 };
 
 TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {
-    testing::give_track(*t, 0, 3,
-                       {midi_event::make(0x90, 60, 100, 3000), midi_event::make(0xC1, 5, 77, 3072),
-                        midi_event::make(0x80, 0xBC, 0xC0, 3264)});
+    give_track(*t, 0, 3,
+               {midi_event::make(0x90, 60, 100, 3000), midi_event::make(0xC1, 5, 77, 3072),
+                midi_event::make(0x80, 0xBC, 0xC0, 3264)});
     track_slot& s = t->slot(0, 3);
     s.channel = 1;
     put_name(s.name, "Lead");
@@ -82,25 +83,23 @@ TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {
 }
 
 TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
-    testing::give_track(*t, 0, 0, {midi_event::make(0x90, 60, 100, 3072)});
-    testing::give_track(*t, 0, 1, {});  // in use, but empty: no chunk
-    std::vector<midi_event> recs = testing::text_event(3100, "Hi", true);
-    const auto sx = testing::long_event(st::sysex, 3200, testing::sysex_payload(9));
+    give_track(*t, 0, 0, {midi_event::make(0x90, 60, 100, 3072)});
+    give_track(*t, 0, 1, {});  // in use, but empty: no chunk
+    std::vector<midi_event> recs = text_event(3100, "Hi", true);
+    const auto sx = long_event(st::sysex, 3200, sysex_payload(9));
     recs.insert(recs.end(), sx.begin(), sx.end());
     recs.push_back(midi_event::make(0xB2, 7, 100, 3200));
-    testing::give_track(*t, 0, 5, recs);
+    give_track(*t, 0, 5, recs);
     t->slot(0, 0).channel = 16;
     t->slot(0, 5).channel = 16;
     put_name(t->slot(0, 0).name, "One");
     put_name(t->slot(0, 5).name, "Five");
     // Tempo track on: the default at 0 gives way to a tempo at the start of the song.
-    testing::replace_list(*t, t->d.tempo_chain,
-                      {testing::tempo(12000, 0), testing::tempo(10000, 3072),
-                       testing::tempo(12000, 3456)});
+    replace_list(*t, t->d.tempo_chain, {tempo(12000, 0), tempo(10000, 3072), tempo(12000, 3456)});
     t->d.tempo_track_on = 1;
-    testing::replace_list(*t, t->d.signature_track,
-                      {midi_event::make(st::signature, 3, 4, 3072),
-                       midi_event::make(st::signature, 6, 8, 3072 + 576)});
+    replace_list(*t, t->d.signature_track,
+                 {midi_event::make(st::signature, 3, 4, 3072),
+                  midi_event::make(st::signature, 6, 8, 3072 + 576)});
     t->d.signature_track_on = 1;
     t->d.active_signature = t->d.signature_track;
 
@@ -116,7 +115,7 @@ TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
     bytes second{0x00, 0xFF, 0x03, 0x0A, 'O',  'n', 'e', ' ',  ' ',  ' ',  ' ',
                  ' ',  ' ',  ' ',  0x00, 0x90, 60,  100, 0x00, 0xFF, 0x2F, 0x00};
     EXPECT_EQ(c[1], second);
-    const bytes payload = testing::sysex_payload(9);
+    const bytes payload = sysex_payload(9);
     bytes third{0x00, 0xFF, 0x03, 0x0A, 'F',  'i',  'v', 'e', ' ',  ' ',  ' ', ' ',
                 ' ',  ' ',  0x1C, 0xFF, 0x05, 0x02, 'H', 'i', 0x64, 0xF0, 0x09};
     third.insert(third.end(), payload.begin(), payload.end());
@@ -128,12 +127,12 @@ TEST_F(SmfWriter, SeveralTracksAreFormatOneBehindAConductorTrack) {
 TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
     file_state fs;
     fs.current_file_title = "Tune.sng";
-    testing::give_track(*t, 0, 2, {});
+    give_track(*t, 0, 2, {});
     EXPECT_EQ(save_midi_file(*t, fs), 0);
     EXPECT_EQ(t.screen.last_text(), msg_no_data_in_pattern);
     EXPECT_TRUE(t.screen.dialogs.empty());
 
-    testing::give_track(*t, 0, 4, {midi_event::make(0x90, 60, 100, 3072)});
+    give_track(*t, 0, 4, {midi_event::make(0x90, 60, 100, 3072)});
     // Channel, quantize, mute and port are no track parameters to warn about.
     t->slot(0, 4).channel = 3;
     t->slot(0, 4).mute = 1;
@@ -149,7 +148,7 @@ TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
     EXPECT_EQ(t.screen.dialogs[0].extension, "mid");
     EXPECT_EQ(t.screen.dialogs[0].filter, "MIDI Files (*.mid)|*.mid|All Files (*.*)|*.*");
     EXPECT_EQ(fs.recent_files.front(), path);
-    const bytes first = testing::read_bytes(path);
+    const bytes first = read_bytes(path);
 
     // Velocity, delay, transpose, compress or a loop are: No (the default answer) stops.
     for (int k = 0; k < 5; ++k) {
@@ -171,41 +170,43 @@ TEST_F(SmfWriter, RefusalsAndTheTrackParameterWarning) {
     t.screen.file_names.push_back(path);
     EXPECT_EQ(save_midi_file(*t, fs), 1);
     // The events go out as they stand: the parameters are not in the file.
-    EXPECT_EQ(testing::read_bytes(path), first);
-
-    // A file that cannot be made says so and leaves nothing.
-    t.screen.messages.clear();
-    EXPECT_FALSE(write_midi_file(*t, dir.path("no/such/folder.mid")));
-    EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
+    EXPECT_EQ(read_bytes(path), first);
 }
 
 TEST_F(SmfWriter, WhatIsWrittenReadsBackAsItWas) {
     // Each pattern track becomes a file track, and a format 1 file comes back track for track.
-    std::vector<std::vector<midi_event>> tracks;
+    std::vector<records> before;
     for (int tr = 0; tr < 5; ++tr) {
-        std::vector<midi_event> recs = testing::short_records(3072 + tr, 400 + tr * 50, tr);
-        if (tr == 2) {
-            const auto sx = testing::long_event(st::sysex, 3072 + 20000, testing::sysex_payload(77));
-            const auto tx = testing::text_event(3072 + 20000, "words", false);
-            recs.insert(recs.end(), sx.begin(), sx.end());
-            recs.insert(recs.end(), tx.begin(), tx.end());
+        records recs;
+        for (int i = 0; i < 400 + tr * 50; ++i) {
+            const auto key = static_cast<std::uint8_t>(36 + (i * 5 + tr) % 60);
+            const std::int32_t pos = 3072 + tr + i * 24;
+            const int k = (i + tr) % 4;
+            recs.push_back(
+                k == 3   ? midi_event::make(0xB0, 7, static_cast<std::uint8_t>(i % 128), pos)
+                : k == 2 ? midi_event::make(0xC3, static_cast<std::uint8_t>(i % 128), 0, pos)
+                         : midi_event::make(static_cast<std::uint8_t>(0x80 + k * 16 + tr), key, 64,
+                                            pos));
         }
-        testing::give_track(*t, 0, tr * 3, recs);
+        if (tr == 2)
+            recs = flat({recs, long_event(st::sysex, 3072 + 20000, sysex_payload(77)),
+                         text_event(3072 + 20000, "words", false)});
+        give_track(*t, 0, tr * 3, recs);
         t->slot(0, tr * 3).channel = static_cast<std::uint8_t>(tr % 2 ? 16 : tr);
         put_name(t->slot(0, tr * 3).name, "Track " + std::to_string(tr));
+        before.push_back(recs);
     }
-    std::vector<std::vector<testing::chain_event>> before;
-    for (int tr = 0; tr < 5; ++tr) before.push_back(testing::track_events(*t, 0, tr * 3));
     t->app.song_tempo = 13333;
     const std::string path = dir.path("round.mid");
     ASSERT_TRUE(write_midi_file(*t, path));
     clear_song(*t);
     ASSERT_EQ(read_midi_file(*t, path, cleared_song_load), 1);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(check_pool(*t), "");
     EXPECT_EQ(t->app.song_tempo, 13333);
     for (int tr = 0; tr < 5; ++tr) {
-        EXPECT_EQ(testing::track_events(*t, 0, tr), before[static_cast<std::size_t>(tr)]) << tr;
-        EXPECT_EQ(testing::name_of(t->slot(0, tr)), "Track " + std::to_string(tr) + "   ");
+        EXPECT_EQ(difference(read_track(*t, 0, tr), before[static_cast<std::size_t>(tr)]), "")
+            << tr;
+        EXPECT_EQ(name_of(t->slot(0, tr).name), "Track " + std::to_string(tr) + "   ");
     }
 }
 

@@ -27,7 +27,7 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     fs.folders[folder_save_song] = dir.dir() + "/";
     int titles = 0;
     fs.title_changed = [&] { ++titles; };
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+    testing::give_track(*t, 0, 0, testing::notes(4, song_start, 24));
 
     t.screen.file_names.push_back(std::nullopt);
     EXPECT_EQ(save_song(*t, fs), 0);
@@ -66,9 +66,9 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
 TEST(SongCommands, LoadWithTheDialogOrQuietly) {
     temp_folder dir;
     testing::test_program t;
-    testing::give_track(*t, 0, 1, testing::short_records(song_start, 4, 1));
+    testing::give_track(*t, 0, 1, testing::notes(4, song_start, 24));
     ASSERT_TRUE(write_song_file(*t, dir.path("one.sng")));
-    testing::give_track(*t, 0, 2, testing::short_records(song_start, 4, 2));
+    testing::give_track(*t, 0, 2, testing::notes(4, song_start, 24));
 
     file_state fs;
     int stops = 0;
@@ -121,7 +121,7 @@ TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     file_state fs;
 
     // No name and no Default.sng: nothing loads and the title says so.
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+    testing::give_track(*t, 0, 0, testing::notes(4, song_start, 24));
     EXPECT_EQ(load_song_by_type(*t, fs), 0);
     EXPECT_EQ(fs.current_file_name, "Default.sng");
     EXPECT_EQ(fs.current_file_title, "Untitled.sng");
