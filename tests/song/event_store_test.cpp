@@ -1,3 +1,5 @@
+#include "song/event_store.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,7 +10,6 @@
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -50,13 +51,13 @@ ref32 next_block(const event_store& s, ref32 b) {
     return s.link(event_store::forward_link(b));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Walking
-
-TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
+struct EventStoreWalk : ::testing::Test {
     testing::test_program t;
     program& p = *t;
     event_store s = p.store();
+};
+
+TEST_F(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
     // An empty chain answers at once.
     track_slot& empty = open_track(p, 0, 1);
     EXPECT_EQ(nums(s.count_records(empty.first), s.chain_end(empty.first),
@@ -102,10 +103,7 @@ TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
     EXPECT_EQ(testing::check_pool(p), "");
 }
 
-TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     track_slot& sl = open_track(p, 0, 0);
     // 29 short events, then a sysex whose 0xF7 falls on byte 5 of a continuation and runs
     // into the next block, a short event, a text, a sysex held in its head alone, a short one.
@@ -142,10 +140,7 @@ TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     EXPECT_EQ(testing::check_pool(p), "");
 }
 
-TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     track_slot& sl = open_track(p, 0, 0);
     // The sysex head sits in slot 29; its continuations fill slots 30, 31 and slots 0, 1 of the
     // second block, whose first record thereby carries payload where a position would be: zero
@@ -179,10 +174,7 @@ TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
              s.chain_end(sl.first)));
 }
 
-TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains) {
     std::mt19937 rng(11);
     // Many equal positions and long events across block borders.
     records all;
@@ -223,10 +215,7 @@ TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains
     }
 }
 
-TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl, {cc(0, 0), cc(1000, 1), cc(3072, 2), cc(3172, 3), cc(3840, 4), cc(3872, 5)});
     const std::int32_t one_bar = 768 + 3071;
@@ -256,10 +245,7 @@ TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
     EXPECT_EQ(s.find_after_position(sl.first, largest_record_position), s.chain_end(sl.first));
 }
 
-TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl,
            {
@@ -281,9 +267,6 @@ TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
         EXPECT_EQ(depth, depth_left) << on;
     }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Building chains
 
 // Uses up the free list but `keep` blocks with a filler chain in track 31.
 void fill_pool(program& p, int keep) {

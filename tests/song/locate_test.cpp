@@ -4,11 +4,11 @@
 
 #include <vector>
 
+#include "song/event_store.h"
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -22,9 +22,13 @@ bool is_end(const program& p, ref32 r) {
     return p.store().status(r) == st::end;
 }
 
-TEST(Locate, ClampsToTheGrid) {
+struct Locate : ::testing::Test {
     testing::test_program t;
     program& p = *t;
+    dll_data& d = p.d;
+};
+
+TEST_F(Locate, ClampsToTheGrid) {
     locate(p, -5);
     EXPECT_EQ(nums(p.d.position, p.d.play_position, p.d.fine_position), nums(0, 0, 0));
     locate(p, 0xFFFFF);
@@ -35,10 +39,7 @@ TEST(Locate, ClampsToTheGrid) {
     EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0x80000000u);
 }
 
-TEST(Locate, PatternModeSeatsEveryTrack) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, PatternModeSeatsEveryTrack) {
     give_track(p, 5, 0, notes(300, 3072, 10));  // ten blocks
     give_track(p, 5, 9, notes(4, 3072, 768));
     give_track(p, 5, 31, {});                  // an empty chain
@@ -62,10 +63,7 @@ TEST(Locate, PatternModeSeatsEveryTrack) {
     EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
 }
 
-TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
     track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
     track_slot& early = give_track(p, 0, 2, notes(16, 3072, 192));
@@ -89,10 +87,7 @@ TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
     EXPECT_EQ(d.track_position[3], 3072 + 490);
 }
 
-TEST(Locate, SongModeFindsTheStep) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, SongModeFindsTheStep) {
     d.song_mode = 1;
     d.current_pattern = 9;
     give_track(p, 2, 0, notes(40, 3072, 192));
@@ -126,10 +121,7 @@ TEST(Locate, SongModeFindsTheStep) {
               nums(p.pattern_ref(4), p.pattern_ref(2)));
 }
 
-TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     d.song_mode = 1;
     set_step_pickup(p, 1, 192);
     give_track(p, 1, 7, notes(3, 2900, 100));  // 2900, 3000, 3100 in pattern 1
@@ -151,10 +143,7 @@ TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     EXPECT_EQ(d.current_step, 31);
 }
 
-TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, ParallelPatternPlaysOnTheSongPosition) {
     track_slot& par = give_track(p, 16, 3, notes(100, 3072, 384));
     par.delay = 5;
     d.song_mode = 1;
@@ -170,10 +159,7 @@ TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
     EXPECT_EQ(d.parallel_track_position[3], -1);
 }
 
-TEST(Locate, TempoTrack) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, TempoTrack) {
     replace_chain(p, d.tempo_chain, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)});
 
     // With the track off nothing of it is used.
@@ -193,10 +179,7 @@ TEST(Locate, TempoTrack) {
               nums(100, 12000, 3145));
 }
 
-TEST(Locate, BeatFields) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, BeatFields) {
     auto beat = [&] {
         return nums(d.beats_per_bar, d.ticks_per_beat, d.beat_in_bar, d.tick_in_beat);
     };
@@ -220,10 +203,7 @@ TEST(Locate, BeatFields) {
     EXPECT_TRUE(is_end(p, d.active_signature.play));
 }
 
-TEST(Locate, ParksTheEngineAndTheTake) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, ParksTheEngineAndTheTake) {
     int chased = 0;
     int bar_redraws = 0;
     p.app.chase_events = true;
@@ -249,10 +229,7 @@ TEST(Locate, ParksTheEngineAndTheTake) {
     EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
 }
 
-TEST(Locate, CyclePreparePatternMode) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CyclePreparePatternMode) {
     track_slot& s = give_track(p, 3, 6, notes(20, 3072, 192));
     s.delay = 4;
     d.current_pattern = 3;
@@ -277,10 +254,7 @@ TEST(Locate, CyclePreparePatternMode) {
               nums(192, 4, 0, 0));
 }
 
-TEST(Locate, CyclePrepareSongMode) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CyclePrepareSongMode) {
     d.song_mode = 1;
     give_track(p, 3, 6, notes(40, 3072, 192));
     give_track(p, 16, 2, notes(100, 3072, 192));
@@ -307,10 +281,7 @@ TEST(Locate, CyclePrepareSongMode) {
     EXPECT_EQ(nums(d.cycle_step_ptr, d.cycle_track_position[6]), nums(p.step_ref(3), 2972));
 }
 
-TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
     // 3/4 at the start, 4/4 from bar 5.
     use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
                             midi_event::make(st::signature, 4, 4, 3072 + 576 * 4)});
@@ -329,10 +300,7 @@ TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
     EXPECT_EQ(d.active_signature.beat_in_bar, 2);
 }
 
-TEST(Locate, LocateTrackAfterAnEdit) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, LocateTrackAfterAnEdit) {
     d.song_mode = 1;
     d.current_pattern = 2;
     locate(p, p.step_start(2) + 700);
@@ -363,10 +331,7 @@ TEST(Locate, LocateTrackAfterAnEdit) {
     EXPECT_EQ(d.track_position[9], -7);
 }
 
-TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     d.song_mode = 1;
     d.cycle_on = 1;
     d.current_pattern = 2;
