@@ -2,14 +2,14 @@
 
 #include <vector>
 
+#include "song/event_store.h"
 #include "song/locate.h"
 #include "song/long_event.h"
+#include "song/song_start.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/song_start.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -239,7 +239,8 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     t.midi.clear();
     t->wait_request(d.all_notes_off_request);
     ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0] & 0xF0, t.midi[0].bytes[1]), nums(1, 0x80, 60));
+    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0] & 0xF0, t.midi[0].bytes[1]),
+              nums(1, 0x80, 60));
     EXPECT_EQ(t.eng.playback().open_note_count(), 0);
     t.feed({0x90, 62, 100});
     t.feed({0x80, 62, 0}, 10);

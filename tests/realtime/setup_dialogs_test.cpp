@@ -39,6 +39,8 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
 
 TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     testing::test_program t;
+    // Ten units are 100,000 events in blocks of 32; three blocks hold the tempo and signatures.
+    EXPECT_EQ(nums(t.eng.layout().block_count, t->d.free_blocks), nums(3125, 3125 - 3));
     memory_setup_dialog dlg(*t);
     EXPECT_EQ(dlg.units_text(), "100.000");
     dlg.step_units(-1);
