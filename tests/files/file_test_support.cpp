@@ -228,8 +228,7 @@ midi_bytes& midi_bytes::track(const track_bytes& t, std::optional<std::uint32_t>
 }
 
 bool have_midicsv() {
-    return std::system(
-               "command -v midicsv >/dev/null 2>&1 && command -v csvmidi >/dev/null 2>&1") == 0;
+    return std::system("command -v midicsv >/dev/null 2>&1") == 0;
 }
 
 namespace {
@@ -280,16 +279,6 @@ std::vector<csv_row> midicsv_rows(const std::string& midi_path) {
         rows.push_back(std::move(r));
     }
     return rows;
-}
-
-bool csvmidi_file(const std::string& csv_text, const std::string& midi_path) {
-    const std::string csv = midi_path + ".in.csv";
-    {
-        std::ofstream out(csv);
-        out << csv_text;
-    }
-    const std::string cmd = "csvmidi '" + csv + "' '" + midi_path + "' 2>/dev/null";
-    return std::system(cmd.c_str()) == 0;
 }
 
 }  // namespace kestrune::testing

@@ -1,5 +1,5 @@
 // Helpers of the file tests: temporary folders, whole files as bytes, a rich song to save,
-// Standard MIDI files built byte by byte, and the midicsv and csvmidi programs. Songs are built
+// Standard MIDI files built byte by byte, and the midicsv program. Songs are built
 // and read back with the song builder.
 #pragma once
 
@@ -72,7 +72,7 @@ struct midi_bytes {
     midi_bytes& track(const track_bytes& t, std::optional<std::uint32_t> length = {});
 };
 
-// midicsv and csvmidi; the tests that need them skip without.
+// midicsv; the tests that need it skip without.
 bool have_midicsv();
 struct csv_row {
     int track = 0;
@@ -81,6 +81,5 @@ struct csv_row {
     std::vector<std::string> fields;  // the fields after the type, trimmed; strings unquoted
 };
 std::vector<csv_row> midicsv_rows(const std::string& midi_path);
-bool csvmidi_file(const std::string& csv_text, const std::string& midi_path);
 
 }  // namespace kestrune::testing

@@ -1,5 +1,5 @@
-// An independent check of both directions with midicsv and csvmidi: files we write, as midicsv
-// reads them, against the song; and files that csvmidi makes, as we read them, against the CSV.
+// An independent check of the writer with midicsv: files we write, as midicsv reads them, against
+// the song. The reader's own tests build their files byte by byte.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "files/smf_reader.h"
 #include "files/smf_writer.h"
 #include "song/long_event.h"
 #include "song/patterns.h"
@@ -22,8 +21,7 @@ namespace {
 using namespace testing;
 
 #define SKIP_WITHOUT_MIDICSV() \
-    if (!have_midicsv())       \
-    GTEST_SKIP() << "midicsv and csvmidi are not installed (Debian package midicsv)"
+    if (!have_midicsv()) GTEST_SKIP() << "midicsv is not installed (Debian package midicsv)"
 
 int field(const csv_row& r, std::size_t i) {
     return std::stoi(r.fields.at(i));
@@ -134,78 +132,6 @@ TEST(SmfCrossCheck, WhatWeWriteMidicsvReadsAsTheSong) {
         EXPECT_EQ(difference(got, want), "") << "file track " << file_track;
         ASSERT_LT(i, tr.size());
     }
-}
-
-TEST(SmfCrossCheck, WhatCsvmidiMakesReadsAsTheCsvSays) {
-    SKIP_WITHOUT_MIDICSV();
-    temp_folder dir;
-    test_program t;
-    program& p = *t;
-    const std::string csv =
-        "0, 0, Header, 1, 3, 480\n"
-        "1, 0, Start_track\n"
-        "1, 0, Title_t, \"Conductor\"\n"
-        "1, 0, Tempo, 500000\n"
-        "1, 0, Time_signature, 6, 3, 24, 8\n"
-        "1, 1440, Tempo, 750000\n"
-        "1, 2880, Time_signature, 2, 2, 24, 8\n"
-        "1, 2881, End_track\n"
-        "2, 0, Start_track\n"
-        "2, 0, Title_t, \"Strings and more\"\n"
-        "2, 0, Program_c, 5, 48\n"
-        "2, 0, Note_on_c, 5, 60, 90\n"
-        "2, 0, Note_on_c, 5, 64, 80\n"
-        "2, 479, Note_off_c, 5, 60, 0\n"
-        "2, 481, Note_on_c, 5, 64, 0\n"
-        "2, 700, Control_c, 5, 10, 32\n"
-        "2, 701, Pitch_bend_c, 5, 9000\n"
-        "2, 959, Channel_aftertouch_c, 5, 70\n"
-        "2, 1000000, Poly_aftertouch_c, 5, 60, 12\n"
-        "2, 1000001, End_track\n"
-        "3, 0, Start_track\n"
-        "3, 0, Text_t, \"Karaoke\"\n"
-        "3, 3, System_exclusive, 6, 65, 16, 66, 18, 64, 247\n"
-        "3, 5, Lyric_t, \"Hel\"\n"
-        "3, 7, Lyric_t, \"lo\"\n"
-        "3, 9, Marker_t, \"Chorus\"\n"
-        "3, 11, Note_on_c, 0, 1, 1\n"
-        "3, 11, Note_on_c, 9, 2, 2\n"
-        "3, 12, End_track\n"
-        "0, 0, End_of_file\n";
-    const std::string path = dir.path("made.mid");
-    ASSERT_TRUE(csvmidi_file(csv, path));
-    clear_song(p);
-    ASSERT_EQ(read_midi_file(p, path, cleared_song_load), 1);
-    EXPECT_EQ(check_pool(p), "");
-    EXPECT_TRUE(t.screen.messages.empty());
-
-    // Ticks of 480 to the quarter, scaled from the running sum.
-    auto at = [](std::int64_t time) { return static_cast<std::int32_t>(3072 + time * 192 / 480); };
-    const std::vector<csv_row> rows = midicsv_rows(path);
-    for (auto [file_track, slot_track] : {std::pair{2, 0}, {3, 1}}) {
-        records want;
-        for (const csv_row& r : rows_of_track(rows, file_track)) {
-            const records e = row_records(r, at(r.time));
-            want.insert(want.end(), e.begin(), e.end());
-        }
-        EXPECT_EQ(difference(read_track(p, 0, slot_track), want), "")
-            << "file track " << file_track;
-    }
-    EXPECT_EQ(name_of(p.slot(0, 0).name) + name_of(p.slot(0, 1).name), "Strings anKaraoke   ");
-    EXPECT_EQ(nums(p.slot(0, 0).channel, p.slot(0, 1).channel, p.slot(0, 2).in_use),
-              nums(5, 16, 0));
-    EXPECT_EQ(difference(read_chain(p.store(), p.d.tempo_chain.first),
-                         {tempo(12000, 0), tempo(12000, 3072), tempo(8000, at(1440))}),
-              "");
-    EXPECT_EQ(difference(read_chain(p.store(), p.d.signature_track.first),
-                         {ev(st::signature, 6, 8, 3072), ev(st::signature, 2, 4, at(2880))}),
-              "");
-    EXPECT_EQ(nums(p.d.tempo_track_on, p.d.signature_track_on), nums(1, 1));
-    // The last event at 1000000 ticks of 480 lies in bar 1 + 1000000 / 1440 of 6/8 up to 2880,
-    // then 2/4; the right locator is the next bar line of 2/4.
-    const std::int32_t last = at(1000000);
-    const std::int32_t from = at(2880);
-    EXPECT_EQ(p.d.right_locator, from + (last - from + 383) / 384 * 384);
 }
 
 }  // namespace

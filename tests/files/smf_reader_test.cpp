@@ -157,15 +157,17 @@ TEST_F(SmfReader, RunningStatusLastsAcrossMetaAndSysexEvents) {
                 .at(0, {0xF7, 2, 0x11, 0x22})  // an escape packet is skipped
                 .at(1, {7})
                 .at(0, {0xE2, 0x00, 0x40})
+                .at(0, {0xD2, 70})  // channel pressure: one data byte
                 .end());
     EXPECT_EQ(load(m), 1);
-    EXPECT_EQ(differs(0, flat({{ev(0x92, 60, 64, 3072), ev(0x92, 62, 64, 3082)},
-                               text(3082, "m"),
-                               {ev(0x92, 64, 0, 3087)},
-                               sysex(3087, {0x43, 0x10, 0xF7}),
-                               {ev(0x92, 65, 70, 3092), ev(0xC2, 5, 0, 3092), ev(0xC2, 6, 0, 3095),
-                                ev(0xC2, 7, 0, 3096), ev(0xE2, 0, 0x40, 3096)}})),
-              "");
+    EXPECT_EQ(
+        differs(0, flat({{ev(0x92, 60, 64, 3072), ev(0x92, 62, 64, 3082)},
+                         text(3082, "m"),
+                         {ev(0x92, 64, 0, 3087)},
+                         sysex(3087, {0x43, 0x10, 0xF7}),
+                         {ev(0x92, 65, 70, 3092), ev(0xC2, 5, 0, 3092), ev(0xC2, 6, 0, 3095),
+                          ev(0xC2, 7, 0, 3096), ev(0xE2, 0, 0x40, 3096), ev(0xD2, 70, 0, 3096)}})),
+        "");
     EXPECT_EQ(nums(slot(0).channel, slot(0).loop_length, slot(0).blocks), nums(2, no_loop, 1));
     EXPECT_EQ(name_of(slot(0).name), default_midi_track_name);
 

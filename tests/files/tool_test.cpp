@@ -132,7 +132,7 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         slow.set_tempo_value(9050);
         testing::replace_list(*t, t->d.tempo_chain, {slow, fast});
         testing::replace_list(*t, t->d.signature_track,
-                          {midi_event::make(st::signature, 3, 4, song_start)});
+                              {midi_event::make(st::signature, 3, 4, song_start)});
         ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
     }
     auto r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --tempo --signature");
@@ -201,11 +201,13 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
 TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     temp_folder dir;
     testing::test_program t;
-    testing::give_track(*t, 0, 0, {testing::ev(0x90, 60, 100, 3072), testing::ev(0x80, 60, 0, 3100)});
+    testing::give_track(*t, 0, 0,
+                        {testing::ev(0x90, 60, 100, 3072), testing::ev(0x80, 60, 0, 3100)});
     ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
     const std::string settings = dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set");
     const std::string run = "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
-                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen '" + KESTRUNE_PROGRAM_PATH + "' ";
+                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen '" +
+                            KESTRUNE_PROGRAM_PATH + "' ";
     int w = std::system((run + "--screenshot shot.png '\"start.sng\"' 2>&1").c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);
