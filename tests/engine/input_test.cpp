@@ -7,7 +7,6 @@
 #include "song/long_event.h"
 #include "song/song_start.h"
 #include "tests/support/chain_checker.h"
-#include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 

@@ -7,7 +7,6 @@
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/chain_checker.h"
-#include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 

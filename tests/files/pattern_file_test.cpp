@@ -227,9 +227,7 @@ TEST(SysexFile, MessagesLandAt3072InFileOrder) {
     ASSERT_EQ(read_syx_file(*t, 0, 3, dir.path("two.syx")), load_result::loaded);
     EXPECT_EQ(check_pool(*t), "");
     EXPECT_EQ(std::string(s.name), sysex_track_name);
-    EXPECT_EQ(s.in_use, 1);
-    EXPECT_EQ(s.channel, 5);
-    EXPECT_EQ(s.transpose, 4);
+    EXPECT_EQ(nums(s.in_use, s.channel, s.transpose), nums(1, 5, 4));
     auto p = sysex_payloads(*t, 0, 3);
     ASSERT_EQ(p.size(), 2u);
     EXPECT_EQ(p[0], (std::vector<std::uint8_t>{0x41, 0x10, 0x42, 0xF7}));
