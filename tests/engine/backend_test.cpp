@@ -282,49 +282,9 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
 
 // ---- the machine's own systems ----
 
-bool have_sequencer() {
-    return access("/dev/snd/seq", R_OK | W_OK) == 0;
-}
-
-TEST(SystemBackend, MachineSystemsListWhatIsThereAndNeverFail) {
-    // A server name nobody runs: JACK is simply absent.
-    const char* before = std::getenv("JACK_DEFAULT_SERVER");
-    const std::string keep = before ? before : "";
-    setenv("JACK_DEFAULT_SERVER", ("kestrune-none-" + std::to_string(getpid())).c_str(), 1);
-    {
-        system_backend m;
-        auto outs = m.output_devices();
-        const auto ins = m.input_devices();
-        // The built-in synth is always listed, first; the rest is what the sequencer has.
-        ASSERT_FALSE(outs.empty());
-        EXPECT_EQ(outs[0].rfind("Synth: Built-in GM", 0), 0u) << outs[0];
-        outs.erase(outs.begin());
-        for (const auto& n : outs) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
-        for (const auto& n : ins) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
-        if (!have_sequencer()) {
-            EXPECT_TRUE(outs.empty());
-            EXPECT_TRUE(ins.empty());
-        }
-        EXPECT_FALSE(m.open_output(0, static_cast<int>(outs.size()) + 1));
-        EXPECT_FALSE(m.open_input(static_cast<int>(ins.size()), nullptr));
-        const std::uint8_t on[3] = {0x90, 60, 100};
-        m.send(0, on, 3, 0);
-        m.close_output(0);
-        m.close_input();
-        EXPECT_FALSE(m.output_open(0));
-    }
-    jack_backend j;
-    EXPECT_FALSE(j.running());
-    EXPECT_TRUE(j.output_devices().empty());
-    EXPECT_FALSE(j.open_output(0, 0));
-    if (before)
-        setenv("JACK_DEFAULT_SERVER", keep.c_str(), 1);
-    else
-        unsetenv("JACK_DEFAULT_SERVER");
-}
-
 TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
-    if (!have_sequencer()) GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
+    if (access("/dev/snd/seq", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
     // A second client with a virtual port in each direction stands in for a synth and a keyboard.
     struct heard_log {
         std::mutex mu;

@@ -453,57 +453,37 @@ TEST_F(SmfReader, DamagedFilesKeepTheTracksLoadedSoFar) {
     };
     track_bytes cut_delta = track_bytes().at(0, {0x92, 1, 1});
     cut_delta.b.insert(cut_delta.b.end(), {0x81, 0x82, 0x83});
-    const struct {
-        const char* what;
-        std::vector<std::uint8_t> bytes;
-        bool damaged;
-        std::vector<records> tracks;
-    } cases[] = {
-        {"cut inside an event", cut, true, {good_events, {ev(0x91, 61, 1, 3072)}}},
-        {"meta past the chunk",
-         file(3, {good, bad({0xFF, 0x01, 100, 'a', 'b'}), good}),
-         true,
-         {good_events, one, {}}},
-        {"sysex past the file",
-         file(3, {good, bad({0xF0, 0x8F, 0xFF, 0xFF, 0x7F, 1}), good}),
-         true,
-         {good_events, one, {}}},
-        {"tempo cut short",
-         file(3, {good, bad({0xFF, 0x51, 3, 7}), good}),
-         true,
-         {good_events, one, {}}},
-        {"delta cut short", file(3, {good, cut_delta, good}), true, {good_events, one, {}}},
-        {"fewer chunks than counted", file(3, {good}), true, {good_events, {}}},
-        // A chunk length past the end of the file, with its end of track: nothing is wrong.
-        {"chunk length past the end",
-         midi_bytes(0, 1, 192).track(good, 5000).b,
-         false,
-         {good_events}},
-        // A chunk that ends at its length without an end of track closes there.
-        {"no end of track",
-         file(2, {track_bytes().at(0, {0x90, 60, 1}), good}),
-         false,
-         {{ev(0x90, 60, 1, 3072)}, good_events}},
-        // A meta length of 0xFFFF ends the track behind it; from 0x8000 it skips nothing.
-        {"meta lengths from 0x8000",
-         file(3, {good,
-                  track_bytes()
-                      .at(0, {0x90, 60, 1})
-                      .at(0, {0xFF, 0x7F, 0x82, 0x80, 0x00})
-                      .at(0, {0x90, 61, 1})
-                      .at(0, {0xFF, 0x01, 0x83, 0xFF, 0x7F}),
-                  good}),
-         false,
-         {good_events, flat({{ev(0x90, 60, 1, 3072), ev(0x90, 61, 1, 3072)}, text(3072, "")}),
-          good_events}},
+    auto check = [&](const char* what, const std::vector<std::uint8_t>& bytes, bool damaged,
+                     const std::vector<records>& tracks) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(load(bytes), 1);
+        EXPECT_EQ(shown(), damaged ? texts_t{msg_midi_damaged} : texts_t{});
+        for (std::size_t i = 0; i < tracks.size(); ++i)
+            EXPECT_EQ(differs(static_cast<int>(i), tracks[i]), "") << i;
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(load(c.bytes), 1);
-        EXPECT_EQ(shown(), c.damaged ? texts_t{msg_midi_damaged} : texts_t{});
-        for (std::size_t i = 0; i < c.tracks.size(); ++i)
-            EXPECT_EQ(differs(static_cast<int>(i), c.tracks[i]), "") << i;
-    }
+    check("cut inside an event", cut, true, {good_events, {ev(0x91, 61, 1, 3072)}});
+    // A meta past the chunk, a sysex past the file, a tempo and a delta cut short.
+    for (const track_bytes& second :
+         {bad({0xFF, 0x01, 100, 'a', 'b'}), bad({0xF0, 0x8F, 0xFF, 0xFF, 0x7F, 1}),
+          bad({0xFF, 0x51, 3, 7}), cut_delta})
+        check("the second track cut short", file(3, {good, second, good}), true,
+              {good_events, one, {}});
+    check("fewer chunks than counted", file(3, {good}), true, {good_events, {}});
+    // A chunk length past the end of the file, with its end of track: nothing is wrong.
+    check("chunk length past the end", midi_bytes(0, 1, 192).track(good, 5000).b, false,
+          {good_events});
+    // A chunk that ends at its length without an end of track closes there.
+    check("no end of track", file(2, {track_bytes().at(0, {0x90, 60, 1}), good}), false,
+          {{ev(0x90, 60, 1, 3072)}, good_events});
+    // A meta length of 0xFFFF ends the track behind it; from 0x8000 it skips nothing.
+    const track_bytes long_metas = track_bytes()
+                                       .at(0, {0x90, 60, 1})
+                                       .at(0, {0xFF, 0x7F, 0x82, 0x80, 0x00})
+                                       .at(0, {0x90, 61, 1})
+                                       .at(0, {0xFF, 0x01, 0x83, 0xFF, 0x7F});
+    check("meta lengths from 0x8000", file(3, {good, long_metas, good}), false,
+          {good_events, flat({{ev(0x90, 60, 1, 3072), ev(0x90, 61, 1, 3072)}, text(3072, "")}),
+           good_events});
 }
 
 class SmfReaderSmallPool : public SmfReader {

@@ -220,8 +220,11 @@ TEST_F(Transport, MoveBarStepsToBarLinesAndRunningGoesOneFurtherBack) {
 }
 
 TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
+    // The engine stops its advance at the last position and says so.
     tr.play();
-    t->d.max_length_reached = 1;
+    locate(*t, last_position - 96);
+    t.run_ms(ms_of(200));
+    EXPECT_EQ(nums(t->d.max_length_reached, t->d.position), nums(1, last_position));
     tr.tick(false);
     EXPECT_EQ(t->d.stopped, 1);
     EXPECT_EQ(t.screen.last_text(), "You have reached max bar length!");

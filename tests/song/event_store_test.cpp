@@ -176,47 +176,6 @@ TEST_F(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
              s.chain_end(sl.first)));
 }
 
-TEST_F(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains) {
-    std::mt19937 rng(11);
-    // Many equal positions and long events across block borders.
-    records all;
-    std::int32_t pos = 0;
-    for (int i = 0; i < 700; ++i) {
-        pos += static_cast<std::int32_t>(rng() % 4) * 5;
-        int kind = static_cast<int>(rng() % 10);
-        records r = kind == 0   ? sysex(pos, static_cast<int>(rng() % 80))
-                    : kind == 1 ? text(pos, std::string(rng() % 50, 'x'))
-                                : records{cc(pos, i)};
-        all.insert(all.end(), r.begin(), r.end());
-    }
-    // One chain grown on a shuffled free list, one built in a row in the record area.
-    scramble_free_list(p, 200, 3);
-    track_slot& grown = open_track(p, 0, 0);
-    append(p, grown, all);
-    track_slot& built = build_track(p, 0, 1, all);
-    ASSERT_EQ(testing::check_pool(p), "");
-
-    for (const track_slot* sl : {&grown, &built}) {
-        // Every event with its position, and the end record last, to search the slow way.
-        std::vector<std::int32_t> at_pos;
-        std::vector<ref32> at;
-        ref32 e = sl->first;
-        for (; s.status(e) != st::end; e = s.next_event(e)) {
-            at_pos.push_back(s.position(e));
-            at.push_back(e);
-        }
-        at.push_back(e);
-        for (std::int32_t q = -3; q <= pos + 3; ++q) {
-            const auto lo = std::lower_bound(at_pos.begin(), at_pos.end(), q) - at_pos.begin();
-            const auto hi = std::upper_bound(at_pos.begin(), at_pos.end(), q) - at_pos.begin();
-            ASSERT_EQ(s.find_at_position(sl->first, q, no_loop), at[static_cast<std::size_t>(lo)])
-                << "at " << q;
-            ASSERT_EQ(s.find_after_position(sl->first, q), at[static_cast<std::size_t>(hi)])
-                << "after " << q;
-        }
-    }
-}
-
 TEST_F(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl, {cc(0, 0), cc(1000, 1), cc(3072, 2), cc(3172, 3), cc(3840, 4), cc(3872, 5)});

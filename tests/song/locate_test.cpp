@@ -30,17 +30,6 @@ struct Locate : ::testing::Test {
     dll_data& d = p.d;
 };
 
-TEST_F(Locate, ClampsToTheGrid) {
-    locate(p, -5);
-    EXPECT_EQ(nums(p.d.position, p.d.play_position, p.d.fine_position), nums(0, 0, 0));
-    locate(p, 0xFFFFF);
-    // Twenty bits of position and twelve of fraction fill all 32 bits.
-    EXPECT_EQ(nums(p.d.position, p.d.play_position, static_cast<std::uint32_t>(p.d.fine_position)),
-              nums(0xFF000, 0xFF000, 0xFF000u * 4096u));
-    locate(p, 0x80000);
-    EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0x80000000u);
-}
-
 TEST_F(Locate, PatternModeSeatsEveryTrack) {
     give_track(p, 5, 0, notes(300, 3072, 10));  // ten blocks
     give_track(p, 5, 9, notes(4, 3072, 768));
