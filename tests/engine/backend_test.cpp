@@ -82,30 +82,22 @@ void push3(jack_port_queue& q, std::uint8_t a, std::uint8_t b, std::int64_t due)
     ASSERT_TRUE(q.push(m, 3, due));
 }
 
-TEST(JackScheduler, FrameArithmeticOfDueAndInputTimes) {
-    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us, 0), 0);
-    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us, latency), latency);
-    // 1 ms is 48 frames; a whole period later is a whole cycle later.
-    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us + 1000, 0), 48);
-    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us - 1000, 0), -48);
-    EXPECT_EQ(jack_frame_offset(cycle0, cycle0.start_us + std::llround(cycle0.period_us), 0), 1024);
-    // Input in a cycle arrived during the period before it.
-    EXPECT_EQ(jack_input_time(cycle0, 0), cycle0.start_us - std::llround(cycle0.period_us));
-    EXPECT_EQ(jack_input_time(cycle0, 512), cycle0.start_us - std::llround(cycle0.period_us / 2));
-    EXPECT_EQ(jack_input_time(cycle0, 480) - jack_input_time(cycle0, 0), 10'000);
-}
-
-TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAcrossCycleBorders) {
-    jack_port_queue q;
+TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAndTheThruQueueMergesIn) {
+    jack_port_queue engine_side, thru_side;
+    jack_port_queue* const both[] = {&engine_side, &thru_side};
     log_writer w;
     // Spread over several cycles at odd spacings, two of them on the same frame, one right at a
-    // border; the engine hands them over in time order.
+    // border; each side hands them over in time order, the fourth and seventh through thru.
     const std::vector<std::int64_t> due = {10'000'000, 10'003'217, 10'003'217, 10'021'000,
                                            10'021'334, 10'050'000, 10'077'777, 10'085'333};
     for (std::size_t i = 0; i < due.size(); ++i)
-        push3(q, 0x90, static_cast<std::uint8_t>(60 + i), due[i]);
-    for (int k = 0; k < 8; ++k) drain(q, w, k);
-    EXPECT_TRUE(q.empty());
+        push3(i == 3 || i == 6 ? thru_side : engine_side, 0x90, static_cast<std::uint8_t>(60 + i),
+              due[i]);
+    for (int k = 0; k < 8; ++k) {
+        w.next(cycle(k), k, 4096);
+        jack_port_queue::drain(both, 2, cycle(k), latency, w);
+    }
+    EXPECT_TRUE(engine_side.empty() && thru_side.empty());
     ASSERT_EQ(w.out.size(), due.size());
     for (std::size_t i = 0; i < due.size(); ++i) {
         EXPECT_EQ(w.out[i].frame, frame_of(due[i])) << "message " << i;
@@ -113,24 +105,7 @@ TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAcrossCycleBorders) {
         // Written in the cycle that holds its frame, not snapped to a cycle's start.
         EXPECT_EQ(w.out[i].cycle, static_cast<int>((frame_of(due[i]) - 5000) / 1024));
     }
-    EXPECT_EQ(q.late(), 0u);
-}
-
-TEST(JackScheduler, TheEngineThreadsAndThrusQueuesMergeByFrame) {
-    jack_port_queue engine_side, thru_side;
-    log_writer w;
-    for (int i = 0; i < 3; ++i) push3(engine_side, 0x90, static_cast<std::uint8_t>(2 * i), 10'000'000 + i * 8000);
-    for (int i = 0; i < 2; ++i) push3(thru_side, 0x90, static_cast<std::uint8_t>(2 * i + 1), 10'004'000 + i * 8000);
-    jack_port_queue* const both[] = {&engine_side, &thru_side};
-    for (int k = 0; k < 3; ++k) {
-        w.next(cycle(k), k, 4096);
-        jack_port_queue::drain(both, 2, cycle(k), latency, w);
-    }
-    ASSERT_EQ(w.out.size(), 5u);
-    for (std::size_t i = 0; i < 5; ++i) {
-        EXPECT_EQ(w.out[i].bytes[1], i) << "order";
-        EXPECT_EQ(w.out[i].frame, frame_of(10'000'000 + static_cast<std::int64_t>(i) * 4000));
-    }
+    EXPECT_EQ(engine_side.late() + thru_side.late(), 0u);
 }
 
 TEST(JackScheduler, LateMessagesGoFirstAndKeepTheirOrder) {
@@ -221,11 +196,9 @@ TEST(AlsaNames, ClientAndPortNumbersAreDroppedAndALostDeviceIsFoundByName) {
 
 class recording_sink final : public midi_input_sink {
   public:
-    void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override {
-        got.emplace_back(bytes, bytes + n);
+    void midi_in(const std::uint8_t*, std::size_t, std::int64_t at_us) override {
         at.push_back(at_us);
     }
-    std::vector<std::vector<std::uint8_t>> got;
     std::vector<std::int64_t> at;
 };
 
@@ -260,109 +233,58 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
               (std::vector<std::string>{"ALSA: Synth", "ALSA: Drums", "JACK: fluidsynth:midi_00"}));
     EXPECT_EQ(m.input_devices(),
               (std::vector<std::string>{"ALSA: Keys", "JACK: keyboard:out", "JACK: pads:out"}));
-
+    auto sent = [&] {
+        std::vector<std::int64_t> v;
+        for (capture_backend* b : {t.alsa, t.jack})
+            for (std::size_t i = 0; i < b->size(); ++i)
+                v.push_back((*b)[i].port * 1000 + (*b)[i].due_us);
+        return v;
+    };
     const std::uint8_t on[3] = {0x90, 60, 100};
     ASSERT_TRUE(m.open_output(0, 2));  // port A to JACK
     ASSERT_TRUE(m.open_output(1, 1));  // port B to ALSA's second device
-    EXPECT_TRUE(m.output_open(0));
-    EXPECT_FALSE(m.output_open(2));
+    EXPECT_TRUE(m.output_open(0) && !m.output_open(2));
     m.send(0, on, 3, 111);
     m.send(1, on, 3, 222);
     m.send(2, on, 3, 333);  // closed: goes nowhere
-    ASSERT_EQ(t.jack->size(), 1u);
-    ASSERT_EQ(t.alsa->size(), 1u);
-    EXPECT_EQ((*t.jack)[0].port, 0);
-    EXPECT_EQ((*t.jack)[0].due_us, 111);
-    EXPECT_EQ((*t.alsa)[0].port, 1);
-    EXPECT_EQ((*t.alsa)[0].due_us, 222);
+    EXPECT_EQ(sent(), (std::vector<std::int64_t>{1222, 111}));
 
     // Port A moves to ALSA: JACK's port is closed first, then sends follow the port.
     ASSERT_TRUE(m.open_output(0, 0));
-    EXPECT_FALSE(t.jack->output_open(0));
-    EXPECT_TRUE(t.alsa->output_open(0));
+    EXPECT_TRUE(!t.jack->output_open(0) && t.alsa->output_open(0));
     m.send(0, on, 3, 444);
-    EXPECT_EQ(t.jack->size(), 1u);
-    EXPECT_EQ(t.alsa->size(), 2u);
+    EXPECT_EQ(sent(), (std::vector<std::int64_t>{1222, 444, 111}));
 
     // A device that refuses, or a number past the list, leaves the port closed.
     t.jack->refuse_devices = {0};
-    EXPECT_FALSE(m.open_output(0, 2));
-    EXPECT_FALSE(m.output_open(0));
-    EXPECT_FALSE(t.alsa->output_open(0));
-    EXPECT_FALSE(m.open_output(3, 3));
-    EXPECT_FALSE(m.open_output(3, -1));
-    EXPECT_FALSE(m.open_output(4, 0));
+    EXPECT_FALSE(m.open_output(0, 2) || m.output_open(0) || t.alsa->output_open(0));
+    EXPECT_FALSE(m.open_output(3, 3) || m.open_output(3, -1) || m.open_output(4, 0));
     m.send(0, on, 3, 555);
     m.send(7, on, 3, 555);
-    EXPECT_EQ(t.alsa->size() + t.jack->size(), 3u);
+    EXPECT_EQ(sent().size(), 3u);
     m.close_output(1);
     EXPECT_FALSE(t.alsa->output_open(1));
 
-    // Input comes from the chosen system only.
+    // Input comes from the chosen system only; moving to ALSA lets go of JACK.
     recording_sink sink;
     const std::uint8_t note[3] = {0x90, 64, 90};
     ASSERT_TRUE(m.open_input(2, &sink));  // JACK: pads:out
     t.jack->inject(note, 3, 42);
     t.alsa->inject(note, 3, 43);
-    ASSERT_EQ(sink.got.size(), 1u);
-    EXPECT_EQ(sink.at[0], 42);
-    // Moving to ALSA lets go of JACK.
     ASSERT_TRUE(m.open_input(0, &sink));
     t.jack->inject(note, 3, 44);
     t.alsa->inject(note, 3, 45);
-    ASSERT_EQ(sink.got.size(), 2u);
-    EXPECT_EQ(sink.at[1], 45);
     m.close_input();
     t.alsa->inject(note, 3, 46);
-    EXPECT_EQ(sink.got.size(), 2u);
+    EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 45}));
     EXPECT_FALSE(m.open_input(3, &sink));
 }
 
 // ---- the machine's own systems ----
 
-bool have_sequencer() {
-    return access("/dev/snd/seq", R_OK | W_OK) == 0;
-}
-
-TEST(SystemBackend, MachineSystemsListWhatIsThereAndNeverFail) {
-    // A server name nobody runs: JACK is simply absent.
-    const char* before = std::getenv("JACK_DEFAULT_SERVER");
-    const std::string keep = before ? before : "";
-    setenv("JACK_DEFAULT_SERVER", ("kestrune-none-" + std::to_string(getpid())).c_str(), 1);
-    {
-        system_backend m;
-        auto outs = m.output_devices();
-        const auto ins = m.input_devices();
-        // The built-in synth is always listed, first; the rest is what the sequencer has.
-        ASSERT_FALSE(outs.empty());
-        EXPECT_EQ(outs[0].rfind("Synth: Built-in GM", 0), 0u) << outs[0];
-        outs.erase(outs.begin());
-        for (const auto& n : outs) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
-        for (const auto& n : ins) EXPECT_EQ(n.rfind("ALSA: ", 0), 0u) << n;
-        if (!have_sequencer()) {
-            EXPECT_TRUE(outs.empty());
-            EXPECT_TRUE(ins.empty());
-        }
-        EXPECT_FALSE(m.open_output(0, static_cast<int>(outs.size()) + 1));
-        EXPECT_FALSE(m.open_input(static_cast<int>(ins.size()), nullptr));
-        const std::uint8_t on[3] = {0x90, 60, 100};
-        m.send(0, on, 3, 0);
-        m.close_output(0);
-        m.close_input();
-        EXPECT_FALSE(m.output_open(0));
-    }
-    jack_backend j;
-    EXPECT_FALSE(j.running());
-    EXPECT_TRUE(j.output_devices().empty());
-    EXPECT_FALSE(j.open_output(0, 0));
-    if (before)
-        setenv("JACK_DEFAULT_SERVER", keep.c_str(), 1);
-    else
-        unsetenv("JACK_DEFAULT_SERVER");
-}
-
 TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
-    if (!have_sequencer()) GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
+    if (access("/dev/snd/seq", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
     // A second client with a virtual port in each direction stands in for a synth and a keyboard.
     struct heard_log {
         std::mutex mu;

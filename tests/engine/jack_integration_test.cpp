@@ -7,39 +7,18 @@
 #include <vector>
 
 #include "engine/system_backend.h"
-#include "song/locate.h"
-#include "tests/engine/jack_fixture.h"
-#include "tests/support/stand_ins.h"
-#include "song/song_start.h"
 #include "song/event_store.h"
+#include "song/locate.h"
+#include "song/song_start.h"
+#include "tests/engine/jack_fixture.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
 using namespace testing;
 class JackIntegration : public jack_fixture {};
-
-struct note_event {
-    std::int32_t pos;
-    std::uint8_t status, key;
-};
-
-// Track 1 of pattern 1 plays the events, in order of position.
-void fill_track(program& p, const std::vector<note_event>& events) {
-    event_store s = p.store();
-    track_slot& sl = p.slot(0, 0);
-    sl.first = sl.play = s.new_empty_chain();
-    sl.in_use = 1;
-    sl.blocks = 1;
-    for (const note_event& e : events) {
-        const ref32 end = s.chain_end(sl.first);
-        const int took = s.insert_record(end);
-        sl.blocks = static_cast<std::uint16_t>(sl.blocks + took);
-        p.d.free_blocks -= took;
-        s.at(end) =
-            midi_event::make(e.status, e.key, e.status == 0x90 ? 100 : 0, song_start + e.pos);
-    }
-}
 
 TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     engine eng;
@@ -58,15 +37,15 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     // Notes at odd places at 120 bpm, where one tick is 125 frames: none of the spacings is a
     // multiple of the period.
     const std::int32_t at[] = {0, 37, 96, 131, 250, 384, 401, 530};
-    std::vector<note_event> want;
+    records want;
     for (std::size_t i = 0; i < std::size(at); ++i) {
-        const auto key = static_cast<std::uint8_t>(60 + i);
-        want.push_back({at[i], 0x90, key});
-        want.push_back({at[i] + 20, 0x80, key});
+        want.push_back(ev(0x90, 60 + static_cast<int>(i), 100, song_start + at[i]));
+        want.push_back(ev(0x80, 60 + static_cast<int>(i), 0, song_start + at[i] + 20));
     }
-    std::sort(want.begin(), want.end(),
-              [](const note_event& a, const note_event& b) { return a.pos < b.pos; });
-    fill_track(p, want);
+    std::stable_sort(want.begin(), want.end(), [](const midi_event& a, const midi_event& b) {
+        return a.position() < b.position();
+    });
+    give_track(p, 0, 0, want);
 
     auto* jack = midi.find<jack_backend>();
     ASSERT_NE(jack, nullptr);
@@ -97,11 +76,11 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
     // as a period off.
     for (std::size_t i = 0; i < want.size(); ++i) {
         const probe::event& e = pr[static_cast<int>(i)];
-        EXPECT_EQ(e.bytes[0] & 0xF0, want[i].status) << "event " << i;
-        EXPECT_EQ(e.bytes[1], want[i].key) << "event " << i;
-        const std::int32_t ticks = want[i].pos - want[0].pos;
+        EXPECT_EQ(nums(e.bytes[0] & 0xF0, e.bytes[1]), nums(want[i].status(), want[i].data1()))
+            << i;
+        const std::int32_t ticks = want[i].position() - want[0].position();
         EXPECT_NEAR(e.due_us - pr[0].due_us, ticks * 1e6 / 384, 2e6 / rate)
-            << "event " << i << " at tick " << want[i].pos << ", " << e.frame - pr[0].frame
+            << "event " << i << " at tick " << ticks << ", " << e.frame - pr[0].frame
             << " frames after the first (" << ticks * 125 << " nominal); late messages: " << late;
     }
 }
@@ -124,12 +103,12 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     ASSERT_EQ(start_program(p), 0);
     ASSERT_NE(p.d.midi_out_handle[0], 0u);
     ASSERT_NE(p.d.midi_in_handle, 0u);
-    std::vector<note_event> row;  // a note every eighth for 64 bars
-    for (std::int32_t pos = 0; pos < 64 * 768; pos += 96) {
-        row.push_back({pos, 0x90, 60});
-        row.push_back({pos + 48, 0x80, 60});
+    records row;  // a note every eighth for 64 bars
+    for (std::int32_t pos = song_start; pos < song_start + 64 * 768; pos += 96) {
+        row.push_back(ev(0x90, 60, 100, pos));
+        row.push_back(ev(0x80, 60, 0, pos + 48));
     }
-    fill_track(p, row);
+    give_track(p, 0, 0, row);
     locate(p, song_start);
     p.d.stopped = 0;
     ASSERT_TRUE(pr.wait_for(2, 5000));
@@ -144,8 +123,8 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     ASSERT_EQ(screen.messages.size(), 2u);
     EXPECT_EQ(screen.messages[0].text,
               "Port A has lost its MIDI device \"" + name + "\":\nthe JACK server has stopped!");
-    EXPECT_EQ(screen.messages[1].text,
-              "The MIDI input has lost its device \"" + input + "\":\nthe JACK server has stopped!");
+    EXPECT_EQ(screen.messages[1].text, "The MIDI input has lost its device \"" + input +
+                                           "\":\nthe JACK server has stopped!");
     EXPECT_TRUE(eng.output_lost(0));
     EXPECT_TRUE(eng.input_lost());
     EXPECT_EQ(p.d.midi_out_handle[0], 1u) << "a lost port keeps its device";

@@ -7,7 +7,6 @@
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/chain_checker.h"
-#include "tests/support/sent_messages.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -256,43 +255,6 @@ TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
     for (std::size_t i = 0; i < clocks0.size(); ++i)
         EXPECT_NEAR(clocks0[i], ms_of(8 * static_cast<int>(i)), 0.01);
     EXPECT_EQ(t->d.beat_in_bar, 2);
-}
-
-TEST_F(Playback, RequestsAreServedWhetherRunningOrStopped) {
-    dll_data& d = t->d;
-    d.send_port = 3;
-    d.send_status = 0x99;
-    d.send_data1 = 37;
-    d.send_data2 = 100;
-    d.send_request = 1;
-    t.eng.run_until(t.clk.now_us());
-    ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(nums(d.send_request, t.midi[0].port), nums(0, 3));
-    // The chase table goes out bank first, then program, then the rest.
-    for (auto& e : d.chase_table) {
-        for (auto& s : e.slot) s.key = -1;
-        e.wheel_key = -1;
-    }
-    chase_entry& c = d.chase(1, 4);
-    c.slot[chase_program] = {100, 0xC4, 10};
-    c.slot[chase_bank_msb] = {90, 0xB4, 1};
-    c.slot[chase_volume] = {95, 0xB4, 80};
-    c.wheel_key = 50;
-    c.wheel_status = 0xE4;
-    c.wheel_data1 = 0;
-    c.wheel_data2 = 70;
-    t.midi.clear();
-    d.chase_ready = 1;
-    t.eng.run_until(t.clk.now_us());
-    EXPECT_EQ(d.chase_ready, 0);
-    EXPECT_EQ(sent_bytes(t.midi, 1), (std::vector<std::vector<int>>{
-                                         {0xB4, 0, 1}, {0xC4, 10}, {0xB4, 7, 80}, {0xE4, 0, 70}}));
-}
-
-TEST_F(Playback, MaxLengthStopsTheAdvance) {
-    start(last_position - 96);
-    t.run_ms(ms_of(200));
-    EXPECT_EQ(nums(t->d.max_length_reached, t->d.position), nums(1, last_position));
 }
 
 TEST_F(Playback, SysexGoesOutWhole) {

@@ -10,9 +10,9 @@
 
 #include "song/locate.h"
 #include "song/patterns.h"
+#include "song/song_start.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/song_start.h"
 
 // Counts allocations while a test asks for it, to prove the engine's tick never allocates.
 namespace {

@@ -11,10 +11,8 @@
 #include <iterator>
 #include <tuple>
 
-#include "song/long_event.h"
-#include "song/patterns.h"
 #include "song/event_store.h"
-#include "tests/support/song_builder.h"
+#include "song/patterns.h"
 
 namespace kestrune::testing {
 
@@ -52,30 +50,7 @@ void expect_same_track(const program& a, int pa, int ta, const program& b, int p
                        x.quantize, x.loop_length, x.blocks),
               std::tie(y.channel, y.port, y.transpose, y.velocity, y.compress, y.delay, y.mute,
                        y.quantize, y.loop_length, y.blocks));
-    auto rx = read_chain(a.store(), x.first);
-    auto ry = read_chain(b.store(), y.first);
-    ASSERT_EQ(rx.size(), ry.size());
-    EXPECT_EQ(std::memcmp(rx.data(), ry.data(), rx.size() * 6), 0);
-}
-
-std::vector<midi_event> short_records(std::int32_t start, int n, int seed) {
-    std::vector<midi_event> out;
-    for (int i = 0; i < n; ++i) {
-        const int k = (i + seed) % 7;
-        const auto note = static_cast<std::uint8_t>(36 + (i * 5 + seed) % 60);
-        const std::int32_t pos = start + i * 24;
-        if (k < 4)
-            out.push_back(midi_event::make(static_cast<std::uint8_t>(0x90 | (seed % 16)), note,
-                                           static_cast<std::uint8_t>(40 + k * 20), pos));
-        else if (k == 4)
-            out.push_back(
-                midi_event::make(static_cast<std::uint8_t>(0x80 | (seed % 16)), note, 64, pos));
-        else if (k == 5)
-            out.push_back(midi_event::make(0xB0, 7, static_cast<std::uint8_t>(i % 128), pos));
-        else
-            out.push_back(midi_event::make(0xC3, static_cast<std::uint8_t>(i % 128), 0, pos));
-    }
-    return out;
+    EXPECT_EQ(difference(read_track(a, pa, ta), read_track(b, pb, tb)), "") << pa << " " << ta;
 }
 
 void make_rich_song(program& p) {
@@ -85,17 +60,15 @@ void make_rich_song(program& p) {
         put_name(p.pattern(pat).name, std::string("Pat ") + std::to_string(pat));
         for (int t : {pat % 16, 16 + pat % 8, 24 + pat % 8, 31}) {
             const int seed = pat * 32 + t;
-            std::vector<midi_event> recs = short_records(song_start, 20 + seed % 50, seed);
-            if (t == 31) {
-                // Long events that cross block borders, a text and a lyric.
-                recs = short_records(song_start, 31, seed);
-                for (const auto& part :
-                     {long_event(st::sysex, song_start + 800, sysex_payload(150 + static_cast<std::size_t>(pat))),
-                      text_event(song_start + 900, "Verse one\r\nla la", false),
-                      text_event(song_start + 950, "Lyric", true),
-                      long_event(st::sysex, song_start + 1000, sysex_payload(2))})
-                    recs.insert(recs.end(), part.begin(), part.end());
-            }
+            records recs = notes(t == 31 ? 31 : 20 + seed % 50, song_start, 24);
+            // Long events that cross block borders, a text and a lyric.
+            if (t == 31)
+                recs = flat({recs,
+                             long_event(st::sysex, song_start + 800,
+                                        sysex_payload(150 + static_cast<std::size_t>(pat))),
+                             text_event(song_start + 900, "Verse one\r\nla la", false),
+                             text_event(song_start + 950, "Lyric", true),
+                             long_event(st::sysex, song_start + 1000, sysex_payload(2))});
             if (p.slot(pat, t).in_use) delete_track_chain(p, pat, t);
             give_track(p, pat, t, recs);
             track_slot& s = p.slot(pat, t);
@@ -128,14 +101,14 @@ void make_rich_song(program& p) {
     d.current_pattern = p.step(3).pattern;
 
     // Tempo list with values past both older limits, and a signature list.
-    std::vector<midi_event> tempo_list;
+    records tempo_list;
     for (std::int32_t v : {12000, 9050, 30000, 40000, 25000})
-        tempo_list.push_back(kestrune::testing::tempo(v, static_cast<std::int32_t>(tempo_list.size()) * 768));
+        tempo_list.push_back(tempo(v, static_cast<std::int32_t>(tempo_list.size()) * 768));
     replace_list(p, d.tempo_chain, tempo_list);
     replace_list(p, d.signature_track,
-             {midi_event::make(st::signature, 3, 4, song_start),
-              midi_event::make(st::signature, 7, 8, song_start + 3 * 192 * 4),
-              midi_event::make(st::signature, 5, 4, song_start + 3 * 192 * 4 + 7 * 96 * 2)});
+                 {midi_event::make(st::signature, 3, 4, song_start),
+                  midi_event::make(st::signature, 7, 8, song_start + 3 * 192 * 4),
+                  midi_event::make(st::signature, 5, 4, song_start + 3 * 192 * 4 + 7 * 96 * 2)});
     d.signature_track_on = 1;
     d.active_signature = d.signature_track;
     midi_event& sig = p.store().at(d.signature_chain.first);
@@ -146,24 +119,16 @@ void make_rich_song(program& p) {
     p.app.edit_grid = 32;
     p.app.quantize_strength = 75;
     p.app.quantize_swing = -3;
-    d.song_mode = 1;
-    d.cycle_on = 1;
-    d.tempo_track_on = 1;
+    d.song_mode = d.cycle_on = d.tempo_track_on = 1;
     d.thru_off_channel = 5;
     d.click_channel = 10;
     d.click_velocity = 90;
     d.click_note = 42;
     d.click_port = 2;
-    d.filter_notes = 1;
+    d.filter_notes = d.filter_pitch_wheel = d.filter_channel_press = d.filter_program = 1;
+    d.filter_sysex = d.remap_on = d.remap_from = 1;
     d.filter_controller_from = 12;
     d.filter_controller_to = 14;
-    d.filter_pitch_wheel = 1;
-    d.filter_poly_press = 0;
-    d.filter_channel_press = 1;
-    d.filter_program = 1;
-    d.filter_sysex = 1;
-    d.remap_on = 1;
-    d.remap_from = 1;
     d.remap_to = 11;
     d.left_locator = 4000;
     d.right_locator = 9000;
@@ -262,46 +227,8 @@ midi_bytes& midi_bytes::track(const track_bytes& t, std::optional<std::uint32_t>
     return *this;
 }
 
-void PrintTo(const chain_event& e, std::ostream* os) {
-    *os << "{" << e.pos << " " << std::hex << e.status << std::dec << " " << e.d1 << " " << e.d2;
-    if (!e.payload.empty()) {
-        *os << " [" << std::hex;
-        for (std::uint8_t b : e.payload) *os << " " << int{b};
-        *os << std::dec << " ]";
-    }
-    *os << "}";
-}
-
-std::vector<chain_event> chain_events(const program& p, ref32 first) {
-    event_store s = p.store();
-    std::vector<chain_event> out;
-    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) {
-        const midi_event& r = s.at(e);
-        chain_event c{r.position(), r.status(), r.data1(), r.data2(), {}};
-        if (is_long_head_status(r.status())) {
-            c.payload = read_long_payload(s, e);
-            c.d1 = c.d2 = 0;
-            if (r.status() == st::text) c.d2 = r.spare_nibble();
-        }
-        if (r.status() == st::tempo) c.d1 = r.tempo_value(), c.d2 = 0;
-        out.push_back(std::move(c));
-    }
-    return out;
-}
-
-std::vector<chain_event> track_events(const program& p, int pattern, int track) {
-    const track_slot& s = p.slot(pattern, track);
-    if (!s.in_use) return {};
-    return chain_events(p, s.first);
-}
-
-std::string name_of(const track_slot& s) {
-    return std::string(s.name, 10);
-}
-
 bool have_midicsv() {
-    return std::system(
-               "command -v midicsv >/dev/null 2>&1 && command -v csvmidi >/dev/null 2>&1") == 0;
+    return std::system("command -v midicsv >/dev/null 2>&1") == 0;
 }
 
 namespace {
@@ -352,16 +279,6 @@ std::vector<csv_row> midicsv_rows(const std::string& midi_path) {
         rows.push_back(std::move(r));
     }
     return rows;
-}
-
-bool csvmidi_file(const std::string& csv_text, const std::string& midi_path) {
-    const std::string csv = midi_path + ".in.csv";
-    {
-        std::ofstream out(csv);
-        out << csv_text;
-    }
-    const std::string cmd = "csvmidi '" + csv + "' '" + midi_path + "' 2>/dev/null";
-    return std::system(cmd.c_str()) == 0;
 }
 
 }  // namespace kestrune::testing

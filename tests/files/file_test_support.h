@@ -1,15 +1,16 @@
-// Helpers of the file tests: temporary folders, whole files as bytes, songs to save, Standard
-// MIDI files built byte by byte, and the midicsv and csvmidi programs.
+// Helpers of the file tests: temporary folders, whole files as bytes, a rich song to save,
+// Standard MIDI files built byte by byte, and the midicsv program. Songs are built
+// and read back with the song builder.
 #pragma once
 
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "core/program.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
@@ -47,9 +48,6 @@ void set_le(std::vector<std::uint8_t>& b, std::size_t at, T v) {
 // The same fields and records on two tracks.
 void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb);
 
-// Notes, controllers and programs: n records in position order from `start`.
-std::vector<midi_event> short_records(std::int32_t start, int n, int seed);
-
 // Fills a song with something in every place the song file keeps.
 void make_rich_song(program& p);
 
@@ -74,21 +72,7 @@ struct midi_bytes {
     midi_bytes& track(const track_bytes& t, std::optional<std::uint32_t> length = {});
 };
 
-// One event of a chain: position, status, data bytes, and the payload of a long event.
-struct chain_event {
-    std::int32_t pos;
-    int status;
-    int d1;
-    int d2;
-    std::vector<std::uint8_t> payload;
-    bool operator==(const chain_event&) const = default;
-};
-void PrintTo(const chain_event& e, std::ostream* os);
-std::vector<chain_event> chain_events(const program& p, ref32 first);
-std::vector<chain_event> track_events(const program& p, int pattern, int track);
-std::string name_of(const track_slot& s);
-
-// midicsv and csvmidi; the tests that need them skip without.
+// midicsv; the tests that need it skip without.
 bool have_midicsv();
 struct csv_row {
     int track = 0;
@@ -97,6 +81,5 @@ struct csv_row {
     std::vector<std::string> fields;  // the fields after the type, trimmed; strings unquoted
 };
 std::vector<csv_row> midicsv_rows(const std::string& midi_path);
-bool csvmidi_file(const std::string& csv_text, const std::string& midi_path);
 
 }  // namespace kestrune::testing

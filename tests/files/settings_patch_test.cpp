@@ -14,10 +14,7 @@
 namespace kestrune {
 namespace {
 
-using testing::get_le;
-using testing::read_bytes;
-using testing::temp_folder;
-using testing::write_bytes;
+using namespace testing;
 
 user_settings every_field_set() {
     user_settings s;
@@ -66,35 +63,19 @@ TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     user_settings s = every_field_set();
     ASSERT_TRUE(write_settings_file(dir.path("k.set"), s));
     auto b = read_bytes(dir.path("k.set"));
-    EXPECT_EQ((std::vector<std::uint8_t>(b.begin(), b.begin() + 4)),
-              (std::vector<std::uint8_t>{0x66, 0x33, 0xDD, 0x32}));
-    // The fixed part is the head record as it stands; then the texts and the middle record.
-    std::string recent = "/home/u/a.sng";
-    recent += '\0';
-    recent += "/home/u/b.mid";
-    recent += '\0';
-    recent += "/tmp/c.sng";
-    recent += std::string(6, '\0');
-    ASSERT_GE(b.size(), 167 + recent.size());
+    // The fixed part is the head record as it stands; then the texts, the middle record, the
+    // folders and the licence, and the magic again.
+    using namespace std::string_literals;
+    const std::string recent = "/home/u/a.sng\0/home/u/b.mid\0/tmp/c.sng\0\0\0\0\0\0"s;
+    ASSERT_GE(b.size(), 167 + recent.size() + 202);
     EXPECT_EQ(std::string(b.begin() + 167, b.begin() + 167 + static_cast<long>(recent.size())),
               recent);
     const std::size_t m = 167 + recent.size();
     EXPECT_EQ(get_le<std::int32_t>(b, m), 3);
-    EXPECT_EQ(b[m + 4], 1);
-    EXPECT_EQ(b[m + 5], 0);
-    EXPECT_EQ(b[m + 7], 1);
-    EXPECT_EQ(static_cast<std::int8_t>(b[m + 11]), -3);
-    EXPECT_EQ(get_le<std::int16_t>(b, m + 12), 4);
-    for (std::size_t i = m + 14; i < m + 202; ++i) EXPECT_EQ(b[i], 0);
-    std::string tail = "/songs/";
-    for (const char* t : {"/midi/", "/out/", "/out/midi/", "opaque \x01 licence text"}) {
-        tail += '\0';
-        tail += t;
-    }
-    tail += '\0';
-    EXPECT_EQ(std::string(b.begin() + static_cast<long>(m) + 202, b.end() - 4), tail);
-    EXPECT_EQ(get_le<std::uint32_t>(b, b.size() - 4), settings_magic);
-
+    EXPECT_EQ(std::string(b.begin() + static_cast<long>(m) + 202, b.end() - 4),
+              "/songs/\0/midi/\0/out/\0/out/midi/\0opaque \x01 licence text\0"s);
+    EXPECT_EQ(nums(get_le<std::uint32_t>(b, 0), get_le<std::uint32_t>(b, b.size() - 4)),
+              nums(settings_magic, settings_magic));
     user_settings back;
     ASSERT_TRUE(read_settings_file(dir.path("k.set"), back));
     expect_same(s, back);
@@ -125,30 +106,22 @@ TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
     EXPECT_TRUE(read_settings_file(dir.path("x.set"), s));
     // Values are held in their ranges.
     b = good;
-    testing::set_le<std::int32_t>(b, 144, 500);
+    set_le<std::int32_t>(b, 144, 500);
     b[166] = 200;
     write_bytes(dir.path("x.set"), b);
     ASSERT_TRUE(read_settings_file(dir.path("x.set"), s));
-    EXPECT_EQ(s.timer_resolution, 20);
-    EXPECT_EQ(s.mixer_define_controller, 127);
+    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
 }
 
 // Sets an environment variable, or unsets it (nullptr), for the object's life.
 class scoped_env {
   public:
     scoped_env(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value)
-            ::setenv(name, value, 1);
-        else
-            ::unsetenv(name);
+        const char* old = std::getenv(name);
+        old_ = old ? std::optional<std::string>(old) : std::nullopt;
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
     }
-    ~scoped_env() {
-        if (old_)
-            ::setenv(name_, old_->c_str(), 1);
-        else
-            ::unsetenv(name_);
-    }
+    ~scoped_env() { old_ ? ::setenv(name_, old_->c_str(), 1) : ::unsetenv(name_); }
 
   private:
     const char* name_;
@@ -163,12 +136,11 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     ASSERT_FALSE(std::filesystem::exists(beside)) << "a stray settings file beside the tests";
 
     // No file anywhere: the defaults, the folders at the program's, nothing said.
-    testing::test_program t;
+    test_program t;
     user_settings s;
     file_state fs;
     load_settings(*t, s, fs);
-    EXPECT_EQ(t->d.midi_out_device[0], 0);
-    EXPECT_EQ(t->d.memory_units, 10);
+    EXPECT_EQ(nums(t->d.midi_out_device[0], t->d.memory_units), nums(0, 10));
     EXPECT_EQ(fs.folders[folder_load_song], program_folder_path(""));
     EXPECT_TRUE(std::filesystem::is_directory(dir.path("config") + "/Vandrelle/Kestrune"));
 
@@ -180,11 +152,10 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     load_settings(*t, s2, fs2);
     std::filesystem::remove(beside);
     expect_same(s2, written);
-    EXPECT_EQ(t->d.memory_units, 25);
-    EXPECT_EQ(t->d.midi_out_device[3], 3);
-    EXPECT_EQ(t->d.mixer_define_controller, 11);
-    EXPECT_TRUE(t->app.simple_bardisplay);
-    EXPECT_FALSE(fs2.remember_file_paths);
+    // The values reach the program and the file commands.
+    EXPECT_EQ(nums(t->d.memory_units, t->d.midi_out_device[3], t->d.mixer_define_controller,
+                   t->app.simple_bardisplay, fs2.remember_file_paths),
+              nums(25, 3, 11, 1, 0));
     EXPECT_EQ(fs2.recent_files, written.recent_files);
     EXPECT_EQ(fs2.folders[folder_save_midi], "/out/midi/");
 
@@ -197,8 +168,7 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     file_state fs3;
     load_settings(*t, s3, fs3);
     EXPECT_EQ(s3.timer_resolution, 9);
-    EXPECT_EQ(s3.recent_files.front(), "/new.sng");
-    EXPECT_EQ(s3.licence, written.licence);
+    EXPECT_EQ(s3.recent_files.front() + s3.licence, "/new.sng" + written.licence);
     EXPECT_TRUE(t.screen.messages.empty());
 }
 
@@ -227,7 +197,7 @@ TEST(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentF
         SCOPED_TRACE(c.named);
         scoped_env home("HOME", c.home);
         scoped_env config("XDG_CONFIG_HOME", c.config);
-        testing::test_program t;
+        test_program t;
         user_settings s;
         file_state fs;
         load_settings(*t, s, fs);
@@ -287,16 +257,14 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
     std::string at_limit = "[Patches]\r\n1 Big\r\n";
     at_limit.resize(patch_file_limit, ' ');
     write_bytes(dir.path("b/PORT_D.TXT"), text(at_limit));
-    testing::scripted_ui screen;
+    scripted_ui screen;
     patch_tables tables;
     load_patch_names(tables, {dir.path("a"), dir.path("b") + "/"}, screen);
     EXPECT_TRUE(screen.messages.empty());
-    EXPECT_FALSE(tables[0].from_file);
-    EXPECT_EQ(program_name(tables, 0, 0), "0");
-    EXPECT_EQ(program_name(tables, 1, 0), "From A");
-    EXPECT_EQ(program_name(tables, 2, 0), "C one");
-    EXPECT_EQ(tables[2].gm, 1);
-    EXPECT_EQ(program_name(tables, 3, 0), "Big");
+    EXPECT_EQ(program_name(tables, 0, 0) + program_name(tables, 1, 0) + program_name(tables, 2, 0) +
+                  program_name(tables, 3, 0),
+              "0From AC oneBig");
+    EXPECT_EQ(nums(tables[0].from_file, tables[2].gm), nums(0, 1));
 
     at_limit += ' ';
     write_bytes(dir.path("b/PORT_D.TXT"), text(at_limit));

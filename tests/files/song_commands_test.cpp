@@ -10,41 +10,39 @@
 #include "song/locate.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
-#include "tests/support/song_builder.h"
 #include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
 
-using testing::temp_folder;
+using namespace testing;
 
 TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     temp_folder dir;
-    testing::test_program t;
+    test_program t;
     file_state fs;
     fs.current_file_title = "Tune.sng";
     fs.folders[folder_save_song] = dir.dir() + "/";
     int titles = 0;
     fs.title_changed = [&] { ++titles; };
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+    give_track(*t, 0, 0, notes(4, song_start, 24));
 
     t.screen.file_names.push_back(std::nullopt);
     EXPECT_EQ(save_song(*t, fs), 0);
     ASSERT_EQ(t.screen.dialogs.size(), 1u);
     const file_dialog_request& r = t.screen.dialogs[0];
     EXPECT_EQ(r.filter, "Song Files (*.sng)|*.sng|All Files (*.*)|*.*");
-    EXPECT_EQ(r.extension, "sng");
-    EXPECT_EQ(r.file_name, "Tune.sng");
-    EXPECT_EQ(r.folder, dir.dir() + "/");
-    EXPECT_EQ(fs.current_file_title, "Tune.sng");
+    EXPECT_EQ(r.file_name + " " + r.folder + " " + fs.current_file_title,
+              "Tune.sng " + dir.dir() + "/ Tune.sng");
 
     std::filesystem::create_directories(dir.path("sub"));
     t.screen.file_names.push_back(dir.path("sub/New.sng"));
     EXPECT_EQ(save_song(*t, fs), 1);
-    EXPECT_EQ(fs.current_file_title, "New.sng");
-    EXPECT_EQ(fs.current_file_name, dir.path("sub/New.sng"));
-    EXPECT_EQ(fs.folders[folder_save_song], dir.path("sub/"));
+    EXPECT_EQ(
+        fs.current_file_title + " " + fs.current_file_name + " " + fs.folders[folder_save_song],
+        "New.sng " + dir.path("sub/New.sng") + " " + dir.path("sub/"));
     EXPECT_EQ(fs.recent_files, std::vector<std::string>{dir.path("sub/New.sng")});
     EXPECT_EQ(titles, 1);
     EXPECT_TRUE(std::filesystem::exists(dir.path("sub/New.sng")));
@@ -55,8 +53,8 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     EXPECT_EQ(save_song(*t, fs), 1);
     EXPECT_EQ(t.screen.dialogs.back().folder, "");
     EXPECT_EQ(fs.folders[folder_save_song], dir.path("sub/"));
-    EXPECT_EQ(fs.recent_files.front(), dir.path("Other.sng"));
-    EXPECT_EQ(fs.recent_files.size(), 2u);
+    EXPECT_EQ(fs.recent_files,
+              (std::vector<std::string>{dir.path("Other.sng"), dir.path("sub/New.sng")}));
 
     t->d.recording = 1;
     EXPECT_EQ(save_song(*t, fs), 0);
@@ -65,24 +63,20 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
 
 TEST(SongCommands, LoadWithTheDialogOrQuietly) {
     temp_folder dir;
-    testing::test_program t;
-    testing::give_track(*t, 0, 1, testing::short_records(song_start, 4, 1));
+    test_program t;
+    give_track(*t, 0, 1, notes(4, song_start, 24));
     ASSERT_TRUE(write_song_file(*t, dir.path("one.sng")));
-    testing::give_track(*t, 0, 2, testing::short_records(song_start, 4, 2));
+    give_track(*t, 0, 2, notes(4, song_start, 24));
 
     file_state fs;
     int stops = 0;
     fs.stop_transport = [&] { ++stops; };
     t.screen.file_names.push_back(std::nullopt);
     EXPECT_EQ(load_song(*t, fs, false), 0);
-    EXPECT_EQ(stops, 0);
-    EXPECT_EQ(t->slot(0, 2).in_use, 1);
-
+    EXPECT_EQ(nums(stops, t->slot(0, 2).in_use), nums(0, 1));
     t.screen.file_names.push_back(dir.path("one.sng"));
     EXPECT_EQ(load_song(*t, fs, false), 1);
-    EXPECT_EQ(stops, 1);
-    EXPECT_EQ(t->slot(0, 1).in_use, 1);
-    EXPECT_EQ(t->slot(0, 2).in_use, 0);
+    EXPECT_EQ(nums(stops, t->slot(0, 1).in_use, t->slot(0, 2).in_use), nums(1, 1, 0));
     EXPECT_EQ(fs.current_file_title, "one.sng");
     EXPECT_EQ(fs.folders[folder_load_song], dir.dir() + "/");
     EXPECT_EQ(t.screen.dialogs.back().filter, "Song Files (*.sng)|*.sng|All Files (*.*)|*.*");
@@ -97,7 +91,7 @@ TEST(SongCommands, LoadWithTheDialogOrQuietly) {
     EXPECT_EQ(t.screen.messages.size(), shown);
     fs.current_file_name = dir.path("one.sng");
     EXPECT_EQ(load_song(*t, fs, true), 1);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(check_pool(*t), "");
 }
 
 // Runs in a folder of its own and goes back afterwards.
@@ -117,11 +111,11 @@ class in_folder {
 TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     temp_folder dir;
     in_folder here(dir.dir());
-    testing::test_program t;
+    test_program t;
     file_state fs;
 
     // No name and no Default.sng: nothing loads and the title says so.
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 4, 1));
+    give_track(*t, 0, 0, notes(4, song_start, 24));
     EXPECT_EQ(load_song_by_type(*t, fs), 0);
     EXPECT_EQ(fs.current_file_name, "Default.sng");
     EXPECT_EQ(fs.current_file_title, "Untitled.sng");
@@ -133,8 +127,7 @@ TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     locate(*t, 5000);
     EXPECT_EQ(load_song_by_type(*t, fs), 1);
     EXPECT_EQ(fs.current_file_title, "Default.sng");
-    EXPECT_EQ(t->slot(0, 0).in_use, 1);
-    EXPECT_EQ(t->d.position, song_start);  // rewound
+    EXPECT_EQ(nums(t->slot(0, 0).in_use, t->d.position), nums(1, song_start));  // rewound
 
     // MIDI files go to their reader with the song cleared; the title is the stem + ".sng".
     std::string seen;
@@ -156,12 +149,11 @@ TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     const std::size_t shown = t.screen.messages.size();
     EXPECT_EQ(load_song_by_type(*t, fs), 0);
     EXPECT_EQ(t.screen.messages.size(), shown);
-    t->d.recording = 0;
 }
 
 TEST(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
     temp_folder dir;
-    testing::test_program t;
+    test_program t;
     file_state fs;
     ASSERT_TRUE(write_song_file(*t, dir.path("r.sng")));
     t.screen.answers.push_back(msg_answer::cancel);
@@ -177,20 +169,16 @@ TEST(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
     EXPECT_EQ(load_recent_file(*t, fs, dir.path("r.sng")), 1);
     EXPECT_EQ(fs.current_file_title, "r.sng");
     EXPECT_EQ(fs.recent_files.front(), dir.path("r.sng"));
-}
 
-TEST(SongCommands, RecentFilesKeepEightWithoutRepeats) {
-    file_state fs;
+    // The list keeps eight, without repeats.
     for (int i = 0; i < 10; ++i) add_recent_file(fs, "/f" + std::to_string(i));
     add_recent_file(fs, "/f5");
-    ASSERT_EQ(fs.recent_files.size(), 8u);
-    EXPECT_EQ(fs.recent_files[0], "/f5");
-    EXPECT_EQ(fs.recent_files[1], "/f9");
-    EXPECT_EQ(std::count(fs.recent_files.begin(), fs.recent_files.end(), "/f5"), 1);
+    EXPECT_EQ(fs.recent_files,
+              (std::vector<std::string>{"/f5", "/f9", "/f8", "/f7", "/f6", "/f4", "/f3", "/f2"}));
 }
 
 TEST(SongCommands, UnknownDialogKindKeepsTheOldFilter) {
-    testing::test_program t;
+    test_program t;
     file_state fs;
     ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_syx));
     EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");

@@ -9,7 +9,9 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
 
+#include "files/file_buffer.h"
 #include "files/file_messages.h"
 #include "files/smf_writer.h"
 #include "song/patterns.h"
@@ -21,27 +23,22 @@
 namespace kestrune {
 namespace {
 
-using testing::get_le;
-using testing::read_bytes;
-using testing::set_le;
-using testing::temp_folder;
-using testing::write_bytes;
+using namespace testing;
 
 // Offsets in an empty song's file, after the fixed part.
 constexpr std::size_t empty_pattern_bytes = 10 + 16;
-constexpr std::size_t one_event_list = 2 + 4 + 6;
 constexpr std::size_t empty_tempo_list_at = 577 + 16 * empty_pattern_bytes;
 
 TEST(SongFile, RichSongComesBackByteForByte) {
     temp_folder dir;
-    testing::test_program a(20);
-    testing::make_rich_song(*a);
-    ASSERT_EQ(testing::check_pool(*a), "");
+    test_program a(20);
+    make_rich_song(*a);
+    ASSERT_EQ(check_pool(*a), "");
     ASSERT_TRUE(write_song_file(*a, dir.path("a.sng")));
 
-    testing::test_program b(20);
+    test_program b(20);
     ASSERT_EQ(read_song_file(*b, dir.path("a.sng"), true), load_result::loaded);
-    ASSERT_EQ(testing::check_pool(*b), "");
+    ASSERT_EQ(check_pool(*b), "");
     EXPECT_TRUE(b.screen.messages.empty());
     ASSERT_TRUE(write_song_file(*b, dir.path("b.sng")));
     EXPECT_EQ(read_bytes(dir.path("a.sng")), read_bytes(dir.path("b.sng")));
@@ -49,21 +46,15 @@ TEST(SongFile, RichSongComesBackByteForByte) {
     // What the file does not hold as such comes back too: the derived pointers and the tracks'
     // fields in their places.
     for (int pat = 0; pat <= parallel_pattern; ++pat)
-        for (int tr = 0; tr < tracks_per_pattern; ++tr)
-            testing::expect_same_track(*a, pat, tr, *b, pat, tr);
-    EXPECT_EQ(b->app.song_tempo, 13350);
-    EXPECT_EQ(b->d.active_signature.first, b->d.signature_track.first);
-    EXPECT_EQ(b->d.current_step, 3);
-    EXPECT_EQ(b->d.current_pattern, a->step(3).pattern);
-    EXPECT_EQ(b->song.grid_split, 120);
-    EXPECT_EQ(std::string(b->step(5).name), "STOP here ");
-    EXPECT_EQ(b->step(5).pattern_ptr, b->pattern_ref(b->step(5).pattern));
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) expect_same_track(*a, pat, tr, *b, pat, tr);
+    EXPECT_EQ(nums(b->d.active_signature.first, b->d.current_pattern, b->step(5).pattern_ptr),
+              nums(b->d.signature_track.first, a->step(3).pattern, b->pattern_ref(15)));
 }
 
 TEST(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
     temp_folder dir;
-    testing::test_program a(20);
-    testing::make_rich_song(*a);
+    test_program a(20);
+    make_rich_song(*a);
     song_file_map map;
     ASSERT_TRUE(write_song_file(*a, dir.path("g.sng"), &map));
     auto b = read_bytes(dir.path("g.sng"));
@@ -73,63 +64,52 @@ TEST(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
     set_le<std::int16_t>(b, grid + 8, 0);               // zoom y
     write_bytes(dir.path("g.sng"), b);
 
-    testing::test_program t(20);
+    test_program t(20);
     t->song.grid_pane_height = 250;
     t->d.external_sync = 1;
     ASSERT_EQ(read_song_file(*t, dir.path("g.sng"), true), load_result::loaded);
-    EXPECT_EQ(t->song.grid_split, 75);  // 30 percent of 250
-    EXPECT_EQ(t->song.grid_zoom_y, 8);
-    EXPECT_EQ(t->song.grid_zoom_x, 6);
-    EXPECT_EQ(t->d.tempo_track_on, 0);
+    // 30 percent of 250; a zoom of 0 is held to 8.
+    EXPECT_EQ(
+        nums(t->song.grid_split, t->song.grid_zoom_y, t->song.grid_zoom_x, t->d.tempo_track_on),
+        nums(75, 8, 6, 0));
     // A percentage of 0 leaves the stored pixels.
     set_le<std::int16_t>(b, grid + 44, 0);
     write_bytes(dir.path("g.sng"), b);
     t->d.external_sync = 0;
     ASSERT_EQ(read_song_file(*t, dir.path("g.sng"), true), load_result::loaded);
-    EXPECT_EQ(t->song.grid_split, 120);
-    EXPECT_EQ(t->d.tempo_track_on, 1);
+    EXPECT_EQ(nums(t->song.grid_split, t->d.tempo_track_on), nums(120, 1));
 }
 
 TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     temp_folder dir;
-    testing::test_program t;
-    midi_event e300 = midi_event::make(st::tempo, 0, 0, 0);
-    e300.set_tempo_value(30000);
-    testing::replace_list(*t, t->d.tempo_chain, {e300});
+    test_program t;
+    replace_list(*t, t->d.tempo_chain, {tempo(30000, 0)});
     t->app.song_tempo = 40000;
     song_file_map map;
     ASSERT_TRUE(write_song_file(*t, dir.path("fast.sng"), &map));
     auto b = read_bytes(dir.path("fast.sng"));
-
-    EXPECT_EQ(get_le<std::uint16_t>(b, 28), 325);
-    EXPECT_EQ(get_le<std::uint16_t>(b, map.oldest_end - sizeof(song_file_tail) + 384), 32500);
-    // First copy: 250.00 with the top nibble clear; closing copy as it stands.
-    const std::size_t first = empty_tempo_list_at + 6;
-    EXPECT_EQ(b[first], 250);
-    EXPECT_EQ(b[first + 1], 0);
-    EXPECT_EQ(b[first + 4] & 0xF0, 0);
-    const std::size_t closing = map.markers[5] + 4 + 6;
+    // The step-10 tempo, and the first copy: 250.00 with the top nibble clear; the closing copy
+    // as it stands.
+    const std::size_t first = empty_tempo_list_at + 6, closing = map.markers[5] + 4 + 6;
+    EXPECT_EQ(
+        nums(get_le<std::uint16_t>(b, 28),
+             get_le<std::uint16_t>(b, map.oldest_end - sizeof(song_file_tail) + 384), b[first],
+             b[first + 1], b[first + 4] & 0xF0, get_le<std::int32_t>(b, closing + 6)),
+        nums(325, 32500, 250, 0, 0, 40000));
     midi_event stored;
     std::memcpy(stored.b, &b[closing], 6);
-    EXPECT_EQ(stored.tempo_value(), 30000);
-    EXPECT_EQ(get_le<std::int32_t>(b, closing + 6), 40000);
-
-    testing::test_program u;
+    EXPECT_EQ(difference({stored}, {tempo(30000, 0)}), "");
+    test_program u;
     ASSERT_EQ(read_song_file(*u, dir.path("fast.sng"), true), load_result::loaded);
     EXPECT_EQ(u->app.song_tempo, 40000);
-    auto tempo = testing::read_chain(u->store(), u->d.tempo_chain.first);
-    ASSERT_EQ(tempo.size(), 1u);
-    EXPECT_EQ(tempo[0].tempo_value(), 30000);
-
+    EXPECT_EQ(difference(read_chain(u->store(), u->d.tempo_chain.first), {tempo(30000, 0)}), "");
     // Without the closing section the first copy and the step-10 tempo are what remain.
     b.resize(map.markers[5]);
     write_bytes(dir.path("older.sng"), b);
     ASSERT_EQ(read_song_file(*u, dir.path("older.sng"), true), load_result::loaded);
     EXPECT_EQ(u->app.song_tempo, 32500);
-    tempo = testing::read_chain(u->store(), u->d.tempo_chain.first);
-    ASSERT_EQ(tempo.size(), 1u);
-    EXPECT_EQ(tempo[0].tempo_value(), 25000);
-    EXPECT_EQ(testing::check_pool(*u), "");
+    EXPECT_EQ(difference(read_chain(u->store(), u->d.tempo_chain.first), {tempo(25000, 0)}), "");
+    EXPECT_EQ(check_pool(*u), "");
 }
 
 // State that a file cut short must leave as it was before the load.
@@ -143,8 +123,8 @@ void mark_later_state(program& p) {
 // The rich song without the tracks from..to-1 of every pattern, as its file and its section map.
 std::vector<std::uint8_t> rich_song_without(const temp_folder& dir, int from, int to,
                                             song_file_map& map) {
-    testing::test_program t(20);
-    testing::make_rich_song(*t);
+    test_program t(20);
+    make_rich_song(*t);
     map = {};
     for (int pat = 0; pat <= parallel_pattern; ++pat)
         for (int tr = from; tr < to; ++tr)
@@ -155,8 +135,8 @@ std::vector<std::uint8_t> rich_song_without(const temp_folder& dir, int from, in
 
 TEST(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees) {
     temp_folder dir;
-    testing::test_program rich(20);
-    testing::make_rich_song(*rich);
+    test_program rich(20);
+    make_rich_song(*rich);
     song_file_map map;
     ASSERT_TRUE(write_song_file(*rich, dir.path("full.sng"), &map));
     const auto full = read_bytes(dir.path("full.sng"));
@@ -170,39 +150,39 @@ TEST(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees
     // Tracks lost with the sections that held them: the stored total tells, and nothing loads.
     for (std::size_t c = 0; c + 1 < cuts.size(); ++c) {
         SCOPED_TRACE(c);
-        testing::test_program t(20);
+        test_program t(20);
         EXPECT_EQ(load_cut(full, cuts[c], *t), load_result::damaged);
         EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
         EXPECT_EQ(t->slot(0, 0).in_use, 0);
-        EXPECT_EQ(testing::check_pool(*t), "");
+        EXPECT_EQ(check_pool(*t), "");
     }
     // A song of 16 tracks a pattern is whole after any section, and later state keeps its value.
     song_file_map older_map;
     const auto older = rich_song_without(dir, 16, 32, older_map);
     for (std::size_t c = 0; c < cuts.size(); ++c) {
         SCOPED_TRACE(c);
-        testing::test_program t(20);
+        test_program t(20);
         mark_later_state(*t);
         const std::size_t at = c == 0 ? older_map.oldest_end : older_map.markers[c];
         ASSERT_EQ(load_cut(older, at, *t), load_result::loaded);
-        EXPECT_EQ(testing::check_pool(*t), "");
+        EXPECT_EQ(check_pool(*t), "");
         EXPECT_TRUE(t.screen.messages.empty());
         // c counts the sections read: 0 none, 1 reserved, 2 tracks 16-23, 3 snapshots, 4 grid.
-        EXPECT_EQ(t->song.mixer_snapshots[2][5], c >= 3 ? rich->song.mixer_snapshots[2][5] : 555);
-        EXPECT_EQ(t->song.grid_lane, c >= 4 ? 7 : 99);
-        EXPECT_EQ(t->d.transpose_exempt[2][3], c >= 4 ? rich->d.transpose_exempt[2][3] : 7);
-        EXPECT_EQ(t->d.transpose_exempt[3][4], c >= 4 ? rich->d.transpose_exempt[3][4] : 9);
         // The first tempo copy was cut to 250.00; the song tempo is the step-10 one.
-        EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 25000);
-        EXPECT_EQ(t->app.song_tempo, 13350);
-        EXPECT_EQ(t->slot(0, 0).in_use, 1);
+        EXPECT_EQ(nums(t->song.mixer_snapshots[2][5], t->song.grid_lane,
+                       t->d.transpose_exempt[2][3], t->d.transpose_exempt[3][4],
+                       read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(),
+                       t->app.song_tempo, t->slot(0, 0).in_use),
+                  nums(c >= 3 ? rich->song.mixer_snapshots[2][5] : 555, c >= 4 ? 7 : 99,
+                       c >= 4 ? rich->d.transpose_exempt[2][3] : 7,
+                       c >= 4 ? rich->d.transpose_exempt[3][4] : 9, 25000, 13350, 1));
     }
     // A file ending inside the closing section is damaged: refused, and the song left empty.
-    testing::test_program t(20);
+    test_program t(20);
     EXPECT_EQ(load_cut(full, full.size() - 10, *t), load_result::damaged);
     EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(check_pool(*t), "");
     // Without the final marker the file is whole: the loader never reads it.
     EXPECT_EQ(load_cut(full, full.size() - 4, *t), load_result::loaded);
 }
@@ -215,20 +195,19 @@ TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     std::vector<std::uint8_t> b(full.begin(), full.begin() + static_cast<long>(map.markers[0]));
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[1]), full.end());
     write_bytes(dir.path("gap.sng"), b);
-    testing::test_program t(20);
+    test_program t(20);
     mark_later_state(*t);
     ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
-    EXPECT_EQ(testing::check_pool(*t), "");
-    EXPECT_EQ(t->slot(0, 16).in_use, 1);
-    EXPECT_EQ(t->song.mixer_snapshots[2][5], 555);
-    EXPECT_EQ(t->app.song_tempo, 13350);
+    EXPECT_EQ(check_pool(*t), "");
+    EXPECT_EQ(nums(t->slot(0, 16).in_use, t->song.mixer_snapshots[2][5], t->app.song_tempo),
+              nums(1, 555, 13350));
 
     // Without the tracks 24-31 section the closing section still follows the grid one.
     b.assign(full.begin(), full.begin() + static_cast<long>(map.markers[4]));
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[5]), full.end());
     write_bytes(dir.path("gap.sng"), b);
     ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
-    EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 40000);
+    EXPECT_EQ(read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 40000);
 
     // The oldest layout, then tracks 24-31 and the closing section: once a marker was missing,
     // the tracks 24-31 section is honoured and the walk ends there.
@@ -237,28 +216,28 @@ TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     b.insert(b.end(), full.begin() + static_cast<long>(map.markers[4]), full.end());
     write_bytes(dir.path("gap.sng"), b);
     ASSERT_EQ(read_song_file(*t, dir.path("gap.sng"), true), load_result::loaded);
-    EXPECT_EQ(t->slot(0, 16).in_use, 0);
-    EXPECT_EQ(t->slot(0, 24).in_use, 1);
-    EXPECT_EQ(testing::read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(), 25000);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(nums(t->slot(0, 16).in_use, t->slot(0, 24).in_use,
+                   read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value()),
+              nums(0, 1, 25000));
+    EXPECT_EQ(check_pool(*t), "");
 }
 
 TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     temp_folder dir;
-    testing::test_program rich;
-    testing::make_rich_song(*rich);
+    test_program rich;
+    make_rich_song(*rich);
     song_file_map map;
     ASSERT_TRUE(write_song_file(*rich, dir.path("good.sng"), &map));
     const auto good = read_bytes(dir.path("good.sng"));
 
-    testing::test_program t;
-    testing::give_track(*t, 0, 0, testing::short_records(song_start, 10, 1));
+    test_program t;
+    give_track(*t, 0, 0, notes(10, song_start, 24));
     // Not there: the quiet load says nothing; the song stays.
     EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), false), load_result::not_opened);
     EXPECT_TRUE(t.screen.messages.empty());
     EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), true), load_result::not_opened);
-    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
-    EXPECT_EQ(t.screen.messages.back().caption, caption_error);
+    EXPECT_EQ(t.screen.last_text() + t.screen.messages.back().caption,
+              std::string(msg_open_failed) + caption_error);
     // Wrong magic, and a file too short for one: the song stays.
     for (std::vector<std::uint8_t> bytes :
          {std::vector<std::uint8_t>{1, 2, 3, 4, 5}, std::vector<std::uint8_t>{0x32, 0xB2}}) {
@@ -275,13 +254,26 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::too_big);
     EXPECT_EQ(t.screen.last_text(), msg_file_too_big);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(check_pool(*t), "");
     // From 32768 on the total reads as negative and passes that check; the events are what
     // count, and a total that disagrees with them is damage.
     set_le<std::uint16_t>(b, 4, 0x8000);
     write_bytes(dir.path("x.sng"), b);
     EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
-    EXPECT_EQ(testing::check_pool(*t), "");
+    EXPECT_EQ(check_pool(*t), "");
+    // A pool too small for the events is refused whatever the total says.
+    test_program big(10);
+    for (int tr = 0; tr < 8; ++tr) give_track(*big, 0, tr, notes(2000, song_start, 1));
+    ASSERT_TRUE(write_song_file(*big, dir.path("big.sng")));
+    b = read_bytes(dir.path("big.sng"));
+    set_le<std::uint16_t>(b, 4, 0);
+    write_bytes(dir.path("big.sng"), b);
+    test_program small(1);
+    give_track(*small, 2, 2, notes(5, song_start, 24));
+    EXPECT_EQ(read_song_file(*small, dir.path("big.sng"), true), load_result::too_big);
+    EXPECT_EQ(nums(small.screen.last_text() == msg_file_too_big, small->slot(2, 2).in_use),
+              nums(1, 0));
+    EXPECT_EQ(check_pool(*small), "");
     // A FIFO, a device or a folder is refused at once.
     ASSERT_EQ(::mkfifo(dir.path("fifo.sng").c_str(), 0600), 0);
     for (const std::string& path : {dir.path("fifo.sng"), std::string("/dev/zero"), dir.dir()}) {
@@ -293,88 +285,47 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     const std::size_t chunk = 577 + 10 + 1;  // pattern 0, track 0's chunk
     ASSERT_EQ(good[chunk - 1], 1);
     const std::size_t events = chunk + sizeof(track_chunk_head);
-    auto damage = [&](const char* what, auto change) {
+    auto damage = [&](const std::vector<std::uint8_t>& from, const char* what, auto change) {
         SCOPED_TRACE(what);
-        auto d = good;
+        auto d = from;
         change(d);
         write_bytes(dir.path("x.sng"), d);
-        testing::give_track(*t, 1, 1, testing::short_records(song_start, 5, 2));
+        give_track(*t, 1, 1, notes(5, song_start, 24));
         EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
         EXPECT_EQ(t.screen.last_text(), msg_file_damaged);
         EXPECT_EQ(t->slot(1, 1).in_use, 0);
-        EXPECT_EQ(testing::check_pool(*t), "");
+        EXPECT_EQ(check_pool(*t), "");
     };
-    damage("count past the end",
+    damage(good, "count past the end",
            [&](auto& d) { set_le<std::uint32_t>(d, chunk + 34, 0x7FFFFFFF); });
-    damage("count a little too big", [&](auto& d) {
+    damage(good, "count a little too big", [&](auto& d) {
         set_le<std::uint32_t>(d, chunk + 34, get_le<std::uint32_t>(d, chunk + 34) + 1);
     });
-    damage("end status", [&](auto& d) { d[events + 5] = st::end; });
-    damage("link status", [&](auto& d) { d[events + 6 + 5] = st::forward_link; });
-    damage("continuation without head", [&](auto& d) { d[events + 5] = 0x12; });
-    damage("positions out of order", [&](auto& d) { d[events + 6 * 3 + 3] = 0xFF; });
-    damage("cut inside a chunk", [&](auto& d) { d.resize(events + 20); });
-    damage("cut inside the head", [&](auto& d) { d.resize(300); });
+    damage(good, "end status", [&](auto& d) { d[events + 5] = st::end; });
+    damage(good, "link status", [&](auto& d) { d[events + 6 + 5] = st::forward_link; });
+    damage(good, "continuation without head", [&](auto& d) { d[events + 5] = 0x12; });
+    damage(good, "positions out of order", [&](auto& d) { d[events + 6 * 3 + 3] = 0xFF; });
+    damage(good, "cut inside a chunk", [&](auto& d) { d.resize(events + 20); });
+    damage(good, "cut inside the head", [&](auto& d) { d.resize(300); });
+    // Long events must be whole: a sysex of a head and 3 continuations, its payload ending in
+    // byte 0 of the last.
+    test_program x;
+    give_track(*x, 0, 0, long_event(st::sysex, song_start, sysex_payload(15)));
+    ASSERT_TRUE(write_song_file(*x, dir.path("s.sng")));
+    const auto sysex = read_bytes(dir.path("s.sng"));
+    ASSERT_EQ(nums(sysex[events + 5], sysex[events + 3 * 6]), nums(st::sysex, st::sysex_end));
+    damage(sysex, "closing byte lost", [&](auto& d) { d[events + 3 * 6] = 0x05; });
+    damage(sysex, "continuation takes a note status", [&](auto& d) { d[events + 6 + 5] = 0x90; });
+    damage(sysex, "early closing byte", [&](auto& d) { d[events + 6 + 2] = 0xF7; });
 
     // A tempo list may hold tempo records only.
-    testing::test_program e;
+    test_program e;
     ASSERT_TRUE(write_song_file(*e, dir.path("empty.sng")));
     b = read_bytes(dir.path("empty.sng"));
     b[empty_tempo_list_at + 6 + 5] = 0x90;
     write_bytes(dir.path("x.sng"), b);
     EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
-    EXPECT_EQ(testing::check_pool(*t), "");
-}
-
-TEST(SongFile, LongEventsMustBeWhole) {
-    temp_folder dir;
-    testing::test_program t;
-    auto sysex = testing::long_event(st::sysex, song_start, testing::sysex_payload(15));  // head and 3 continuations
-    ASSERT_EQ(sysex.size(), 4u);
-    testing::give_track(*t, 0, 0, sysex);
-    ASSERT_TRUE(write_song_file(*t, dir.path("s.sng")));
-    const auto good = read_bytes(dir.path("s.sng"));
-    const std::size_t events = 577 + 10 + 1 + sizeof(track_chunk_head);
-    ASSERT_EQ(good[events + 5], st::sysex);
-    ASSERT_EQ(good[events + 3 * 6 + 0], st::sysex_end);  // payload ends in byte 0 of the last
-
-    struct {
-        const char* what;
-        std::size_t at;
-        std::uint8_t value;
-    } cases[] = {
-        {"closing byte lost", events + 3 * 6, 0x05},  // runs into the end of the chain
-        {"continuation takes a note status", events + 6 + 5, 0x90},
-        {"early closing byte", events + 6 + 2, 0xF7},  // a continuation too many
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        auto d = good;
-        d[c.at] = c.value;
-        write_bytes(dir.path("x.sng"), d);
-        EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::damaged);
-        EXPECT_EQ(testing::check_pool(*t), "");
-    }
-    write_bytes(dir.path("x.sng"), good);
-    EXPECT_EQ(read_song_file(*t, dir.path("x.sng"), true), load_result::loaded);
-    EXPECT_EQ(testing::read_chain(t->store(), t->slot(0, 0).first).size(), 4u);
-}
-
-TEST(SongFile, PoolTooSmallForTheEventsIsRefusedWhateverTheTotalSays) {
-    temp_folder dir;
-    testing::test_program big(10);
-    for (int tr = 0; tr < 8; ++tr)
-        testing::give_track(*big, 0, tr, testing::short_records(song_start, 2000, tr));
-    ASSERT_TRUE(write_song_file(*big, dir.path("big.sng")));
-    auto b = read_bytes(dir.path("big.sng"));
-    set_le<std::uint16_t>(b, 4, 0);  // a total that lies
-    write_bytes(dir.path("big.sng"), b);
-    testing::test_program small(1);
-    testing::give_track(*small, 2, 2, testing::short_records(song_start, 5, 2));
-    EXPECT_EQ(read_song_file(*small, dir.path("big.sng"), true), load_result::too_big);
-    EXPECT_EQ(small.screen.last_text(), msg_file_too_big);
-    EXPECT_EQ(small->slot(2, 2).in_use, 0);
-    EXPECT_EQ(testing::check_pool(*small), "");
+    EXPECT_EQ(check_pool(*t), "");
 }
 
 int temporaries_in(const temp_folder& dir) {
@@ -386,8 +337,8 @@ int temporaries_in(const temp_folder& dir) {
 
 TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     temp_folder dir;
-    testing::test_program t;
-    testing::give_track(*t, 0, 0, testing::notes(3, song_start, 96));
+    test_program t;
+    give_track(*t, 0, 0, notes(3, song_start, 96));
     // No file can be made: both writers say so.
     EXPECT_FALSE(write_song_file(*t, dir.path("no/such/folder/x.sng")));
     EXPECT_EQ(t.screen.last_text(), msg_invalid_handle);
@@ -418,7 +369,7 @@ TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
 
     // A failing write keeps the old file: a file size limit cuts the writes part way.
     write_bytes(dir.path("old.sng"), {1, 2, 3});
-    testing::make_rich_song(*t);
+    make_rich_song(*t);
     auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit saved{};
     ::getrlimit(RLIMIT_FSIZE, &saved);
@@ -454,6 +405,49 @@ TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     ASSERT_TRUE(write_song_file(*t, dir.path("x.sng")));
     EXPECT_FALSE(std::filesystem::exists(dead));
     EXPECT_TRUE(std::filesystem::exists(live));
+}
+
+TEST(FileBuffer, WriterCountsEveryByteAndPatchesEarlierBytesOverTheRefillPoint) {
+    testing::temp_folder dir;
+    file_buffer f;
+    ASSERT_TRUE(f.create(dir.path("out.bin")));
+    std::vector<std::uint8_t> data(2 * file_buffer_size + 5);
+    std::iota(data.begin(), data.end(), 0);
+    f.file_put(data.data(), data.size());
+    const std::uint8_t patch[3] = {0xAA, 0xBB, 0xCC};
+    f.write_at(file_buffer_size - 1, patch, 3);
+    std::copy(patch, patch + 3, data.begin() + file_buffer_size - 1);
+    f.file_put(data.data(), 2);
+    data.push_back(0);
+    data.push_back(1);
+    // Nothing reaches the target before the writer finishes.
+    EXPECT_TRUE(testing::read_bytes(dir.path("out.bin")).empty());
+    ASSERT_TRUE(f.finish());
+    EXPECT_EQ(testing::read_bytes(dir.path("out.bin")), data);
+}
+
+TEST(FileBuffer, ReaderNeverTakesStaleBytesPastTheEnd) {
+    testing::temp_folder dir;
+    std::vector<std::uint8_t> data(file_buffer_size + 10);
+    std::iota(data.begin(), data.end(), 1);
+    testing::write_bytes(dir.path("in.bin"), data);
+    file_buffer f;
+    ASSERT_TRUE(f.open_read(dir.path("in.bin")));
+    std::vector<std::uint8_t> got(file_buffer_size);
+    f.file_get(got.data(), got.size());
+    EXPECT_EQ(got, std::vector<std::uint8_t>(data.begin(), data.begin() + file_buffer_size));
+    // Ten bytes of the file, then zeros where the file has ended.
+    std::vector<std::uint8_t> tail(16, 0xEE), want(data.end() - 10, data.end());
+    want.resize(16);
+    f.file_get(tail.data(), tail.size());
+    EXPECT_TRUE(f.past_end());
+    EXPECT_EQ(tail, want);
+    f.restart();
+    std::uint8_t first = 0;
+    f.get(first);
+    EXPECT_EQ(first, 1);
+    EXPECT_FALSE(f.open_read(dir.path("missing")));
+    EXPECT_FALSE(f.create(dir.dir()));
 }
 
 }  // namespace

@@ -18,8 +18,7 @@
 namespace kestrune {
 namespace {
 
-using testing::read_bytes;
-using testing::temp_folder;
+using namespace testing;
 
 struct run_result {
     int status = -1;
@@ -71,8 +70,8 @@ std::string escaped(const std::string& text) {
 TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     temp_folder dir;
     {
-        testing::test_program t;
-        testing::give_track(*t, 0, 0, testing::notes(2, song_start, 96)).transpose = 3;
+        test_program t;
+        give_track(*t, 0, 0, notes(2, song_start, 96)).transpose = 3;
         ASSERT_TRUE(write_song_file(*t, dir.path("song.sng")));
     }
     const std::string song = " '" + dir.path("song.sng") + "' '";
@@ -85,14 +84,14 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     r = run_tool(dir, "convert '" + dir.path("none.sng") + "' '" + dir.path("x.sng") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Failed to open the selected file.\n");
-    testing::write_bytes(dir.path("x.txt"), {1, 2, 3});
+    write_bytes(dir.path("x.txt"), {1, 2, 3});
     r = run_tool(dir, "info '" + dir.path("x.txt") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Unknown file type\n");
     // A MIDI file without a track leaves the song empty.
-    auto foreign = testing::midi_bytes(1, 1, 96).b;
+    auto foreign = midi_bytes(1, 1, 96).b;
     foreign.insert(foreign.end(), {'X', 'Y', 'Z', 'W', 0, 0, 0, 0});
-    testing::write_bytes(dir.path("e.mid"), foreign);
+    write_bytes(dir.path("e.mid"), foreign);
     r = run_tool(dir, "convert '" + dir.path("e.mid") + "' '" + dir.path("e.sng") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Unrecognized data!!\n");
@@ -108,7 +107,7 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
 TEST(Tool, DumpPrintsEachTrackThenItsRows) {
     temp_folder dir;
     {
-        testing::test_program t;
+        test_program t;
         std::vector<midi_event> recs = {
             midi_event::make(0x90, 60, 100, song_start),
             midi_event::make(0xB0, 7, 100, song_start + 10),
@@ -123,16 +122,15 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         const std::uint8_t text[] = {'H', 'i', '\r', '\n', 't', 'h', 'e', 'r', 'e', 0};
         for (const midi_event& e : make_long_event(st::text, song_start + 950, text, 10, 2))
             recs.push_back(e);
-        testing::give_track(*t, 0, 3, recs);
+        give_track(*t, 0, 3, recs);
         put_name(t->slot(0, 3).name, "Lead");
-        testing::give_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
+        give_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
         midi_event fast = midi_event::make(st::tempo, 0, 0, song_start);
         fast.set_tempo_value(30005);
         midi_event slow = midi_event::make(st::tempo, 0, 0, 0);
         slow.set_tempo_value(9050);
-        testing::replace_list(*t, t->d.tempo_chain, {slow, fast});
-        testing::replace_list(*t, t->d.signature_track,
-                          {midi_event::make(st::signature, 3, 4, song_start)});
+        replace_list(*t, t->d.tempo_chain, {slow, fast});
+        replace_list(*t, t->d.signature_track, {midi_event::make(st::signature, 3, 4, song_start)});
         ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
     }
     auto r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --tempo --signature");
@@ -165,47 +163,47 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
 TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     temp_folder dir;
     {
-        testing::test_program t;
-        testing::give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        test_program t;
+        give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
         put_name(t->pattern(4).name, "Chorus");
         ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
         ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));
     }
-    testing::write_bytes(dir.path("s.syx"), {0xF0, 0x43, 0x01, 0xF7});
-    auto r = run_tool(dir, "dump '" + dir.path("c.pat") + "'");
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(lines_of(r.out).at(0), "pattern 0 track 7 name \"          \"");
-    r = run_tool(dir, "dump '" + dir.path("c.trk") + "'");
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(lines_of(r.out).at(0), "pattern 0 track 0 name \"          \"");
-    r = run_tool(dir, "dump '" + dir.path("s.syx") + "'");
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(lines_of(r.out),
+    write_bytes(dir.path("s.syx"), {0xF0, 0x43, 0x01, 0xF7});
+    auto out = [&](const std::string& command, const char* file) {
+        const run_result r = run_tool(dir, command + " '" + dir.path(file) + "'");
+        EXPECT_EQ(r.status, 0) << r.err;
+        return lines_of(r.out);
+    };
+    EXPECT_EQ(out("dump", "c.pat").at(0), "pattern 0 track 7 name \"          \"");
+    EXPECT_EQ(out("dump", "c.trk").at(0), "pattern 0 track 0 name \"          \"");
+    EXPECT_EQ(out("dump", "s.syx"),
               (std::vector<std::string>{"pattern 0 track 0 name \"  Sys Ex  \"",
                                         "     1  1  1  1 Sys Ex        67   1    Yamaha"}));
-    r = run_tool(dir, "info '" + dir.path("c.pat") + "'");
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("pattern 0 name \"Chorus    \" tracks 1"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("  track 7 name \"          \" channel 8 port A"), std::string::npos);
+    const auto info = out("info", "c.pat");
+    EXPECT_EQ(info.at(0), "pattern 0 name \"Chorus    \" tracks 1");
+    EXPECT_EQ(info.at(1).rfind("  track 7 name \"          \" channel 8 port A", 0), 0u) << info[1];
     // Converting a pattern file makes a song that holds it.
-    r = run_tool(dir, "convert '" + dir.path("c.pat") + "' '" + dir.path("c.sng") + "'");
+    const run_result r =
+        run_tool(dir, "convert '" + dir.path("c.pat") + "' '" + dir.path("c.sng") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
-    testing::test_program u;
+    test_program u;
     ASSERT_EQ(read_song_file(*u, dir.path("c.sng"), true), load_result::loaded);
     EXPECT_EQ(u->slot(0, 7).in_use, 1);
-    EXPECT_EQ(std::string(u->pattern(0).name), "Chorus    ");
+    EXPECT_EQ(name_of(u->pattern(0).name), "Chorus    ");
 }
 
 // The program opens the file named on its command line, quoted or not; a screenshot leaves the
 // settings alone, while a program closed by a signal writes them into the user's folder.
 TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     temp_folder dir;
-    testing::test_program t;
-    testing::give_track(*t, 0, 0, {testing::ev(0x90, 60, 100, 3072), testing::ev(0x80, 60, 0, 3100)});
+    test_program t;
+    give_track(*t, 0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3100)});
     ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
     const std::string settings = dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set");
     const std::string run = "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
-                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen '" + KESTRUNE_PROGRAM_PATH + "' ";
+                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen '" +
+                            KESTRUNE_PROGRAM_PATH + "' ";
     int w = std::system((run + "--screenshot shot.png '\"start.sng\"' 2>&1").c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);

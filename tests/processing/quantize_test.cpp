@@ -1,8 +1,14 @@
 #include "processing/quantize.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <cstdlib>
+#include <filesystem>
+
+#include "files/song_file.h"
 #include "processing/processing.h"
+#include "shell/processing_dialogs.h"
 #include "song/event_store.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -91,6 +97,62 @@ TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     t->d.recording = 1;
     EXPECT_FALSE(choose_quantize(*t, 0, 0, 16));
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+}
+
+TEST(QuantizeSettingsDialog, SwingStepsInTensOfPercentAndTheMethodTakesEffectAtOnce) {
+    testing::test_program t;
+    quantize_settings_view v(*t);
+    v.set_cells(8, 16);
+    t->app.quantize_swing = 9;
+    const rect r = v.field_rect(1);
+    v.press(1, (r.left + r.right) / 2, (r.top + r.bottom) / 2);  // two clicks up
+    v.release(1);
+    v.tick(0);
+    v.press(1, (r.left + r.right) / 2, (r.top + r.bottom) / 2);
+    v.release(1);
+    v.tick(50);
+    EXPECT_EQ(t->app.quantize_swing, 10);  // held at 100 %
+    EXPECT_EQ(v.field_text(1), "100");
+    for (const dialog_control& c : v.controls())
+        if (c.text == "Smart Quantize") c.set(1);
+    EXPECT_EQ(t->app.smart_quantize, 1);
+}
+
+namespace fs = std::filesystem;
+
+class Apply : public ::testing::Test {
+  protected:
+    fs::path dir = fs::temp_directory_path() / ("kestrune_apply_" + std::to_string(::getpid()));
+    Apply() { fs::create_directories(dir); }
+    ~Apply() override { fs::remove_all(dir); }
+    std::string at(const char* name) const { return (dir / name).string(); }
+
+    int tool(const std::string& args) {
+        const std::string cmd =
+            std::string("'") + KESTRUNE_TOOL_PATH + "' apply " + args + " 2>'" + at("err") + "'";
+        const int w = std::system(cmd.c_str());
+        return WIFEXITED(w) ? WEXITSTATUS(w) : -1;
+    }
+};
+
+TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
+    {
+        test_program t;
+        add_sorted(*t, 0, 2, {ev(0x90, 60, 90, 3072 + 170), ev(0x80, 60, 0, 3072 + 200)});
+        ASSERT_TRUE(write_song_file(*t, at("in.sng")));
+    }
+    EXPECT_EQ(tool(at("in.sng") + " " + at("out.sng") +
+                   " quantize --track 2 quantize=16 quantize_strength=50"),
+              0);
+    test_program t;
+    ASSERT_EQ(read_song_file(*t, at("out.sng"), true), load_result::loaded);
+    const track_slot& s = t->slot(0, 2);
+    EXPECT_EQ(nums(s.quantize, t->store().position(s.first), t->app.quantize_strength),
+              nums(16, 3072 + 181, 50));
+    // Refused on an empty track: the message, status 1 and no file; a bad value is a usage error.
+    EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " \"Freeze Quantize\" --track 3"), 1);
+    EXPECT_FALSE(fs::exists(at("no.sng")));
+    EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize swing_factor=15"), 2);
 }
 
 }  // namespace

@@ -39,6 +39,8 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
 
 TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     testing::test_program t;
+    // Ten units are 100,000 events in blocks of 32; three blocks hold the tempo and signatures.
+    EXPECT_EQ(nums(t.eng.layout().block_count, t->d.free_blocks), nums(3125, 3125 - 3));
     memory_setup_dialog dlg(*t);
     EXPECT_EQ(dlg.units_text(), "100.000");
     dlg.step_units(-1);
@@ -67,7 +69,8 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.filter_controller_from, 127);
     dlg.set_click_note(42);
     ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(nums(t.midi[0].bytes[0], t.midi[0].bytes[1]), nums(0x90 + t->d.click_channel, 42));
+    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0], t.midi[0].bytes[1]),
+              nums(t->d.click_port, 0x90 + t->d.click_channel, 42));
     dlg.transpose_exempt[1][9] = true;
     dlg.cancel();
     EXPECT_EQ(nums(t->d.filter_sysex, t->d.transpose_exempt[1][9]), nums(1, 0));

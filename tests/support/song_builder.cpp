@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
-#include "song/long_event.h"
 #include "song/event_store.h"
+#include "song/long_event.h"
 
 namespace kestrune::testing {
 
@@ -98,10 +99,32 @@ records read_chain(const event_store& s, ref32 first) {
     return out;
 }
 
+records read_track(const program& p, int pattern, int track) {
+    const track_slot& sl = p.slot(pattern, track);
+    return sl.in_use ? read_chain(p.store(), sl.first) : records{};
+}
+
+std::string name_of(const char (&name)[11]) {
+    return std::string(name, 10);
+}
+
+namespace {
+
+// Status, data bytes as stored, position and spare nibble.
+std::string text_of(const midi_event& e) {
+    char buf[48];
+    std::snprintf(buf, sizeof buf, "{%02X %02X %02X at %d nibble %d}", e.status(), e.raw0(),
+                  e.raw1(), e.position(), e.spare_nibble());
+    return buf;
+}
+
+}  // namespace
+
 std::string difference(const records& got, const records& want) {
     for (std::size_t i = 0; i < std::min(got.size(), want.size()); ++i)
         if (std::memcmp(got[i].b, want[i].b, 6) != 0)
-            return "records differ at " + std::to_string(i);
+            return "records differ at " + std::to_string(i) + ": " + text_of(got[i]) + " for " +
+                   text_of(want[i]);
     if (got.size() != want.size())
         return "lengths " + std::to_string(got.size()) + " and " + std::to_string(want.size());
     return {};

@@ -55,7 +55,13 @@ std::int32_t pos_of(const records& unit);
 // Every record of the chain up to its end record, continuations included.
 records read_chain(const event_store& s, ref32 first);
 
-// Empty when both hold the same bytes, else where they part.
+// The records of a track, none when it is not in use.
+records read_track(const program& p, int pattern, int track);
+
+// A name field as stored, all ten characters.
+std::string name_of(const char (&name)[11]);
+
+// Empty when both hold the same bytes, else where they part and how.
 std::string difference(const records& got, const records& want);
 
 // The record, or the event, i steps on from `first`.

@@ -1,5 +1,5 @@
 // Scripted stand-ins for the platform: a ui that answers from a script and records every
-// message, and a virtual clock.
+// message, a virtual clock, and what the engine sent to the capture backend.
 #pragma once
 
 #include <deque>
@@ -8,15 +8,15 @@
 #include <vector>
 
 #include "core/clock.h"
-#include "engine/engine.h"
-#include "engine/midi_backend.h"
 #include "core/program.h"
 #include "core/ui.h"
+#include "engine/engine.h"
+#include "engine/midi_backend.h"
 
 namespace kestrune::testing {
 
 class scripted_ui final : public ui {
-public:
+  public:
     struct shown {
         std::string text;
         msg_icon icon;
@@ -41,16 +41,18 @@ public:
     int wait_cursors = 0;
     int arrow_cursors = 0;
 
-    std::string last_text() const { return messages.empty() ? std::string() : messages.back().text; }
+    std::string last_text() const {
+        return messages.empty() ? std::string() : messages.back().text;
+    }
 };
 
 class virtual_clock final : public clock {
-public:
+  public:
     std::int64_t now_us() override { return now_; }
     void sleep_ms(int ms) override { now_ += std::int64_t{ms} * 1000; }
     void advance_us(std::int64_t us) { now_ += us; }
 
-private:
+  private:
     std::int64_t now_ = 1'000'000;
 };
 
@@ -72,5 +74,24 @@ struct test_program {
     // Moves the clock on by `after_ms`, hands the bytes to the input and runs the engine.
     void feed(const std::vector<std::uint8_t>& bytes, double after_ms = 0);
 };
+
+// A message as sent: its first three bytes (-1 where it has fewer), due µs after a start time.
+struct sent_message {
+    int port;
+    int a, b, c;
+    std::int64_t at;
+};
+
+// Every message sent so far, timed from `t0`; MIDI clock bytes only when asked for.
+std::vector<sent_message> sent_messages(const capture_backend& midi, std::int64_t t0,
+                                        bool with_clock = false);
+
+// The bytes of each message sent to `port`, in order; a long message keeps its first three.
+std::vector<std::vector<int>> sent_bytes(const capture_backend& midi, int port);
+
+// Milliseconds `ticks` last at a tempo in hundredths of a beat per minute.
+inline double ms_of(std::int32_t ticks, double tempo = 12000) {
+    return ticks * 60000.0 / (tempo / 100.0) / 192.0;
+}
 
 }  // namespace kestrune::testing

@@ -61,7 +61,7 @@ std::string bytes_of(const std::string& path) {
 }
 
 class AudioRender : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         if (default_soundfont().empty()) GTEST_SKIP() << "no General MIDI SoundFont installed";
         dir = fs::temp_directory_path() / ("kestrune-render-" + std::to_string(getpid()));
@@ -153,7 +153,7 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
 
 // Three devices, the last of them the one to play through when nothing is chosen.
 class default_backend final : public midi_backend {
-public:
+  public:
     std::vector<std::string> output_devices() override { return {"One", "Two", "Synth"}; }
     std::vector<std::string> input_devices() override { return {}; }
     bool open_output(int port, int) override { return open[port] = true; }
@@ -177,9 +177,8 @@ TEST(SynthDefault, PortAPlaysThroughTheDefaultOnlyWhenNoPortHasADevice) {
         p.write_defaults();
         p.d.midi_out_device[2] = port_c_choice;
         ASSERT_EQ(start_program(p), 0);
-        EXPECT_EQ(p.d.midi_out_device[0], port_c_choice ? 0 : 3);
-        EXPECT_EQ(midi.open[0], port_c_choice == 0);
-        EXPECT_EQ(p.d.midi_not_configured, 0);
+        EXPECT_EQ(nums(p.d.midi_out_device[0], midi.open[0], p.d.midi_not_configured),
+                  nums(port_c_choice ? 0 : 3, port_c_choice == 0, 0));
         p.shut_down();
     }
 }
