@@ -66,13 +66,14 @@ std::string soundfont_error(const std::string& path) {
     return "Can't load the SoundFont\n" + path;
 }
 
-gm_synth::gm_synth(int sample_rate) : rate_(std::clamp(sample_rate, 8000, 96000)) {
+gm_synth::gm_synth(int sample_rate, int cpu_cores) : rate_(std::clamp(sample_rate, 8000, 96000)) {
     quiet_fluid();
     settings_ = new_fluid_settings();
     fluid_settings_setnum(settings_, "synth.sample-rate", rate_);
     fluid_settings_setint(settings_, "synth.midi-channels", synth_channels);
     // The program's own timing decides; FluidSynth must not stretch short notes.
     fluid_settings_setint(settings_, "synth.min-note-length", 0);
+    fluid_settings_setint(settings_, "synth.cpu-cores", std::clamp(cpu_cores, 1, 256));
     synth_ = new_fluid_synth(settings_);
 }
 

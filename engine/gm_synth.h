@@ -41,7 +41,8 @@ struct timed_message {
 
 class gm_synth {
 public:
-    explicit gm_synth(int sample_rate);
+    // `cpu_cores` above 1 renders voices on that many threads: for exports, not for live play.
+    explicit gm_synth(int sample_rate, int cpu_cores = 1);
     ~gm_synth();
     gm_synth(const gm_synth&) = delete;
     gm_synth& operator=(const gm_synth&) = delete;

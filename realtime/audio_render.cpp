@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <thread>
 #include <vector>
 
 #include "engine/engine.h"
@@ -241,7 +242,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     };
     int format = 0;
     if (!audio_file_type(r.output, &format)) return fail(msg_audio_file_type);
-    gm_synth synth(std::clamp(r.sample_rate, min_render_rate, max_render_rate));
+    const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    gm_synth synth(std::clamp(r.sample_rate, min_render_rate, max_render_rate), cores);
     std::string why;
     if (!synth.load(r.soundfont.empty() ? default_soundfont() : r.soundfont, &why))
         return fail(why);
