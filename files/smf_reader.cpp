@@ -27,6 +27,14 @@ constexpr std::int64_t delta_sum_cap = std::int64_t{1} << 40;
 // Blocks kept free beside a chain being built when a tempo or signature list grows.
 constexpr std::int32_t list_insert_margin = 3;
 
+// The first bar line of signature record `sig` at or after `target`, counting whole bars of it
+// from its own position.
+std::int32_t bar_line_at_or_after(const event_store& s, ref32 sig, std::int32_t target) {
+    const std::int32_t bar = signature_of(s.at(sig)).bar_ticks();
+    const std::int32_t from = s.position(sig);
+    return target > from ? from + (target - from + bar - 1) / bar * bar : from;
+}
+
 constexpr std::uint8_t meta_text = 0x01;
 constexpr std::uint8_t meta_copyright = 0x02;
 constexpr std::uint8_t meta_track_name = 0x03;
@@ -632,13 +640,7 @@ void midi_reader::set_signature(int numerator, int denominator, std::int64_t pos
         if (is_event_status(s_.status(found)) && s_.position(found) != target) {
             // Whole bars of the signature found, from its position to the first bar line at or
             // behind the target.
-            const midi_event& g = s_.at(found);
-            const int n = g.data1() > 0 ? g.data1() : 4;
-            const int den = g.data2() > 0 ? g.data2() : 4;
-            const std::int32_t bar = n * (768 / den > 0 ? 768 / den : 1);
-            const std::int32_t from = s_.position(found);
-            std::int32_t line = from;
-            if (target > from) line = from + (target - from + bar - 1) / bar * bar;
+            const std::int32_t line = bar_line_at_or_after(s_, found, target);
             if (line != target) {
                 p_.message(msg_time_shift);
                 signature_offset_ = line - song_start;
@@ -702,13 +704,7 @@ void midi_reader::set_locators() {
     }
     if (last < 0) return;
     const ref32 sig = signature_at(s_, d.active_signature.first, last);
-    const midi_event& g = s_.at(sig);
-    const int n = g.data1() > 0 ? g.data1() : 4;
-    const int den = g.data2() > 0 ? g.data2() : 4;
-    const std::int32_t bar = n * std::max(768 / den, 1);
-    const std::int32_t from = s_.position(sig);
-    std::int32_t line = from;
-    if (last > from) line = from + (last - from + bar - 1) / bar * bar;
+    const std::int32_t line = bar_line_at_or_after(s_, sig, last);
     d.right_locator = std::min(line, last_locator_position);
     d.left_locator = song_start;
 }

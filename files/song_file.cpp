@@ -406,11 +406,9 @@ bool apply_song(program& p, const song_image& im) {
             if (d.signature_track.first == null_ref) replace_signature_chain(p, d.signature_track);
             return false;
         }
-        const midi_event& first = s.at(d.signature_track.first);
-        const int den = first.status() == st::signature && first.data2() > 0 ? first.data2() : 4;
-        const int num = first.status() == st::signature && first.data1() > 0 ? first.data1() : 4;
-        d.signature_track.ticks_per_beat = static_cast<std::int16_t>(768 / den);
-        d.signature_track.beats_per_bar = static_cast<std::int16_t>(num);
+        const time_signature first = signature_of(s.at(d.signature_track.first));
+        d.signature_track.ticks_per_beat = static_cast<std::int16_t>(first.beat_ticks());
+        d.signature_track.beats_per_bar = static_cast<std::int16_t>(first.numerator);
         d.signature_track.tick_in_beat = d.signature_track.beat_in_bar = 0;
     }
     ss.increase_button = im.increase_button;

@@ -12,9 +12,7 @@ std::int32_t bar_position(const program& p, int bar) {
     const event_store& s = p.store();
     std::int32_t pos = song_start;
     for (int i = 1; i < bar && pos < last_position; ++i) {
-        const midi_event& e = s.at(signature_at(s, p.d.active_signature.first, pos));
-        const int num = e.data1() > 0 ? e.data1() : 4, den = e.data2() > 0 ? e.data2() : 4;
-        pos += num * (768 / den);
+        pos += signature_of(s.at(signature_at(s, p.d.active_signature.first, pos))).bar_ticks();
     }
     return std::min(pos, last_position);
 }
