@@ -35,6 +35,16 @@ class file_buffer {
     // Reading. Opens a regular file; the index stands at 0x2000 so the first byte refills.
     bool open_read(const std::string& path);
     void file_get(void* destination, std::size_t count);
+    // One byte, as file_get(&b, 1); false past the end.
+    bool get_byte(std::uint8_t& b) {
+        if (index_ < valid_ && index_ < file_buffer_size) {
+            b = data_[index_++];
+            ++consumed_;
+            return true;
+        }
+        file_get(&b, 1);
+        return !past_end_;
+    }
     void skip(std::size_t count);
     bool past_end() const { return past_end_; }
     std::uint64_t file_size() const { return size_; }

@@ -71,9 +71,7 @@ class chunk_input {
     std::uint64_t file_left() const { return f_.remaining(); }
 
     bool byte(std::uint8_t& b) {
-        if (f_.consumed() >= limit_) return false;
-        f_.file_get(&b, 1);
-        return !f_.past_end();
+        return f_.consumed() < limit_ && f_.get_byte(b);
     }
     bool bytes(std::uint8_t* out, std::uint64_t n) {
         if (n > left()) return false;
