@@ -3,13 +3,10 @@
 // sixteen channels) at 48 kHz into a WAV file. `live_onset_p99_us`: how far the onsets on the
 // synth's JACK ports (dummy server, 256-frame period) fall from the due times of their notes.
 // `--quick` for a short run of each.
-#include <fcntl.h>
 #include <jack/jack.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,6 +27,7 @@
 #include "song/event_store.h"
 #include "song/position.h"
 #include "song/song_start.h"
+#include "tests/support/dummy_jackd.h"
 #include "tests/support/jack_audio_probe.h"
 
 namespace kestrune {
@@ -42,46 +40,14 @@ using namespace dense_song;
 class dummy_jack_server {
 public:
     dummy_jack_server(int rate, int period) {
-        const std::string name = "kestrune-bench-" + std::to_string(getpid());
-        const std::string r = std::to_string(rate), p = std::to_string(period);
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, 1);
-            dup2(null, 2);
-            // Real time where the machine grants it, as a musician's server runs.
-            sched_param sp{};
-            sp.sched_priority = 10;
-            const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
-            sp.sched_priority = 0;
-            sched_setscheduler(0, SCHED_OTHER, &sp);
-            execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy",
-                   "-r", r.c_str(), "-p", p.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
-        jack_set_error_function(+[](const char*) {});
-        for (int i = 0; i < 100 && pid_ > 0 && !running_; ++i) {
-            if (jack_client_t* c = jack_client_open("ready", JackNoStartServer, nullptr)) {
-                jack_client_close(c);
-                running_ = true;
-            } else {
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            }
-        }
-        jack_set_error_function(nullptr);
+        std::string why;
+        pid_ = testing::start_dummy_jackd("kestrune-bench-" + std::to_string(getpid()), rate, period, &why);
     }
-    ~dummy_jack_server() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-    }
-    bool running() const { return running_; }
+    ~dummy_jack_server() { testing::stop_dummy_jackd(pid_, SIGTERM); }
+    bool running() const { return pid_ > 0; }
 
 private:
     pid_t pid_ = -1;
-    bool running_ = false;
 };
 
 double now_s() {

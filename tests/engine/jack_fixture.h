@@ -2,14 +2,10 @@
 // in for a synth and a keyboard: it records what arrives with its frame and due time.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
-#include <sched.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +18,7 @@
 #include <vector>
 
 #include "engine/jack_backend.h"
+#include "tests/support/dummy_jackd.h"
 
 namespace kestrune::testing {
 
@@ -203,69 +200,12 @@ class jack_fixture : public ::testing::Test {
 
     // Starts jackd under JACK_DEFAULT_SERVER; the reason it is not running, or empty.
     static std::string start_server() {
-        const std::string name = std::getenv("JACK_DEFAULT_SERVER");
-        // Real time where the machine allows it, as a musician's server runs; without it the
-        // server can stall on a busy machine, which the tests notice and play again.
-        const std::string rate_arg = std::to_string(rate), period_arg = std::to_string(period);
-        server() = fork();
-        if (server() == 0) {
-            setpgid(0, 0);
-            prctl(PR_SET_PDEATHSIG, SIGTERM);  // never outlives a test that crashed
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, 1);
-            dup2(null, 2);
-            sched_param sp{};
-            sp.sched_priority = 10;
-            const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
-            sp.sched_priority = 0;
-            sched_setscheduler(0, SCHED_OTHER, &sp);
-            const char* args[] = {"jackd",      "-n",
-                                  name.c_str(), rt ? "-R" : "--no-realtime",
-                                  "-d",         "dummy",
-                                  "-r",         rate_arg.c_str(),
-                                  "-p",         period_arg.c_str(),
-                                  nullptr};
-            execvp("jackd", const_cast<char* const*>(args));
-            _exit(127);
-        }
-        if (server() < 0) return "could not start jackd";
-        setpgid(server(), server());
-        // Until the server is up, libjack would complain about every attempt to reach it.
-        struct quiet_jack {
-            quiet_jack() {
-                jack_set_error_function(+[](const char*) {});
-            }
-            ~quiet_jack() { jack_set_error_function(nullptr); }
-        } quiet;
-        for (int i = 0; i < 100; ++i) {
-            int status = 0;
-            if (waitpid(server(), &status, WNOHANG) == server()) {
-                server() = -1;
-                return "jackd exited at start (dummy driver unavailable?)";
-            }
-            if (jack_client_t* c = jack_client_open("ready", JackNoStartServer, nullptr)) {
-                jack_client_close(c);
-                return "";
-            }
-            sleep_ms(50);
-        }
-        return "jackd did not come up within 5 s";
+        std::string why;
+        server() = start_dummy_jackd(std::getenv("JACK_DEFAULT_SERVER"), rate, period, &why);
+        return why;
     }
 
-    static void stop_server(int sig) {
-        if (server() <= 0) return;
-        kill(-server(), sig);
-        for (int i = 0; i < 300; ++i) {
-            if (waitpid(server(), nullptr, WNOHANG) == server()) {
-                server() = -1;
-                return;
-            }
-            sleep_ms(10);
-        }
-        kill(-server(), SIGKILL);
-        waitpid(server(), nullptr, 0);
-        server() = -1;
-    }
+    static void stop_server(int sig) { stop_dummy_jackd(server(), sig); }
 
     void SetUp() override {
         if (!skip_reason().empty()) GTEST_SKIP() << skip_reason();
