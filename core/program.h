@@ -36,6 +36,8 @@ struct app_state {
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
     char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written
     std::int8_t last_step_direction = 0;  // +1 up, -1 down, 0 before any step
+    // Commands that changed the song: the question on closing asks only after one.
+    std::uint32_t song_changes = 0;
 };
 
 // Steps owned by later parts of the program; each defaults to doing nothing.

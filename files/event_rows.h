@@ -4,20 +4,13 @@
 #include <cstdint>
 #include <string>
 
+#include "core/midi_names.h"
 #include "files/patch_names.h"
 #include "core/program.h"
 
 namespace kestrune {
 
 inline constexpr int event_row_width = 52;
-
-// Controller names by number, -5 to 127 (the five below 0 name the transform dialogs' kinds);
-// null where a number has no name.
-const char* controller_name(int number);
-// Manufacturer names by the first data byte of a sysex; null where the table has none.
-const char* manufacturer_name(int id);
-// Note name, 4 characters: " C 4", "C#-1".
-std::string note_name(int note);
 
 // Where the row's event lives: the track's channel (16 = as recorded) and port, and the patch
 // names with their per-channel switch when the program should show them.

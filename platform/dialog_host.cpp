@@ -12,6 +12,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPlainTextEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
@@ -134,6 +135,25 @@ void dialog_host::build_controls() {
             w = box;
             break;
         }
+        case control_kind::text_box: {
+            auto* edit = new QPlainTextEdit(c.get_text ? qt_text(c.get_text()) : QString(), this);
+            if (c.set_text)
+                connect(edit, &QPlainTextEdit::textChanged, this, [edit, c] {
+                    // Held to the length the song keeps, in bytes.
+                    QString t = edit->toPlainText();
+                    if (c.max_length > 0 && t.toUtf8().size() > c.max_length) {
+                        while (t.toUtf8().size() > c.max_length) t.chop(1);
+                        const QSignalBlocker hold(edit);
+                        edit->setPlainText(t);
+                        edit->moveCursor(QTextCursor::End);
+                    }
+                    c.set_text(t.toStdString());
+                });
+            edit->setGeometry(place);
+            continue;
+        }
+        case control_kind::value:  // painted by the frame
+            continue;
         case control_kind::multi_list: {
             auto* list = new QListWidget(this);
             list->setSelectionMode(QAbstractItemView::MultiSelection);

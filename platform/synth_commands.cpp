@@ -11,7 +11,7 @@
 #include "files/song_file.h"
 #include "files/synth_settings.h"
 #include "realtime/audio_render.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -90,8 +90,11 @@ bool take_soundfont(synth_backend& synth, const std::string& path, std::string* 
 }
 
 void add_synth_commands(session& s, synth_backend& synth) {
-    s.commands.add({cmd::export_audio, "Export A&udio...", "", {}, {},
-                    [&s, &synth] { export_audio(s, synth); }});
+    s.commands.add({.id = cmd::export_audio, .text = "Export A&udio...", .views = every_view,
+                    .run = [&s, &synth](program&, const field_values&) {
+                        export_audio(s, synth);
+                        return outcome::done;
+                    }});
     s.setup.soundfont.in_use = synth.soundfont_in_use();
     s.setup.soundfont.choose = [&synth](const std::string& path, std::string* why) {
         return take_soundfont(synth, path, why);

@@ -82,22 +82,23 @@ void undo_apply(program& p) {
     if (d.main_screen) call(p.hooks.track_list_changed);
 }
 
-void undo_command(program& p, undo_context where) {
+bool undo_command(program& p, undo_context where) {
     switch (where) {
         case undo_context::main_screen:
             undo_apply(p);
-            return;
+            return true;
         case undo_context::editor:
             if (p.app.editor_dirty) undo_apply(p);
-            return;
+            return true;
         case undo_context::mixer:
             if (p.d.current_pattern != p.undo.pattern || p.d.current_track != p.undo.track) {
                 p.message(msg_mixer_cant_undo, msg_icon::warning);
-                return;
+                return false;
             }
             undo_apply(p);
-            return;
+            return true;
     }
+    return true;
 }
 
 }  // namespace kestrune

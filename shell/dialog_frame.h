@@ -11,50 +11,32 @@
 #include <vector>
 
 #include "core/canvas.h"
+#include "core/command.h"
 #include "core/program.h"
-#include "shell/value_step.h"
+#include "song/field_text.h"
 
 namespace kestrune {
 
 inline constexpr const char* msg_too_many_timers = "Too many clocks or timers!";
 inline constexpr int dialog_tick_ms = 50;
 
-// How a value field shows its value, steps it and reads a typed entry.
-enum class field_kind {
-    plain,        // the value
-    one_based,    // value + 1: pattern, track, channel
-    note,         // a note name
-    percent_x10,  // value * 10, stepped in the stored unit
-    on_off,       // "Off" or " On", toggled by the left button only
-    position,     // bar, beat, unit, tick; stepped by the part under the pointer
-    time_span,    // a length from `span_from`, counted from 0
-    series,       // the note value series 1, 2, 3, 4, 6, ... 192
-    text,         // a name: typed only
-};
-
+// A value field of the dialog: what it is (its field descriptor), where, and where its value
+// lives. A setup dialog may give a text and a parser of its own.
 struct value_field {
     int id = 0;
-    field_kind kind = field_kind::plain;
+    field_spec spec{};
     rect cells{};  // in cell units of the dialog
-    std::int32_t low = 0;
-    std::int32_t high = 0;
     std::function<std::int32_t()> get{};
     std::function<void(std::int32_t)> set{};
-    // Optional: a text of the dialog's own, and a parser of its own for the typed entry.
     std::function<std::string(std::int32_t)> format{};
     std::function<std::optional<std::int32_t>(std::string_view)> parse{};
     // Text fields.
     std::function<std::string()> get_text{};
     std::function<void(const std::string&)> set_text{};
-    int entry_length = 10;    // characters the typed entry holds
-    bool locator = false;     // shown and entered through the song offsets
     std::int32_t span_from = song_start;  // where a time span is laid out
 };
 
 // The widgets the platform makes, laid out in cells.
-enum class control_kind { label, group_box, ok_button, cancel_button, help_button, push_button,
-                          check_box, radio_button, combo_box, multi_list };
-
 struct dialog_control {
     control_kind kind = control_kind::label;
     int id = 0;
@@ -68,6 +50,10 @@ struct dialog_control {
     std::function<bool(int)> get_item{};
     std::function<void(int, bool)> set_item{};
     std::function<void()> pressed{};  // push buttons
+    // Text boxes: the text, at most `max_length` bytes.
+    std::function<std::string()> get_text{};
+    std::function<void(const std::string&)> set_text{};
+    int max_length = 0;
 };
 
 // Locators are kept in track time; a dialog shows them as stored + `locator`, and positions are
@@ -143,14 +129,14 @@ protected:
     virtual bool on_field(value_field& f, int code, int x);
     value_field& add_field(value_field f);
     dialog_control& add_control(dialog_control c);
-    // OK and Cancel at the bottom right.
+    // OK and Cancel at the bottom right, and Help while there is a help page.
     void add_ok_cancel();
 
 private:
-    std::int32_t shown_value(const value_field& f) const;
-    void store_shown(value_field& f, std::int32_t shown);
+    field_place place_of(const value_field& f) const;
+    // Sets the value unless it is what the field holds; true when the field changed.
+    bool store(value_field& f, std::int32_t v);
     std::optional<std::int32_t> parse_entry(const value_field& f, std::string_view text) const;
-    std::pair<std::int32_t, std::int32_t> shown_range(const value_field& f) const;
 
     program& p_;
     std::string title_;
@@ -167,11 +153,6 @@ private:
     repeat_limiter limiter_;
 };
 
-// The frame's entry sequence of a track function's dialog.
-enum class dialog_needs { nothing, track_data };
-// "Can't do this while recording!" (stop icon) while recording; "No data on this track!"
-// (warning icon) when the command needs data and the current track has none. True when refused.
-bool refuse_dialog(program& p, dialog_needs needs);
 // Runs the dialog modally through the ui; true on OK.
 bool run_modal(program& p, dialog& d);
 

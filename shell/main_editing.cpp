@@ -3,9 +3,10 @@
 #include <algorithm>
 
 #include "files/track_chunk.h"
-#include "shell/command_ids.h"
+#include "processing/quantize.h"
+#include "core/command_ids.h"
 #include "shell/screen_state.h"
-#include "shell/value_step.h"
+#include "song/value_step.h"
 #include "song/event_store.h"
 #include "song/locate.h"
 #include "song/patterns.h"
@@ -118,7 +119,9 @@ void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std
     press = {region, row_at(region, y), x, y, mods, ms};
     if (region == rgn::quantize) {
         const int track = first_visible + press.row;
-        popup = quantize_popup_request{track, p.slot(p.d.current_pattern, track).quantize, x, y};
+        const int now = p.slot(p.d.current_pattern, track).quantize;
+        const auto at = std::find(quantize_values.begin(), quantize_values.end(), now);
+        popup = quantize_popup_request{track, static_cast<int>(at - quantize_values.begin()), x, y};
         press.region = 0;
         return;
     }

@@ -1,8 +1,8 @@
 // The main window's key commands, names typed in place, and double clicks.
 #include <algorithm>
 
-#include "shell/command_ids.h"
-#include "shell/entry_parsers.h"
+#include "core/field.h"
+#include "song/entry_parsers.h"
 #include "shell/screen_state.h"
 #include "song/event_store.h"
 #include "song/patterns.h"
@@ -28,13 +28,6 @@ std::string without_right_padding(std::string s) {
 }
 
 }  // namespace
-
-bool main_screen::impl::run_command(int id) {
-    if (!commands.find(id)) return false;
-    commands.run(id);
-    refresh_buttons();
-    return true;
-}
 
 void main_screen::impl::make_visible(int track) {
     if (track < first_visible) first_visible = track;
@@ -315,72 +308,52 @@ void main_screen::impl::double_click_at(int region, int row) {
 }
 
 bool main_screen::impl::key(const key_event& k) {
-    dll_data& d = p.d;
-    const bool main = main_view();
-    const bool shift = k.mods.shift;
-    // Keys that repeat while held.
+    if (repeating_key(k)) return true;
+    if (k.auto_repeat) return false;
+    return k.code == key_code::character ? letter_key(k) : named_key(k);
+}
+
+bool main_screen::impl::repeating_key(const key_event& k) {
     switch (k.code) {
         case key_code::left:
         case key_code::right:
-            if (shift) return false;
+            if (k.mods.shift) return false;
             (k.code == key_code::left ? rewind_key : forward_key) = true;
             t.move_bar(k.code == key_code::right, false);
             return true;
         case key_code::up:
         case key_code::down:
-            if (!main) return false;
-            if (shift) {
-                if (!k.auto_repeat) move_step(k.code == key_code::down ? 1 : -1, false);
-            } else {
+            if (!main_view()) return false;
+            if (!k.mods.shift)
                 move_track(k.code == key_code::down ? 1 : -1);
-            }
+            else if (!k.auto_repeat)
+                move_step(k.code == key_code::down ? 1 : -1, false);
             return true;
         case key_code::pad_plus:
         case key_code::pad_minus:
-            if (d.tempo_track_on) {
-                if (!k.auto_repeat) p.message(msg_tempo_track_active);
-            } else if (!d.external_sync) {
-                t.set_manual_tempo(std::clamp(
-                    p.app.song_tempo +
-                        (k.code == key_code::pad_plus ? tempo_key_step : -tempo_key_step),
-                    100, 99999));
-            }
+            tempo_key(k.code == key_code::pad_plus ? tempo_key_step : -tempo_key_step, k.auto_repeat);
             return true;
         case key_code::character:
-            if (k.character == 'Z') {
-                toggle_mute(d.current_track);
-                return true;
-            }
-            break;
+            if (k.character != 'Z' || k.mods.shift || k.mods.ctrl) return false;
+            toggle_mute(p.d.current_track);
+            return true;
         default:
-            break;
+            return false;
     }
-    if (k.auto_repeat) return false;
+}
+
+void main_screen::impl::tempo_key(int step, bool repeat) {
+    if (p.d.tempo_track_on) {
+        if (!repeat) p.message(msg_tempo_track_active);
+    } else if (!p.d.external_sync) {
+        t.set_manual_tempo(std::clamp(p.app.song_tempo + step, min_tempo, max_tempo));
+    }
+}
+
+bool main_screen::impl::named_key(const key_event& k) {
+    dll_data& d = p.d;
+    const bool main = main_view();
     switch (k.code) {
-        case key_code::f1:
-        case key_code::f2:
-        case key_code::f3:
-        case key_code::f4:
-            t.memory_position_key(static_cast<int>(k.code) - static_cast<int>(key_code::f1), shift);
-            return true;
-        case key_code::f5:
-        case key_code::f6:
-        case key_code::f7:
-        case key_code::f8:
-            t.memory_locator_key(static_cast<int>(k.code) - static_cast<int>(key_code::f5), shift);
-            return true;
-        case key_code::f12:
-            t.panic();
-            return true;
-        case key_code::pad_enter:
-            t.stop();
-            return true;
-        case key_code::pad_0:
-            t.play();
-            return true;
-        case key_code::pad_dot:
-            t.pause();
-            return true;
         case key_code::pad_star:
         case key_code::pad_slash:
             // With the mixer open the recorder asks before a replace.
@@ -388,79 +361,53 @@ bool main_screen::impl::key(const key_event& k) {
             recording.record(k.code == key_code::pad_star ? 1 : 2);
             return true;
         case key_code::space:
-            if (recording.drop_in) recording.drop_in(shift);
+            if (recording.drop_in) recording.drop_in(k.mods.shift);
             return recording.drop_in != nullptr;
-        case key_code::backspace: {
+        case key_code::backspace:
             if (!main) return false;
             if (!p.slot(d.current_pattern, d.current_track).in_use) return true;
-            if (p.recording()) {
-                p.message(msg_while_recording);
-                return true;
-            }
-            delete_track_chain(p, d.current_pattern, d.current_track);
+            if (!p.refuse_while_recording()) delete_track_chain(p, d.current_pattern, d.current_track);
             return true;
-        }
         case key_code::escape:
-            if (!main) return false;
-            edit_track_name(d.current_track);
-            return true;
+            if (main) edit_track_name(d.current_track);
+            return main;
         case key_code::insert:
+            if (main) insert_step(p, d.current_step);
+            return main;
         case key_code::del:
-            if (!main) return false;
-            if (k.code == key_code::insert)
-                insert_step(p, d.current_step);
-            else
-                delete_step(p, d.current_step);
-            return true;
-        case key_code::character:
-            break;
+            if (main) delete_step(p, d.current_step);
+            return main;
         default:
             return false;
     }
+}
+
+bool main_screen::impl::letter_key(const key_event& k) {
+    dll_data& d = p.d;
     const char c = k.character;
+    if (k.mods.ctrl || k.mods.alt || !main_view()) return false;
     if (c >= '0' && c <= '9') {
-        if (!main) return false;
-        const int n = c == '0' ? 10 : c - '0';
-        const int pattern = shift ? n + 10 : n;
-        if (pattern <= parallel_pattern + 1) select_pattern(p, pattern - 1);
+        // 1..9, 0 are patterns 1..10; with Shift 11..17.
+        const int n = (c == '0' ? 10 : c - '0') + (k.mods.shift ? 10 : 0);
+        if (n <= parallel_pattern + 1) select_pattern(p, n - 1);
         return true;
     }
+    if (k.mods.shift) return false;
     switch (c) {
-        case 'C':
-            if (!run_command(cmd::cycle_button)) t.toggle_cycle();
-            return true;
-        case 'J':
-            return run_command(cmd::mixer_button);
-        case 'P':
-            if (shift) return false;
-            if (!run_command(cmd::punch_button)) t.toggle_punch();
-            return true;
-        case 'S':
-            if (!run_command(cmd::solo_button)) t.toggle_solo();
-            return true;
-        case 'T':
-            if (!run_command(cmd::tempo_track_button)) t.toggle_tempo_track();
-            return true;
-        case 'W':
-            if (!run_command(cmd::signature_track_button)) t.toggle_signature_track();
-            return true;
         case 'L':
             if (d.song_mode && !d.cycle_on) {
                 t.set_left_locator(p.step_start(d.current_step));
                 t.set_right_locator(std::min(p.step(d.current_step).end, last_locator_position));
-                if (!run_command(cmd::cycle_button)) t.toggle_cycle();
+                t.toggle_cycle();
             }
             return true;
         case 'N':
-            if (!main) return false;
             edit_pattern_name();
             return true;
         case 'A':
-            if (!main) return false;
             toggle_song_mode(p);
             return true;
         case 'B':
-            if (!main) return false;
             if (p.recording() && d.cycle_recording && recording.mute_last_pass)
                 recording.mute_last_pass();
             return true;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
 #include "shell/main_screen.h"
 
 namespace kestrune {
@@ -192,7 +192,7 @@ void place_main_buttons(const cell_grid& g, bool time_shown,
     const int row3 = g.y(25) + g.e();
     auto at = [&](int column, int top) { return rect{g.x(column), top, g.x(column + 5), top + h}; };
     const int undo_column = time_shown ? 8 : 12;
-    out[0] = {cmd::undo_button, "Undo", {g.x(undo_column), row1, g.x(undo_column + 4), row1 + h}};
+    out[0] = {cmd::undo, "Undo", {g.x(undo_column), row1, g.x(undo_column + 4), row1 + h}};
     out[1] = {cmd::mixer_button, "Mixer", at(2, row2)};
     out[2] = {cmd::event_button, "Event", at(7, row2)};
     out[3] = {cmd::grid_button, "Grid", at(12, row2)};

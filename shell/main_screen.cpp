@@ -2,32 +2,17 @@
 
 #include <algorithm>
 
-#include "shell/command_ids.h"
 #include "shell/screen_state.h"
 #include "song/patterns.h"
 
 namespace kestrune {
 
-main_screen::impl::impl(program& prog, command_table& table, transport* shared_transport)
+main_screen::impl::impl(program& prog, transport* shared_transport)
     : p(prog),
-      commands(table),
       own_transport(shared_transport ? nullptr : std::make_unique<transport>(prog)),
       t(shared_transport ? *shared_transport : *own_transport) {
     // The window opens on the song and track panes.
     shared_store(p.d.main_screen, 1);
-    // The quantize popup's items set the value of the track it was opened for.
-    for (int id = cmd::quantize_popup_first; id <= cmd::quantize_popup_last; ++id) {
-        if (commands.find(id)) continue;
-        command c;
-        c.id = id;
-        c.text = std::to_string(id - cmd::quantize_popup_first);
-        // The table may outlive the screen: the item holds the program and the popup's track.
-        c.run = [&prog = p, track = popup_track, id] {
-            prog.slot(prog.d.current_pattern, *track).quantize =
-                static_cast<std::uint8_t>(id - cmd::quantize_popup_first);
-        };
-        commands.add(std::move(c));
-    }
 }
 
 rect main_screen::impl::client() const {
@@ -89,11 +74,9 @@ void main_screen::impl::refresh_cells() {
     }
 }
 
-main_screen::main_screen(program& p, command_table& commands)
-    : m_(std::make_unique<impl>(p, commands, nullptr)) {}
+main_screen::main_screen(program& p) : m_(std::make_unique<impl>(p, nullptr)) {}
 
-main_screen::main_screen(program& p, command_table& commands, transport& shared)
-    : m_(std::make_unique<impl>(p, commands, &shared)) {}
+main_screen::main_screen(program& p, transport& shared) : m_(std::make_unique<impl>(p, &shared)) {}
 
 main_screen::~main_screen() = default;
 
@@ -321,7 +304,6 @@ void main_screen::set_recording_actions(recording_actions actions) {
 std::optional<quantize_popup_request> main_screen::take_quantize_popup() {
     std::optional<quantize_popup_request> r;
     r.swap(m_->popup);
-    if (r) *m_->popup_track = r->track;
     return r;
 }
 

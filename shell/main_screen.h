@@ -10,40 +10,17 @@
 #include <vector>
 
 #include "core/canvas.h"
+#include "core/keys.h"
 
 namespace kestrune {
 
 class program;
-class command_table;
 class transport;
 class region_tree;
 
 // Mouse button codes as the screen model counts them.
 inline constexpr int left_button = 1;
 inline constexpr int right_button = 2;
-
-struct key_mods {
-    bool shift = false;
-    bool ctrl = false;
-    bool alt = false;
-};
-
-// Keys by name, independent of the keyboard layout; letters and digits come as `character`.
-enum class key_code {
-    character,  // `character` holds 'A'..'Z' or '0'..'9', upper case
-    left, right, up, down,
-    insert, del, backspace, escape, enter, space,
-    f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12,
-    pad_plus, pad_minus, pad_enter, pad_0, pad_star, pad_dot, pad_slash,
-    other,
-};
-
-struct key_event {
-    key_code code = key_code::other;
-    char character = 0;
-    key_mods mods;
-    bool auto_repeat = false;
-};
 
 // How the platform makes one of the three fonts: pixel height and average width, weight
 // (400 normal, 700 bold) and whether the font is of fixed pitch.
@@ -64,11 +41,11 @@ struct child_button {
     bool visible = true;
 };
 
-// The Qua column asks for the quantize popup of one track; its items are
-// cmd::quantize_popup_first + value.
+// The Qua column asks for the quantize pop-up of one track; its items are the choices of the
+// command cmd::quantize_popup.
 struct quantize_popup_request {
     int track = 0;
-    int value = 0;  // the track's quantize value now
+    int value = 0;  // the track's quantize value now: its choice's index
     int x = 0;
     int y = 0;
 };
@@ -94,9 +71,9 @@ extern const zoom_row zoom_table[zoom_rows];
 
 class main_screen {
 public:
-    main_screen(program& p, command_table& commands);
+    explicit main_screen(program& p);
     // With the transport the menus and keys share; the first form keeps one of its own.
-    main_screen(program& p, command_table& commands, transport& shared);
+    main_screen(program& p, transport& shared);
     ~main_screen();
     main_screen(const main_screen&) = delete;
     main_screen& operator=(const main_screen&) = delete;
@@ -131,7 +108,7 @@ public:
     void mouse_move(int x, int y, key_mods mods, std::int64_t ms);
     void double_click(int x, int y, int button, key_mods mods, std::int64_t ms);
     void wheel(int x, int y, int steps);  // steps > 0: away from the user
-    // True when the key was a command of the screen.
+    // The key table's keys that no command's shortcut claims; true when the key was one.
     bool key_down(const key_event& k);
     void key_up(const key_event& k);
 

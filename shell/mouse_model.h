@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "shell/value_step.h"
+#include "song/value_step.h"
 
 namespace kestrune {
 

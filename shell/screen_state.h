@@ -9,7 +9,6 @@
 
 #include "core/program.h"
 #include "realtime/transport.h"
-#include "shell/command_table.h"
 #include "shell/main_layout.h"
 #include "shell/main_screen.h"
 #include "shell/mouse_model.h"
@@ -46,10 +45,9 @@ struct screen_cell {
 namespace kestrune {
 
 struct main_screen::impl {
-    impl(program& prog, command_table& table, transport* shared_transport);
+    impl(program& prog, transport* shared_transport);
 
     program& p;
-    command_table& commands;
     std::unique_ptr<transport> own_transport;
     transport& t;
 
@@ -114,7 +112,6 @@ struct main_screen::impl {
     bool rewind_key = false;
     bool forward_key = false;
     std::optional<quantize_popup_request> popup;
-    std::shared_ptr<int> popup_track = std::make_shared<int>(0);
     bool buttons_changed = false;
     recording_actions recording;
 
@@ -137,14 +134,19 @@ struct main_screen::impl {
     void make_visible(int track);
     void drop_track(int x, int y, key_mods mods);
     bool copy_track(int pattern, int source, int target);
+    // The key table's keys: those that repeat while held, the named keys, letters and digits.
     bool key(const key_event& k);
+    bool repeating_key(const key_event& k);
+    bool named_key(const key_event& k);
+    bool letter_key(const key_event& k);
+    // The keypad's + and -: the tempo by one beat per minute.
+    void tempo_key(int step, bool repeat);
     void double_click_at(int region, int row);
     void edit_track_name(int track);
     void edit_pattern_name();
     void edit_step_name(int step);
     void edit_field(int region, int row);
     void refresh_buttons();
-    bool run_command(int id);
     rect drag_line() const;
 };
 

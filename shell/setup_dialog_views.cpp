@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "files/event_rows.h"
+#include "core/midi_names.h"
 #include "files/file_state.h"
-#include "shell/entry_parsers.h"
+#include "song/entry_parsers.h"
 
 namespace kestrune {
 
@@ -25,30 +25,27 @@ std::vector<std::string> channel_entries(bool long_form) {
     return v;
 }
 
-dialog_control label(std::string text, rect cells) {
+dialog_control label_control(std::string text, rect cells) {
     return {.kind = control_kind::label, .text = std::move(text), .cells = cells};
 }
 
-dialog_control group(std::string text, rect cells) {
+dialog_control group_control(std::string text, rect cells) {
     return {.kind = control_kind::group_box, .text = std::move(text), .cells = cells};
 }
 
-dialog_control check(std::string text, rect cells, std::function<int()> get,
+dialog_control check_control(std::string text, rect cells, std::function<int()> get,
                      std::function<void(int)> set) {
     return {.kind = control_kind::check_box, .text = std::move(text), .cells = cells,
             .get = std::move(get), .set = std::move(set)};
 }
 
-std::string controller_field_text(std::int32_t v) {
-    return overall_settings_dialog::controller_text(v, controller_name);
+// A controller number, shown by its name; `low` -1 takes "none" too.
+field_spec controller_spec(std::string label, std::int32_t low) {
+    return {.label = std::move(label), .low = low, .high = 127, .entry_length = 3};
 }
 
-// The port field takes one letter A..D.
-std::optional<std::int32_t> parse_port(std::string_view text) {
-    if (text.size() != 1) return std::nullopt;
-    const int c = std::toupper(static_cast<unsigned char>(text[0]));
-    if (c < 'A' || c >= 'A' + ports) return std::nullopt;
-    return c - 'A';
+std::string controller_field_text(std::int32_t v) {
+    return overall_settings_dialog::controller_text(v, controller_name);
 }
 
 // Thousands of events as shown ("200.000" or "200"); a unit is ten thousand events.
@@ -63,41 +60,41 @@ std::optional<std::int32_t> parse_units(std::string_view text) {
 midi_setup_view::midi_setup_view(program& p, setup_settings& s)
     : dialog(p, "MIDI Setup", 66, 35), model(p, s) {
     const auto outputs = model.output_entries();
-    add_control(label("Input from", {1, 1, 13, 3}));
+    add_control(label_control("Input from", {1, 1, 13, 3}));
     add_control({.kind = control_kind::combo_box, .cells = {13, 1, 65, 3},
                  .entries = model.input_entries(), .get = [this] { return model.input_choice; },
                  .set = [this](int v) { model.input_choice = v; }});
     for (int i = 0; i < ports; ++i) {
         const int y = 3 + i * row;
         const auto port = static_cast<std::size_t>(i);
-        add_control(label(port_name(i) + " to", {1, y, 13, y + row}));
+        add_control(label_control(port_name(i) + " to", {1, y, 13, y + row}));
         add_control({.kind = control_kind::combo_box, .cells = {13, y, 65, y + row},
                      .entries = outputs, .get = [this, port] { return model.output_choice[port]; },
                      .set = [this, port](int v) { model.output_choice[port] = v; }});
     }
-    add_control(group("Sync Out Port", {1, 12, 24, 19}));
+    add_control(group_control("Sync Out Port", {1, 12, 24, 19}));
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
         const int x = 2 + (i % 2) * 11, y = 13 + (i / 2) * row;
-        add_control(check(port_name(i), {x, y, x + 10, y + row},
+        add_control(check_control(port_name(i), {x, y, x + 10, y + row},
                           [this, port] { return model.sync_ports[port] ? 1 : 0; },
                           [this, port](int on) { model.sync_ports[port] = on != 0; }));
     }
-    add_control(label("Sync Out Delay", {26, 13, 42, 15}));
+    add_control(label_control("Sync Out Delay", {26, 13, 42, 15}));
     add_control({.kind = control_kind::combo_box, .cells = {42, 13, 65, 15},
                  .entries = midi_setup_dialog::delay_entries(),
                  .get = [this] { return model.delay_index; },
                  .set = [this](int v) { model.delay_index = v; }});
-    add_control(label("SPP Offset", {26, 16, 42, 18}));
+    add_control(label_control("SPP Offset", {26, 16, 42, 18}));
     add_control({.kind = control_kind::combo_box, .cells = {42, 16, 65, 18},
                  .entries = midi_setup_dialog::spp_entries(),
                  .get = [this] { return model.spp_index; },
                  .set = [this](int v) { model.spp_index = v; }});
-    add_control(group("Show Patch Names", {1, 19, 65, 32}));
+    add_control(group_control("Show Patch Names", {1, 19, 65, 32}));
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
         const int x = 2 + i * 16;
-        add_control(label(port_name(i), {x, 20, x + 15, 21}));
+        add_control(label_control(port_name(i), {x, 20, x + 15, 21}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
                      .cells = {x, 21, x + 15, 31}, .entries = channel_entries(false),
                      .get_item = [this, port](int c) {
@@ -115,7 +112,7 @@ void midi_setup_view::add_soundfont_row(program& p, soundfont_choice& sf) {
     // Beside OK and Cancel; the choice takes effect at once, as a device that opens does.
     add_control({.kind = control_kind::push_button, .text = "SoundFont...",
                  .cells = {1, 32, 16, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
-    add_field({.kind = field_kind::text, .cells = {17, 32, 43, 34},
+    add_field({.spec = {.label = "SoundFont", .kind = field_kind::text}, .cells = {17, 32, 43, 34},
                .get_text = [&sf] {
                    return sf.in_use.empty() ? std::string(no_soundfont_text) : file_name_of(sf.in_use);
                }});
@@ -128,25 +125,28 @@ bool midi_setup_view::ok() {
 }
 
 memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40, 10), model(p) {
-    add_control(label("Allocate memory for:", {1, 1, 20, 2}));
-    add_field({.id = units_field, .cells = {21, 1, 30, 2}, .low = model.min_units(),
-               .high = model.max_units(), .get = [this] { return model.units; },
+    add_control(label_control("Allocate memory for:", {1, 1, 20, 2}));
+    add_field({.id = units_field,
+               .spec = {.label = "Allocate memory for", .low = model.min_units(),
+                        .high = model.max_units(), .entry_length = 7},
+               .cells = {21, 1, 30, 2}, .get = [this] { return model.units; },
                .set = [this](std::int32_t v) { model.units = v; },
                .format = [this](std::int32_t) { return model.units_text(); },
-               .parse = parse_units, .entry_length = 7});
-    add_control(label("Events", {31, 1, 39, 2}));
-    add_control(label("Timer Resolution", {1, 3, 20, 4}));
-    add_field({.id = timer_field, .cells = {21, 3, 26, 4}, .low = 1, .high = 20,
-               .get = [this] { return model.timer; },
-               .set = [this](std::int32_t v) { model.timer = v; }, .entry_length = 2});
-    add_control(label("Milliseconds", {27, 3, 39, 4}));
+               .parse = parse_units});
+    add_control(label_control("Events", {31, 1, 39, 2}));
+    add_control(label_control("Timer Resolution", {1, 3, 20, 4}));
+    add_field({.id = timer_field,
+               .spec = {.label = "Timer Resolution", .low = 1, .high = 20, .entry_length = 2},
+               .cells = {21, 3, 26, 4}, .get = [this] { return model.timer; },
+               .set = [this](std::int32_t v) { model.timer = v; }});
+    add_control(label_control("Milliseconds", {27, 3, 39, 4}));
     add_ok_cancel();
 }
 
 overall_settings_view::overall_settings_view(program& p, setup_settings& s)
     : dialog(p, "Overall Settings", 74, 41), model(p, s) {
     dll_data& d = p.d;
-    add_control(group("Input Filter", {1, 1, 35, 12}));
+    add_control(group_control("Input Filter", {1, 1, 35, 12}));
     struct filter {
         const char* text;
         std::uint8_t dll_data::*flag;
@@ -163,73 +163,78 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
     for (int i = 0; i < 6; ++i) {
         const filter f = filters[i];
         const int x = 2 + (i % 2) * 16, y = 2 + (i / 2) * row;
-        add_control(check(f.text, {x, y, x + 15, y + row}, [&d, f] { return d.*f.flag ? 1 : 0; },
+        add_control(check_control(f.text, {x, y, x + 15, y + row}, [&d, f] { return d.*f.flag ? 1 : 0; },
                           [this, f](int on) { (model.*f.set)(on != 0); }));
     }
-    add_control(label("Controller", {2, 9, 34, 10}));
-    add_field({.id = filter_from_field, .cells = {2, 10, 18, 11}, .low = -1, .high = 127,
-               .get = [&d] { return d.filter_controller_from; },
+    add_control(label_control("Controller", {2, 9, 34, 10}));
+    add_field({.id = filter_from_field, .spec = controller_spec("From", -1),
+               .cells = {2, 10, 18, 11}, .get = [&d] { return d.filter_controller_from; },
                .set = [this](std::int32_t v) { model.set_filter_controller_from(v); },
-               .format = controller_field_text, .entry_length = 3});
-    add_field({.id = filter_to_field, .cells = {18, 10, 34, 11}, .low = -1, .high = 127,
+               .format = controller_field_text});
+    add_field({.id = filter_to_field, .spec = controller_spec("To", -1), .cells = {18, 10, 34, 11},
                .get = [&d] { return d.filter_controller_to; },
                .set = [this](std::int32_t v) { model.set_filter_controller_to(v); },
-               .format = controller_field_text, .entry_length = 3});
+               .format = controller_field_text});
 
-    add_control(group("MIDI Click", {36, 1, 73, 12}));
-    add_control(label("Port", {37, 2, 49, 3}));
-    add_field({.id = click_port_field, .cells = {50, 2, 55, 3}, .low = 0, .high = ports - 1,
+    add_control(group_control("MIDI Click", {36, 1, 73, 12}));
+    add_control(label_control("Port", {37, 2, 49, 3}));
+    field_spec port = choice_field("Port", {"A", "B", "C", "D"});
+    port.entry_length = 1;
+    add_field({.id = click_port_field, .spec = port, .cells = {50, 2, 55, 3},
                .get = [&d] { return d.click_port; },
-               .set = [this](std::int32_t v) { model.set_click_port(v); },
-               .format = [](std::int32_t v) { return std::string(1, static_cast<char>('A' + v)); },
-               .parse = parse_port, .entry_length = 1});
-    add_control(label("Channel", {37, 4, 49, 5}));
-    add_field({.id = click_channel_field, .kind = field_kind::one_based, .cells = {50, 4, 55, 5},
-               .low = 0, .high = channels - 1, .get = [&d] { return d.click_channel; },
-               .set = [this](std::int32_t v) { model.set_click_channel(v); }, .entry_length = 2});
-    add_control(label("Note", {37, 6, 49, 7}));
-    add_field({.id = click_note_field, .kind = field_kind::note, .cells = {50, 6, 55, 7},
-               .low = 0, .high = 127, .get = [&d] { return d.click_note; },
-               .set = [this](std::int32_t v) { model.set_click_note(v); }, .entry_length = 4});
-    add_control(label("Velocity", {37, 8, 49, 9}));
-    add_field({.id = click_velocity_field, .cells = {50, 8, 55, 9}, .low = 1, .high = 127,
-               .get = [&d] { return d.click_velocity; },
-               .set = [this](std::int32_t v) { model.set_click_velocity(v); }, .entry_length = 3});
+               .set = [this](std::int32_t v) { model.set_click_port(v); }});
+    add_control(label_control("Channel", {37, 4, 49, 5}));
+    add_field({.id = click_channel_field,
+               .spec = {.label = "Channel", .kind = field_kind::one_based, .low = 0,
+                        .high = channels - 1, .entry_length = 2},
+               .cells = {50, 4, 55, 5}, .get = [&d] { return d.click_channel; },
+               .set = [this](std::int32_t v) { model.set_click_channel(v); }});
+    add_control(label_control("Note", {37, 6, 49, 7}));
+    add_field({.id = click_note_field,
+               .spec = {.label = "Note", .kind = field_kind::note, .low = 0, .high = 127,
+                        .entry_length = 4},
+               .cells = {50, 6, 55, 7}, .get = [&d] { return d.click_note; },
+               .set = [this](std::int32_t v) { model.set_click_note(v); }});
+    add_control(label_control("Velocity", {37, 8, 49, 9}));
+    add_field({.id = click_velocity_field,
+               .spec = {.label = "Velocity", .low = 1, .high = 127, .entry_length = 3},
+               .cells = {50, 8, 55, 9}, .get = [&d] { return d.click_velocity; },
+               .set = [this](std::int32_t v) { model.set_click_velocity(v); }});
 
-    add_control(group("MIDI Thru", {36, 13, 73, 17}));
-    add_control(label("Off Channel", {37, 14, 49, 15}));
-    add_field({.id = thru_off_field, .cells = {50, 14, 55, 15}, .low = -1, .high = channels - 1,
-               .get = [&d] { return d.thru_off_channel; },
+    add_control(group_control("MIDI Thru", {36, 13, 73, 17}));
+    add_control(label_control("Off Channel", {37, 14, 49, 15}));
+    add_field({.id = thru_off_field,
+               .spec = {.label = "Off Channel", .low = -1, .high = channels - 1, .entry_length = 2},
+               .cells = {50, 14, 55, 15}, .get = [&d] { return d.thru_off_channel; },
                .set = [this](std::int32_t v) { model.set_thru_off_channel(v); },
                .format = overall_settings_dialog::channel_text,
                // Shown from 1; an entry of 0 is none.
                .parse = [](std::string_view t) -> std::optional<std::int32_t> {
                    const auto v = parse_integer(t);
                    return v ? std::optional<std::int32_t>(*v - 1) : std::nullopt;
-               },
-               .entry_length = 2});
+               }});
 
     add_mouse_group(p, s);
 
-    add_control(group("Remap controllers", {36, 18, 73, 25}));
-    add_control(check("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
+    add_control(group_control("Remap controllers", {36, 18, 73, 25}));
+    add_control(check_control("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
                       [this](int on) { model.set_remap_on(on != 0); }));
-    add_control(label("from", {37, 21, 43, 22}));
-    add_field({.id = remap_from_field, .cells = {43, 21, 58, 22}, .low = 0, .high = 127,
+    add_control(label_control("from", {37, 21, 43, 22}));
+    add_field({.id = remap_from_field, .spec = controller_spec("from", 0), .cells = {43, 21, 58, 22},
                .get = [&d] { return d.remap_from; },
                .set = [this](std::int32_t v) { model.set_remap_from(v); },
-               .format = controller_field_text, .entry_length = 3});
-    add_control(label("to", {37, 23, 43, 24}));
-    add_field({.id = remap_to_field, .cells = {43, 23, 58, 24}, .low = 0, .high = 127,
+               .format = controller_field_text});
+    add_control(label_control("to", {37, 23, 43, 24}));
+    add_field({.id = remap_to_field, .spec = controller_spec("to", 0), .cells = {43, 23, 58, 24},
                .get = [&d] { return d.remap_to; },
                .set = [this](std::int32_t v) { model.set_remap_to(v); },
-               .format = controller_field_text, .entry_length = 3});
+               .format = controller_field_text});
 
-    add_control(group("Disable Song Mode Transpose", {1, 26, 73, 37}));
+    add_control(group_control("Disable Song Mode Transpose", {1, 26, 73, 37}));
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
         const int x = 2 + i * 18;
-        add_control(label(port_name(i), {x, 27, x + 17, 28}));
+        add_control(label_control(port_name(i), {x, 27, x + 17, 28}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
                      .cells = {x, 28, x + 17, 36}, .entries = channel_entries(true),
                      .get_item = [this, port](int c) {
@@ -243,7 +248,7 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
 }
 
 void overall_settings_view::add_mouse_group(program& p, setup_settings& s) {
-    add_control(group("Mouse", {1, 13, 35, 19}));
+    add_control(group_control("Mouse", {1, 13, 35, 19}));
     // The song keeps the buttons too: the steppers read them there.
     auto choose = [this, &p](bool left) {
         model.set_left_button_increases(left);

@@ -3,7 +3,7 @@
 
 namespace kestrune::cmd {
 
-// The main window's own buttons and the Help items, served first.
+// The main window's own buttons and the Help items. The Undo button runs `undo`.
 inline constexpr int version_history = 1111;
 inline constexpr int help_index = 1112;
 inline constexpr int tutorial = 1113;
@@ -16,7 +16,6 @@ inline constexpr int tempo_track_button = 5204;
 inline constexpr int signature_track_button = 5205;
 inline constexpr int cycle_button = 5206;
 inline constexpr int punch_button = 5207;
-inline constexpr int undo_button = 5208;
 inline constexpr int mixer_button = 5209;
 inline constexpr int editor_context_help = 5251;
 
@@ -94,15 +93,12 @@ inline constexpr int allow_double_clicks = 3311;
 inline constexpr int remember_file_paths = 3312;
 inline constexpr int recent_file_first = 3801;
 inline constexpr int recent_file_last = 3809;
-inline constexpr int quantize_popup_first = 4000;  // the track's quantize value is id - 4000
-inline constexpr int quantize_popup_last = 4048;
+inline constexpr int quantize_popup = 4000;  // the Qua pop-up: a track's quantize value
 
 // The transport panel's buttons and keys, beside the menus.
 inline constexpr int play = 5301;
 inline constexpr int stop = 5302;
 inline constexpr int pause = 5303;
-inline constexpr int bar_back = 5304;
-inline constexpr int bar_forward = 5305;
 inline constexpr int panic = 5306;
 inline constexpr int memory_position_first = 5311;  // F1..F4: go to the stored position
 inline constexpr int store_position_first = 5315;   // Shift+F1..F4: store the position

@@ -1,4 +1,4 @@
-#include "shell/entry_parsers.h"
+#include "song/entry_parsers.h"
 
 #include <algorithm>
 #include <cctype>

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "core/program.h"
-#include "shell/value_step.h"
+#include "song/value_step.h"
 
 namespace kestrune {
 

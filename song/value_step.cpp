@@ -1,4 +1,4 @@
-#include "shell/value_step.h"
+#include "song/value_step.h"
 
 #include <algorithm>
 
