@@ -25,6 +25,7 @@ enum class field_kind : std::uint8_t {
     position,     // bar, beat, unit, tick; stepped by the part under the pointer
     time_span,    // a length laid out from the step or the event it belongs to, counted from 0
     series,       // the note value series 1, 2, 3, 4, 6, 8 ... 192
+    power_of_two, // 1, 2, 4, 8 ...: a signature's denominator
     tempo,        // hundredths of a beat per minute, "120.00"
     text,         // a name: typed only
 };
@@ -40,6 +41,11 @@ struct field_spec {
     int entry_length = 10;                  // characters the typed entry holds
     bool locator = false;                   // shown and entered through the song's locator offset
 };
+
+// A value held to the field's range, the upper limit first.
+inline std::int32_t held_to_range(const field_spec& f, std::int32_t v) {
+    return v < f.low ? (f.low > f.high ? f.high : f.low) : v > f.high ? f.high : v;
+}
 
 // A choice among `choices` (values 0 to their count - 1), and a check box (0 off, 1 on).
 inline field_spec choice_field(std::string label, std::vector<std::string> choices) {

@@ -17,16 +17,6 @@ namespace kestrune {
 namespace {
 
 constexpr int drag_hold_ms = 150;
-constexpr int tempo_limit_low = 100;
-constexpr int tempo_limit_high = 99999;
-constexpr int signature_limit = 32;
-constexpr int groove_ticks_low = 16;
-constexpr int groove_ticks_high = 192;
-constexpr int step_transpose_limit = 36;
-
-bool is_power_of_two(int v) {
-    return v > 0 && (v & (v - 1)) == 0;
-}
 
 }  // namespace
 
@@ -167,77 +157,19 @@ void main_screen::impl::run_press(std::int64_t ms) {
 
 void main_screen::impl::act(int code) {
     const int region = press.region;
+    if (click_field(region, press.row, code, press.mods)) return;
     if (region >= rgn::position && tree.place(rgn::transport_panel).contains(press.x, press.y)) {
         act_transport(region, code);
     } else if (region >= rgn::pattern_name && region <= rgn::velocity) {
-        act_track(region, first_visible + press.row, code, press.mods);
+        act_track(region, first_visible + press.row);
     } else {
-        act_song(region, press.row, code, press.mods);
+        act_song(region, press.row, code);
     }
 }
 
 void main_screen::impl::act_transport(int region, int code) {
     dll_data& d = p.d;
-    const rect field = tree.place(region);
-    const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
     switch (region) {
-        case rgn::position:
-            t.dial_position(
-                std::clamp(step_position(p, shown_position(), code, at), 0, last_position));
-            break;
-        case rgn::left_locator:
-            t.set_left_locator(
-                std::clamp(step_position(p, d.left_locator, code, at), 0, last_locator_position));
-            break;
-        case rgn::right_locator:
-            t.set_right_locator(
-                std::clamp(step_position(p, d.right_locator, code, at), 0, last_locator_position));
-            break;
-        case rgn::numerator:
-        case rgn::denominator: {
-            if (d.signature_track_on) {
-                refuse(msg_signature_track_active);
-                break;
-            }
-            const event_store s = p.store();
-            midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
-            if (e.status() != st::signature) break;
-            if (region == rgn::numerator) {
-                e.set_data1(static_cast<std::uint8_t>(
-                    std::clamp(change_value(p, e.data1(), code), 1, signature_limit)));
-            } else {
-                // Powers of two only: the series steps through the values between.
-                int v = e.data2();
-                do v = change_series_value(p, v, code, 1, signature_limit);
-                while (!is_power_of_two(v));
-                e.set_data2(static_cast<std::uint8_t>(v));
-            }
-            if (p.running()) locate(p, d.position);
-            break;
-        }
-        case rgn::groove: {
-            // It holds ticks, so the buttons work the other way round.
-            const int swapped = code == p.song.increase_button   ? p.song.decrease_button
-                                : code == p.song.decrease_button ? p.song.increase_button
-                                                                 : code;
-            p.app.edit_grid = static_cast<std::int16_t>(change_series_value(
-                p, p.app.edit_grid, swapped, groove_ticks_low, groove_ticks_high));
-            break;
-        }
-        case rgn::tempo: {
-            if (d.tempo_track_on) {
-                refuse(msg_tempo_track_active);
-                break;
-            }
-            if (d.external_sync) break;
-            const int from_right = field.right - press.x;
-            const int unit = from_right > g.width * 7 / 2   ? 100
-                             : from_right > g.width * 3 / 2 ? 10
-                                                            : 1;
-            t.set_manual_tempo(std::clamp(p.app.song_tempo + step_amount(p, code) * unit,
-                                          tempo_limit_low, tempo_limit_high));
-            break;
-        }
         case rgn::midi_thru:
             if (d.internal_record) {
                 refuse(msg_internal_record_active);
@@ -278,64 +210,8 @@ void main_screen::impl::toggle_mute(int track) {
     if (s.mute) reseat_playing_track(p, p.d.current_pattern, track);
 }
 
-void main_screen::impl::act_track(int region, int track, int code, key_mods mods) {
-    const int pat = p.d.current_pattern;
-    if (region == rgn::pattern_number) {
-        if (refuse_while_recording()) return;
-        select_pattern(p, std::clamp(change_value(p, pat, code), 0, parallel_pattern));
-        return;
-    }
-    if (track < 0 || track >= tracks_per_pattern) return;
-    track_slot& s = p.slot(pat, track);
-    const bool take = p.recording() && p.d.cycle_recording;
-    // Trsp, Comp and Vel also reach every track of a cycle take.
-    auto write = [&](auto set) {
-        set(s);
-        if (take)
-            for (int tr = 0; tr < tracks_per_pattern; ++tr) set(p.slot(take_pattern, tr));
-    };
-    switch (region) {
-        case rgn::transpose: {
-            int v = mods.ctrl ? 0 : s.transpose + step_amount(p, code) * (mods.shift ? 12 : 1);
-            v = std::clamp(v, -60, 60);
-            write([v](track_slot& x) { x.transpose = static_cast<std::int8_t>(v); });
-            reseat_playing_track(p, pat, track);
-            break;
-        }
-        case rgn::loop: {
-            const int den = denominator_at_pattern_start(p);
-            set_track_loop_beats(
-                p, pat, track,
-                mods.ctrl ? 0 : change_value(p, beats_from_loop_length(s.loop_length, den), code));
-            break;
-        }
-        case rgn::delay:
-            s.delay = static_cast<std::int8_t>(
-                mods.ctrl ? 0 : std::clamp(change_value(p, s.delay, code), -99, 127));
-            reseat_playing_track(p, pat, track);
-            break;
-        case rgn::compress: {
-            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.compress, code), -1, 5);
-            write([v](track_slot& x) { x.compress = static_cast<std::int8_t>(v); });
-            break;
-        }
-        case rgn::velocity: {
-            const int v = mods.ctrl ? 0 : std::clamp(change_value(p, s.velocity, code), -99, 127);
-            write([v](track_slot& x) { x.velocity = static_cast<std::int8_t>(v); });
-            break;
-        }
-        case rgn::channel:
-            set_track_channel(p, pat, track, std::clamp(change_value(p, s.channel, code), 0, 16));
-            break;
-        case rgn::port:
-            set_track_port(p, pat, track, std::clamp(change_value(p, s.port, code), 0, 3));
-            break;
-        case rgn::mute:
-            toggle_mute(track);
-            break;
-        default:
-            break;
-    }
+void main_screen::impl::act_track(int region, int track) {
+    if (region == rgn::mute && track < tracks_per_pattern) toggle_mute(track);
 }
 
 void main_screen::impl::move_step(int delta, bool with_locators) {
@@ -355,12 +231,8 @@ void main_screen::impl::move_step(int delta, bool with_locators) {
     }
 }
 
-void main_screen::impl::act_song(int region, int row, int code, key_mods mods) {
-    dll_data& d = p.d;
-    const int cs = d.current_step;
-    const int step = cs - 1 + row;  // the row's step in the list
-    const rect field = tree.place(region);
-    const position_pointer at{press.x, field.right, g.width, main_window_tick_chars};
+void main_screen::impl::act_song(int region, int row, int code) {
+    const int cs = p.d.current_step;
     switch (region) {
         case rgn::step_down:
         case rgn::step_up:
@@ -381,47 +253,6 @@ void main_screen::impl::act_song(int region, int row, int code, key_mods mods) {
             word = word ? 0 : ~0U;
             break;
         }
-        case rgn::step_pattern: {
-            if (step < 0 || step >= song_steps) break;
-            if (step == cs && p.recording()) {
-                refuse(msg_while_recording);
-                break;
-            }
-            const int v = std::clamp(change_value(p, p.step(step).pattern, code), 0, 15);
-            set_step_pattern(p, step, v);
-            if (!p.running() && !d.parallel_selected) select_pattern(p, v, true);
-            break;
-        }
-        case rgn::step_bar: {
-            if (step < 1 || step >= song_steps) break;
-            // The boundary between the step and the one before moves by whole bars.
-            const std::int32_t start = p.step_start(step);
-            const std::int32_t moved =
-                step_position(p, start, code, {0, g.width * 100, g.width, main_window_tick_chars});
-            const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
-            if (moved > p.step_start(step - 1) && moved < p.step(step).end - next_pickup)
-                p.step(step - 1).end = moved;
-            break;
-        }
-        case rgn::step_length: {
-            const std::int32_t len = step_length(p, cs);
-            std::int32_t v = step_position(p, len, code, at);
-            // From one tick a bar step gives whole bars.
-            if (len == 1 && v > 1 && (v - 1) % signature_in_force(p, p.step_start(cs)).bar_ticks() == 0)
-                v -= 1;
-            set_step_length(p, cs, std::max<std::int32_t>(1, v));
-            break;
-        }
-        case rgn::step_pre_start:
-            set_step_pickup(p, cs, mods.ctrl ? 0 : step_position(p, p.step(cs).pickup, code, at));
-            break;
-        case rgn::step_transpose:
-            p.step(cs).transpose = static_cast<std::int8_t>(
-                mods.ctrl ? 0
-                          : std::clamp(change_value(p, p.step(cs).transpose, code),
-                                       -step_transpose_limit, step_transpose_limit));
-            if (p.running()) p.wait_request(d.all_notes_off_request);
-            break;
         case rgn::step_insert:
             insert_step(p, cs);
             break;

@@ -15,6 +15,7 @@ namespace {
 constexpr const char* editable_name = " editable ";
 constexpr const char* no_name = " No name  ";
 constexpr int tempo_key_step = 100;
+constexpr int signature_entry_length = 8;
 
 std::string stored_name(const char* field) {
     std::string s(field, field + name_length);
@@ -85,212 +86,19 @@ void main_screen::impl::edit_step_name(int step) {
     if (typed) set_step_name(p, step, *typed);
 }
 
-void main_screen::impl::edit_field(int region, int row) {
-    // A column's row, or the whole field.
-    const rect whole = tree.place(region);
-    const rect f = whole.height() > 2 * g.height ? row_of(whole, row, g.height) : whole;
-    auto entry = [&](const std::string& now, int max) {
-        return p.screen.edit_in_place(f.left, f.top, f.width(), f.height(), now, max);
-    };
-    dll_data& d = p.d;
-    const int track = first_visible + row;
-    const int pat = d.current_pattern;
-    switch (region) {
-        case rgn::position:
-        case rgn::left_locator:
-        case rgn::right_locator: {
-            const std::int32_t now = region == rgn::position       ? shown_position()
-                                     : region == rgn::left_locator ? d.left_locator
-                                                                   : d.right_locator;
-            auto typed = entry(position_text(p, now), 20);
-            if (!typed) return;
-            const auto v = parse_position(p, *typed);
-            if (!v) return;
-            if (region == rgn::position)
-                t.dial_position(std::clamp(*v, 0, last_position));
-            else if (region == rgn::left_locator)
-                t.set_left_locator(*v);
-            else
-                t.set_right_locator(*v);
-            return;
-        }
-        case rgn::numerator:
-        case rgn::denominator: {
-            if (d.signature_track_on) {
-                p.message(msg_signature_track_active);
-                return;
-            }
-            const event_store s = p.store();
-            midi_event& e = s.at(signature_at(s, d.active_signature.first, shown_position()));
-            if (e.status() != st::signature) return;
-            auto typed = entry(std::to_string(e.data1()) + " " + std::to_string(e.data2()), 8);
-            if (!typed) return;
-            if (auto sig = parse_signature(*typed)) {
-                e.set_data1(static_cast<std::uint8_t>(sig->numerator));
-                e.set_data2(static_cast<std::uint8_t>(sig->denominator));
-            }
-            return;
-        }
-        case rgn::groove: {
-            auto typed =
-                entry(std::to_string(ticks_per_whole / std::max<int>(1, p.app.edit_grid)), 3);
-            if (!typed) return;
-            if (auto v = parse_integer(*typed))
-                p.app.edit_grid = static_cast<std::int16_t>(
-                    ticks_per_whole / round_into_series(std::clamp(*v, 4, 48)));
-            return;
-        }
-        case rgn::tempo: {
-            if (d.tempo_track_on) {
-                p.message(msg_tempo_track_active);
-                return;
-            }
-            if (d.external_sync) return;
-            auto typed = entry(tempo_text(p.app.song_tempo), 8);
-            if (!typed) return;
-            if (auto v = parse_tempo(*typed, p.app.song_tempo))
-                t.set_manual_tempo(std::clamp(*v, 100, 99999));
-            return;
-        }
-        case rgn::pattern_number: {
-            auto typed = entry(std::to_string(pat + 1), 2);
-            if (!typed) return;
-            if (auto v = parse_integer(*typed))
-                select_pattern(p, std::clamp(*v, 1, parallel_pattern + 1) - 1);
-            return;
-        }
-        case rgn::step_pattern: {
-            const int step = d.current_step - 1 + row;
-            if (step < 0 || step >= song_steps) return;
-            if (step == d.current_step && p.recording()) {
-                p.message(msg_while_recording);
-                return;
-            }
-            auto typed = entry(std::to_string(p.step(step).pattern + 1), 2);
-            if (!typed) return;
-            if (auto v = parse_integer(*typed))
-                set_step_pattern(p, step, std::clamp(*v, 1, 16) - 1);
-            return;
-        }
-        case rgn::step_bar: {
-            const int step = d.current_step - 1 + row;
-            if (step < 1 || step >= song_steps) return;
-            auto typed = entry(position_text(p, p.step_start(step)), 20);
-            if (!typed) return;
-            auto v = parse_position(p, *typed);
-            if (!v) return;
-            // Walked to the limits in bar steps.
-            const std::int32_t next_pickup = step + 1 < song_steps ? p.step(step + 1).pickup : 0;
-            std::int32_t at = p.step_start(step);
-            while (at < *v) {
-                const std::int32_t n = at + signature_in_force(p, at).bar_ticks();
-                if (n >= p.step(step).end - next_pickup || n > *v) break;
-                at = n;
-            }
-            while (at > *v) {
-                const std::int32_t n = at - signature_in_force(p, at, false).bar_ticks();
-                if (n <= p.step_start(step - 1) || n < *v) break;
-                at = n;
-            }
-            p.step(step - 1).end = at;
-            return;
-        }
-        case rgn::step_length:
-        case rgn::step_pre_start: {
-            const int cs = d.current_step;
-            const std::int32_t now =
-                region == rgn::step_length ? step_length(p, cs) : p.step(cs).pickup;
-            auto typed = entry(length_text(p, now, p.step_start(cs)), 20);
-            if (!typed) return;
-            auto v = parse_time_span(p, *typed, p.step_start(cs));
-            if (!v) return;
-            if (region == rgn::step_length)
-                set_step_length(p, cs, std::max<std::int32_t>(1, *v));
-            else
-                set_step_pickup(p, cs, *v);
-            return;
-        }
-        default:
-            break;
-    }
-    // The track list and the step's transposition: whole numbers within the column's limits.
-    if (region == rgn::step_transpose || (track >= 0 && track < tracks_per_pattern)) {
-        track_slot& s = p.slot(pat, std::clamp(track, 0, tracks_per_pattern - 1));
-        int now = 0;
-        switch (region) {
-            case rgn::step_transpose:
-                now = p.step(d.current_step).transpose;
-                break;
-            case rgn::transpose:
-                now = s.transpose;
-                break;
-            case rgn::loop:
-                now = beats_from_loop_length(s.loop_length, denominator_at_pattern_start(p));
-                break;
-            case rgn::delay:
-                now = s.delay;
-                break;
-            case rgn::compress:
-                now = s.compress;
-                break;
-            case rgn::velocity:
-                now = s.velocity;
-                break;
-            case rgn::channel:
-                now = s.channel + 1;
-                break;
-            case rgn::port:
-                now = s.port;
-                break;
-            default:
-                return;
-        }
-        auto typed = entry(region == rgn::port ? std::string(1, static_cast<char>('A' + s.port))
-                                               : std::to_string(now),
-                           4);
-        if (!typed) return;
-        std::optional<std::int32_t> v;
-        if (region == rgn::port) {
-            const char c =
-                typed->empty()
-                    ? 0
-                    : static_cast<char>(std::toupper(static_cast<unsigned char>((*typed)[0])));
-            if (c >= 'A' && c <= 'D') v = c - 'A';
-        } else {
-            v = parse_integer(*typed);
-        }
-        if (!v) return;
-        switch (region) {
-            case rgn::step_transpose:
-                p.step(d.current_step).transpose =
-                    static_cast<std::int8_t>(std::clamp(*v, -36, 36));
-                break;
-            case rgn::transpose:
-                s.transpose = static_cast<std::int8_t>(std::clamp(*v, -60, 60));
-                reseat_playing_track(p, pat, track);
-                break;
-            case rgn::loop:
-                set_track_loop_beats(p, pat, track, *v);
-                break;
-            case rgn::delay:
-                s.delay = static_cast<std::int8_t>(std::clamp(*v, -99, 127));
-                reseat_playing_track(p, pat, track);
-                break;
-            case rgn::compress:
-                s.compress = static_cast<std::int8_t>(std::clamp(*v, -1, 5));
-                break;
-            case rgn::velocity:
-                s.velocity = static_cast<std::int8_t>(std::clamp(*v, -99, 127));
-                break;
-            case rgn::channel:
-                set_track_channel(p, pat, track, *v == 0 || *v > 16 ? 16 : *v - 1);
-                break;
-            case rgn::port:
-                set_track_port(p, pat, track, *v);
-                break;
-            default:
-                break;
-        }
+void main_screen::impl::edit_signature(int region) {
+    // Numerator and denominator are typed together: "3 4".
+    if (signature_refused()) return;
+    midi_event* e = signature_shown();
+    if (!e) return;
+    const rect r = tree.place(region);
+    const auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
+                                              std::to_string(e->data1()) + " " + std::to_string(e->data2()),
+                                              signature_entry_length);
+    if (!typed) return;
+    if (const auto sig = parse_signature(*typed)) {
+        e->set_data1(static_cast<std::uint8_t>(sig->numerator));
+        e->set_data2(static_cast<std::uint8_t>(sig->denominator));
     }
 }
 
@@ -303,8 +111,10 @@ void main_screen::impl::double_click_at(int region, int row) {
         edit_pattern_name();
     else if (region == rgn::step_name)
         edit_step_name(p.d.current_step - 1 + row);
+    else if (region == rgn::numerator || region == rgn::denominator)
+        edit_signature(region);
     else if (takes_double_click(region))
-        edit_field(region, row);
+        type_into_field(region, row);
 }
 
 bool main_screen::impl::key(const key_event& k) {

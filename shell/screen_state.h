@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/field.h"
 #include "core/program.h"
 #include "realtime/transport.h"
 #include "shell/main_layout.h"
@@ -30,6 +31,17 @@ struct cell_view {
     bool bar_peak = false;
     bool bar_off = false;  // the note-off marker colour
     bool operator==(const cell_view&) const = default;
+};
+
+// A value field of the screen: its descriptor, its value in a row, the one way to set it, and a
+// refusal of its own (which says why, when it says anything; true when refused).
+struct screen_field {
+    field_spec spec{};
+    std::function<std::int32_t(int row)> get{};
+    std::function<void(int row, std::int32_t)> set{};
+    std::function<bool(int row)> refused{};
+    std::int32_t span_from = song_start;  // where a length is laid out
+    bool bars_only = false;               // a click steps whole bars wherever it lands
 };
 
 // One watched cell: a region, the row within it (0 for single fields) and its place.
@@ -125,9 +137,21 @@ struct main_screen::impl {
     void refuse(const char* text);
     bool refuse_while_recording();
     int row_at(int region, int y) const;
+    // The value fields (screen_fields.cpp): a click steps one, a double click types into it.
+    screen_field field_of(int region);
+    screen_field transport_field(int region);
+    screen_field song_field(int region);
+    screen_field signature_field(bool numerator);
+    midi_event* signature_shown();
+    bool signature_refused();
+    bool click_field(int region, int row, int code, key_mods mods);
+    bool type_into_field(int region, int row);
+    void set_row_pattern(int step, int pattern);
+    void move_step_start(int step, std::int32_t to);
+    // The rest of a click: buttons, toggles, the song list's own.
     void act_transport(int region, int code);
-    void act_track(int region, int track, int code, key_mods mods);
-    void act_song(int region, int row, int code, key_mods mods);
+    void act_track(int region, int track);
+    void act_song(int region, int row, int code);
     void move_step(int delta, bool with_locators);
     void toggle_mute(int track);
     void move_track(int delta);
@@ -145,7 +169,7 @@ struct main_screen::impl {
     void edit_track_name(int track);
     void edit_pattern_name();
     void edit_step_name(int step);
-    void edit_field(int region, int row);
+    void edit_signature(int region);
     void refresh_buttons();
     rect drag_line() const;
 };

@@ -62,6 +62,9 @@ std::optional<std::int32_t> read_entry(const program& p, const field_spec& f,
     case field_kind::series:
         if ((v = parse_integer(text))) *v = round_into_series(*v);
         return v;
+    case field_kind::power_of_two:
+        if ((v = parse_integer(text))) *v = round_to_power_of_two(*v);
+        return v;
     case field_kind::tempo: return parse_tempo(text, now);
     case field_kind::choice: return choice_of(f, text);
     case field_kind::check:
@@ -82,10 +85,6 @@ std::int32_t tempo_unit(const position_pointer& at) {
 
 }  // namespace
 
-std::int32_t held_to_range(const field_spec& f, std::int32_t v) {
-    return std::min(std::max(v, f.low), f.high);
-}
-
 std::string field_text(const program& p, const field_spec& f, std::int32_t value,
                        const field_place& at) {
     const std::int32_t v = value + locator_shift(f, at);
@@ -104,7 +103,8 @@ std::string field_text(const program& p, const field_spec& f, std::int32_t value
     case field_kind::tempo: return tempo_text(v);
     case field_kind::text: return {};
     case field_kind::number:
-    case field_kind::series: break;
+    case field_kind::series:
+    case field_kind::power_of_two: break;
     }
     return std::to_string(v);
 }
@@ -135,6 +135,11 @@ std::int32_t step_field(program& p, const field_spec& f, std::int32_t value, int
         break;
     case field_kind::series:
         v = change_series_value(p, v, code, f.low, f.high);
+        break;
+    case field_kind::power_of_two:
+        // The series has one value between two powers of two: it steps over it.
+        v = change_series_value(p, v, code, f.low, f.high);
+        if (round_to_power_of_two(v) != v) v = change_series_value(p, v, code, f.low, f.high);
         break;
     case field_kind::tempo:
         v += step_amount(p, code) * tempo_unit(pointer);
@@ -182,6 +187,7 @@ std::string field_kind_text(const field_spec& f) {
     case field_kind::position: return "position ticks or bar.beat.unit.tick";
     case field_kind::time_span: return "length bar.beat.unit.tick from 0";
     case field_kind::series: return "series " + range(f.low, f.high);
+    case field_kind::power_of_two: return "power of two " + range(f.low, f.high);
     case field_kind::tempo: return "tempo " + range(f.low, f.high) + " hundredths, or as 120.5";
     case field_kind::text: return "text of at most " + std::to_string(f.entry_length) + " characters";
     case field_kind::choice: {

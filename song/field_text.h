@@ -36,9 +36,6 @@ std::optional<std::int32_t> parse_field(const program& p, const field_spec& f,
 std::int32_t step_field(program& p, const field_spec& f, std::int32_t value, int code,
                         key_mods mods = {}, const position_pointer& pointer = {},
                         const field_place& at = {});
-// The field's range held to its limits, the upper one first.
-std::int32_t held_to_range(const field_spec& f, std::int32_t value);
-
 // A value as apply's FIELD=VALUE gives it: a position also in ticks, a check as on or off, a
 // choice by its text with underscores for spaces. Nothing for a value the field does not take.
 std::optional<field_value> parse_field_argument(const program& p, const field_spec& f,

@@ -302,7 +302,7 @@ TEST_F(window_fixture, every_shortcut_runs_its_command_and_the_plain_keys_reach_
     }
     EXPECT_EQ(sent, 60);
     // F1 goes to the first position memory, not to help.
-    EXPECT_EQ(s->commands.for_key(s->prog, {key_code::f1})->id, cmd::memory_position_first);
+    EXPECT_EQ(s->commands.for_key(s->prog, key_event{key_code::f1, 0, {}, false})->id, cmd::memory_position_first);
 
     ran.clear();
     program& p = s->prog;

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "files/song_file.h"
 #include "processing/processing.h"
@@ -132,6 +133,15 @@ TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
     // Refused on an empty track: the message, status 1 and no file; a bad value is a usage error.
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " \"Freeze Quantize\" --track 3"), 1);
     EXPECT_FALSE(fs::exists(at("no.sng")));
+    // The command's own outcome decides: its question answered No writes nothing; answered Yes,
+    // the question stands on stderr and the output is written.
+    const std::string freeze = at("out.sng") + " " + at("frozen.sng") + " \"freeze quantize\" --track 2";
+    EXPECT_EQ(tool(freeze + " --answer no"), 1);
+    EXPECT_FALSE(fs::exists(at("frozen.sng")));
+    EXPECT_EQ(tool(freeze), 0);
+    EXPECT_TRUE(fs::exists(at("frozen.sng")));
+    std::ifstream err(at("err"));
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(err), {}), std::string(msg_freeze_quantize) + "\n");
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize swing_factor=15"), 2);
 }
 

@@ -203,6 +203,25 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     EXPECT_EQ(dirty[0], row_of(place(rgn::mute), 4, screen.cell_height()));
 }
 
+// A click and a typed entry set a track's value the same way: during a cycle take both reach
+// every track of the take, and MIDI thru follows the current track.
+TEST_F(MainScreen, ClickedAndTypedTrackValuesReachTheCycleTakeAlike) {
+    screen.set_allow_double_clicks(false);
+    t->d.recording = 1;
+    t->d.cycle_recording = 1;
+    click(rgn::velocity, 0);
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 7).velocity, t->d.thru_velocity),
+              nums(1, 1, 1));
+    t.screen.typed = {"51", "200"};
+    auto [x, y] = at(rgn::velocity, 0);
+    screen.set_allow_double_clicks(true);
+    screen.double_click(x, y, left_button, {}, now);
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 7).velocity, t->d.thru_velocity),
+              nums(51, 51, 51));
+    screen.double_click(x, y, left_button, {}, now);  // held to the column's range
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 31).velocity), nums(127, 127));
+}
+
 TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 1;
     click(rgn::tempo);
