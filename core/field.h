@@ -10,10 +10,6 @@
 
 namespace kestrune {
 
-// Tempo in hundredths of a beat per minute: 1.00 to 999.99.
-inline constexpr std::int32_t min_tempo = 100;
-inline constexpr std::int32_t max_tempo = 99999;
-
 enum class field_kind : std::uint8_t {
     number,       // the value
     one_based,    // value + 1: pattern, track

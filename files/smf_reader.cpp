@@ -115,12 +115,12 @@ class chunk_input {
 
 // Microseconds per quarter note to hundredths of a beat per minute, rounded half up.
 std::int32_t tempo_from_microseconds(std::uint32_t us) {
-    if (us == 0) return 99999;
+    if (us == 0) return max_tempo;
     const double v = 6'000'000'000.0 / us;
-    if (v >= 99999.0) return 99999;
+    if (v >= max_tempo) return max_tempo;
     auto whole = static_cast<std::int32_t>(v);
     if (v - whole > 0.5) ++whole;
-    return std::clamp(whole, 100, 99999);
+    return std::clamp(whole, min_tempo, max_tempo);
 }
 
 // 10 characters up to a NUL, blanks after; ten blanks give the default name.

@@ -164,7 +164,7 @@ void midi_writer::write_track(const track_slot* slot, bool conductor,
         tempo.use_chain = d.tempo_track_on != 0;
         tempo.chain = {&s_, d.tempo_chain.first};
         tempo.single_left = true;
-        tempo.single_value = std::clamp(p_.app.song_tempo, 100, 99999);
+        tempo.single_value = std::clamp(p_.app.song_tempo, min_tempo, max_tempo);
         signature.at = d.active_signature.first;
     } else {
         tempo.single_left = false;

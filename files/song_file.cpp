@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::uint8_t reserved_fill = 0x00;
 constexpr int song_patterns = 16;
-constexpr int max_song_tempo = 99999;
-constexpr int min_song_tempo = 100;
 
 void put_fill(file_buffer& f, std::size_t n, std::uint8_t value = reserved_fill) {
     std::uint8_t block[256];
@@ -442,7 +440,7 @@ bool apply_song(program& p, const song_image& im) {
     }
     if (im.has_closing) tempo = im.closing_tempo;
 
-    a.song_tempo = std::clamp(tempo, min_song_tempo, max_song_tempo);
+    a.song_tempo = std::clamp(tempo, min_tempo, max_tempo);
     set_tempo_increment(d, a.song_tempo);
     select_pattern(p, held<int>(h.current_pattern, 0, parallel_pattern), true);
     call(p.hooks.buttons_changed);
