@@ -19,8 +19,8 @@
 #endif
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
-#include "platform/synth_commands.h"
-#include "shell/main_screen.h"
+#include "shell/synth_commands.h"
+#include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 
 namespace {

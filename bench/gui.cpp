@@ -14,7 +14,7 @@
 
 #include "engine/engine.h"
 #include "platform/main_window.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 #include "bench/measure.h"
 #include "bench/quiet_ui.h"

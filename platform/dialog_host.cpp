@@ -18,7 +18,7 @@
 #include <QRadioButton>
 
 #include "platform/qt_ui.h"
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 namespace kestrune {
 

@@ -12,7 +12,7 @@
 
 #include "platform/key_map.h"
 #include "core/command_ids.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 #include "shell/dispatch.h"
 #include "shell/startup.h"
 

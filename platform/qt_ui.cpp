@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QStringList>
 
 namespace kestrune {
@@ -56,6 +57,28 @@ QStringList name_filters(const std::string& filter) {
 }
 
 }  // namespace
+
+qt_ui::qt_ui() = default;
+qt_ui::~qt_ui() = default;
+
+bool qt_ui::progress(const std::string& title, const std::string& text, double done) {
+    constexpr int steps = 1000;
+    if (done >= 1) {
+        progress_.reset();
+        return true;
+    }
+    if (!progress_) {
+        progress_ = std::make_unique<QProgressDialog>(QString::fromStdString(text), "Cancel", 0, steps,
+                                                      parent_ ? parent_ : QApplication::activeWindow());
+        progress_->setWindowTitle(QString::fromStdString(title));
+        progress_->setWindowModality(Qt::WindowModal);
+        progress_->setMinimumDuration(0);
+        progress_->setAutoReset(false);
+    }
+    progress_->setValue(static_cast<int>(done * steps));
+    QApplication::processEvents();
+    return !progress_->wasCanceled();
+}
 
 msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
                           msg_answer default_answer, const std::string& caption) {

@@ -1,7 +1,7 @@
 #include "shell/dispatch.h"
 
-#include "shell/command_dialog.h"
-#include "shell/main_screen.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 
 namespace kestrune {

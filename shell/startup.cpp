@@ -9,7 +9,7 @@
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 #include "song/song_start.h"
 
 namespace kestrune {

@@ -16,7 +16,7 @@
 #include "realtime/setup_dialogs.h"
 #include "realtime/transport.h"
 #include "core/command_table.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 namespace kestrune {
 

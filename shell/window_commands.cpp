@@ -6,8 +6,8 @@
 #include "core/records.h"
 #include "realtime/recording_commands.h"
 #include "shell/main_commands.h"
-#include "shell/main_screen.h"
-#include "shell/setup_dialog_views.h"
+#include "shell/screen/main_screen.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/startup.h"
 
 namespace kestrune {

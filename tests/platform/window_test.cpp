@@ -3,7 +3,6 @@
 
 #include <QApplication>
 #include <QDropEvent>
-#include <QFileDialog>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
@@ -15,18 +14,16 @@
 #include <map>
 
 #include "engine/engine.h"
-#include "engine/synth_backend.h"
 #include "files/file_messages.h"
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
-#include "platform/synth_commands.h"
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/file_commands.h"
 #include "shell/main_commands.h"
-#include "shell/main_layout.h"
+#include "shell/screen/main_layout.h"
 #include "shell/startup.h"
 #include "tests/platform/song_maker.h"
 #include "tests/shell/recording_canvas.h"
@@ -162,27 +159,6 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     // Num+Enter stops by its key, whatever the keyboard layout.
     QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_FALSE(s->prog.running());
-}
-
-// File > Export Audio... renders the loaded song into the file chosen in its dialog.
-TEST_F(window_fixture, export_audio_renders_the_song_in_the_window) {
-    write_midi_song("tune.mid", 2, 8);
-    ASSERT_TRUE(open_start_file(*s, "tune.mid"));
-    synth_backend synth(nullptr);
-    add_synth_commands(*s, synth);
-    const std::string out = (dir / "tune.wav").string();
-    QTimer::singleShot(0, [&] {
-        auto* d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!d) return;
-        d->selectFile(QString::fromStdString(out));
-        QMetaObject::invokeMethod(d, "accept");
-    });
-    dispatch_command(*s, cmd::export_audio);
-    EXPECT_EQ(screen_ui.messages_shown(), 0);
-    // Eight eighth notes at 120: two seconds and some release, 16-bit stereo at 48 kHz.
-    const auto bytes = fs::file_size(out);
-    EXPECT_GT(bytes, 2u * 48000 * 4);
-    EXPECT_LT(bytes, 6u * 48000 * 4);
 }
 
 TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {

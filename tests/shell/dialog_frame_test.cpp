@@ -1,12 +1,13 @@
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 #include <gtest/gtest.h>
 
 #include "core/command_ids.h"
 #include "processing/commands.h"
-#include "shell/command_dialog.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/main_commands.h"
 #include "song/entry_parsers.h"
-#include "shell/setup_dialog_views.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "song/value_step.h"
 #include "song/patterns.h"
 #include "song/position.h"
@@ -203,6 +204,22 @@ TEST(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOn
     for (const dialog_control& k : v.controls())
         if (k.text == "Smart Quantize") k.set(1);
     EXPECT_EQ(t->app.smart_quantize, 1);
+}
+
+// The Note Pad's text box gives its text to the song, cut to what the song keeps.
+TEST(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
+    testing::test_program t;
+    const command_record c = note_pad_command();
+    field_values values = initial_values(*t, c);
+    command_dialog v(*t, c, values);
+    const auto box = std::find_if(v.controls().begin(), v.controls().end(), [](const dialog_control& k) {
+        return k.kind == control_kind::text_box;
+    });
+    ASSERT_NE(box, v.controls().end());
+    EXPECT_EQ(box->max_length, note_pad_bytes - 1);
+    box->set_text(std::string(300, 'x'));
+    EXPECT_EQ(run_command(*t, c, values), outcome::done);
+    EXPECT_EQ(initial_values(*t, c)[0].text, std::string(note_pad_bytes - 1, 'x'));
 }
 
 // 4/4 at 3072, 3/4 from bar 3.

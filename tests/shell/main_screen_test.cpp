@@ -1,4 +1,4 @@
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 #include "core/command_ids.h"
 #include "core/command_table.h"
 #include "processing/commands.h"
-#include "shell/main_layout.h"
-#include "shell/region_tree.h"
+#include "shell/screen/main_layout.h"
+#include "shell/screen/region_tree.h"
 #include "song/patterns.h"
 #include "tests/shell/recording_canvas.h"
 #include "tests/support/song_builder.h"

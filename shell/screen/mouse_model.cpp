@@ -1,4 +1,4 @@
-#include "shell/mouse_model.h"
+#include "shell/screen/mouse_model.h"
 
 #include <algorithm>
 

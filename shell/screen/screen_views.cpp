@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "shell/screen_state.h"
+#include "shell/screen/screen_state.h"
 #include "song/event_store.h"
 #include "song/patterns.h"
 #include "song/position.h"

@@ -1,9 +1,9 @@
-#include "shell/main_layout.h"
+#include "shell/screen/main_layout.h"
 
 #include <algorithm>
 
 #include "core/command_ids.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 namespace kestrune {
 

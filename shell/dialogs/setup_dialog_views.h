@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "realtime/setup_dialogs.h"
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 namespace kestrune {
 

@@ -1,4 +1,6 @@
-// The main screen's inner state, shared by its painting, editing and key files.
+// The main screen's inner state, shared by its files: painting (screen_views), the mouse
+// (mouse_editing), value fields (screen_fields), keys (screen_keys), names typed in place
+// (typed_names) and the track drag (track_drag).
 #pragma once
 
 #include <cstdint>
@@ -10,10 +12,10 @@
 #include "core/field.h"
 #include "core/program.h"
 #include "realtime/transport.h"
-#include "shell/main_layout.h"
-#include "shell/main_screen.h"
-#include "shell/mouse_model.h"
-#include "shell/region_tree.h"
+#include "shell/screen/main_layout.h"
+#include "shell/screen/main_screen.h"
+#include "shell/screen/mouse_model.h"
+#include "shell/screen/region_tree.h"
 
 namespace kestrune {
 
@@ -102,7 +104,7 @@ struct main_screen::impl {
     // What the engine reports between ticks: the pattern it now plays, and the open panes.
     void follow_engine();
 
-    // Input (main_editing.cpp).
+    // Input.
     struct press_state {
         int region = 0;  // 0: no press
         int row = 0;

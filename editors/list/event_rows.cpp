@@ -1,4 +1,4 @@
-#include "files/event_rows.h"
+#include "editors/list/event_rows.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "shell/setup_dialog_views.h"
+#include "shell/dialogs/setup_dialog_views.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-// The window's ties to the built-in synth: File > Export Audio... and MIDI Setup's SoundFont.
+// The program's ties to the built-in synth: File > Export Audio... and MIDI Setup's SoundFont.
 #pragma once
 
 #include <string>

@@ -1,8 +1,8 @@
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 #include <algorithm>
 
-#include "shell/screen_state.h"
+#include "shell/screen/screen_state.h"
 #include "song/patterns.h"
 
 namespace kestrune {

@@ -1,4 +1,4 @@
-#include "shell/region_tree.h"
+#include "shell/screen/region_tree.h"
 
 namespace kestrune {
 

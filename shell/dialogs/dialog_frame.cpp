@@ -1,4 +1,4 @@
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "core/command.h"
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 namespace kestrune {
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "core/canvas.h"
-#include "shell/region_tree.h"
+#include "shell/screen/region_tree.h"
 
 namespace kestrune {
 

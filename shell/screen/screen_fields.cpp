@@ -2,7 +2,7 @@
 // way to set it. A click steps the value and a double click types it, both through these.
 #include <algorithm>
 
-#include "shell/screen_state.h"
+#include "shell/screen/screen_state.h"
 #include "song/event_store.h"
 #include "song/field_text.h"
 #include "song/locate.h"

@@ -1,4 +1,4 @@
-#include "shell/command_dialog.h"
+#include "shell/dialogs/command_dialog.h"
 
 namespace kestrune {
 
