@@ -60,39 +60,50 @@ std::string note_length_text(const program& p, std::int32_t length, std::int32_t
     return r.take().substr(0, 13);
 }
 
-}  // namespace
-
-std::string event_row_text(const program& p, ref32 e, const row_context& c) {
+// A note-on's row: key, velocity and the note's length, or "Missing" without its note-off.
+void note_on_row(row& r, const program& p, ref32 e) {
     const event_store& s = p.store();
     const midi_event& ev = s.at(e);
-    const std::uint8_t status = ev.status();
-    row r;
-    r.put(2, position_text(p, ev.position()));
-    const int kind = status & 0xF0;
-    if (kind >= 0x80 && kind <= 0xE0) r.number(24, 3, (status & 0x0F) + 1);
-    switch (kind) {
+    r.put(16, "Note    ");
+    r.put(28, note_name(ev.data1()));
+    if (ev.data2() == 0) {
+        r.put(33, "Off");
+        return;
+    }
+    r.number(33, 3, ev.data2());
+    int depth = 0;
+    const ref32 off = s.find_note_off(e, &depth);
+    if (depth != 0)
+        r.put(38, "   Missing  ");
+    else
+        r.put(38, note_length_text(p, s.position(off) - ev.position(), ev.position()));
+}
+
+// A program change: the number, and the patch name where the port's channel shows names.
+void program_row(row& r, const midi_event& ev, const row_context& c) {
+    r.put(16, "Program ");
+    r.number(29, 3, ev.data1());
+    const int channel = c.track_channel >= 0 && c.track_channel < 16 ? c.track_channel : ev.status() & 0x0F;
+    const int port = c.port & 3;
+    if (c.patches && c.show_patch_names && c.show_patch_names[port][channel] &&
+        (*c.patches)[static_cast<std::size_t>(port)].from_file) {
+        std::string name = program_name(*c.patches, port, ev.data1());
+        name.resize(13, ' ');
+        r.put(38, name);
+    }
+}
+
+// A channel message: its name, channel and data.
+void channel_row(row& r, const program& p, ref32 e, const row_context& c) {
+    const midi_event& ev = p.store().at(e);
+    r.number(24, 3, (ev.status() & 0x0F) + 1);
+    switch (ev.status() & 0xF0) {
         case 0x80:
             r.put(16, "Note Off");
             r.put(28, note_name(ev.data1()));
             r.number(33, 3, ev.data2());
             break;
-        case 0x90:
-            r.put(16, "Note    ");
-            r.put(28, note_name(ev.data1()));
-            if (ev.data2() == 0) {
-                r.put(33, "Off");
-                break;
-            }
-            r.number(33, 3, ev.data2());
-            {
-                int depth = 0;
-                ref32 off = s.find_note_off(e, &depth);
-                if (depth != 0)
-                    r.put(38, "   Missing  ");
-                else
-                    r.put(38, note_length_text(p, s.position(off) - ev.position(), ev.position()));
-            }
-            break;
+        case 0x90: note_on_row(r, p, e); break;
         case 0xA0:
             r.put(16, "P-Press ");
             r.put(28, note_name(ev.data1()));
@@ -104,33 +115,24 @@ std::string event_row_text(const program& p, ref32 e, const row_context& c) {
             r.number(33, 3, ev.data2());
             if (const char* name = controller_name(ev.data1())) r.put(39, name);
             break;
-        case 0xC0: {
-            r.put(16, "Program ");
-            r.number(29, 3, ev.data1());
-            const int channel =
-                c.track_channel >= 0 && c.track_channel < 16 ? c.track_channel : status & 0x0F;
-            const int port = c.port & 3;
-            if (c.patches && c.show_patch_names && c.show_patch_names[port][channel] &&
-                (*c.patches)[static_cast<std::size_t>(port)].from_file) {
-                std::string name = program_name(*c.patches, port, ev.data1());
-                name.resize(13, ' ');
-                r.put(38, name);
-            }
-            break;
-        }
+        case 0xC0: program_row(r, ev, c); break;
         case 0xD0:
             r.put(16, "C-Press ");
             r.number(29, 3, ev.data1());
             break;
-        case 0xE0:
+        default:  // 0xE0
             r.put(16, "PitchWh ");
             r.number(29, 3, ev.data1());
             r.number(33, 3, ev.data2());
             break;
-        default:
-            break;
     }
-    switch (status) {
+}
+
+// The program's own records: sysex, tempo, signature and text.
+void own_row(row& r, const program& p, ref32 e) {
+    const event_store& s = p.store();
+    const midi_event& ev = s.at(e);
+    switch (ev.status()) {
         case st::sysex:
             r.put(16, "Sys Ex  ");
             r.number(29, 3, ev.raw0());
@@ -168,6 +170,19 @@ std::string event_row_text(const program& p, ref32 e, const row_context& c) {
         default:
             break;
     }
+}
+
+}  // namespace
+
+std::string event_row_text(const program& p, ref32 e, const row_context& c) {
+    const midi_event& ev = p.store().at(e);
+    row r;
+    r.put(2, position_text(p, ev.position()));
+    const int kind = ev.status() & 0xF0;
+    if (kind >= 0x80 && kind <= 0xE0)
+        channel_row(r, p, e, c);
+    else
+        own_row(r, p, e);
     return r.take();
 }
 

@@ -145,7 +145,16 @@ memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40,
 
 overall_settings_view::overall_settings_view(program& p, setup_settings& s)
     : dialog(p, "Overall Settings", 74, 41), model(p, s) {
-    dll_data& d = p.d;
+    add_filter_group(p.d);
+    add_click_group(p.d);
+    add_thru_group(p.d);
+    add_mouse_group(p, s);
+    add_remap_group(p.d);
+    add_transpose_lists();
+    add_ok_cancel();
+}
+
+void overall_settings_view::add_filter_group(dll_data& d) {
     add_control(group_control("Input Filter", {1, 1, 35, 12}));
     struct filter {
         const char* text;
@@ -176,6 +185,9 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
                .set = [this](std::int32_t v) { model.set_filter_controller_to(v); },
                .format = controller_field_text});
 
+}
+
+void overall_settings_view::add_click_group(dll_data& d) {
     add_control(group_control("MIDI Click", {36, 1, 73, 12}));
     add_control(label_control("Port", {37, 2, 49, 3}));
     field_spec port = choice_field("Port", {"A", "B", "C", "D"});
@@ -200,7 +212,9 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
                .spec = {.label = "Velocity", .low = 1, .high = 127, .entry_length = 3},
                .cells = {50, 8, 55, 9}, .get = [&d] { return d.click_velocity; },
                .set = [this](std::int32_t v) { model.set_click_velocity(v); }});
+}
 
+void overall_settings_view::add_thru_group(dll_data& d) {
     add_control(group_control("MIDI Thru", {36, 13, 73, 17}));
     add_control(label_control("Off Channel", {37, 14, 49, 15}));
     add_field({.id = thru_off_field,
@@ -213,9 +227,9 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
                    const auto v = parse_integer(t);
                    return v ? std::optional<std::int32_t>(*v - 1) : std::nullopt;
                }});
+}
 
-    add_mouse_group(p, s);
-
+void overall_settings_view::add_remap_group(dll_data& d) {
     add_control(group_control("Remap controllers", {36, 18, 73, 25}));
     add_control(check_control("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
                       [this](int on) { model.set_remap_on(on != 0); }));
@@ -229,7 +243,9 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
                .get = [&d] { return d.remap_to; },
                .set = [this](std::int32_t v) { model.set_remap_to(v); },
                .format = controller_field_text});
+}
 
+void overall_settings_view::add_transpose_lists() {
     add_control(group_control("Disable Song Mode Transpose", {1, 26, 73, 37}));
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
@@ -244,7 +260,6 @@ overall_settings_view::overall_settings_view(program& p, setup_settings& s)
                          model.transpose_exempt[port][static_cast<std::size_t>(c)] = on;
                      }});
     }
-    add_ok_cancel();
 }
 
 void overall_settings_view::add_mouse_group(program& p, setup_settings& s) {

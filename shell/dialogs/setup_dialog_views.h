@@ -38,7 +38,12 @@ public:
     overall_settings_dialog model;
 
 private:
+    void add_filter_group(dll_data& d);
+    void add_click_group(dll_data& d);
+    void add_thru_group(dll_data& d);
     void add_mouse_group(program& p, setup_settings& s);
+    void add_remap_group(dll_data& d);
+    void add_transpose_lists();
 };
 
 inline constexpr const char* no_soundfont_text = "No SoundFont found";
