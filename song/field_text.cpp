@@ -174,7 +174,7 @@ std::optional<field_value> parse_field_argument(const program& p, const field_sp
 }
 
 std::string field_kind_text(const field_spec& f) {
-    const auto range = [&f](std::int32_t low, std::int32_t high) {
+    const auto range = [](std::int32_t low, std::int32_t high) {
         return std::to_string(low) + ".." + std::to_string(high);
     };
     switch (f.kind) {
