@@ -201,38 +201,40 @@ void make_extreme_song(program& p) {
     p.song.grid_split = 300;        // 100 percent
 }
 
+namespace {
+
+// The plain values the song file keeps, in the file's order.
+std::vector<std::int64_t> song_values(const program& p) {
+    const dll_data& d = p.d;
+    const song_settings& s = p.song;
+    return nums(d.current_step, d.current_pattern, p.app.edit_grid, p.app.song_tempo, d.song_mode,
+                d.thru_off_channel, d.click_channel, d.click_velocity, d.click_note,
+                d.filter_notes, d.filter_controller_from, d.filter_pitch_wheel,
+                d.filter_poly_press, d.filter_channel_press, d.filter_program, d.remap_on,
+                d.remap_from, d.remap_to, d.filter_controller_to, d.left_locator,
+                d.right_locator, d.cycle_on, d.filter_sysex, d.tempo_track_on, d.click_port,
+                s.snap_to_grid, s.increase_button, s.decrease_button, d.signature_track_on,
+                p.app.quantize_strength, p.app.quantize_swing, s.grid_split, s.grid_mode_flag,
+                s.grid_lane, s.grid_zoom_y, s.grid_zoom_x);
+}
+
+}  // namespace
+
 void expect_same_song(const program& a, const program& b) {
-    const dll_data &x = a.d, &y = b.d;
-    EXPECT_EQ(nums(x.current_step, x.current_pattern, x.song_mode, x.thru_off_channel,
-                   x.click_channel, x.click_velocity, x.click_note, x.click_port, x.filter_notes,
-                   x.filter_controller_from, x.filter_pitch_wheel, x.filter_poly_press,
-                   x.filter_channel_press, x.filter_program, x.remap_on, x.remap_from, x.remap_to,
-                   x.filter_controller_to, x.left_locator, x.right_locator, x.cycle_on,
-                   x.filter_sysex, x.tempo_track_on, x.signature_track_on),
-              nums(y.current_step, y.current_pattern, y.song_mode, y.thru_off_channel,
-                   y.click_channel, y.click_velocity, y.click_note, y.click_port, y.filter_notes,
-                   y.filter_controller_from, y.filter_pitch_wheel, y.filter_poly_press,
-                   y.filter_channel_press, y.filter_program, y.remap_on, y.remap_from, y.remap_to,
-                   y.filter_controller_to, y.left_locator, y.right_locator, y.cycle_on,
-                   y.filter_sysex, y.tempo_track_on, y.signature_track_on));
-    EXPECT_EQ(std::memcmp(x.transpose_exempt, y.transpose_exempt, sizeof x.transpose_exempt), 0);
-    EXPECT_EQ(nums(a.app.song_tempo, a.app.edit_grid, a.app.quantize_strength, a.app.quantize_swing),
-              nums(b.app.song_tempo, b.app.edit_grid, b.app.quantize_strength, b.app.quantize_swing));
-    const song_settings &s = a.song, &t = b.song;
-    EXPECT_EQ(nums(s.snap_to_grid, s.grid_split, s.grid_mode_flag, s.grid_lane, s.grid_zoom_y,
-                   s.grid_zoom_x, s.increase_button, s.decrease_button),
-              nums(t.snap_to_grid, t.grid_split, t.grid_mode_flag, t.grid_lane, t.grid_zoom_y,
-                   t.grid_zoom_x, t.increase_button, t.decrease_button));
-    EXPECT_EQ(s.position_memory, t.position_memory);
-    EXPECT_EQ(s.note_pad_text, t.note_pad_text);
-    EXPECT_TRUE(s.mixer_snapshots == t.mixer_snapshots);
+    EXPECT_EQ(song_values(a), song_values(b));
+    EXPECT_EQ(std::memcmp(a.d.transpose_exempt, b.d.transpose_exempt, sizeof a.d.transpose_exempt),
+              0);
+    EXPECT_EQ(a.song.position_memory, b.song.position_memory);
+    EXPECT_EQ(a.song.note_pad_text, b.song.note_pad_text);
+    EXPECT_TRUE(a.song.mixer_snapshots == b.song.mixer_snapshots);
     // The lists, and the default signature's one record.
-    EXPECT_EQ(difference(read_chain(b.store(), y.tempo_chain.first),
-                         read_chain(a.store(), x.tempo_chain.first)), "");
-    EXPECT_EQ(difference(read_chain(b.store(), y.signature_track.first),
-                         read_chain(a.store(), x.signature_track.first)), "");
-    EXPECT_EQ(difference({b.store().at(y.signature_chain.first)},
-                         {a.store().at(x.signature_chain.first)}), "");
+    for (auto list : {&dll_data::tempo_chain, &dll_data::signature_track})
+        EXPECT_EQ(difference(read_chain(b.store(), (b.d.*list).first),
+                             read_chain(a.store(), (a.d.*list).first)),
+                  "");
+    EXPECT_EQ(difference({b.store().at(b.d.signature_chain.first)},
+                         {a.store().at(a.d.signature_chain.first)}),
+              "");
     for (int i = 0; i < song_steps; ++i) {
         const song_step &u = a.step(i), &v = b.step(i);
         EXPECT_EQ(nums(u.end, u.pattern, u.stop_here, u.transpose, u.pickup, u.track_mask),

@@ -80,7 +80,6 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.transpose_exempt[1][9], 1);
     EXPECT_EQ(overall_settings_dialog::controller_text(-1, nullptr), " Control -- ");
     EXPECT_EQ(overall_settings_dialog::controller_text(3, nullptr), " Control 3");
-    EXPECT_EQ(overall_settings_dialog::channel_text(-1), " -- ");
     again.set_left_button_increases(false);
     EXPECT_EQ(s.mouse_increase, 2);
 }
