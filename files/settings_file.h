@@ -119,6 +119,8 @@ struct user_settings {
     std::int16_t spp_offset = 1;
     std::array<std::string, 4> folders;  // empty: the program's folder
     std::string licence;                 // kept as it came
+
+    bool operator==(const user_settings&) const = default;
 };
 
 // Reads a settings file. False, with `out` untouched, when the file is missing, not a settings

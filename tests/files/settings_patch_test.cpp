@@ -50,14 +50,6 @@ user_settings every_field_set() {
     return s;
 }
 
-// Two settings are the same when they make the same file.
-void expect_same(const user_settings& a, const user_settings& b) {
-    temp_folder dir;
-    ASSERT_TRUE(write_settings_file(dir.path("a.set"), a));
-    ASSERT_TRUE(write_settings_file(dir.path("b.set"), b));
-    EXPECT_EQ(read_bytes(dir.path("a.set")), read_bytes(dir.path("b.set")));
-}
-
 TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     temp_folder dir;
     user_settings s = every_field_set();
@@ -78,7 +70,7 @@ TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
               nums(settings_magic, settings_magic));
     user_settings back;
     ASSERT_TRUE(read_settings_file(dir.path("k.set"), back));
-    expect_same(s, back);
+    EXPECT_TRUE(back == s);
 }
 
 TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
@@ -90,7 +82,7 @@ TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
         write_bytes(dir.path("x.set"), bytes);
         user_settings s;
         EXPECT_FALSE(read_settings_file(dir.path("x.set"), s));
-        expect_same(s, defaults);
+        EXPECT_TRUE(s == defaults);
     };
     refused({0x66, 0x33, 0xDD, 0x33, 0, 0});      // wrong magic
     refused({good.begin(), good.begin() + 100});  // inside the fixed part
@@ -151,7 +143,7 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     file_state fs2;
     load_settings(*t, s2, fs2);
     std::filesystem::remove(beside);
-    expect_same(s2, written);
+    EXPECT_TRUE(s2 == written);
     // The values reach the program and the file commands.
     EXPECT_EQ(nums(t->d.memory_units, t->d.midi_out_device[3], t->d.mixer_define_controller,
                    t->app.simple_bardisplay, fs2.remember_file_paths),

@@ -212,7 +212,12 @@ TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     w = std::system((run + "--screenshot shot.png nosuch.sng 2>/dev/null").c_str());
     EXPECT_EQ(WEXITSTATUS(w), 1);
 
-    w = std::system((run + "start.sng & sleep 1; kill -TERM $!; wait $!").c_str());
+    // The signal goes once the program catches it, however long its start takes (30 s at most).
+    w = std::system((run + "start.sng & pid=$!; i=0; until m=$(sed -n 's/^SigCgt:[[:space:]]*//p' "
+                           "/proc/$pid/status) && [ $((0x$m & 0x4000)) -ne 0 ]; do "
+                           "i=$((i + 1)); [ $i -lt 600 ] && kill -0 $pid || break; sleep 0.05; "
+                           "done; kill -TERM $pid; wait $pid")
+                          .c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);
     EXPECT_FALSE(read_bytes(settings).empty());

@@ -84,30 +84,26 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
 }
 
 TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
-    // How often each port got the controller reset and the centred wheel, over all channels.
-    auto resets = [&](int port) {
-        int controllers = 0, wheels = 0;
+    // The channels of a port that got the controller reset, and the centred wheel.
+    auto reset_channels = [&](int port) {
+        std::set<int> controllers, wheels;
         for (const auto& m : sent(port)) {
-            controllers += m.size() == 3 && (m[0] & 0xF0) == 0xB0 && m[1] == 121 && m[2] == 0;
-            wheels += m == std::vector<int>{0xE0 | (m[0] & 0x0F), 0x00, 0x40};
+            const int c = m[0] & 0x0F;
+            if (m == std::vector<int>{0xB0 | c, 121, 0}) controllers.insert(c);
+            if (m == std::vector<int>{0xE0 | c, 0x00, 0x40}) wheels.insert(c);
         }
-        return nums(controllers, wheels);
+        return nums(controllers.size(), wheels.size());
     };
     tr.play();
     tr.stop();
-    EXPECT_EQ(resets(0), nums(0, 0)) << "not asked for";
+    EXPECT_EQ(reset_channels(0), nums(0, 0)) << "not asked for";
     tr.reset_on_stop = true;
     tr.play();
     t.midi.clear();
     tr.play();  // a restart is not a stop
-    EXPECT_EQ(resets(0), nums(0, 0));
+    EXPECT_EQ(reset_channels(0), nums(0, 0));
     tr.stop();
-    for (int port = 0; port < 4; ++port) {
-        EXPECT_EQ(resets(port), nums(16, 16)) << port;
-        std::set<int> channels;
-        for (const auto& m : sent(port)) channels.insert(m[0] & 0x0F);
-        EXPECT_EQ(channels.size(), 16u) << port;
-    }
+    for (int port = 0; port < 4; ++port) EXPECT_EQ(reset_channels(port), nums(16, 16)) << port;
 }
 
 TEST(SongEnd, FallsAfterTheLastNoteOfADelayedTrack) {
