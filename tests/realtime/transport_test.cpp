@@ -66,6 +66,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
 }
 
 TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
+    clock_out_on_a();
     tr.play();
     t.run_ms(500);
     const std::int32_t there = t->d.position;
@@ -81,6 +82,11 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     tr.stop();
     tr.stop();
     EXPECT_EQ(t->d.position, song_start);
+    // Start, then Stop and Continue as the transport stops and goes on; every Stop says so.
+    std::vector<std::vector<int>> told;
+    for (const auto& m : sent())
+        if (m[0] != 0xF8) told.push_back(m);
+    EXPECT_EQ(told, (std::vector<std::vector<int>>{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
 }
 
 TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
