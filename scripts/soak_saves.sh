@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Soak test of saving, not part of CI: `kestrune-tool convert` writes a large song over a file that
-# holds a small one and is killed at a random moment, COUNT times (default 200), by SIGTERM,
-# SIGHUP or SIGINT, and every tenth time by SIGKILL. After each kill the target must hold the whole
+# Soak test of saving, not part of CI: `kestrune-tool convert`, or in turn `apply` of Quantize,
+# writes a large song over a file that holds a small one and is killed at a random moment, COUNT
+# times (default 200), by SIGTERM, SIGHUP or SIGINT, and every tenth time by SIGKILL. After each kill the target must hold the whole
 # old song or the whole new one, and the folder nothing else: a temporary file that SIGKILL leaves
 # must be gone after the next save into the folder. Prints its figures, `name value`, and exits 1
 # on a failure.
@@ -28,9 +28,9 @@ be32() { printf "\\$(printf %03o $(($1 >> 24 & 255)))\\$(printf %03o $(($1 >> 16
 # A format 1 MIDI file of TRACKS tracks, each NOTES notes of a sixteenth.
 midi_file() {
     local tracks=$1 notes=$2
-    printf 'MThd\0\0\0\6\0\1'
+    printf 'MThd\0\0\0\6\0\1\0'
     printf "\\$(printf %03o "$tracks")"
-    printf '\0\140'
+    printf '\0\140'  # division 96
     for _ in $(seq "$tracks"); do
         printf 'MTrk'
         be32 $((notes * 8 + 4))
@@ -43,20 +43,34 @@ midi_file() {
 midi_file 1 4 >"$work/small.mid"
 midi_file 24 6000 >"$work/large.mid"
 "$tool" convert "$work/small.mid" "$work/old.sng" 2>/dev/null || { echo "soak_saves: no old song" >&2; exit 1; }
-"$tool" convert "$work/large.mid" "$work/new.sng" 2>/dev/null || { echo "soak_saves: no new song" >&2; exit 1; }
 mkdir "$work/out"
 target="$work/out/song.sng"
+# The two ways to the new song, each with what it saves: the tool's words for WAY into OUT.
+saves=(convert apply)
+save_words() {
+    case $1 in
+    convert) words=(convert "$work/large.mid" "$2") ;;
+    apply) words=(apply "$work/large.mid" "$2" Quantize quantize=16) ;;
+    esac
+}
+for way in "${saves[@]}"; do
+    save_words "$way" "$work/$way.sng"
+    "$tool" "${words[@]}" 2>/dev/null || { echo "soak_saves: $way saves no song" >&2; exit 1; }
+done
 
 # How long a whole save takes: the kills fall anywhere within it.
+save_words apply "$target"
 start=$(date +%s%N)
-"$tool" convert "$work/large.mid" "$target" 2>/dev/null
+"$tool" "${words[@]}" 2>/dev/null
 span_us=$((($(date +%s%N) - start) / 1000))
 
 signals=(TERM HUP INT)
 old_kept=0 new_whole=0 killed_left=0
 for round in $(seq "$count"); do
+    way=${saves[round % 2]}
     cp "$work/old.sng" "$target"
-    "$tool" convert "$work/large.mid" "$target" 2>/dev/null &
+    save_words "$way" "$target"
+    "$tool" "${words[@]}" 2>/dev/null &
     pid=$!
     delay_us=$(((RANDOM * 32768 + RANDOM) % (span_us + 1)))
     sleep "$((delay_us / 1000000)).$(printf %06d $((delay_us % 1000000)))"
@@ -65,14 +79,14 @@ for round in $(seq "$count"); do
     wait "$pid" 2>/dev/null
     if cmp -s "$target" "$work/old.sng"; then
         old_kept=$((old_kept + 1))
-    elif cmp -s "$target" "$work/new.sng"; then
+    elif cmp -s "$target" "$work/$way.sng"; then
         new_whole=$((new_whole + 1))
     else
-        fail "round $round ($sig): the target is neither the old song nor the new one"
+        fail "round $round ($way, $sig): the target is neither the old song nor the new one"
     fi
     litter=$(ls -A "$work/out" | grep -v '^song\.sng$')
     if [ -n "$litter" ] && [ "$sig" != KILL ]; then
-        fail "round $round ($sig) left $litter"
+        fail "round $round ($way, $sig) left $litter"
     elif [ -n "$litter" ]; then
         killed_left=$((killed_left + 1))
         "$tool" convert "$work/small.mid" "$target" 2>/dev/null

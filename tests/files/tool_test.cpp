@@ -272,6 +272,10 @@ TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     EXPECT_TRUE(read_bytes(settings).empty());
     w = std::system((run + "--screenshot shot.png nosuch.sng 2>/dev/null").c_str());
     EXPECT_EQ(WEXITSTATUS(w), 1);
+    w = std::system((run + "--zoom 99 2>'" + dir.path("zoom.txt") + "'").c_str());
+    EXPECT_EQ(WEXITSTATUS(w), 2);
+    EXPECT_NE(text_of(dir.path("zoom.txt")).find("kestrune: --zoom takes 0 to 7, not 99\n"),
+              std::string::npos);
 
     // A signal while a box is up at start-up, here the one about a settings file that cannot be
     // read, ends the program in order: the broken file set aside, the settings written.
