@@ -265,7 +265,8 @@ TEST(SysexFile, BadBytesAndOpenMessagesAreRefused) {
         EXPECT_EQ(t->d.free_blocks, free_before);
     }
     EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("none.syx")), load_result::not_opened);
-    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(t.screen.last_text(), std::string(msg_open_failed) + "\n" + dir.path("none.syx") +
+                                        ": No such file or directory");
     EXPECT_EQ(check_pool(*t), "");
 }
 

@@ -237,7 +237,8 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     EXPECT_TRUE(t.screen.messages.empty());
     EXPECT_EQ(read_song_file(*t, dir.path("none.sng"), true), load_result::not_opened);
     EXPECT_EQ(t.screen.last_text() + t.screen.messages.back().caption,
-              std::string(msg_open_failed) + caption_error);
+              std::string(msg_open_failed) + "\n" + dir.path("none.sng") +
+                  ": No such file or directory" + caption_error);
     // Wrong magic, and a file too short for one: the song stays.
     for (std::vector<std::uint8_t> bytes :
          {std::vector<std::uint8_t>{1, 2, 3, 4, 5}, std::vector<std::uint8_t>{0x32, 0xB2}}) {
@@ -274,11 +275,13 @@ TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     EXPECT_EQ(nums(small.screen.last_text() == msg_file_too_big, small->slot(2, 2).in_use),
               nums(1, 0));
     EXPECT_EQ(check_pool(*small), "");
-    // A FIFO, a device or a folder is refused at once.
+    // A FIFO, a device or a folder is refused at once, and says what it is.
     ASSERT_EQ(::mkfifo(dir.path("fifo.sng").c_str(), 0600), 0);
-    for (const std::string& path : {dir.path("fifo.sng"), std::string("/dev/zero"), dir.dir()}) {
+    for (const auto& [path, why] : {std::pair{dir.path("fifo.sng"), "Not a regular file"},
+                                    {std::string("/dev/zero"), "Not a regular file"},
+                                    {dir.dir(), "Is a directory"}}) {
         EXPECT_EQ(read_song_file(*t, path, true), load_result::not_opened);
-        EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+        EXPECT_EQ(t.screen.last_text(), std::string(msg_open_failed) + "\n" + path + ": " + why);
     }
 
     // Damage inside a structure: refused, song cleared, no block lost.
