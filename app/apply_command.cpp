@@ -226,7 +226,8 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
             result = exit_failed;
         }
         if (result == exit_ok && o.answer_given && screen.questions == 0)
-            std::fprintf(stderr, "%s asked no question: --answer was not used\n", o.command.c_str());
+            std::fprintf(stderr, "%s asked no question: --answer was not used\n",
+                         o.command.c_str());
     }
     if (result == exit_ok) {
         const bool saved = extension_upper(o.output) == ".SNG" ? write_song_file(prog, o.output)

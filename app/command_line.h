@@ -29,10 +29,9 @@ inline bool whole_number(const std::string& text, long low, long high, int& out)
 // An option word that `command` of kestrune-tool does not take: one that another command takes,
 // or one that no command knows.
 inline std::string refused_option(const std::string& command, const std::string& option) {
-    static const char* const known[] = {"--pattern",  "--tempo", "--signature", "--track",
-                                        "--locators", "--answer", "--list",     "--port",
-                                        "--from",     "--loop",   "--to",       "--soundfont",
-                                        "--rate"};
+    static const char* const known[] = {
+        "--pattern", "--tempo", "--signature", "--track", "--locators",  "--answer", "--list",
+        "--port",    "--from",  "--loop",      "--to",    "--soundfont", "--rate"};
     for (const char* k : known)
         if (option == k) return command + " does not use " + option;
     return "unknown option " + option;

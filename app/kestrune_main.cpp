@@ -34,8 +34,9 @@ struct options {
 
 int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
-    std::fprintf(stderr, "usage: kestrune [--zoom 0-7] [FILE]\n"
-                         "       kestrune --screenshot PNG [--zoom 0-7] [FILE]\n");
+    std::fprintf(stderr,
+                 "usage: kestrune [--zoom 0-7] [FILE]\n"
+                 "       kestrune --screenshot PNG [--zoom 0-7] [FILE]\n");
     return 2;
 }
 
@@ -73,7 +74,8 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName("Kestrune");
     QApplication::setDesktopFileName("kestrune");
     options o;
-    if (const std::string why = parse(QApplication::arguments(), o); !why.empty()) return usage(why);
+    if (const std::string why = parse(QApplication::arguments(), o); !why.empty())
+        return usage(why);
     const bool screenshot = !o.screenshot.empty();
 
     // A screenshot has no one to answer a box: its messages go to standard error.
@@ -122,7 +124,8 @@ int main(int argc, char** argv) {
 #endif
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
         const bool zoom_given = o.zoom >= 0;
-        w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), first_start || screenshot || zoom_given);
+        w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(),
+                     first_start || screenshot || zoom_given);
         const user_settings& u = s.settings;
         if (first_start || screenshot || zoom_given)
             w.default_place(false);

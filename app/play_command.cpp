@@ -12,10 +12,10 @@
 #include "engine/system_backend.h"
 #include "realtime/song_extent.h"
 #include "realtime/transport.h"
+#include "song/event_store.h"
 #include "song/locate.h"
 #include "song/position.h"
 #include "song/song_start.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 

@@ -205,8 +205,8 @@ bool file_buffer::create(const std::string& path) {
             folder + "/" + temporary_name(static_cast<int>(::getpid()), temp_counter.fetch_add(1));
         // Named for the signal handlers before it exists, so that no moment leaves it behind.
         set_unfinished(temp);
-        const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                              replaces_ ? 0600 : 0666);
+        const int fd =
+            ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, replaces_ ? 0600 : 0666);
         if (fd < 0) {
             const int error = errno;
             unfinished.store(false);

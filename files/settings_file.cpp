@@ -285,8 +285,8 @@ void load_settings(program& p, user_settings& s, file_state& fs) {
         p.message(msg_settings_not_kept + place.wanted + msg_settings_lost);
     const std::string user_file = place.folder + settings_file_name;
     std::string why;
-    const settings_read r = place.folder.empty() ? settings_read::missing
-                                                 : read_settings_file(user_file, s, &why);
+    const settings_read r =
+        place.folder.empty() ? settings_read::missing : read_settings_file(user_file, s, &why);
     if (r == settings_read::broken) {
         report_unreadable(p, user_file, why, true);
         s.broken_file = user_file;

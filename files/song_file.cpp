@@ -461,8 +461,7 @@ bool write_song_file(program& p, const std::string& path, song_file_map* map) {
 load_result read_song_file(program& p, const std::string& path, bool report_open_failure) {
     file_buffer f;
     if (!f.open_read(path)) {
-        if (report_open_failure)
-            show_open_failure(p, f, path);
+        if (report_open_failure) show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     std::uint32_t magic = 0;

@@ -286,7 +286,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     if (end <= from) return done(fail("There is nothing to play between these bars!"));
 
     audio_file file(r.output, format, synth.sample_rate());
-    if (!file.ok()) return done(fail("Can't create the audio file\n" + r.output + ": " + file.why()));
+    if (!file.ok())
+        return done(fail("Can't create the audio file\n" + r.output + ": " + file.why()));
     const auto cancelled = [&] { return cancel && cancel->load(std::memory_order_relaxed); };
 
     transport tr(prog);

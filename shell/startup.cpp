@@ -90,7 +90,8 @@ bool open_start_file(session& s, const std::string& command_line_name) {
     // a missing "Default.sng" is the usual start with an empty song.
     if (!command_line_name.empty() && is_song_name(command_line_name)) {
         file_buffer probe;
-        if (!probe.open_read(command_line_name)) show_open_failure(s.prog, probe, command_line_name);
+        if (!probe.open_read(command_line_name))
+            show_open_failure(s.prog, probe, command_line_name);
     }
     s.files.current_file_name = command_line_name;
     const bool loaded = load_song_by_type(s.prog, s.files) != 0;

@@ -156,7 +156,8 @@ TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
     file_state fs;
     load_settings(*t, s, fs);
     EXPECT_FALSE(save_settings(*t, s, fs));
-    EXPECT_EQ(t.screen.last_text(), std::string(msg_settings_not_saved) + "\n" + bad + ": Is a directory");
+    EXPECT_EQ(t.screen.last_text(),
+              std::string(msg_settings_not_saved) + "\n" + bad + ": Is a directory");
     EXPECT_EQ(read_bytes(file), (std::vector<std::uint8_t>{1, 2, 3}));
 
     // Values are held in their ranges.

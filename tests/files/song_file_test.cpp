@@ -350,7 +350,8 @@ TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     // No file can be made: both writers say why, each failure with its own reason.
     const std::string lost = dir.path("no/such/folder/x.sng");
     EXPECT_FALSE(write_song_file(*t, lost));
-    EXPECT_EQ(t.screen.last_text(), save_failure(msg_invalid_handle, lost, "No such file or directory"));
+    EXPECT_EQ(t.screen.last_text(),
+              save_failure(msg_invalid_handle, lost, "No such file or directory"));
     EXPECT_EQ(t.screen.messages.back().icon, msg_icon::stop);
     std::filesystem::create_directory(dir.path("folder.mid"));
     EXPECT_FALSE(write_midi_file(*t, dir.path("folder.mid")));
@@ -399,7 +400,8 @@ TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     EXPECT_FALSE(replaced || made);
     EXPECT_EQ(replacing, save_failure(msg_write_failed, dir.path("old.sng"), "File too large") +
                              "\n" + msg_old_file_kept);
-    EXPECT_EQ(t.screen.last_text(), save_failure(msg_write_failed, dir.path("new.sng"), "File too large"));
+    EXPECT_EQ(t.screen.last_text(),
+              save_failure(msg_write_failed, dir.path("new.sng"), "File too large"));
     EXPECT_EQ(read_bytes(dir.path("old.sng")), (std::vector<std::uint8_t>{1, 2, 3}));
     EXPECT_FALSE(std::filesystem::exists(dir.path("new.sng")));
     EXPECT_EQ(temporaries_in(dir), 0);

@@ -101,7 +101,8 @@ TEST_F(window_fixture, start_file_rules) {
     QString caption, text;
     answer_box(&caption, &text);
     EXPECT_FALSE(open_start_file(*s, "nosuch.sng"));
-    EXPECT_EQ(text.toStdString(), std::string(msg_open_failed) + "\nnosuch.sng: No such file or directory");
+    EXPECT_EQ(text.toStdString(),
+              std::string(msg_open_failed) + "\nnosuch.sng: No such file or directory");
 
     // A MIDI file's title becomes .sng, in the window's title too.
     write_midi_song("tune.mid", 3, 4);

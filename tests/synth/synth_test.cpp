@@ -131,9 +131,9 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
     EXPECT_EQ(screen.last_text(), msg_export_cancelled);
 
     EXPECT_FALSE(render("missing-folder/a.wav"));
-    EXPECT_EQ(screen.last_text(),
-              "Can't create the audio file\n" + (dir / "missing-folder/a.wav").string() +
-                  ": No such file or directory");
+    EXPECT_EQ(screen.last_text(), "Can't create the audio file\n" +
+                                      (dir / "missing-folder/a.wav").string() +
+                                      ": No such file or directory");
 
     // A disk that fills up during the render.
     rlimit keep{};
