@@ -3,6 +3,7 @@
 // the window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
 #include <QApplication>
 #include <QImage>
+#include <QImageWriter>
 #include <QSocketNotifier>
 #include <cstdio>
 #include <string>
@@ -145,8 +146,10 @@ int main(int argc, char** argv) {
             } else if (stop_requested()) {
                 std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");
                 rc = 1;
-            } else if (!w.screenshot().save(QString::fromStdString(o.screenshot), "PNG")) {
-                std::fprintf(stderr, "Can't write %s\n", o.screenshot.c_str());
+            } else if (QImageWriter png(QString::fromStdString(o.screenshot), "PNG");
+                       !png.write(w.screenshot())) {
+                std::fprintf(stderr, "Can't write %s: %s\n", o.screenshot.c_str(),
+                             png.errorString().toStdString().c_str());
                 rc = 1;
             }
         } else if (!stop_requested()) {
