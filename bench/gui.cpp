@@ -19,6 +19,7 @@
 #include "engine/engine.h"
 #include "platform/dialog_host.h"
 #include "platform/help_window.h"
+#include "shell/processing_dialogs.h"
 #include "shell/setup_dialog_views.h"
 #include "platform/main_window.h"
 #include "shell/main_screen.h"

@@ -40,11 +40,19 @@ std::string missing(std::string_view page) {
 
 // A started session with every command of the window in its table.
 struct started_session {
-    testing::test_program t;
-    session s{t.eng, t.screen, t.clk};
-    started_session() {
+    testing::virtual_clock clk;
+    capture_backend midi;
+    testing::scripted_ui screen;
+    engine eng;
+    std::unique_ptr<session> made;
+    session& s;
+    started_session() : made(attached()), s(*made) {
         ::setenv("XDG_CONFIG_HOME", fs::temp_directory_path().c_str(), 1);
         start_session(s);
+    }
+    std::unique_ptr<session> attached() {
+        eng.attach(clk, &midi);
+        return std::make_unique<session>(eng, screen, clk);
     }
     ~started_session() { end_session(s, false); }
 };

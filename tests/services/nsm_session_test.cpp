@@ -82,7 +82,13 @@ struct stand_in_manager {
 
 struct nsm_fixture : ::testing::Test {
     fs::path dir = fs::temp_directory_path() / ("kestrune_nsm_" + std::to_string(::getpid()));
-    testing::test_program t;
+    // The session's own program on the engine, as the window has it.
+    struct parts {
+        testing::virtual_clock clk;
+        capture_backend midi;
+        testing::scripted_ui screen;
+        engine eng;
+    } t;
     std::unique_ptr<session> s;
     stand_in_manager manager;
 
@@ -90,6 +96,7 @@ struct nsm_fixture : ::testing::Test {
         fs::create_directories(dir);
         ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
         ::setenv("NSM_URL", manager.url().c_str(), 1);
+        t.eng.attach(t.clk, &t.midi);
         s = std::make_unique<session>(t.eng, t.screen, t.clk);
         ASSERT_EQ(start_session(*s), 0);
     }
@@ -119,11 +126,11 @@ TEST_F(nsm_fixture, the_session_opens_saves_and_reopens_its_song) {
 
     // A new session: an empty song under the session's folder, made at the first save.
     const std::string place = (dir / "Session" / "Kestrune.nABC").string();
-    set_note_pad("before");
+    s->prog.d.cycle_on = 1;
     manager.ask(*nsm, "/nsm/client/open", {place, "Kestrune", "nABC"});
     EXPECT_EQ(manager.got.back().path, "/reply");
     EXPECT_EQ(manager.got.back().texts[0], "/nsm/client/open");
-    EXPECT_EQ(note_pad(), "");
+    EXPECT_EQ(s->prog.d.cycle_on, 0) << "the song is cleared";
     EXPECT_EQ(s->files.current_file_title, session_song_name);
 
     set_note_pad("kept");

@@ -47,7 +47,7 @@ public:
     }
     ~loopback_server() {
         ::shutdown(fd_, SHUT_RDWR);
-        worker_.join();
+        if (worker_.joinable()) worker_.join();
         ::close(fd_);
     }
     int port() const { return port_; }
