@@ -77,7 +77,9 @@ TEST_F(help_fixture, help_menu_f1_in_a_dialog_and_over_a_menu_item_open_their_pa
     QTimer::singleShot(0, [&] {
         auto* host = dynamic_cast<dialog_host*>(QApplication::activeModalWidget());
         ASSERT_NE(host, nullptr);
+        // The Help menu's page while the dialog is up is seated with the dialog as well.
         dispatch_command(*s, cmd::help_index);
+        EXPECT_EQ(the_help_window()->parentWidget(), host);
         QTest::keyClick(host, Qt::Key_F1);
         EXPECT_EQ(page_shown(), help_page::memory_setup);
         EXPECT_EQ(the_help_window()->parentWidget(), host);
