@@ -61,7 +61,9 @@ double help_open_ms(program& p, QWidget* window, int runs) {
         t.start();
         QKeyEvent f1(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
         QApplication::sendEvent(&host, &f1);
-        auto* h = host.findChild<help_window*>();
+        help_window* h = nullptr;
+        for (QWidget* w : host.findChildren<QWidget*>())
+            if (auto* found = dynamic_cast<help_window*>(w)) h = found;
         if (!h) return -1;
         h->browser()->viewport()->repaint();
         times.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
