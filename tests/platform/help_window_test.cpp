@@ -21,12 +21,10 @@
 #include "shell/main_commands.h"
 #include "shell/setup_dialog_views.h"
 #include "shell/startup.h"
-#include "tests/support/stand_ins.h"
+#include "tests/platform/window_fixture.h"
 
 namespace kestrune::testing {
 namespace {
-
-namespace fs = std::filesystem;
 
 help_window* the_help_window() {
     for (QWidget* w : QApplication::allWidgets())
@@ -42,25 +40,11 @@ std::string page_shown() {
     return "html/" + fs::path(u.toLocalFile().toStdString()).filename().string() + anchor;
 }
 
-struct help_fixture : ::testing::Test {
-    fs::path dir = fs::temp_directory_path() / ("kestrune_help_" + std::to_string(::getpid()));
-    system_clock clk;
-    capture_backend midi;
-    engine eng;
-    qt_ui screen_ui;
-    std::unique_ptr<session> s;
-
+// The window's program, with the help pages of the tree.
+struct help_fixture : window_fixture {
     void SetUp() override {
-        fs::create_directories(dir);
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+        window_fixture::SetUp();
         set_help_root(KESTRUNE_HELP_DIR);
-        eng.attach(clk, &midi);
-        s = std::make_unique<session>(eng, screen_ui, clk);
-        ASSERT_EQ(start_session(*s), 0);
-    }
-    void TearDown() override {
-        end_session(*s, false);
-        fs::remove_all(dir);
     }
 };
 
