@@ -18,10 +18,10 @@ std::unique_ptr<nsm_session> nsm_session::join(session& s, const std::string& ex
     if (!url || !*url) return nullptr;
     std::unique_ptr<nsm_session> joined(new nsm_session(s));
     nsm_session* self = joined.get();
-    joined->client_ = nsm_client::connect(
-        url, {.open = [self](const std::string& path, const std::string&,
-                             const std::string&) { return self->open(path); },
-              .save = [self] { return self->save(); }});
+    joined->client_ =
+        nsm_client::connect(url, {.open = [self](const std::string& path, const std::string&,
+                                                 const std::string&) { return self->open(path); },
+                                  .save = [self] { return self->save(); }});
     if (!joined->client_ || !joined->client_->announce(executable, ::getpid())) return nullptr;
     joined->bind_file_commands();
     return joined;

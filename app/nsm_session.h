@@ -15,7 +15,7 @@ class session;
 inline constexpr const char* session_song_name = "Song.sng";
 
 class nsm_session {
-public:
+  public:
     // Announces the program when NSM_URL is set; nothing when it is not, or cannot be used.
     static std::unique_ptr<nsm_session> join(session& s, const std::string& executable);
 
@@ -26,7 +26,7 @@ public:
     // The song's file once the session manager opened the session, else empty.
     const std::string& song_path() const { return song_; }
 
-private:
+  private:
     explicit nsm_session(session& s) : s_(s) {}
     nsm_result open(const std::string& folder);
     nsm_result save();

@@ -23,7 +23,7 @@ constexpr const char* update_settings_file_name = "Kestrune_update.conf";
 
 // The check and the timer that polls it, owned by the window.
 class update_poller final : public QObject {
-public:
+  public:
     update_poller(session& s, QObject* parent) : QObject(parent), s_(s) {
         timer_.setInterval(tick_period_ms);
         connect(&timer_, &QTimer::timeout, this, [this] { poll(); });
@@ -33,7 +33,7 @@ public:
         if (check_.start(server_, program_version)) timer_.start();
     }
 
-private:
+  private:
     void poll() {
         const update_outcome o = check_.poll();
         if (o == update_outcome::pending) return;
@@ -71,7 +71,9 @@ update_server update_server_from_settings() {
 }
 
 void add_help_commands(session& s, QWidget* window) {
-    const auto page = [window](std::string_view p) { return [window, p] { show_help(window, p); }; };
+    const auto page = [window](std::string_view p) {
+        return [window, p] { show_help(window, p); };
+    };
     bind(s, cmd::help_index, page(help_page::index));
     bind(s, cmd::key_commands_help, page(help_page::key_commands));
     bind(s, cmd::tutorial, page(help_page::tutorial));

@@ -36,7 +36,8 @@ QString& root_override() {
 
 bool file_holds(const QString& path, const QString& text) {
     QFile f(path);
-    return f.open(QIODevice::ReadOnly) && QString::fromUtf8(f.readAll()).contains(text, Qt::CaseInsensitive);
+    return f.open(QIODevice::ReadOnly) &&
+           QString::fromUtf8(f.readAll()).contains(text, Qt::CaseInsensitive);
 }
 
 }  // namespace
@@ -46,7 +47,9 @@ QString help_root() {
     return QString::fromStdString(program_data_path("help/"));
 }
 
-void set_help_root(const QString& root) { root_override() = root; }
+void set_help_root(const QString& root) {
+    root_override() = root;
+}
 
 help_window::help_window(QString root, QWidget* parent)
     : QWidget(parent, Qt::Window), root_(std::move(root)) {
@@ -94,7 +97,9 @@ help_window::help_window(QString root, QWidget* parent)
     resize(help_width, help_height);
 }
 
-QString help_window::file_path(const QString& file) const { return QDir(root_).filePath(file); }
+QString help_window::file_path(const QString& file) const {
+    return QDir(root_).filePath(file);
+}
 
 QString help_window::current_file() const {
     return QFileInfo(browser_->source().toLocalFile()).fileName();
@@ -111,7 +116,8 @@ bool help_window::open(std::string_view page) {
         return false;
     }
     QUrl url = QUrl::fromLocalFile(path);
-    if (const auto anchor = help_page::anchor_of(page); !anchor.empty()) url.setFragment(qt_text(anchor));
+    if (const auto anchor = help_page::anchor_of(page); !anchor.empty())
+        url.setFragment(qt_text(anchor));
     browser_->setSource(url);
     return true;
 }
@@ -152,7 +158,7 @@ void seat(help_window* w, QWidget* owner) {
 // While a modal dialog runs the help window is its child, so that it takes input beside it;
 // when the dialog hides, the window goes back to the dialog's owner.
 class return_on_hide final : public QObject {
-public:
+  public:
     using QObject::QObject;
     bool eventFilter(QObject* o, QEvent* e) override {
         if (e->type() == QEvent::Hide && the_help && the_help->parentWidget() == o) {

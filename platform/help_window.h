@@ -16,7 +16,7 @@ class QTextBrowser;
 namespace kestrune {
 
 class help_window final : public QWidget {
-public:
+  public:
     // `root` is the help folder, the one that holds html/.
     explicit help_window(QString root, QWidget* parent = nullptr);
 
@@ -29,7 +29,7 @@ public:
     QTextBrowser* browser() const { return browser_; }
     QLineEdit* search_field() const { return search_; }
 
-private:
+  private:
     QString file_path(const QString& file) const;
     QString current_file() const;
 

@@ -67,8 +67,10 @@ inline constexpr std::string_view tempo_signature_editors = "html/tempo_editor.h
 inline constexpr std::string_view tempo_processing = "html/edit7usj.htm";
 inline constexpr std::string_view sysex_text_editing = "html/sysex_editor.htm";
 inline constexpr std::string_view mixer = "html/mixe8v4z.htm";
-inline constexpr std::string_view define_mixer_control = "html/mixe8v4z.htm#define_mixer_button_topic";
+inline constexpr std::string_view define_mixer_control =
+    "html/mixe8v4z.htm#define_mixer_button_topic";
 
+// clang-format off
 inline constexpr std::string_view all_help_pages[] = {
     index, key_commands, tutorial, update_check, main_window, track_list, song_list, note_pad,
     transport, locators, synchronization, recording, files, midi_files, pattern_track_files,
@@ -76,10 +78,11 @@ inline constexpr std::string_view all_help_pages[] = {
     overall_settings, quantize_settings, internal_recording, modify_track, copy_pattern,
     copy_track, copy_track_segment, copy_pattern_segment, delete_events, keep_events,
     transform_events, insert_delete_measures, change_speed, push_track, mirror_pitches,
-    reverse_pitches, change_note_length, check_track, check_note_overlap, freeze, mixdown, remix,
-    event_editor, grid_editor, tempo_signature_editors, tempo_processing, sysex_text_editing,
-    mixer, define_mixer_control,
+    reverse_pitches, change_note_length, check_track, check_note_overlap, freeze, mixdown,
+    remix, event_editor, grid_editor, tempo_signature_editors, tempo_processing,
+    sysex_text_editing, mixer, define_mixer_control,
 };
+// clang-format on
 
 // The file part of a page path ("html/func8hpf.htm") and its anchor ("menu_del_keep_topic", or
 // empty).

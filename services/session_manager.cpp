@@ -67,7 +67,9 @@ bool nsm_client::announce(const std::string& executable, int pid) {
                         pid) >= 0;
 }
 
-int nsm_client::fd() const { return lo_server_get_socket_fd(link_->own); }
+int nsm_client::fd() const {
+    return lo_server_get_socket_fd(link_->own);
+}
 
 void nsm_client::poll() {
     while (lo_server_recv_noblock(link_->own, 0) > 0) {

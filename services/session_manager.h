@@ -31,7 +31,7 @@ struct nsm_handlers {
 };
 
 class nsm_client {
-public:
+  public:
     // Nothing when the URL cannot be used.
     static std::unique_ptr<nsm_client> connect(const std::string& url, nsm_handlers handlers);
     ~nsm_client();
@@ -51,7 +51,7 @@ public:
     // After the first open: the session's place for this client.
     const std::string& path() const { return path_; }
 
-private:
+  private:
     struct link;
     explicit nsm_client(std::unique_ptr<link> l, nsm_handlers handlers);
     void answer(const char* request, const nsm_result& r);

@@ -23,7 +23,8 @@ constexpr std::size_t reply_buffer = 1024;
 constexpr std::size_t version_length = 5;
 
 int ms_left(steady::time_point deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady::now());
     return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
@@ -38,7 +39,7 @@ bool wait_for(int fd, short events, steady::time_point deadline) {
 }
 
 class socket_fd {
-public:
+  public:
     explicit socket_fd(int fd) : fd_(fd) {}
     ~socket_fd() {
         if (fd_ >= 0) ::close(fd_);
@@ -47,7 +48,7 @@ public:
     socket_fd& operator=(const socket_fd&) = delete;
     int get() const { return fd_; }
 
-private:
+  private:
     int fd_;
 };
 
@@ -119,15 +120,19 @@ update_outcome ask(const update_server& server, const std::string& own_version,
     // Anything but a version text is no answer: the check failed.
     const int theirs = reply ? version_number(*reply) : -1;
     if (theirs < 0) return update_outcome::failed;
-    return version_number(own_version) < theirs ? update_outcome::newer : update_outcome::up_to_date;
+    return version_number(own_version) < theirs ? update_outcome::newer
+                                                : update_outcome::up_to_date;
 }
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 }  // namespace
 
 int version_number(std::string_view text) {
-    if (text.size() != version_length || !is_digit(text[0]) || !is_digit(text[2]) || !is_digit(text[4]))
+    if (text.size() != version_length || !is_digit(text[0]) || !is_digit(text[2]) ||
+        !is_digit(text[4]))
         return -1;
     return ((text[0] - '0') * 10 + (text[2] - '0')) * 10 + (text[4] - '0');
 }
@@ -143,7 +148,9 @@ update_check::update_check(int timeout_ms) : timeout_ms_(timeout_ms) {}
 
 update_check::~update_check() = default;
 
-bool update_check::busy() const { return running_ != nullptr; }
+bool update_check::busy() const {
+    return running_ != nullptr;
+}
 
 bool update_check::start(const update_server& server, std::string own_version) {
     if (running_) return false;
@@ -161,7 +168,8 @@ update_outcome update_check::poll() {
     if (!running_) return update_outcome::pending;
     update_outcome o = running_->outcome;
     // A name lookup may hang past the deadline: the window does not wait for it.
-    if (o == update_outcome::pending && steady::now() >= running_->deadline) o = update_outcome::failed;
+    if (o == update_outcome::pending && steady::now() >= running_->deadline)
+        o = update_outcome::failed;
     if (o != update_outcome::pending) running_.reset();
     return o;
 }
@@ -169,22 +177,22 @@ update_outcome update_check::poll() {
 void report_update(ui& screen, update_outcome outcome, const update_server& server,
                    const std::function<void()>& open_download_page) {
     switch (outcome) {
-    case update_outcome::newer:
-        if (screen.message(msg_new_version, msg_icon::question, msg_buttons::yes_no,
-                           msg_answer::yes, update_caption) == msg_answer::yes &&
-            open_download_page)
-            open_download_page();
-        break;
-    case update_outcome::up_to_date:
-        screen.message(msg_no_new_version, msg_icon::information, msg_buttons::ok, msg_answer::ok,
-                       update_caption);
-        break;
-    case update_outcome::failed:
-        screen.message(msg_update_failed + server.host, msg_icon::warning, msg_buttons::ok,
-                       msg_answer::ok, update_caption);
-        break;
-    case update_outcome::pending:
-        break;
+        case update_outcome::newer:
+            if (screen.message(msg_new_version, msg_icon::question, msg_buttons::yes_no,
+                               msg_answer::yes, update_caption) == msg_answer::yes &&
+                open_download_page)
+                open_download_page();
+            break;
+        case update_outcome::up_to_date:
+            screen.message(msg_no_new_version, msg_icon::information, msg_buttons::ok,
+                           msg_answer::ok, update_caption);
+            break;
+        case update_outcome::failed:
+            screen.message(msg_update_failed + server.host, msg_icon::warning, msg_buttons::ok,
+                           msg_answer::ok, update_caption);
+            break;
+        case update_outcome::pending:
+            break;
     }
 }
 

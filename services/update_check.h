@@ -37,7 +37,7 @@ int version_number(std::string_view text);
 enum class update_outcome { pending, newer, up_to_date, failed };
 
 class update_check {
-public:
+  public:
     explicit update_check(int timeout_ms = update_timeout_ms);
     ~update_check();  // a request still running ends on its own
     update_check(const update_check&) = delete;
@@ -50,7 +50,7 @@ public:
     // then. An outcome is handed out once, and the check is free for the next start.
     update_outcome poll();
 
-private:
+  private:
     struct request;
     std::shared_ptr<request> running_;
     int timeout_ms_;

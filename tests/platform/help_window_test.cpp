@@ -1,5 +1,7 @@
 // The help window against the real widgets, offscreen: the Help menu, F1 in a dialog and over a
 // menu item, Back and Forward, the search through all pages, and the text viewer.
+#include "platform/help_window.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -13,7 +15,6 @@
 
 #include "platform/dialog_host.h"
 #include "platform/help_commands.h"
-#include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "services/help_pages.h"

@@ -1,5 +1,7 @@
 // The help pages against the program: every page path it asks for has its page and anchor, the
 // pages' own links lead somewhere, and Key Commands names every shortcut of the command table.
+#include "services/help_pages.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +11,6 @@
 #include <regex>
 #include <set>
 
-#include "services/help_pages.h"
 #include "shell/help_topics.h"
 #include "shell/processing_dialogs.h"
 #include "shell/setup_dialog_views.h"
@@ -58,21 +59,23 @@ struct started_session {
 };
 
 TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
-    std::set<std::string> paths(std::begin(help_page::all_help_pages), std::end(help_page::all_help_pages));
+    std::set<std::string> paths(std::begin(help_page::all_help_pages),
+                                std::end(help_page::all_help_pages));
     started_session st;
     for (const command& c : st.s.commands.all()) paths.emplace(help_page_of_command(c.id));
     setup_settings setup;
     recorder& rec = st.s.rec;
     program& p = st.s.prog;
-    const std::unique_ptr<dialog> dialogs[] = {
-        std::make_unique<quantize_settings_view>(p), std::make_unique<internal_recording_view>(p, rec),
-        std::make_unique<midi_setup_view>(p, setup), std::make_unique<memory_setup_view>(p),
-        std::make_unique<overall_settings_view>(p, setup)};
+    const std::unique_ptr<dialog> dialogs[] = {std::make_unique<quantize_settings_view>(p),
+                                               std::make_unique<internal_recording_view>(p, rec),
+                                               std::make_unique<midi_setup_view>(p, setup),
+                                               std::make_unique<memory_setup_view>(p),
+                                               std::make_unique<overall_settings_view>(p, setup)};
     for (const auto& d : dialogs) {
         EXPECT_FALSE(d->help_topic.empty()) << d->title() << " has no help page";
-        const bool has_button = std::any_of(d->controls().begin(), d->controls().end(), [](const auto& c) {
-            return c.kind == control_kind::help_button;
-        });
+        const bool has_button =
+            std::any_of(d->controls().begin(), d->controls().end(),
+                        [](const auto& c) { return c.kind == control_kind::help_button; });
         EXPECT_TRUE(has_button) << d->title() << " has no Help button";
         paths.insert(d->help_topic);
     }
@@ -97,7 +100,8 @@ TEST(HelpPages, LinksBetweenPagesLeadToAPageAndAnchor) {
 }
 
 TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
-    const std::string keys = read_all(fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(help_page::key_commands));
+    const std::string keys =
+        read_all(fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(help_page::key_commands));
     started_session st;
     for (const command& c : st.s.commands.all()) {
         if (c.shortcut.empty()) continue;
@@ -105,7 +109,8 @@ TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
         const std::string cell = "<td>" + c.shortcut + "</td>";
         const auto at = keys.find(cell);
         ASSERT_NE(at, std::string::npos) << c.shortcut << " of " << c.text;
-        const std::string row = keys.substr(keys.rfind("<tr>", at), keys.find("</tr>", at) - keys.rfind("<tr>", at));
+        const std::string row =
+            keys.substr(keys.rfind("<tr>", at), keys.find("</tr>", at) - keys.rfind("<tr>", at));
         EXPECT_NE(row.find(command_name(c.text)), std::string::npos) << row << " for " << c.text;
     }
 }

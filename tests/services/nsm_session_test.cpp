@@ -34,7 +34,9 @@ struct stand_in_manager {
     lo_address client = nullptr;
     bool refuse = false;
 
-    stand_in_manager() { lo_server_add_method(server, nullptr, nullptr, &stand_in_manager::take, this); }
+    stand_in_manager() {
+        lo_server_add_method(server, nullptr, nullptr, &stand_in_manager::take, this);
+    }
     ~stand_in_manager() {
         if (client) lo_address_free(client);
         lo_server_free(server);
@@ -45,20 +47,23 @@ struct stand_in_manager {
         std::free(u);
         return s;
     }
-    static int take(const char* path, const char* types, lo_arg** argv, int argc, lo_message m, void* self) {
+    static int take(const char* path, const char* types, lo_arg** argv, int argc, lo_message m,
+                    void* self) {
         auto* me = static_cast<stand_in_manager*>(self);
         received r{path, {}, {}};
         for (int i = 0; i < argc; ++i) {
             if (types[i] == 's') r.texts.push_back(&argv[i]->s);
             if (types[i] == 'i') r.numbers.push_back(argv[i]->i);
         }
-        if (!me->client) me->client = lo_address_new_from_url(lo_address_get_url(lo_message_get_source(m)));
+        if (!me->client)
+            me->client = lo_address_new_from_url(lo_address_get_url(lo_message_get_source(m)));
         if (r.path == "/nsm/server/announce") {
             if (me->refuse)
-                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/error", "sis", path, -3, "Not here");
+                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/error", "sis", path, -3,
+                             "Not here");
             else
-                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/reply", "ssss", path, "Welcome",
-                             "Stand-in", ":");
+                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/reply", "ssss", path,
+                             "Welcome", "Stand-in", ":");
         }
         me->got.push_back(std::move(r));
         return 0;

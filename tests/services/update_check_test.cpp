@@ -20,7 +20,7 @@ enum class behaviour { answer, silent, close_at_once };
 
 // A server on 127.0.0.1 that takes one connection, reads the request line and then behaves.
 class loopback_server {
-public:
+  public:
     loopback_server(behaviour b, std::string reply = {}) {
         fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in a{};
@@ -58,7 +58,7 @@ public:
         return request_;
     }
 
-private:
+  private:
     int fd_ = -1;
     int port_ = 0;
     std::string request_;
