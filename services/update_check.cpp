@@ -1,6 +1,5 @@
 #include "services/update_check.h"
 
-#include <fcntl.h>
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,6 +10,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace kestrune {
@@ -159,7 +159,11 @@ bool update_check::start(const update_server& server, std::string own_version) {
     r->own_version = std::move(own_version);
     r->deadline = steady::now() + std::chrono::milliseconds(timeout_ms_);
     // The worker keeps its request alive: a check given up leaves it to end alone.
-    std::thread([r] { r->outcome = ask(r->server, r->own_version, r->deadline); }).detach();
+    try {
+        std::thread([r] { r->outcome = ask(r->server, r->own_version, r->deadline); }).detach();
+    } catch (const std::system_error&) {
+        r->outcome = update_outcome::failed;  // no thread to be had: the check failed
+    }
     running_ = std::move(r);
     return true;
 }
