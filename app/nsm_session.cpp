@@ -23,7 +23,6 @@ std::unique_ptr<nsm_session> nsm_session::join(session& s, const std::string& ex
                                                  const std::string&) { return self->open(path); },
                                   .save = [self] { return self->save(); }});
     if (!joined->client_ || !joined->client_->announce(executable, ::getpid())) return nullptr;
-    joined->bind_file_commands();
     return joined;
 }
 
@@ -35,6 +34,8 @@ nsm_result nsm_session::open(const std::string& folder) {
     if (s_.editor_open()) call(s_.close_editor);
     if (p.running()) s_.trans.stop();
     call(p.hooks.reset_mixer);
+    // Until the session manager opens a session, the File menu works as always.
+    if (song_.empty()) bind_file_commands();
     song_ = folder + "/" + session_song_name;
     s_.files.current_file_name = song_;
     if (std::filesystem::exists(song_)) {

@@ -168,6 +168,8 @@ TEST_F(nsm_fixture, a_refused_announce_and_no_session_manager) {
     manager.pump(*nsm, [&] { return !nsm->client().refusal().empty(); });
     EXPECT_FALSE(nsm->client().joined());
     EXPECT_EQ(nsm->client().refusal(), "Not here");
+    EXPECT_TRUE(s->commands.is_enabled(cmd::load_song))
+        << "no session opened: the File menu as always";
 
     ::unsetenv("NSM_URL");
     EXPECT_FALSE(nsm_session::join(*s, "kestrune"));
