@@ -13,6 +13,9 @@ constexpr const char* capabilities = ":";
 constexpr int api_major = 1;
 constexpr int api_minor = 2;
 
+// LO_TT_IMMEDIATE as a constant: the macro is a C compound literal.
+constexpr lo_timetag immediately{0U, 1U};
+
 constexpr const char* announce_path = "/nsm/server/announce";
 constexpr const char* open_path = "/nsm/client/open";
 constexpr const char* save_path = "/nsm/client/save";
@@ -62,7 +65,7 @@ nsm_client::nsm_client(std::unique_ptr<link> l, nsm_handlers handlers)
 nsm_client::~nsm_client() = default;
 
 bool nsm_client::announce(const std::string& executable, int pid) {
-    return lo_send_from(link_->server, link_->own, LO_TT_IMMEDIATE, announce_path, "sssiii",
+    return lo_send_from(link_->server, link_->own, immediately, announce_path, "sssiii",
                         application_name, capabilities, executable.c_str(), api_major, api_minor,
                         pid) >= 0;
 }
@@ -78,10 +81,10 @@ void nsm_client::poll() {
 
 void nsm_client::answer(const char* request, const nsm_result& r) {
     if (r.code == 0)
-        lo_send_from(link_->server, link_->own, LO_TT_IMMEDIATE, "/reply", "ss", request,
+        lo_send_from(link_->server, link_->own, immediately, "/reply", "ss", request,
                      r.message.empty() ? "OK" : r.message.c_str());
     else
-        lo_send_from(link_->server, link_->own, LO_TT_IMMEDIATE, "/error", "sis", request, r.code,
+        lo_send_from(link_->server, link_->own, immediately, "/error", "sis", request, r.code,
                      r.message.c_str());
 }
 

@@ -59,10 +59,10 @@ struct stand_in_manager {
             me->client = lo_address_new_from_url(lo_address_get_url(lo_message_get_source(m)));
         if (r.path == "/nsm/server/announce") {
             if (me->refuse)
-                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/error", "sis", path, -3,
+                lo_send_from(me->client, me->server, lo_timetag{0U, 1U}, "/error", "sis", path, -3,
                              "Not here");
             else
-                lo_send_from(me->client, me->server, LO_TT_IMMEDIATE, "/reply", "ssss", path,
+                lo_send_from(me->client, me->server, lo_timetag{0U, 1U}, "/reply", "ssss", path,
                              "Welcome", "Stand-in", ":");
         }
         me->got.push_back(std::move(r));
