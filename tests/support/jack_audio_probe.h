@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/jack_backend.h"
+#include "engine/jack_cycle.h"
 
 namespace kestrune::testing {
 
@@ -79,7 +79,7 @@ private:
         const double after = engine_us();
         if (after - before < 20) p->jack_minus_engine_ = jack - (before + after) / 2;
         const double jack_minus_engine = p->jack_minus_engine_;
-        const double latency = frames + jack_backend::margin_us * p->rate_ / 1e6;
+        const double latency = frames + jack_margin_us * p->rate_ / 1e6;
         const auto* in = static_cast<const float*>(jack_port_get_buffer(p->in_, frames));
         const auto quiet_frames = static_cast<int>(quiet_ms * p->rate_ / 1000);
         float peak = 0;
