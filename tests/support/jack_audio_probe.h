@@ -38,10 +38,12 @@ public:
         if (client_) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
+    jack_client_t* client() const { return client_; }
     bool listen_to(const std::string& port) {
         return jack_connect(client_, port.c_str(), jack_port_name(in_)) == 0;
     }
 
+    int count() const { return count_.load(std::memory_order_acquire); }
     std::vector<double> onsets() const {
         return {due_.begin(), due_.begin() + count_.load(std::memory_order_acquire)};
     }
