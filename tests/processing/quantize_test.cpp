@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "files/song_file.h"
-#include "processing/processing.h"
 #include "shell/processing_dialogs.h"
 #include "song/event_store.h"
 #include "tests/support/chain_checker.h"
@@ -21,7 +20,6 @@ using namespace testing;
 
 class Quantize : public ::testing::Test {
   protected:
-    Quantize() { install_processing_hooks(*t); }
     test_program t;
 
     // Notes of 40 ticks at bar-relative offsets, each with its note-off, as track 0.

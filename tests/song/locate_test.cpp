@@ -195,29 +195,20 @@ TEST_F(Locate, BeatFields) {
 }
 
 TEST_F(Locate, ParksTheEngineAndTheTake) {
-    int chased = 0;
-    int bar_redraws = 0;
-    p.app.chase_events = true;
-    p.hooks.chase_events = [&](std::int32_t pos, int step, int pattern) {
-        ++chased;
-        // Parked, and every pointer is seated before the chase.
-        EXPECT_EQ(nums(d.stopped, d.record_enable, d.position, step, pattern),
-                  nums(1, 0, pos, 2, 2));
-    };
-    p.hooks.redraw_bar_display = [&] { ++bar_redraws; };
+    p.app.chase_events = true;  // the chase is filled while parked: the engine sends it after
     d.song_mode = 1;
     d.stopped = 0;
     d.record_enable = 1;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(1, 0, 0, 1));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(1, 0, 1));
 
-    // Stopped and not recording stay so.
+    // Stopped and not recording stay so; without Chase Events nothing is chased.
+    p.app.chase_events = false;
+    d.chase_ready = 0;
     d.stopped = 1;
     d.record_enable = 0;
-    d.signature_track_on = 1;
-    d.active_signature = d.signature_track;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(0, 1, 0));
 }
 
 TEST_F(Locate, CyclePreparePatternMode) {
