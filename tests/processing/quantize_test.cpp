@@ -97,6 +97,22 @@ TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
 }
 
+TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) {
+    // Song mode in step 1 (6144 ticks in) under 7/8; pattern 0 is shown. A note 30 ticks after
+    // the parallel pattern's second bar line at 12 (tight) goes back onto it; measured from
+    // step 1 as pattern 0's tracks are, it would lie 126 into a beat and go to 128.
+    t->d.song_mode = 1;
+    t->d.current_step = 1;
+    midi_event& sig = t->store().at(t->d.signature_chain.first);
+    sig.set_data1(7);
+    sig.set_data2(8);
+    t->d.active_signature = t->d.signature_chain;
+    add_sorted(*t, parallel_pattern, 0,
+               {ev(0x90, 40, 90, song_start + 672 + 30), ev(0x80, 40, 0, song_start + 672 + 70)});
+    ASSERT_TRUE(choose_quantize(*t, parallel_pattern, 0, 12));
+    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
+}
+
 TEST(QuantizeSettingsDialog, SwingStepsInTensOfPercentAndTheMethodTakesEffectAtOnce) {
     testing::test_program t;
     quantize_settings_view v(*t);
