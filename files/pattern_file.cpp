@@ -110,7 +110,7 @@ load_result read_pattern_file(program& p, int pattern, const std::string& path) 
     for (int t = 0; t < tracks_per_pattern; ++t) {
         if (!used[t]) continue;
         seat_track(p, pattern, t, (*tracks)[t]);
-        seat_playing_track(p, pattern, t);
+        locate_track(p, pattern, t);
     }
     p.screen.arrow_cursor();
     return load_result::loaded;
@@ -142,7 +142,7 @@ load_result read_track_file(program& p, int pattern, int track, const std::strin
     }
     p.screen.wait_cursor();
     seat_track(p, pattern, track, t);
-    seat_playing_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

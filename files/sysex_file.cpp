@@ -97,7 +97,7 @@ load_result read_syx_file(program& p, int pattern, int track, const std::string&
     std::memcpy(t.head.name, sysex_track_name, 10);
     t.records = std::move(records);
     seat_track(p, pattern, track, t);
-    seat_playing_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

@@ -52,7 +52,7 @@ void track_edit::give_back() {
     {
         program::park parked(p_);
         shared_store(sl.in_use, std::uint8_t{sl.first != null_ref});
-        seat_playing_track(p_, pattern_, track_);
+        locate_track(p_, pattern_, track_);
     }
     ++p_.changes.tracks;
     p_.screen.arrow_cursor();

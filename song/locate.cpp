@@ -183,11 +183,7 @@ void seat_in_group(program& p, int pattern, int track, bool parallel) {
 
 }  // namespace
 
-void locate_track(program& p, int track, bool parallel) {
-    seat_in_group(p, p.d.current_pattern, track, parallel);
-}
-
-void seat_playing_track(program& p, int pattern, int track) {
+void locate_track(program& p, int pattern, int track) {
     // Pattern mode may play pattern 16 itself, in the normal group.
     if (pattern == p.d.display_pattern)
         seat_in_group(p, pattern, track, false);

@@ -229,7 +229,7 @@ bool select_pattern(program& p, int pattern, bool forced_redraw) {
 
 void reseat_playing_track(program& p, int pattern, int track) {
     if (!p.slot(pattern, track).in_use || !p.running()) return;
-    seat_playing_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.silence_track(pattern, track);
 }
 
