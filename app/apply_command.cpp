@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "app/command_line.h"
 #include "app/console_ui.h"
 #include "engine/engine.h"
 #include "files/file_state.h"
@@ -46,6 +47,7 @@ class apply_ui final : public ui {
         if (buttons == msg_buttons::ok && (icon == msg_icon::warning || icon == msg_icon::stop) &&
             text != msg_undo_no_memory)
             ++refusals;
+        if (buttons != msg_buttons::ok) ++questions;
         return console_.message(text, icon, buttons, def, caption);
     }
     std::optional<std::string> open_file_dialog(const file_dialog_request&) override { return {}; }
@@ -55,6 +57,7 @@ class apply_ui final : public ui {
     void repaint(int) override {}
 
     int refusals = 0;
+    int questions = 0;
 
   private:
     console_ui console_;
@@ -95,6 +98,7 @@ struct apply_options {
     int track = -1;
     std::string left, right;
     msg_answer answer = msg_answer::yes;
+    bool answer_given = false;
     std::vector<std::pair<std::string, std::string>> fields;
 };
 
@@ -112,31 +116,45 @@ std::string read_options(const std::vector<std::string>& a, apply_options& o) {
     o.command = a[2];
     for (std::size_t i = 3; i < a.size(); ++i) {
         const std::string& s = a[i];
-        const bool has_value = i + 1 < a.size();
-        if (s == "--pattern" && has_value) {
-            const auto n = number_in(a[++i], 0, parallel_pattern);
-            if (!n) return "--pattern takes a number from 0 to 16";
-            o.pattern = *n;
-        } else if (s == "--track" && has_value) {
-            const auto n = number_in(a[++i], 0, tracks_per_pattern - 1);
-            if (!n) return "--track takes a number from 0 to 31";
-            o.track = *n;
-        } else if (s == "--locators" && i + 2 < a.size()) {
+        const std::size_t values_left = a.size() - i - 1;
+        if (s == "--pattern" || s == "--track") {
+            if (values_left == 0) return needs_value(s);
+            const bool pattern = s == "--pattern";
+            const int last = pattern ? parallel_pattern : tracks_per_pattern - 1;
+            const std::string& v = a[++i];
+            const auto n = number_in(v, 0, last);
+            if (!n) return s + " takes a number from 0 to " + std::to_string(last) + ", not " + v;
+            int& chosen = pattern ? o.pattern : o.track;
+            chosen = *n;
+        } else if (s == "--answer") {
+            if (values_left == 0) return needs_value(s);
+            const std::string& v = a[++i];
+            if (v != "yes" && v != "no") return "--answer takes yes or no, not " + v;
+            o.answer = v == "yes" ? msg_answer::yes : msg_answer::no;
+            o.answer_given = true;
+        } else if (s == "--locators") {
+            if (values_left < 2) return needs_value(s, "two values, L and R");
             o.left = a[++i];
             o.right = a[++i];
-        } else if (s == "--answer" && has_value) {
-            const std::string& v = a[++i];
-            if (v != "yes" && v != "no") return "--answer takes yes or no";
-            o.answer = v == "yes" ? msg_answer::yes : msg_answer::no;
         } else if (const auto eq = s.find('='); eq != std::string::npos && eq > 0 && s[0] != '-') {
             o.fields.emplace_back(s.substr(0, eq), s.substr(eq + 1));
+        } else if (s.starts_with("-")) {
+            return refused_option("apply", s);
         } else {
-            return "unknown option " + s;
+            return "apply takes FIELD=VALUE after COMMAND, not " + s;
         }
     }
     const std::string ext = extension_upper(o.output);
     if (ext != ".SNG" && ext != ".MID") return "OUTPUT must end in .sng or .mid";
     return {};
+}
+
+// Why the locators, as positions, are refused: one unreadable, or the left after the right.
+std::string locators_refusal(const apply_options& o, std::int32_t left, std::int32_t right) {
+    if (left < 0 || right < 0)
+        return "--locators takes positions as ticks or bar.beat.unit.tick, not " +
+               (left < 0 ? o.left : o.right);
+    return "--locators " + o.left + " " + o.right + ": the left locator comes after the right one";
 }
 
 }  // namespace
@@ -180,9 +198,9 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
     if (result == exit_ok && o.track >= 0) select_track(prog, o.track);
     if (result == exit_ok && !o.left.empty()) {
         const std::int32_t l = locator_position(prog, o.left), r = locator_position(prog, o.right);
-        if (l < 0 || r < 0) {
+        if (l < 0 || r < 0 || l > r) {
             prog.shut_down();
-            return usage("--locators take positions as ticks or bar.beat.unit.tick");
+            return usage(locators_refusal(o, l, r));
         }
         prog.d.left_locator = std::min(l, last_locator_position);
         prog.d.right_locator = std::min(r, last_locator_position);
@@ -207,6 +225,9 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
         } else if (screen.refusals > 0) {
             result = exit_failed;
         }
+        if (result == exit_ok && o.answer_given && screen.questions == 0)
+            std::fprintf(stderr, "%s asked no question: --answer was not used\n",
+                         o.command.c_str());
     }
     if (result == exit_ok) {
         const bool saved = extension_upper(o.output) == ".SNG" ? write_song_file(prog, o.output)

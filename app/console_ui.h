@@ -15,14 +15,7 @@ public:
 
     msg_answer message(const std::string& text, msg_icon, msg_buttons buttons, msg_answer,
                        const std::string&) override {
-        std::string line;
-        for (char c : text) {
-            if (c == '\n')
-                line += "\\n";
-            else
-                line += c;
-        }
-        std::fprintf(stderr, "%s\n", line.c_str());
+        std::fprintf(stderr, "%s\n", message_line(text).c_str());
         ++messages_;
         if (buttons == msg_buttons::ok) return msg_answer::ok;
         if (buttons == msg_buttons::ok_cancel)

@@ -230,8 +230,7 @@ int midi_reader::run(const std::string& path) {
     signature_offset_ = join_offset_;
 
     if (!f_.open_read(path)) {
-        p_.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                          caption_error);
+        show_open_failure(p_, f_, path);
         return 0;
     }
     in_.leave_chunk();

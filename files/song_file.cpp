@@ -454,15 +454,13 @@ bool write_song_file(program& p, const std::string& path, song_file_map* map) {
     file_buffer f;
     if (!create_for_save(p, f, path)) return false;
     write_song(f, p, map);
-    return finish_save(p, f);
+    return finish_save(p, f, path);
 }
 
 load_result read_song_file(program& p, const std::string& path, bool report_open_failure) {
     file_buffer f;
     if (!f.open_read(path)) {
-        if (report_open_failure)
-            p.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                             caption_error);
+        if (report_open_failure) show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     std::uint32_t magic = 0;

@@ -64,8 +64,7 @@ load_result read_syx_file(program& p, int pattern, int track, const std::string&
     }
     file_buffer f;
     if (!f.open_read(path)) {
-        p.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                         caption_error);
+        show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     const std::uint64_t size = f.file_size();

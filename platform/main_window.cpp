@@ -221,6 +221,21 @@ void main_window::default_place(bool resize_to_client) {
     }
 }
 
+void main_window::restore_place(int left, int top, int width, int height) {
+    const QRect wanted(left, top, width, height);
+    const QScreen* screen = QGuiApplication::screenAt(wanted.center());
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    if (!screen) {
+        setGeometry(wanted);
+        return;
+    }
+    const QRect room = screen->availableGeometry();
+    QRect place(wanted.topLeft(), wanted.size().boundedTo(room.size()));
+    place.moveLeft(std::clamp(place.left(), room.left(), room.right() + 1 - place.width()));
+    place.moveTop(std::clamp(place.top(), room.top(), room.bottom() + 1 - place.height()));
+    setGeometry(place);
+}
+
 void main_window::start_timer() { timer_.start(); }
 
 void main_window::tick() {
@@ -338,7 +353,8 @@ void main_window::close_without_question() {
 }
 
 void main_window::closeEvent(QCloseEvent* e) {
-    if (ask_before_closing_ && !confirm_close(s_)) {
+    // A signal that comes while the question is up closes the window all the same.
+    if (ask_before_closing_ && !confirm_close(s_) && ask_before_closing_) {
         e->ignore();
         return;
     }

@@ -88,9 +88,11 @@ bool open_start_file(session& s, const std::string& command_line_name) {
     s.prog.reset_mixer();
     // A song named on the command line that is not there says so, as a missing MIDI file does;
     // a missing "Default.sng" is the usual start with an empty song.
-    if (!command_line_name.empty() && is_song_name(command_line_name) && !file_opens(command_line_name))
-        s.prog.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                              caption_error);
+    if (!command_line_name.empty() && is_song_name(command_line_name)) {
+        file_buffer probe;
+        if (!probe.open_read(command_line_name))
+            show_open_failure(s.prog, probe, command_line_name);
+    }
     s.files.current_file_name = command_line_name;
     const bool loaded = load_song_by_type(s.prog, s.files) != 0;
     if (!loaded) {

@@ -77,40 +77,8 @@ TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     EXPECT_EQ(nums(get_le<std::uint32_t>(b, 0), get_le<std::uint32_t>(b, b.size() - 4)),
               nums(settings_magic, settings_magic));
     user_settings back;
-    ASSERT_TRUE(read_settings_file(dir.path("k.set"), back));
+    ASSERT_EQ(read_settings_file(dir.path("k.set"), back), settings_read::loaded);
     expect_same(s, back);
-}
-
-TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
-    temp_folder dir;
-    ASSERT_TRUE(write_settings_file(dir.path("k.set"), every_field_set()));
-    const auto good = read_bytes(dir.path("k.set"));
-    const user_settings defaults;
-    auto refused = [&](std::vector<std::uint8_t> bytes) {
-        write_bytes(dir.path("x.set"), bytes);
-        user_settings s;
-        EXPECT_FALSE(read_settings_file(dir.path("x.set"), s));
-        expect_same(s, defaults);
-    };
-    refused({0x66, 0x33, 0xDD, 0x33, 0, 0});      // wrong magic
-    refused({good.begin(), good.begin() + 100});  // inside the fixed part
-    refused({good.begin(), good.begin() + 180});  // inside a recent file
-    refused({good.begin(), good.end() - 10});     // inside the licence
-    auto b = good;
-    std::fill(b.begin() + 167, b.begin() + 167 + 280, 'x');  // a path past its slot
-    refused(b);
-    user_settings s;
-    EXPECT_FALSE(read_settings_file(dir.path("none.set"), s));
-    // Without the closing magic the file is whole: it is never read.
-    write_bytes(dir.path("x.set"), {good.begin(), good.end() - 4});
-    EXPECT_TRUE(read_settings_file(dir.path("x.set"), s));
-    // Values are held in their ranges.
-    b = good;
-    set_le<std::int32_t>(b, 144, 500);
-    b[166] = 200;
-    write_bytes(dir.path("x.set"), b);
-    ASSERT_TRUE(read_settings_file(dir.path("x.set"), s));
-    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
 }
 
 // Sets an environment variable, or unsets it (nullptr), for the object's life.
@@ -127,6 +95,79 @@ class scoped_env {
     const char* name_;
     std::optional<std::string> old_;
 };
+
+// A per-user file that cannot be read is said once with its path and reason, the defaults stand,
+// and the file is set aside as NAME.bad before the settings are written again.
+TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
+    temp_folder dir;
+    scoped_env config("XDG_CONFIG_HOME", dir.dir().c_str());
+    const std::string folder = dir.path("Vandrelle/Kestrune/");
+    const std::string file = folder + settings_file_name, bad = file + broken_settings_suffix;
+    std::filesystem::create_directories(folder);
+    ASSERT_TRUE(write_settings_file(dir.path("k.set"), every_field_set()));
+    const auto good = read_bytes(dir.path("k.set"));
+    auto grown = good, long_path = good;
+    grown.push_back(0);
+    std::fill(long_path.begin() + 167, long_path.begin() + 167 + 280, 'x');
+    const std::vector<std::pair<std::vector<std::uint8_t>, const char*>> broken = {
+        {{0x66, 0x33, 0xDD, 0x33, 0, 0}, "Not a settings file"},
+        {{good.begin(), good.begin() + 180}, "The file is damaged"},  // inside a recent file
+        {{good.begin(), good.end() - 1}, "The file is damaged"},      // cut in the closing magic
+        {grown, "The file is damaged"},
+        {long_path, "The file is damaged"},  // a path past its slot
+    };
+    const auto check = [&](const char* why) {
+        test_program t;
+        user_settings s;
+        file_state fs;
+        load_settings(*t, s, fs);
+        expect_same(s, user_settings{});
+        ASSERT_EQ(t.screen.messages.size(), 1u);
+        EXPECT_EQ(t.screen.last_text(), std::string(msg_settings_unreadable) + "\n" + file + ": " +
+                                            why + "\n" + msg_settings_defaults + " " +
+                                            msg_settings_kept_as + "Kestrune_32.set.bad.");
+        EXPECT_TRUE(save_settings(*t, s, fs));
+        EXPECT_EQ(read_settings_file(file, s), settings_read::loaded);
+    };
+    for (const auto& [bytes, why] : broken) {
+        SCOPED_TRACE(why);
+        write_bytes(file, bytes);
+        check(why);
+        EXPECT_EQ(read_bytes(bad), bytes);
+    }
+    // A folder, and a link to a device, in the file's place.
+    std::filesystem::remove(file);
+    std::filesystem::remove(bad);
+    std::filesystem::create_directory(file);
+    check("Is a directory");
+    EXPECT_TRUE(std::filesystem::is_directory(bad));
+    std::filesystem::remove(file);
+    std::filesystem::remove(bad);
+    std::filesystem::create_symlink("/dev/zero", file);
+    check("Not a regular file");
+    EXPECT_TRUE(std::filesystem::is_symlink(bad));
+
+    // When the broken file cannot be set aside, nothing is written over it, and that is said.
+    write_bytes(file, {1, 2, 3});
+    std::filesystem::remove(bad);
+    std::filesystem::create_directories(bad + "/x");
+    test_program t;
+    user_settings s;
+    file_state fs;
+    load_settings(*t, s, fs);
+    EXPECT_FALSE(save_settings(*t, s, fs));
+    EXPECT_EQ(t.screen.last_text(),
+              std::string(msg_settings_not_saved) + "\n" + bad + ": Is a directory");
+    EXPECT_EQ(read_bytes(file), (std::vector<std::uint8_t>{1, 2, 3}));
+
+    // Values are held in their ranges.
+    auto b = good;
+    set_le<std::int32_t>(b, 144, 500);
+    b[166] = 200;
+    write_bytes(dir.path("x.set"), b);
+    ASSERT_EQ(read_settings_file(dir.path("x.set"), s), settings_read::loaded);
+    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
+}
 
 TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     temp_folder dir;

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QScreen>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
@@ -100,7 +101,8 @@ TEST_F(window_fixture, start_file_rules) {
     QString caption, text;
     answer_box(&caption, &text);
     EXPECT_FALSE(open_start_file(*s, "nosuch.sng"));
-    EXPECT_EQ(text.toStdString(), msg_open_failed);
+    EXPECT_EQ(text.toStdString(),
+              std::string(msg_open_failed) + "\nnosuch.sng: No such file or directory");
 
     // A MIDI file's title becomes .sng, in the window's title too.
     write_midi_song("tune.mid", 3, 4);
@@ -180,6 +182,20 @@ TEST_F(window_fixture, export_audio_renders_the_song_in_the_window) {
     const auto bytes = fs::file_size(out);
     EXPECT_GT(bytes, 2u * 48000 * 4);
     EXPECT_LT(bytes, 6u * 48000 * 4);
+}
+
+// A stored place larger than the screen or beyond it is held to the screen's available area; one
+// that fits stays as it was.
+TEST_F(window_fixture, a_stored_place_is_held_to_the_screen) {
+    main_window w(*s);
+    w.apply_zoom(0, false);
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    w.restore_place(30000, 30000, 32767, 32767);
+    EXPECT_EQ(w.geometry(), room);
+    w.restore_place(-5000, room.top() + 10, 400, 300);
+    EXPECT_EQ(w.geometry(), QRect(room.left(), room.top() + 10, 400, 300));
+    w.restore_place(room.left() + 20, room.top() + 30, 400, 300);
+    EXPECT_EQ(w.geometry(), QRect(room.left() + 20, room.top() + 30, 400, 300));
 }
 
 TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "files/song_file.h"
 #include "shell/processing_dialogs.h"
@@ -147,6 +148,10 @@ class Apply : public ::testing::Test {
         const int w = std::system(cmd.c_str());
         return WIFEXITED(w) ? WEXITSTATUS(w) : -1;
     }
+    std::string messages() const {
+        std::ifstream in(at("err"));
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
 };
 
 TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
@@ -167,6 +172,13 @@ TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " \"Freeze Quantize\" --track 3"), 1);
     EXPECT_FALSE(fs::exists(at("no.sng")));
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize swing_factor=15"), 2);
+    // Locators the wrong way round are refused; an answer that no question took is said.
+    EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize --locators 5 2"), 2);
+    EXPECT_EQ(messages().substr(0, messages().find('\n')),
+              "kestrune-tool: --locators 5 2: the left locator comes after the right one");
+    EXPECT_FALSE(fs::exists(at("no.sng")));
+    EXPECT_EQ(tool(at("in.sng") + " " + at("out.sng") + " Quantize --track 2 --answer no"), 0);
+    EXPECT_EQ(messages(), "Quantize asked no question: --answer was not used\n");
 }
 
 }  // namespace
