@@ -216,7 +216,7 @@ void bind_preferences(session& s) {
     bind_toggle(s, cmd::midi_click, d.midi_click);
     bind_toggle(s, cmd::click_always, d.click_always);
     bind_toggle(s, cmd::clock_spp_out, d.sync_out);
-    bind_toggle(s, cmd::reset_on_stop, u.reset_on_stop, [&s] { s.trans.reset_on_stop = s.settings.reset_on_stop; });
+    bind_toggle(s, cmd::reset_on_stop, u.reset_on_stop, [&s] { s.prog.app.reset_on_stop = s.settings.reset_on_stop; });
     bind_toggle(s, cmd::actual_position, u.actual_position);
     bind_toggle(s, cmd::two_bar_count_in, u.two_bar_count_in,
                 [&s] { s.trans.two_bar_count_in = s.settings.two_bar_count_in; });

@@ -91,28 +91,38 @@ TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
     EXPECT_EQ(t->d.position, song_start);
 }
 
-TEST_F(Transport, ChaseSendsTheLastValuesBeforeThePositionAndNothingOlder) {
+TEST_F(Transport, ChaseEventsSendsWhatTheSongSetBeforeAHeldNoteAndNothingOlder) {
     add_sorted(*t, 0, 0,
                {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10),
                 ev(0xB0, 0, 2, song_start + 20), ev(0xC0, 9, 0, song_start + 400),
                 ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 0, 70, song_start + 600),
-                ev(0xB0, 7, 20, song_start + 2000), ev(0xD0, 50, 0, song_start + 700),
-                ev(0xB0, 1, 9, song_start + 800)});
-    t->slot(0, 0).channel = 16;
-    t->slot(0, 0).port = 2;
+                ev(0xD0, 50, 0, song_start + 700), ev(0xB0, 1, 9, song_start + 800),
+                ev(0x90, 60, 100, song_start + 900), ev(0x80, 60, 0, song_start + 1200),
+                ev(0xB0, 7, 20, song_start + 2000)});
+    t->slot(0, 0).channel = 16;  // as recorded
     add_sorted(*t, 0, 1, {ev(0xC1, 44, 0, song_start)});
-    t->slot(0, 1).mute = 1;  // muted tracks are not chased
+    t->slot(0, 1).mute = 1;
+    add_sorted(*t, 0, 2, {ev(0xC0, 12, 0, song_start + 50)});
+    t->slot(0, 2).channel = 3;
+    t->slot(0, 2).port = 1;
+
+    // Chase Events on; Pause continues from a position dialled into the note held from 900.
     t->app.chase_events = true;
-    t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) {
-        tr.chase_events(p, step, pattern);
-    };
+    t->d.position = song_start + 1000;
     t.midi.clear();
-    locate(*t, song_start + 1000);
-    t.eng.run_until(t.clk.now_us());
-    // Bank, program, volume, then the wheel; the later volume at 2000 is not yet due.
-    EXPECT_EQ(sent(2), (std::vector<std::vector<int>>{
-                           {0xB0, 0, 2}, {0xC0, 9}, {0xB0, 7, 60}, {0xE0, 0, 70}}));
-    EXPECT_TRUE(sent(0).empty());
+    tr.pause();
+    t.run_ms(ms_of(300));
+    // Per port and channel the last of each kind before the position: bank select MSB 2 (at
+    // 20), program 9 (400, not 5), volume 60 (500, not 100), the wheel (600); channel pressure
+    // and controller 1 are not chased, the volume at 2000 is not yet due. Banks go before the
+    // program so that it lands in the right bank. Then the held note's end, 200 ticks on.
+    EXPECT_EQ(sent(0), (std::vector<std::vector<int>>{{0xB0, 0, 2},
+                                                      {0xC0, 9},
+                                                      {0xB0, 7, 60},
+                                                      {0xE0, 0, 70},
+                                                      {0x80, 60, 0}}));
+    // The track's channel overrides the event's; a muted track is not chased.
+    EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xC3, 12}}));
 }
 
 TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
