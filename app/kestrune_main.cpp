@@ -1,16 +1,20 @@
 // The program: `kestrune [--zoom N] [FILE]` opens the main window on FILE, else on "Default.sng"
 // in the current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints
 // the window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
+// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing.
+// Under an NSM session (NSM_URL set) the song comes from the session instead of FILE.
 #include <QApplication>
 #include <QImage>
 #include <QImageWriter>
 #include <QSocketNotifier>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "app/command_line.h"
 #include "app/console_ui.h"
+#include "app/nsm_session.h"
 #include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/synth_backend.h"
@@ -19,6 +23,8 @@
 #ifdef KESTRUNE_DIALOGS
 #include "platform/dialog_host.h"
 #endif
+#include "platform/help_commands.h"
+#include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "platform/synth_commands.h"
@@ -30,6 +36,7 @@ namespace {
 struct options {
     std::string screenshot;  // the PNG to write; empty for the window
     int zoom = -1;           // -1: the stored zoom
+    std::string help_page;   // a screenshot of the help window on this page
     std::vector<std::string> file_words;
 };
 
@@ -37,7 +44,7 @@ int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
-                 "       kestrune --screenshot PNG [--zoom 0-7] [FILE]\n");
+                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n");
     return 2;
 }
 
@@ -58,13 +65,29 @@ std::string parse(const QStringList& args, options& o) {
             if (!ok || o.zoom < 0 || o.zoom >= kestrune::zoom_rows)
                 return "--zoom takes 0 to " + std::to_string(kestrune::zoom_rows - 1) + ", not " +
                        value.toStdString();
+        } else if (a == "--help-page") {
+            if (!has_value) return needs_value(a, "a page such as html/index.htm");
+            o.help_page = args[++i].toStdString();
         } else if (a.starts_with("--")) {
             return "unknown option " + a;
         } else {
             o.file_words.push_back(a);
         }
     }
+    if (!o.help_page.empty() && o.screenshot.empty()) return "--help-page goes with --screenshot";
     return {};
+}
+
+// The help window on a page, into PNG; false with the reason on standard error.
+bool help_screenshot(QWidget* over, const std::string& page, const std::string& png) {
+    kestrune::help_window* h = kestrune::show_help(over, page);
+    QApplication::processEvents();
+    if (!h->open(page)) {
+        std::fprintf(stderr, "kestrune: help page %s is missing in %s\n", page.c_str(),
+                     kestrune::help_root().toStdString().c_str());
+        return false;
+    }
+    return h->grab().save(QString::fromStdString(png), "PNG");
 }
 
 }  // namespace
@@ -135,13 +158,23 @@ int main(int argc, char** argv) {
         else
             w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
 
+        add_help_commands(s, &w);
+        // In a session the session manager names the song; it comes with its open request.
+        const std::unique_ptr<nsm_session> nsm = screenshot ? nullptr : nsm_session::join(s, "kestrune");
+        std::unique_ptr<QSocketNotifier> nsm_notice;
+        if (nsm) {
+            nsm_notice = std::make_unique<QSocketNotifier>(nsm->fd(), QSocketNotifier::Read);
+            QObject::connect(nsm_notice.get(), &QSocketNotifier::activated, &w, [&nsm] { nsm->poll(); });
+        }
         const std::string file = command_line_file(o.file_words);
-        const bool loaded = open_start_file(s, file);
+        const bool loaded = nsm ? false : open_start_file(s, file);
         if (screenshot) {
             w.show();
             s.screen->tick(clk.now_ms());
             QApplication::processEvents();
-            if (!file.empty() && !loaded) {
+            if (!o.help_page.empty()) {
+                rc = help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
+            } else if (!file.empty() && !loaded) {
                 rc = 1;
             } else if (stop_requested()) {
                 std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");

@@ -38,14 +38,6 @@ std::int64_t blocks_needed(const stored_track& t) {
 
 }  // namespace
 
-void reseat_track(program& p, int pattern, int track) {
-    if (pattern != p.d.current_pattern) return;
-    if (pattern == p.d.display_pattern)
-        locate_track(p, track, false);
-    else if (pattern == parallel_pattern)
-        locate_track(p, track, true);
-}
-
 bool write_pattern_file(program& p, int pattern, const std::string& path) {
     file_buffer f;
     if (!create_for_save(p, f, path)) return false;
@@ -117,7 +109,7 @@ load_result read_pattern_file(program& p, int pattern, const std::string& path) 
     for (int t = 0; t < tracks_per_pattern; ++t) {
         if (!used[t]) continue;
         seat_track(p, pattern, t, (*tracks)[t]);
-        reseat_track(p, pattern, t);
+        locate_track(p, pattern, t);
     }
     p.screen.arrow_cursor();
     return load_result::loaded;
@@ -149,7 +141,7 @@ load_result read_track_file(program& p, int pattern, int track, const std::strin
     }
     p.screen.wait_cursor();
     seat_track(p, pattern, track, t);
-    reseat_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

@@ -188,6 +188,17 @@ std::string program_folder_path(const std::string& name) {
     return path;
 }
 
+std::string data_path_from(const std::string& program_folder, const std::string& name) {
+    const std::string beside = program_folder + name;
+    if (::access(beside.c_str(), F_OK) == 0) return beside;
+    const std::string installed = program_folder + "../share/kestrune/" + name;
+    return ::access(installed.c_str(), F_OK) == 0 ? installed : beside;
+}
+
+std::string program_data_path(const std::string& name) {
+    return data_path_from(program_folder_path(""), name);
+}
+
 settings_place settings_folder() {
     const std::string place = std::string("/") + maker_name + "/" + product_name;
     std::string base;

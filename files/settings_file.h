@@ -145,6 +145,11 @@ bool write_settings_file(const std::string& path, const user_settings& s,
 
 // The program file's folder with a name appended; a result too long for a path ends in "?".
 std::string program_folder_path(const std::string& name);
+// A file or folder the program ships (help pages, patch names, the history): beside the program
+// when it is there (the build tree), else in the installed data folder `../share/kestrune/`.
+std::string program_data_path(const std::string& name);
+// The same from a given program folder ending in "/".
+std::string data_path_from(const std::string& program_folder, const std::string& name);
 // Where the per-user settings live: `folder`, made if need be and ending in "/", or empty when it
 // cannot be had (no home, a read-only home, a file in its place); `wanted` names it either way.
 struct settings_place {

@@ -445,7 +445,6 @@ bool apply_song(program& p, const song_image& im) {
     a.song_tempo = std::clamp(tempo, min_song_tempo, max_song_tempo);
     set_tempo_increment(d, a.song_tempo);
     select_pattern(p, held<int>(h.current_pattern, 0, parallel_pattern), true);
-    call(p.hooks.buttons_changed);
     return built;
 }
 
@@ -475,7 +474,11 @@ load_result read_song_file(program& p, const std::string& path, bool report_open
     f.close();
 
     p.screen.wait_cursor();
+    // Clearing resets the mixer, its snapshots too; a file that ends before its snapshots
+    // leaves them as they were before loading, as the file format has it.
+    const auto snapshots = p.song.mixer_snapshots;
     clear_song(p);
+    p.song.mixer_snapshots = snapshots;
     load_result r = load_result::loaded;
     // The stored total is read as a signed number, as it always was; the real need is then
     // counted from the events themselves.

@@ -6,6 +6,7 @@
 
 #include "files/file_messages.h"
 #include "files/pattern_file.h"
+#include "song/locate.h"
 #include "song/long_event.h"
 #include "song/patterns.h"
 
@@ -95,7 +96,7 @@ load_result read_syx_file(program& p, int pattern, int track, const std::string&
     std::memcpy(t.head.name, sysex_track_name, 10);
     t.records = std::move(records);
     seat_track(p, pattern, track, t);
-    reseat_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

@@ -26,12 +26,15 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* e) override;
+    // F1 opens the dialog's help page, as its Help button does.
+    void keyPressEvent(QKeyEvent* e) override;
     void mousePressEvent(QMouseEvent* e) override;
     void mouseReleaseEvent(QMouseEvent* e) override;
     void mouseDoubleClickEvent(QMouseEvent* e) override;
 
 private:
     void build_controls();
+    void show_page();
     void start_timer();
     std::optional<std::string> entry_over(const double_click_box& box);
 

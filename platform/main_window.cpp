@@ -5,6 +5,7 @@
 #include <QCloseEvent>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QKeyEvent>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
@@ -14,8 +15,10 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include "platform/help_window.h"
 #include "platform/key_map.h"
 #include "shell/command_ids.h"
+#include "shell/help_topics.h"
 #include "shell/main_screen.h"
 #include "shell/processing_commands.h"
 #include "shell/startup.h"
@@ -37,6 +40,25 @@ int button_of(Qt::MouseButton b) {
 
 // Keys that act again while held; all others on the first press only.
 bool repeats(int command) { return command == cmd::bar_back || command == cmd::bar_forward; }
+
+// F1 over a menu item opens the item's help page; the menus close for it.
+class menu_help final : public QObject {
+public:
+    explicit menu_help(QWidget* window) : QObject(window), window_(window) {}
+    bool eventFilter(QObject* o, QEvent* e) override {
+        if (e->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(e)->key() != Qt::Key_F1) return false;
+        auto* m = static_cast<QMenu*>(o);
+        const QAction* a = m->activeAction();
+        if (!a || a->menu()) return false;
+        for (QWidget* open = QApplication::activePopupWidget(); open; open = QApplication::activePopupWidget())
+            open->close();
+        show_help(window_, help_page_of_command(a->data().toInt()));
+        return true;
+    }
+
+private:
+    QWidget* window_;
+};
 
 // The note pad: a page of text kept with the song.
 void edit_note_pad(QWidget* parent, std::string& text, int max_length) {
@@ -286,6 +308,8 @@ void main_window::build_menus() {
 
 void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
     connect(m, &QMenu::aboutToShow, this, [this] { refresh_menus(); });
+    if (!menu_help_) menu_help_ = new menu_help(this);
+    m->installEventFilter(menu_help_);
     for (const menu_item& item : items) {
         if (!item.submenu.empty()) {
             fill_menu(m->addMenu(QString::fromStdString(item.submenu)), item.items);
@@ -306,6 +330,7 @@ void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
             QAction* a = m->addAction(text);
             a->setCheckable(static_cast<bool>(c->checked));
             const int id = c->id;
+            a->setData(id);
             connect(a, &QAction::triggered, this, [this, id] { dispatch_command(s_, id); });
             actions_[id] = a;
         }

@@ -73,6 +73,7 @@ private:
     std::map<int, QAction*> actions_;
     std::vector<QAction*> recent_actions_;
     qt_fonts fonts_;
+    QObject* menu_help_ = nullptr;
     bool ask_before_closing_ = true;
 };
 

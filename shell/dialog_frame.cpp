@@ -187,11 +187,16 @@ value_field& dialog::add_field(value_field f) { return fields_.emplace_back(std:
 
 dialog_control& dialog::add_control(dialog_control c) { return controls_.emplace_back(std::move(c)); }
 
-void dialog::add_ok_cancel() {
-    const int right = width_cells_ - 1, bottom = height_cells_ - 1;
+void dialog::add_help_button() {
+    const int bottom = height_cells_ - 1;
     if (!help_topic.empty())
         add_control({.kind = control_kind::help_button, .text = "Help",
                      .cells = {1, bottom - button_cells_h, 1 + button_cells_w, bottom}});
+}
+
+void dialog::add_ok_cancel() {
+    const int right = width_cells_ - 1, bottom = height_cells_ - 1;
+    add_help_button();
     add_control({.kind = control_kind::ok_button, .text = "OK",
                  .cells = {right - 2 * button_cells_w - 1, bottom - button_cells_h,
                            right - button_cells_w - 1, bottom}});

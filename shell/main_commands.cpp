@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/records.h"
+#include "core/version.h"
 #include "shell/command_ids.h"
 #include "shell/file_commands.h"
 #include "shell/processing_commands.h"
@@ -26,7 +27,7 @@ constexpr command_text texts[] = {
     {cmd::quit, "&Quit", "Ctrl+Q"},
     {cmd::about, "&About...", ""},
     {cmd::version_history, "&Version History", ""},
-    {cmd::help_index, "&Help Index", "F1"},
+    {cmd::help_index, "&Help Index", ""},
     {cmd::tutorial, "&Tutorial", ""},
     {cmd::key_commands_help, "&Key Commands", ""},
     {cmd::check_for_updates, "Check For &Updates...", ""},
@@ -158,7 +159,7 @@ void bind_toggle(session& s, int id, T& value, std::function<void()> then = {}) 
 
 void about(session& s) {
     const program& p = s.prog;
-    const std::string text = std::string(program_title) + "\nVersion 0.1.0\n\nFree events: " +
+    const std::string text = std::string(program_title) + "\nVersion " + program_version + "\n\nFree events: " +
                              std::to_string(static_cast<long>(p.d.free_blocks) * block_slots);
     p.screen.message(text, msg_icon::information, msg_buttons::ok, msg_answer::ok, "About");
 }
@@ -215,7 +216,7 @@ void bind_preferences(session& s) {
     bind_toggle(s, cmd::midi_click, d.midi_click);
     bind_toggle(s, cmd::click_always, d.click_always);
     bind_toggle(s, cmd::clock_spp_out, d.sync_out);
-    bind_toggle(s, cmd::reset_on_stop, u.reset_on_stop, [&s] { s.trans.reset_on_stop = s.settings.reset_on_stop; });
+    bind_toggle(s, cmd::reset_on_stop, u.reset_on_stop, [&s] { s.prog.app.reset_on_stop = s.settings.reset_on_stop; });
     bind_toggle(s, cmd::actual_position, u.actual_position);
     bind_toggle(s, cmd::two_bar_count_in, u.two_bar_count_in,
                 [&s] { s.trans.two_bar_count_in = s.settings.two_bar_count_in; });

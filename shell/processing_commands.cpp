@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-#include "processing/processing.h"
 #include "processing/quantize.h"
 #include "processing/undo.h"
 #include "realtime/recording.h"
@@ -75,13 +74,11 @@ bool parse_field_number(std::string_view text, int low, int high, int& out) {
 }
 
 void add_processing_commands(command_table& table, program& p) {
-    install_processing_hooks(p);
     const auto undo = [&p] { undo_command(p, undo_place(p)); };
     table.add({cmd::undo, "&Undo", "Ctrl+Z", {}, {}, undo});
     table.add({cmd::undo_button, "Undo", "", {}, {}, undo});
     table.add({cmd::freeze_quantize, "Freeze &Quantize", "F", {}, {}, [&p] {
-                   freeze_quantize(p, p.d.current_pattern, p.d.current_track,
-                                   undo_place(p) == undo_context::editor);
+                   freeze_quantize(p, p.d.current_pattern, p.d.current_track);
                }});
     table.add({cmd::quantize_settings, "&Quantize Settings...", "Shift+U", {}, {}, [&p] {
                    run_quantize_settings(p);

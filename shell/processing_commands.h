@@ -12,7 +12,7 @@
 namespace kestrune {
 
 // Undo (menu and button), Freeze Quantize, Quantize Settings, Internal Recording and the Qua
-// pop-up's values; installs the processing hooks in the program.
+// pop-up's values.
 void add_processing_commands(command_table& table, program& p);
 
 class recorder;

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "processing/quantize.h"
+#include "services/help_pages.h"
 
 namespace kestrune {
 
@@ -19,6 +20,7 @@ dialog_control label(std::string text, rect cells) {
 
 quantize_settings_view::quantize_settings_view(program& p)
     : dialog(p, "Quantize Settings", 36, 14) {
+    help_topic = help_page::quantize_settings;
     add_control(
         {.kind = control_kind::group_box, .text = "Quantize method", .cells = {1, 1, 35, 6}});
     const char* methods[] = {"Tight Quantize", "Smart Quantize"};
@@ -52,10 +54,12 @@ quantize_settings_view::quantize_settings_view(program& p)
     add_control(label("%", {28, 9, 30, 10}));
     // The settings change as they are set: OK alone closes.
     add_control({.kind = control_kind::ok_button, .text = "OK", .cells = {25, 11, 35, 13}});
+    add_help_button();
 }
 
 internal_recording_view::internal_recording_view(program& p, recorder& rec)
     : dialog(p, "Internal Recording", 40, 16), fields(rec.internal_recording_state()), rec_(rec) {
+    help_topic = help_page::internal_recording;
     add_control({.kind = control_kind::check_box,
                  .text = "Enable Internal Recording",
                  .cells = {1, 1, 39, 2},

@@ -56,7 +56,7 @@ int start_session(session& s) {
     p.write_defaults();
     load_settings(p, s.settings, s.files);
     s.trans.two_bar_count_in = s.settings.two_bar_count_in != 0;
-    s.trans.reset_on_stop = s.settings.reset_on_stop != 0;
+    s.prog.app.reset_on_stop = s.settings.reset_on_stop != 0;
     setup_from_settings(s);
     for (int port = 0; port < 4; ++port) set_default_patch_names(s.patches[static_cast<std::size_t>(port)]);
     load_patch_names(s.patches, patch_folders(), p.screen);
@@ -85,7 +85,7 @@ bool open_start_file(session& s, const std::string& command_line_name) {
     recent.erase(std::remove_if(recent.begin(), recent.end(),
                                 [](const std::string& f) { return f.empty() || !file_opens(f); }),
                  recent.end());
-    call(s.prog.hooks.reset_mixer);
+    s.prog.reset_mixer();
     // A song named on the command line that is not there says so, as a missing MIDI file does;
     // a missing "Default.sng" is the usual start with an empty song.
     if (!command_line_name.empty() && is_song_name(command_line_name)) {

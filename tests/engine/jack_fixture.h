@@ -24,7 +24,7 @@ namespace kestrune::testing {
 
 inline constexpr int rate = 48000;
 inline constexpr int period = 1024;
-inline constexpr double latency = period + jack_backend::margin_us * rate / 1e6;
+inline constexpr double latency = period + jack_margin_us * rate / 1e6;
 
 inline std::int64_t steady_us() {
     using namespace std::chrono;

@@ -119,7 +119,7 @@ TEST_F(PlayTool, ADeviceThatGoesAwayEndsPlayWithItsMessage) {
     const pid_t tool = play_into(*device, song, true);
     ASSERT_TRUE(device->wait_for(2, 5000)) << output();
     device.reset();  // its program ends
-    EXPECT_EQ(wait_tool(tool, 10000), 1) << output();
+    EXPECT_EQ(wait_tool(tool, 5000), 1) << output();
     EXPECT_NE(output().find("Port A has lost its MIDI device \"JACK: " + name + "\"!"),
               std::string::npos)
         << output();

@@ -310,5 +310,27 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
     EXPECT_FALSE(tables[3].from_file);
 }
 
+// What the program ships lies beside it in the build tree and in ../share/kestrune/ once
+// installed; the user's own patch names come before the program's.
+TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
+    namespace fs = std::filesystem;
+    const fs::path prefix = fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
+    const std::string bin = (prefix / "bin").string() + "/";
+    fs::create_directories(prefix / "share/kestrune/patches");
+    fs::create_directories(bin);
+    EXPECT_EQ(data_path_from(bin, "patches/"), bin + "../share/kestrune/patches/");
+    EXPECT_EQ(data_path_from(bin, "help/"), bin + "help/") << "neither: beside the program";
+    fs::create_directories(bin + "patches");
+    EXPECT_EQ(data_path_from(bin, "patches/"), bin + "patches/");
+    fs::remove_all(prefix);
+
+    ::setenv("XDG_DATA_HOME", "/data", 1);
+    const auto folders = patch_folders();
+    ASSERT_EQ(folders.size(), 2u);
+    EXPECT_EQ(folders[0], "/data/Kestrune/patches/");
+    EXPECT_EQ(folders[1], program_data_path("patches/"));
+    ::unsetenv("XDG_DATA_HOME");
+}
+
 }  // namespace
 }  // namespace kestrune

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "files/song_file.h"
-#include "processing/processing.h"
 #include "shell/processing_dialogs.h"
 #include "song/event_store.h"
 #include "tests/support/chain_checker.h"
@@ -22,7 +21,6 @@ using namespace testing;
 
 class Quantize : public ::testing::Test {
   protected:
-    Quantize() { install_processing_hooks(*t); }
     test_program t;
 
     // Notes of 40 ticks at bar-relative offsets, each with its note-off, as track 0.
@@ -98,6 +96,22 @@ TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     t->d.recording = 1;
     EXPECT_FALSE(choose_quantize(*t, 0, 0, 16));
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+}
+
+TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) {
+    // Song mode in step 1 (6144 ticks in) under 7/8; pattern 0 is shown. A note 30 ticks after
+    // the parallel pattern's second bar line at 12 (tight) goes back onto it; measured from
+    // step 1 as pattern 0's tracks are, it would lie 126 into a beat and go to 128.
+    t->d.song_mode = 1;
+    t->d.current_step = 1;
+    midi_event& sig = t->store().at(t->d.signature_chain.first);
+    sig.set_data1(7);
+    sig.set_data2(8);
+    t->d.active_signature = t->d.signature_chain;
+    add_sorted(*t, parallel_pattern, 0,
+               {ev(0x90, 40, 90, song_start + 672 + 30), ev(0x80, 40, 0, song_start + 672 + 70)});
+    ASSERT_TRUE(choose_quantize(*t, parallel_pattern, 0, 12));
+    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
 }
 
 TEST(QuantizeSettingsDialog, SwingStepsInTensOfPercentAndTheMethodTakesEffectAtOnce) {

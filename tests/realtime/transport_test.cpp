@@ -103,7 +103,7 @@ TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOf
     tr.play();
     tr.stop();
     EXPECT_EQ(reset_channels(0), nums(0, 0)) << "not asked for";
-    tr.reset_on_stop = true;
+    t->app.reset_on_stop = true;
     tr.play();
     t.midi.clear();
     tr.play();  // a restart is not a stop
@@ -137,7 +137,7 @@ TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
     EXPECT_EQ(t->d.position, song_start);
 }
 
-TEST_F(Transport, ChaseSendsTheLastValueOfEveryKindBeforeThePosition) {
+TEST_F(Transport, ChaseEventsSendsTheLastValueOfEveryKindBeforeThePosition) {
     // Each kind has its own value, so a value sent under another kind's number shows.
     add_sorted(*t, 0, 0,
                {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10),
@@ -147,26 +147,25 @@ TEST_F(Transport, ChaseSendsTheLastValueOfEveryKindBeforeThePosition) {
                 ev(0xC0, 9, 0, song_start + 400), ev(0xB0, 7, 59, song_start + 500),
                 ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 1, 70, song_start + 600),
                 ev(0xD0, 50, 0, song_start + 700), ev(0xB0, 1, 9, song_start + 800),
+                ev(0x90, 60, 100, song_start + 900), ev(0x80, 60, 0, song_start + 1200),
                 ev(0xB0, 7, 20, song_start + 2000), ev(0xB0, 10, 99, song_start + 6200)});
-    t->slot(0, 0).channel = 16;
+    t->slot(0, 0).channel = 16;  // as recorded
     t->slot(0, 0).port = 2;
     add_sorted(*t, 0, 1, {ev(0xC1, 44, 0, song_start)});
     t->slot(0, 1).mute = 1;  // muted tracks are not chased
     add_sorted(*t, 0, 2, {ev(0xB5, 7, 33, song_start + 100)});
     t->slot(0, 2).channel = 3;  // the track's channel, not the event's
     t->slot(0, 2).port = 1;
+
+    // Chase Events on; Pause continues from a position dialled into the note held from 900.
     t->app.chase_events = true;
-    t->hooks.chase_events = [&](std::int32_t p, int step, int pattern) {
-        tr.chase_events(p, step, pattern);
-    };
-    auto chase_at = [&](std::int32_t pos) {
-        t.midi.clear();
-        locate(*t, pos);
-        t.eng.run_until(t.clk.now_us());
-    };
-    chase_at(song_start + 1000);
+    t->d.position = song_start + 1000;
+    t.midi.clear();
+    tr.pause();
+    t.run_ms(ms_of(300));
     // Bank before program, then the controllers and the wheel; of two volumes at one tick the
     // second, the volume at 2000 is not due, channel pressure and modulation are not chased.
+    // Then the held note's end, 200 ticks on.
     EXPECT_EQ(sent(2), (std::vector<std::vector<int>>{{0xB0, 0, 2},
                                                        {0xB0, 32, 3},
                                                        {0xC0, 9},
@@ -175,19 +174,23 @@ TEST_F(Transport, ChaseSendsTheLastValueOfEveryKindBeforeThePosition) {
                                                        {0xB0, 11, 7},
                                                        {0xB0, 91, 4},
                                                        {0xB0, 93, 5},
-                                                       {0xE0, 1, 70}}));
+                                                       {0xE0, 1, 70},
+                                                       {0x80, 60, 0}}));
     EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xB3, 7, 33}}));
     EXPECT_TRUE(sent(0).empty());
 
     // Song mode: back through the earlier steps from their ends (step 0 never plays its
     // pattern's pan at 6200), the later step winning, and the parallel pattern over all, early
     // as its value is. Step 1 (pattern 1) starts at 9216.
+    tr.stop();
     t->d.song_mode = 1;
     add_sorted(*t, 1, 0, {ev(0xB0, 7, 70, song_start + 10)});
     add_sorted(*t, 1, 3, {ev(0xB0, 7, 33, song_start + 10)}).port = 2;
     t->slot(1, 3).channel = 0;
     add_sorted(*t, parallel_pattern, 0, {ev(0xB0, 7, 80, song_start + 5)});
-    chase_at(9216 + 100);
+    t.midi.clear();
+    locate(*t, 9216 + 100);
+    t.eng.run_until(t.clk.now_us());
     EXPECT_EQ(sent(0), (std::vector<std::vector<int>>{{0xB0, 7, 80}}));
     const auto port_c = sent(2);
     ASSERT_EQ(port_c.size(), 9u);

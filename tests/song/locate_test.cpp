@@ -227,29 +227,20 @@ TEST_F(Locate, BeatFields) {
 }
 
 TEST_F(Locate, ParksTheEngineAndTheTake) {
-    int chased = 0;
-    int bar_redraws = 0;
-    p.app.chase_events = true;
-    p.hooks.chase_events = [&](std::int32_t pos, int step, int pattern) {
-        ++chased;
-        // Parked, and every pointer is seated before the chase.
-        EXPECT_EQ(nums(d.stopped, d.record_enable, d.position, step, pattern),
-                  nums(1, 0, pos, 2, 2));
-    };
-    p.hooks.redraw_bar_display = [&] { ++bar_redraws; };
+    p.app.chase_events = true;  // the chase is filled while parked: the engine sends it after
     d.song_mode = 1;
     d.stopped = 0;
     d.record_enable = 1;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(1, 0, 0, 1));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(1, 0, 1));
 
-    // Stopped and not recording stay so.
+    // Stopped and not recording stay so; without Chase Events nothing is chased.
+    p.app.chase_events = false;
+    d.chase_ready = 0;
     d.stopped = 1;
     d.record_enable = 0;
-    d.signature_track_on = 1;
-    d.active_signature = d.signature_track;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(0, 1, 0));
 }
 
 TEST_F(Locate, CyclePreparePatternMode) {
@@ -332,25 +323,29 @@ TEST_F(Locate, LocateTrackAfterAnEdit) {
     // A new chain on a track of the current pattern.
     track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
     s.delay = -8;
-    locate_track(p, 8, false);
+    locate_track(p, 2, 8);
     EXPECT_EQ(nums(d.track_position[8], pos_of(p, s.play)), nums(3072 + 708, 3072 + 768));
 
     // The parallel pattern is on the song position.
     d.current_pattern = 16;
     track_slot& par = give_track(p, 16, 8, notes(200, 3072, 192));
-    locate_track(p, 8, true);
+    locate_track(p, 16, 8);
     EXPECT_EQ(nums(d.parallel_track_position[8], pos_of(p, par.play)),
               nums(d.position, 3072 + 192 * ((d.position - 3072 + 191) / 192)));
 
     // Pattern mode: the plain position.
     d.song_mode = 0;
     d.current_pattern = 2;
-    locate_track(p, 8, false);
+    locate_track(p, 2, 8);
     EXPECT_EQ(d.track_position[8], d.position + 8);
 
     // An empty slot leaves everything alone.
     d.track_position[9] = -7;
-    locate_track(p, 9, false);
+    locate_track(p, 2, 9);
+    EXPECT_EQ(d.track_position[9], -7);
+    // A pattern that does not play is seated by the next locate.
+    give_track(p, 5, 9, notes(10, 3072, 192));
+    locate_track(p, 5, 9);
     EXPECT_EQ(d.track_position[9], -7);
 }
 
@@ -364,14 +359,14 @@ TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     give_track(p, 2, 1, notes(10, 3072, 192));
     d.cycle_track_position[1] = -1;
     d.cycle_track_event[1] = null_ref;
-    locate_track(p, 1, false);
+    locate_track(p, 2, 1);
     // Another pattern at the locator: the cycle fields stay.
     EXPECT_EQ(nums(d.track_position[1], d.cycle_track_position[1], d.cycle_track_event[1]),
               nums(3072 + 10, -1, null_ref));
 
     set_step_pattern(p, 4, 2);
     d.current_pattern = 2;
-    locate_track(p, 1, false);
+    locate_track(p, 2, 1);
     // Track 2 was prepared by the locate and is left untouched.
     EXPECT_EQ(nums(d.cycle_track_position[1], pos_of(p, d.cycle_track_event[1]),
                    d.cycle_track_position[2]),
@@ -380,7 +375,7 @@ TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     // A parallel track always follows the locator.
     d.current_pattern = 16;
     give_track(p, 16, 1, notes(200, 3072, 192));
-    locate_track(p, 1, true);
+    locate_track(p, 16, 1);
     EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
     EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));
 }
