@@ -120,15 +120,18 @@ TEST_F(Input, ThruAndRemapShapeWhatPassesOnAndHeldNotesEnd) {
 TEST_F(Input, EachFilterTakesItsOwnKindFromThruAndFromTheTake) {
     // The filters, and one message of each kind on channel 4 with the filter that takes it;
     // thru keeps the channel as played.
-    const std::function<void()> filter[] = {
-        [&] { d.filter_notes = 1; },           [&] { d.filter_poly_press = 1; },
-        [&] { d.filter_controller_from = 12; }, [&] { d.filter_controller_to = 14; },
-        [&] { d.filter_program = 1; },         [&] { d.filter_channel_press = 1; },
-        [&] { d.filter_pitch_wheel = 1; },     [&] { d.filter_sysex = 1; }};
+    const std::function<void()> filter[] = {[&] { d.filter_notes = 1; },
+                                            [&] { d.filter_poly_press = 1; },
+                                            [&] { d.filter_controller_from = 12; },
+                                            [&] { d.filter_controller_to = 14; },
+                                            [&] { d.filter_program = 1; },
+                                            [&] { d.filter_channel_press = 1; },
+                                            [&] { d.filter_pitch_wheel = 1; },
+                                            [&] { d.filter_sysex = 1; }};
     const std::vector<std::pair<std::vector<std::uint8_t>, std::size_t>> kinds = {
-        {{0x93, 60, 100}, 0}, {{0xA3, 60, 50}, 1}, {{0xB3, 12, 1}, 2},      {{0xB3, 14, 2}, 3},
-        {{0xC3, 5}, 4},       {{0xD3, 40}, 5},     {{0xE3, 0, 80}, 6},      {{0x83, 60, 0}, 0},
-        {{0xF0, 0x7D, 1, 0xF7}, 7}};
+        {{0x93, 60, 100}, 0}, {{0xA3, 60, 50}, 1}, {{0xB3, 12, 1}, 2},
+        {{0xB3, 14, 2}, 3},   {{0xC3, 5}, 4},      {{0xD3, 40}, 5},
+        {{0xE3, 0, 80}, 6},   {{0x83, 60, 0}, 0},  {{0xF0, 0x7D, 1, 0xF7}, 7}};
     d.midi_thru = 1;
     d.thru_port = 1;
     for (std::size_t f = 0; f < std::size(filter); ++f) {

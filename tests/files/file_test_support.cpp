@@ -208,14 +208,14 @@ std::vector<std::int64_t> song_values(const program& p) {
     const dll_data& d = p.d;
     const song_settings& s = p.song;
     return nums(d.current_step, d.current_pattern, p.app.edit_grid, p.app.song_tempo, d.song_mode,
-                d.thru_off_channel, d.click_channel, d.click_velocity, d.click_note,
-                d.filter_notes, d.filter_controller_from, d.filter_pitch_wheel,
-                d.filter_poly_press, d.filter_channel_press, d.filter_program, d.remap_on,
-                d.remap_from, d.remap_to, d.filter_controller_to, d.left_locator,
-                d.right_locator, d.cycle_on, d.filter_sysex, d.tempo_track_on, d.click_port,
-                s.snap_to_grid, s.increase_button, s.decrease_button, d.signature_track_on,
-                p.app.quantize_strength, p.app.quantize_swing, s.grid_split, s.grid_mode_flag,
-                s.grid_lane, s.grid_zoom_y, s.grid_zoom_x);
+                d.thru_off_channel, d.click_channel, d.click_velocity, d.click_note, d.filter_notes,
+                d.filter_controller_from, d.filter_pitch_wheel, d.filter_poly_press,
+                d.filter_channel_press, d.filter_program, d.remap_on, d.remap_from, d.remap_to,
+                d.filter_controller_to, d.left_locator, d.right_locator, d.cycle_on, d.filter_sysex,
+                d.tempo_track_on, d.click_port, s.snap_to_grid, s.increase_button,
+                s.decrease_button, d.signature_track_on, p.app.quantize_strength,
+                p.app.quantize_swing, s.grid_split, s.grid_mode_flag, s.grid_lane, s.grid_zoom_y,
+                s.grid_zoom_x);
 }
 
 }  // namespace

@@ -86,7 +86,8 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     std::vector<std::vector<int>> told;
     for (const auto& m : sent())
         if (m[0] != 0xF8) told.push_back(m);
-    EXPECT_EQ(told, (std::vector<std::vector<int>>{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
+    EXPECT_EQ(told,
+              (std::vector<std::vector<int>>{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
 }
 
 TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
@@ -167,15 +168,15 @@ TEST_F(Transport, ChaseEventsSendsTheLastValueOfEveryKindBeforeThePosition) {
     // second, the volume at 2000 is not due, channel pressure and modulation are not chased.
     // Then the held note's end, 200 ticks on.
     EXPECT_EQ(sent(2), (std::vector<std::vector<int>>{{0xB0, 0, 2},
-                                                       {0xB0, 32, 3},
-                                                       {0xC0, 9},
-                                                       {0xB0, 7, 60},
-                                                       {0xB0, 10, 6},
-                                                       {0xB0, 11, 7},
-                                                       {0xB0, 91, 4},
-                                                       {0xB0, 93, 5},
-                                                       {0xE0, 1, 70},
-                                                       {0x80, 60, 0}}));
+                                                      {0xB0, 32, 3},
+                                                      {0xC0, 9},
+                                                      {0xB0, 7, 60},
+                                                      {0xB0, 10, 6},
+                                                      {0xB0, 11, 7},
+                                                      {0xB0, 91, 4},
+                                                      {0xB0, 93, 5},
+                                                      {0xE0, 1, 70},
+                                                      {0x80, 60, 0}}));
     EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xB3, 7, 33}}));
     EXPECT_TRUE(sent(0).empty());
 
@@ -251,12 +252,12 @@ TEST_F(Transport, CycleAndPunchTurnEachOtherOffAndStayAsTheyAreDuringATake) {
         tr.toggle_punch();
         EXPECT_EQ(state(), nums(0, 1, 0, 1)) << text;
         ASSERT_EQ(t.screen.messages.size(), 2u);
-        EXPECT_EQ(t.screen.messages[0].text + t.screen.messages[1].text,
-                  std::string(text) + text);
+        EXPECT_EQ(t.screen.messages[0].text + t.screen.messages[1].text, std::string(text) + text);
     }
     // Turned on while running, the cycle is ready for its first jump.
     t->d.recording = t->d.internal_record = 0;
-    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, song_start + 768), ev(0x90, 61, 100, song_start + 900)});
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 60, 100, song_start + 768), ev(0x90, 61, 100, song_start + 900)});
     tr.play();
     t->d.left_locator = song_start + 768;
     t->d.right_locator = song_start + 1536;

@@ -132,8 +132,7 @@ TEST_F(AudioRender, OnsetsFallOnTheNotesSilenceBetweenAndTwoRendersAreIdentical)
         const auto to = static_cast<std::size_t>((at_us(hits[4]) - 2000) * rate / 1e6);
         EXPECT_LT(peak_of(x, from, to), 1e-4f) << name;
         // The end keeps the last hit's decay and no more than the quiet that ends the tail.
-        EXPECT_LT(x.size(), static_cast<std::size_t>((at_us(hits[4]) + 2e6) * rate / 1e6))
-            << name;
+        EXPECT_LT(x.size(), static_cast<std::size_t>((at_us(hits[4]) + 2e6) * rate / 1e6)) << name;
     }
 }
 
