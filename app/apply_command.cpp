@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "app/command_line.h"
 #include "app/console_ui.h"
 #include "engine/engine.h"
 #include "files/file_state.h"
@@ -51,6 +52,7 @@ struct apply_options {
     int track = -1;
     std::string left, right;
     msg_answer answer = msg_answer::yes;
+    bool answer_given = false;
     std::vector<std::pair<std::string, std::string>> fields;
 };
 
@@ -68,31 +70,45 @@ std::string read_options(const std::vector<std::string>& a, apply_options& o) {
     o.command = a[2];
     for (std::size_t i = 3; i < a.size(); ++i) {
         const std::string& s = a[i];
-        const bool has_value = i + 1 < a.size();
-        if (s == "--pattern" && has_value) {
-            const auto n = number_in(a[++i], 0, parallel_pattern);
-            if (!n) return "--pattern takes a number from 0 to 16";
-            o.pattern = *n;
-        } else if (s == "--track" && has_value) {
-            const auto n = number_in(a[++i], 0, tracks_per_pattern - 1);
-            if (!n) return "--track takes a number from 0 to 31";
-            o.track = *n;
-        } else if (s == "--locators" && i + 2 < a.size()) {
+        const std::size_t values_left = a.size() - i - 1;
+        if (s == "--pattern" || s == "--track") {
+            if (values_left == 0) return needs_value(s);
+            const bool pattern = s == "--pattern";
+            const int last = pattern ? parallel_pattern : tracks_per_pattern - 1;
+            const std::string& v = a[++i];
+            const auto n = number_in(v, 0, last);
+            if (!n) return s + " takes a number from 0 to " + std::to_string(last) + ", not " + v;
+            int& chosen = pattern ? o.pattern : o.track;
+            chosen = *n;
+        } else if (s == "--answer") {
+            if (values_left == 0) return needs_value(s);
+            const std::string& v = a[++i];
+            if (v != "yes" && v != "no") return "--answer takes yes or no, not " + v;
+            o.answer = v == "yes" ? msg_answer::yes : msg_answer::no;
+            o.answer_given = true;
+        } else if (s == "--locators") {
+            if (values_left < 2) return needs_value(s, "two values, L and R");
             o.left = a[++i];
             o.right = a[++i];
-        } else if (s == "--answer" && has_value) {
-            const std::string& v = a[++i];
-            if (v != "yes" && v != "no") return "--answer takes yes or no";
-            o.answer = v == "yes" ? msg_answer::yes : msg_answer::no;
         } else if (const auto eq = s.find('='); eq != std::string::npos && eq > 0 && s[0] != '-') {
             o.fields.emplace_back(s.substr(0, eq), s.substr(eq + 1));
+        } else if (s.starts_with("-")) {
+            return refused_option("apply", s);
         } else {
-            return "unknown option " + s;
+            return "apply takes FIELD=VALUE after COMMAND, not " + s;
         }
     }
     const std::string ext = extension_upper(o.output);
     if (ext != ".SNG" && ext != ".MID") return "OUTPUT must end in .sng or .mid";
     return {};
+}
+
+// Why the locators, as positions, are refused: one unreadable, or the left after the right.
+std::string locators_refusal(const apply_options& o, std::int32_t left, std::int32_t right) {
+    if (left < 0 || right < 0)
+        return "--locators takes positions as ticks or bar.beat.unit.tick, not " +
+               (left < 0 ? o.left : o.right);
+    return "--locators " + o.left + " " + o.right + ": the left locator comes after the right one";
 }
 
 }  // namespace
@@ -128,7 +144,7 @@ std::string set_place(program& p, const apply_options& o) {
     if (o.track >= 0) select_track(p, o.track);
     if (o.left.empty()) return {};
     const std::int32_t l = locator_position(p, o.left), r = locator_position(p, o.right);
-    if (l < 0 || r < 0) return "--locators take positions as ticks or bar.beat.unit.tick";
+    if (l < 0 || r < 0 || l > r) return locators_refusal(o, l, r);
     p.d.left_locator = std::min(l, last_locator_position);
     p.d.right_locator = std::min(r, last_locator_position);
     return {};
@@ -140,7 +156,8 @@ bool save_output(program& p, const std::string& output) {
 }
 
 // Loads, runs and saves; the exit status.
-int apply_to_file(program& p, const command_record& c, const apply_options& o, apply_loader load) {
+int apply_to_file(program& p, const console_ui& screen, const command_record& c,
+                  const apply_options& o, apply_loader load) {
     if (!load(p, o.input)) return exit_failed;
     field_values values;
     std::string why = set_place(p, o);
@@ -148,6 +165,8 @@ int apply_to_file(program& p, const command_record& c, const apply_options& o, a
     if (!why.empty()) return usage(why);
     // A refusal or a No leaves the song as it was: nothing is written.
     if (run_command(p, c, std::move(values)) != outcome::done) return exit_failed;
+    if (o.answer_given && screen.questions() == 0)
+        std::fprintf(stderr, "%s asked no question: --answer was not used\n", o.command.c_str());
     return save_output(p, o.output) ? exit_ok : exit_failed;
 }
 
@@ -175,7 +194,7 @@ int apply_command(const std::vector<std::string>& args, apply_loader load) {
     prog.write_defaults();
     prog.d.memory_units = max_memory_units;  // any song the program can hold also loads here
     if (start_program(prog) != 0) return exit_failed;
-    const int result = apply_to_file(prog, *c, o, load);
+    const int result = apply_to_file(prog, screen, *c, o, load);
     prog.shut_down();
     return result;
 }

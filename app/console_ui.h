@@ -15,16 +15,10 @@ public:
 
     msg_answer message(const std::string& text, msg_icon, msg_buttons buttons, msg_answer,
                        const std::string&) override {
-        std::string line;
-        for (char c : text) {
-            if (c == '\n')
-                line += "\\n";
-            else
-                line += c;
-        }
-        std::fprintf(stderr, "%s\n", line.c_str());
+        std::fprintf(stderr, "%s\n", message_line(text).c_str());
         ++messages_;
         if (buttons == msg_buttons::ok) return msg_answer::ok;
+        ++questions_;
         if (buttons == msg_buttons::ok_cancel)
             return answer_ == msg_answer::yes ? msg_answer::ok : msg_answer::cancel;
         return answer_;
@@ -36,10 +30,12 @@ public:
     void repaint(int) override {}
 
     int messages() const { return messages_; }
+    int questions() const { return questions_; }
 
 private:
     msg_answer answer_;
     int messages_ = 0;
+    int questions_ = 0;
 };
 
 }  // namespace kestrune

@@ -1,14 +1,20 @@
-// The program: `kestrune [FILE]` opens the main window on FILE, else on "Default.sng" in the
-// current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints the
-// window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
+// The program: `kestrune [--zoom N] [FILE]` opens the main window on FILE, else on "Default.sng"
+// in the current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints
+// the window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
+// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing.
+// Under an NSM session (NSM_URL set) the song comes from the session instead of FILE.
 #include <QApplication>
 #include <QImage>
+#include <QImageWriter>
 #include <QSocketNotifier>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "app/command_line.h"
 #include "app/console_ui.h"
+#include "app/nsm_session.h"
 #include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/synth_backend.h"
@@ -17,6 +23,8 @@
 #ifdef KESTRUNE_DIALOGS
 #include "platform/dialog_host.h"
 #endif
+#include "platform/help_commands.h"
+#include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "shell/synth_commands.h"
@@ -28,30 +36,58 @@ namespace {
 struct options {
     std::string screenshot;  // the PNG to write; empty for the window
     int zoom = -1;           // -1: the stored zoom
+    std::string help_page;   // a screenshot of the help window on this page
     std::vector<std::string> file_words;
 };
 
-int usage() {
-    std::fprintf(stderr, "usage: kestrune [FILE]\n       kestrune --screenshot PNG [--zoom 0-7] [FILE]\n");
+int usage(const std::string& why) {
+    std::fprintf(stderr, "kestrune: %s\n", why.c_str());
+    std::fprintf(stderr,
+                 "usage: kestrune [--zoom 0-7] [FILE]\n"
+                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n");
     return 2;
 }
 
-bool parse(const QStringList& args, options& o) {
+// Reads the command line; what is wrong with it, or nothing.
+std::string parse(const QStringList& args, options& o) {
+    using kestrune::needs_value;
     for (qsizetype i = 1; i < args.size(); ++i) {
-        const QString& a = args[i];
-        if (a == "--screenshot" && i + 1 < args.size()) {
+        const std::string a = args[i].toStdString();
+        const bool has_value = i + 1 < args.size();
+        if (a == "--screenshot") {
+            if (!has_value) return needs_value(a, "a PNG file");
             o.screenshot = args[++i].toStdString();
-        } else if (a == "--zoom" && i + 1 < args.size()) {
+        } else if (a == "--zoom") {
+            if (!has_value) return needs_value(a);
             bool ok = false;
-            o.zoom = args[++i].toInt(&ok);
-            if (!ok || o.zoom < 0 || o.zoom >= kestrune::zoom_rows) return false;
-        } else if (a.startsWith("--")) {
-            return false;
+            const QString& value = args[++i];
+            o.zoom = value.toInt(&ok);
+            if (!ok || o.zoom < 0 || o.zoom >= kestrune::zoom_rows)
+                return "--zoom takes 0 to " + std::to_string(kestrune::zoom_rows - 1) + ", not " +
+                       value.toStdString();
+        } else if (a == "--help-page") {
+            if (!has_value) return needs_value(a, "a page such as html/index.htm");
+            o.help_page = args[++i].toStdString();
+        } else if (a.starts_with("--")) {
+            return "unknown option " + a;
         } else {
-            o.file_words.push_back(a.toStdString());
+            o.file_words.push_back(a);
         }
     }
-    return o.zoom < 0 || !o.screenshot.empty();
+    if (!o.help_page.empty() && o.screenshot.empty()) return "--help-page goes with --screenshot";
+    return {};
+}
+
+// The help window on a page, into PNG; false with the reason on standard error.
+bool help_screenshot(QWidget* over, const std::string& page, const std::string& png) {
+    kestrune::help_window* h = kestrune::show_help(over, page);
+    QApplication::processEvents();
+    if (!h->open(page)) {
+        std::fprintf(stderr, "kestrune: help page %s is missing in %s\n", page.c_str(),
+                     kestrune::help_root().toStdString().c_str());
+        return false;
+    }
+    return h->grab().save(QString::fromStdString(png), "PNG");
 }
 
 }  // namespace
@@ -62,13 +98,32 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName("Kestrune");
     QApplication::setDesktopFileName("kestrune");
     options o;
-    if (!parse(QApplication::arguments(), o)) return usage();
+    if (const std::string why = parse(QApplication::arguments(), o); !why.empty())
+        return usage(why);
     const bool screenshot = !o.screenshot.empty();
 
     // A screenshot has no one to answer a box: its messages go to standard error.
     qt_ui window_ui;
     console_ui quiet_ui(msg_answer::no);
     ui& screen_ui = screenshot ? static_cast<ui&>(quiet_ui) : window_ui;
+
+    // Ctrl+C, kill or a closed terminal, at any moment from here on: the boxes and dialogs open
+    // end as Escape ends them, every sounding note ends, and the program shuts down in order
+    // without a question no one is there to answer.
+    quit_signals stop_signals;
+    bool ending = false;
+    main_window* running = nullptr;
+    const auto stop_requested = [&] {
+        if (!ending && stop_signals.received() != 0) {
+            ending = true;
+            window_ui.give_up();
+        }
+        return ending;
+    };
+    QSocketNotifier notice(stop_signals.fd(), QSocketNotifier::Read);
+    QObject::connect(&notice, &QSocketNotifier::activated, [&] {
+        if (stop_requested() && running) running->close_without_question();
+    });
 
     system_clock clk;
     system_backend midi;
@@ -82,7 +137,7 @@ int main(int argc, char** argv) {
     add_synth_commands(s, synth);
 
     int rc = 0;
-    {
+    if (!stop_requested()) {
         main_window w(s);
         window_ui.set_parent(&w);
         window_ui.set_field_parent(w.view_widget());
@@ -92,41 +147,52 @@ int main(int argc, char** argv) {
         s.setup_dialogs = !screenshot;
 #endif
         const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
-        w.apply_zoom(o.zoom >= 0 ? o.zoom : w.starting_zoom(), first_start || screenshot);
+        const bool zoom_given = o.zoom >= 0;
+        w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(),
+                     first_start || screenshot || zoom_given);
         const user_settings& u = s.settings;
-        if (first_start || screenshot)
+        if (first_start || screenshot || zoom_given)
             w.default_place(false);
         else if (u.window_width <= 0 || u.window_height <= 0)
             w.default_place();
         else
-            w.setGeometry(u.window_left, u.window_top, u.window_width, u.window_height);
-        // A window left on a screen that is no longer there comes back to 100, 100.
-        if (!QGuiApplication::screenAt(w.geometry().center())) w.move(100, 100);
+            w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
 
+        add_help_commands(s, &w);
+        // In a session the session manager names the song; it comes with its open request.
+        const std::unique_ptr<nsm_session> nsm = screenshot ? nullptr : nsm_session::join(s, "kestrune");
+        std::unique_ptr<QSocketNotifier> nsm_notice;
+        if (nsm) {
+            nsm_notice = std::make_unique<QSocketNotifier>(nsm->fd(), QSocketNotifier::Read);
+            QObject::connect(nsm_notice.get(), &QSocketNotifier::activated, &w, [&nsm] { nsm->poll(); });
+        }
         const std::string file = command_line_file(o.file_words);
-        const bool loaded = open_start_file(s, file);
+        const bool loaded = nsm ? false : open_start_file(s, file);
         if (screenshot) {
             w.show();
             s.screen->tick(clk.now_ms());
             QApplication::processEvents();
-            if (!file.empty() && !loaded) {
+            if (!o.help_page.empty()) {
+                rc = help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
+            } else if (!file.empty() && !loaded) {
                 rc = 1;
-            } else if (!w.screenshot().save(QString::fromStdString(o.screenshot), "PNG")) {
-                std::fprintf(stderr, "Can't write %s\n", o.screenshot.c_str());
+            } else if (stop_requested()) {
+                std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");
+                rc = 1;
+            } else if (QImageWriter png(QString::fromStdString(o.screenshot), "PNG");
+                       !png.write(w.screenshot())) {
+                std::fprintf(stderr, "Can't write %s: %s\n", o.screenshot.c_str(),
+                             png.errorString().toStdString().c_str());
                 rc = 1;
             }
-        } else {
-            // Ctrl+C, kill or a closed terminal: every sounding note ends and the program shuts
-            // down in order, without a question no one is there to answer.
-            quit_signals stop_signals;
-            QSocketNotifier notice(stop_signals.fd(), QSocketNotifier::Read);
-            QObject::connect(&notice, &QSocketNotifier::activated, &w, [&] {
-                if (stop_signals.received()) w.close_without_question();
-            });
+        } else if (!stop_requested()) {
+            running = &w;
             w.show();
             w.start_timer();
             rc = QApplication::exec();
+            running = nullptr;
         }
+        window_ui.forget_window();
     }
     end_session(s, !screenshot);
     if (!screenshot) save_synth_settings({synth.soundfont()});

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "app/apply_command.h"
+#include "app/command_line.h"
 #include "app/console_ui.h"
 #ifdef KESTRUNE_PLAY
 #include "app/play_command.h"
@@ -44,6 +45,8 @@ namespace {
 constexpr int exit_ok = 0;
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
+
+constexpr const char* msg_no_data_in_midi_file = "No data in this MIDI file!";
 
 const char* const usage_text =
     "usage: kestrune-tool convert INPUT OUTPUT\n"
@@ -77,8 +80,12 @@ bool load_input(program& p, const std::string& path) {
     if (ext == ".PAT") return read_pattern_file(p, 0, path) == load_result::loaded;
     if (ext == ".TRK") return read_track_file(p, 0, 0, path) == load_result::loaded;
     if (ext == ".SYX") return read_syx_file(p, 0, 0, path) == load_result::loaded;
-    if (ext == ".MID" || ext == ".KAR")
-        return read_midi_file(p, path, cleared_song_load) == 1 && !song_is_empty(p);
+    if (ext == ".MID" || ext == ".KAR") {
+        if (read_midi_file(p, path, cleared_song_load) != 1) return false;
+        if (!song_is_empty(p)) return true;
+        p.message(msg_no_data_in_midi_file);
+        return false;
+    }
     p.message("Unknown file type");
     return false;
 }
@@ -198,10 +205,47 @@ int run_player(char** argv) {
 }
 #endif
 
+// Reads dump's options; what is wrong with them, or nothing.
+std::string dump_options(const std::vector<std::string>& args, int& only_pattern, bool& tempo,
+                         bool& signature) {
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--tempo") {
+            tempo = true;
+        } else if (a == "--signature") {
+            signature = true;
+        } else if (a == "--pattern") {
+            if (i + 1 == args.size()) return needs_value(a);
+            char* end = nullptr;
+            const long n = std::strtol(args[++i].c_str(), &end, 10);
+            if (*end != 0 || args[i].empty() || n < 0 || n > parallel_pattern)
+                return "--pattern takes a number from 0 to 16, not " + args[i];
+            only_pattern = static_cast<int>(n);
+        } else if (a.starts_with("-")) {
+            return refused_option("dump", a);
+        } else {
+            return "dump takes one FILE";
+        }
+    }
+    return {};
+}
+
+// Checks the words of convert and info; what is wrong with them, or nothing.
+std::string plain_options(const std::string& command, const std::vector<std::string>& args,
+                          std::size_t files) {
+    for (std::size_t i = 0; i < args.size(); ++i)
+        if (args[i].starts_with("--")) return refused_option(command, args[i]);
+    if (args.size() == files) return {};
+    return command + (files == 1 ? " takes one FILE" : " takes INPUT and OUTPUT");
+}
+
 int run(int argc, char** argv) {
-    if (argc < 3) return usage();
+    if (argc < 2) return usage("no command given");
     const std::string command = argv[1];
     std::vector<std::string> args(argv + 2, argv + argc);
+    // A save cut off by a signal leaves no temporary file; play and render put their own
+    // handlers over these.
+    remove_unfinished_save_on_signals();
     if (command == "apply") return apply_command(args, load_input);
 #ifdef KESTRUNE_PLAY
     if (command == "play") return play_command(args, load_input);
@@ -212,34 +256,24 @@ int run(int argc, char** argv) {
     int only_pattern = -1;
     bool tempo = false;
     bool signature = false;
+    std::string why;
     if (command == "convert") {
-        if (args.size() != 2) return usage();
-        const std::string out = extension_upper(args[1]);
-        if (out != ".SNG" && out != ".MID") return usage("OUTPUT must end in .sng or .mid");
+        why = plain_options(command, args, 2);
+        if (why.empty() && extension_upper(args[1]) != ".SNG" && extension_upper(args[1]) != ".MID")
+            why = "OUTPUT must end in .sng or .mid";
     } else if (command == "dump") {
-        for (std::size_t i = 1; i < args.size(); ++i) {
-            if (args[i] == "--tempo") {
-                tempo = true;
-            } else if (args[i] == "--signature") {
-                signature = true;
-            } else if (args[i] == "--pattern" && i + 1 < args.size()) {
-                char* end = nullptr;
-                const long n = std::strtol(args[++i].c_str(), &end, 10);
-                if (*end != 0 || args[i].empty() || n < 0 || n > parallel_pattern)
-                    return usage("--pattern takes a number from 0 to 16");
-                only_pattern = static_cast<int>(n);
-            } else {
-                return usage();
-            }
-        }
+        if (args.empty() || args[0].starts_with("-"))
+            why = "dump needs a FILE before its options";
+        else
+            why = dump_options(args, only_pattern, tempo, signature);
     } else if (command == "info") {
-        if (args.size() != 1) return usage();
+        why = plain_options(command, args, 1);
     } else {
-        return usage();
+        why = "unknown command " + command;
     }
+    if (!why.empty()) return usage(why.c_str());
 
     // No engine thread and no MIDI system: the engine only keeps the pool.
-    remove_unfinished_save_on_signals();
     engine eng;
     console_ui screen;
     system_clock clk;

@@ -5,16 +5,17 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "app/command_line.h"
 #include "app/console_ui.h"
 #include "app/quit_signals.h"
 #include "engine/engine.h"
 #include "engine/system_backend.h"
 #include "realtime/song_extent.h"
 #include "realtime/transport.h"
+#include "song/event_store.h"
 #include "song/locate.h"
 #include "song/position.h"
 #include "song/song_start.h"
-#include "song/event_store.h"
 
 namespace kestrune {
 
@@ -45,8 +46,8 @@ bool lost_device(const program& p) {
     return false;
 }
 
-int usage(const char* why) {
-    std::fprintf(stderr, "kestrune-tool: %s\n", why);
+int usage(const std::string& why) {
+    std::fprintf(stderr, "kestrune-tool: %s\n", why.c_str());
     std::fputs("usage: kestrune-tool play FILE [--port A=NAME ...] [--from BAR] [--loop]\n"
                "       kestrune-tool play --list\n",
                stderr);
@@ -69,25 +70,28 @@ struct play_options {
 std::string read_options(const std::vector<std::string>& args, play_options& o) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
+        const bool has_value = i + 1 < args.size();
         if (a == "--list") {
             o.list = true;
         } else if (a == "--loop") {
             o.loop = true;
-        } else if (a == "--from" && i + 1 < args.size()) {
-            char* end = nullptr;
-            const long n = std::strtol(args[++i].c_str(), &end, 10);
-            if (*end != 0 || n < 1 || n > 9999) return "--from takes a bar number from 1 to 9999";
-            o.from_bar = static_cast<int>(n);
-        } else if (a == "--port" && i + 1 < args.size()) {
+        } else if ((a == "--from" || a == "--port") && !has_value) {
+            return needs_value(a);
+        } else if (a == "--from") {
+            if (!whole_number(args[++i], 1, 9999, o.from_bar))
+                return takes(a, "a bar number from 1 to 9999", args[i]);
+        } else if (a == "--port") {
             const std::string& v = args[++i];
             const char letter = v.empty() ? 0 : static_cast<char>(std::toupper(static_cast<unsigned char>(v[0])));
             if (v.size() < 3 || v[1] != '=' || letter < 'A' || letter > 'D')
-                return "--port takes a port letter A to D, '=', and a device name";
+                return takes(a, "a port letter A to D, '=', and a device name", v);
             o.ports.emplace_back(letter - 'A', v.substr(2));
-        } else if (!a.empty() && a[0] != '-' && o.file.empty()) {
+        } else if (a.starts_with("-")) {
+            return refused_option("play", a);
+        } else if (o.file.empty()) {
             o.file = a;
         } else {
-            return "unknown argument";
+            return "play takes one FILE";
         }
     }
     return !o.list && o.file.empty() ? "play needs a FILE" : "";
@@ -182,7 +186,7 @@ int play_file(system_backend& backend, console_ui& screen, const std::vector<std
 
 int play_command(const std::vector<std::string>& args, file_loader load) {
     play_options o;
-    if (const std::string why = read_options(args, o); !why.empty()) return usage(why.c_str());
+    if (const std::string why = read_options(args, o); !why.empty()) return usage(why);
     system_backend backend;
     console_ui screen;
     const auto outputs = backend.output_devices();  // this also joins a JACK server

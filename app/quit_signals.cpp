@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <csignal>
 
+#include "files/file_buffer.h"
+
 namespace kestrune {
 
 namespace {
@@ -21,7 +23,8 @@ struct sigaction pipe_before;
 
 void on_signal(int sig) {
     if (count.fetch_add(1) > 0) {
-        // The program is ending already: a second signal ends it now.
+        // The program is ending already: a second signal ends it now, leaving no half save.
+        remove_unfinished_save();
         std::signal(sig, SIG_DFL);
         std::raise(sig);
         return;

@@ -4,7 +4,8 @@
 // The handler only writes the signal's number into a pipe. A command-line loop calls wait();
 // a window program watches fd() (a QSocketNotifier on it, read-ready) and calls received() when
 // it fires. A second signal while the program is still ending ends it at once, as the signal
-// would have. SIGPIPE is ignored: output to a closed pipe or terminal fails without killing.
+// would have, removing the temporary file of a save in progress. SIGPIPE is ignored: output to
+// a closed pipe or terminal fails without killing.
 #pragma once
 
 namespace kestrune {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "app/command_line.h"
 #include "app/console_ui.h"
 #include "realtime/audio_render.h"
 
@@ -18,8 +19,8 @@ void on_interrupt(int) {
     interrupted = true;
 }
 
-int usage(const char* why) {
-    std::fprintf(stderr, "kestrune-tool: %s\n", why);
+int usage(const std::string& why) {
+    std::fprintf(stderr, "kestrune-tool: %s\n", why.c_str());
     std::fputs(
         "usage: kestrune-tool render FILE OUT.wav|OUT.flac [--soundfont SF2] [--rate HZ] "
         "[--from BAR] [--to BAR]\n",
@@ -64,14 +65,6 @@ private:
     bool line_open_ = false;
 };
 
-bool number(const std::string& text, long low, long high, int* out) {
-    char* end = nullptr;
-    const long n = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != 0 || n < low || n > high) return false;
-    *out = static_cast<int>(n);
-    return true;
-}
-
 }  // namespace
 
 int render_command(const std::vector<std::string>& args,
@@ -81,23 +74,26 @@ int render_command(const std::vector<std::string>& args,
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         const bool has_value = i + 1 < args.size();
-        if (a == "--soundfont" && has_value) {
+        const bool takes_value =
+            a == "--soundfont" || a == "--rate" || a == "--from" || a == "--to";
+        if (takes_value && !has_value) {
+            return usage(needs_value(a));
+        } else if (a == "--soundfont") {
             r.soundfont = args[++i];
-        } else if (a == "--rate" && has_value) {
-            if (!number(args[++i], min_render_rate, max_render_rate, &r.sample_rate))
-                return usage("--rate takes a sample rate from 8000 to 96000");
-        } else if (a == "--from" && has_value) {
-            if (!number(args[++i], 1, 9999, &r.from_bar))
-                return usage("--from takes a bar number from 1 to 9999");
-        } else if (a == "--to" && has_value) {
-            if (!number(args[++i], 1, 9999, &r.to_bar))
-                return usage("--to takes a bar number from 1 to 9999");
-        } else if (!a.empty() && a[0] != '-' && file.empty()) {
+        } else if (a == "--rate") {
+            if (!whole_number(args[++i], min_render_rate, max_render_rate, r.sample_rate))
+                return usage(takes(a, "a sample rate from 8000 to 96000", args[i]));
+        } else if (a == "--from" || a == "--to") {
+            if (!whole_number(args[++i], 1, 9999, a == "--from" ? r.from_bar : r.to_bar))
+                return usage(takes(a, "a bar number from 1 to 9999", args[i]));
+        } else if (a.starts_with("-")) {
+            return usage(refused_option("render", a));
+        } else if (file.empty()) {
             file = a;
-        } else if (!a.empty() && a[0] != '-' && r.output.empty()) {
+        } else if (r.output.empty()) {
             r.output = a;
         } else {
-            return usage("unknown argument");
+            return usage("render takes FILE and OUT");
         }
     }
     if (file.empty() || r.output.empty()) return usage("render needs a FILE and an OUT file");
@@ -105,14 +101,13 @@ int render_command(const std::vector<std::string>& args,
     if (r.to_bar > 0 && r.to_bar < r.from_bar) return usage("--to must not come before --from");
 
     progress_ui screen;
-    // Ctrl+C gives up the export and leaves no file behind.
-    std::signal(SIGINT, on_interrupt);
-    std::signal(SIGTERM, on_interrupt);
+    // Ctrl+C, kill or a closed terminal gives up the export and leaves no file behind.
+    constexpr int stop_signals[] = {SIGINT, SIGTERM, SIGHUP};
+    for (int sig : stop_signals) std::signal(sig, on_interrupt);
     const bool ok = render_audio(
         screen, [&](program& p) { return load(p, file); }, r,
         [&](double done) { screen.progress(done); }, &interrupted);
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (int sig : stop_signals) std::signal(sig, SIG_DFL);
     screen.end_line();
     return ok ? 0 : 1;
 }

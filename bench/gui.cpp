@@ -1,6 +1,8 @@
 // The window's figures, offscreen: startup_ms (the whole program from its start to the first
 // paint of a 32-track song, written out as a screenshot), tick_p99_us (the 25 ms tick while that
-// song plays, with the repaints it causes) and repaint_ms (a full repaint at zoom 7).
+// song plays, with the repaints it causes), repaint_ms (a full repaint at zoom 7) and
+// help_open_ms (F1 in a dialog to its help page painted, the slowest of several, the first of
+// which makes the help window).
 #include <QApplication>
 #include <QElapsedTimer>
 #include <algorithm>
@@ -11,8 +13,16 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include <QKeyEvent>
+#include <QTextBrowser>
 
 #include "engine/engine.h"
+#include "platform/dialog_host.h"
+#include "platform/help_window.h"
+#include "core/command_ids.h"
+#include "processing/commands.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "platform/main_window.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
@@ -36,6 +46,36 @@ double startup_ms(const fs::path& song, const fs::path& dir, int runs) {
         times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
     }
     return percentile(times, 0.5);
+}
+
+// F1 in a dialog to the help window painted on the dialog's page, for dialogs of two pages in turn.
+double help_open_ms(program& p, QWidget* window, int runs) {
+    set_help_root(QString::fromStdString((fs::path(KESTRUNE_PROGRAM).parent_path() / "help").string()));
+    memory_setup_view memory(p);
+    command_table table;
+    add_processing_commands(table);
+    const command_record& settings = *table.find(cmd::quantize_settings);
+    field_values values = initial_values(p, settings);
+    command_dialog quantize(p, settings, values);
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        dialog& d = i % 2 ? static_cast<dialog&>(quantize) : memory;
+        dialog_host host(window, d);
+        host.show();
+        QApplication::processEvents();
+        QElapsedTimer t;
+        t.start();
+        QKeyEvent f1(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
+        QApplication::sendEvent(&host, &f1);
+        help_window* h = nullptr;
+        for (QWidget* w : host.findChildren<QWidget*>())
+            if (auto* found = dynamic_cast<help_window*>(w)) h = found;
+        if (!h) return -1;
+        h->browser()->viewport()->repaint();
+        times.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+        host.close();
+    }
+    return *std::max_element(times.begin(), times.end());
 }
 
 }  // namespace
@@ -92,6 +132,7 @@ int main(int argc, char** argv) {
             s.trans.stop();
             std::printf("tick_p99_us %.1f\n", percentile(ticks, 0.99));
             std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
+            std::printf("help_open_ms %.1f\n", help_open_ms(s.prog, &w, quick ? 3 : 10));
         }
         end_session(s, false);
     }

@@ -1,8 +1,6 @@
 // Figures of track processing: quantizing a track of 100,000 events (Smart 16 with swing) and
 // storing a take of 100,000 events with quantize into a track of 1,000. Prints `name value` lines;
 // `--quick` uses small input for a single CI run.
-#include "processing/processing.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -81,7 +79,6 @@ int run(bool quick) {
     p.write_defaults();
     p.d.memory_units = max_memory_units;
     if (start_program(p) != 0) return 1;
-    install_processing_hooks(p);
     transport tr(p);
     recorder rec(p, tr);
     const std::vector<midi_event> notes = played_notes(events);
@@ -92,7 +89,7 @@ int run(bool quick) {
     std::vector<double> quantize;
     for (int i = 0; i < runs; ++i) {
         const auto a = stopwatch::now();
-        quantize_track(p, p.slot(0, 0).first, 16);
+        quantize_track(p, 0, p.slot(0, 0).first, 16);
         quantize.push_back(millis(a, stopwatch::now()));
     }
 

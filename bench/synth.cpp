@@ -22,6 +22,7 @@
 
 #include "bench/dense_song.h"
 #include "bench/quiet_ui.h"
+#include "engine/jack_backend.h"
 #include "engine/synth_backend.h"
 #include "realtime/audio_render.h"
 #include "song/event_store.h"

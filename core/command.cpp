@@ -56,12 +56,16 @@ dialog_item text_box(int field, rect cells) {
     return {.kind = control_kind::text_box, .cells = cells, .field = field};
 }
 
+dialog_item help_button(int, int height) {
+    const int bottom = height - 1;
+    return {.kind = control_kind::help_button, .text = "Help",
+            .cells = {1, bottom - button_height, 1 + button_width, bottom}};
+}
+
 std::vector<dialog_item> ok_cancel(int width, int height, bool help) {
     const int right = width - 1, bottom = height - 1, top = bottom - button_height;
     std::vector<dialog_item> v;
-    if (help)
-        v.push_back({.kind = control_kind::help_button, .text = "Help",
-                     .cells = {1, top, 1 + button_width, bottom}});
+    if (help) v.push_back(help_button(width, height));
     v.push_back({.kind = control_kind::ok_button, .text = "OK",
                  .cells = {right - 2 * button_width - 1, top, right - button_width - 1, bottom}});
     v.push_back({.kind = control_kind::cancel_button, .text = "Cancel",
@@ -117,7 +121,7 @@ outcome run_command(program& p, const command_record& c, field_values values,
     if (c.refuses && c.refuses(p)) return outcome::refused;
     if (has_dialog && ask && !ask(c, values)) return outcome::cancelled;
     const outcome o = c.run(p, values);
-    if (o == outcome::done && c.changes_song) ++p.app.song_changes;
+    if (o == outcome::done && c.changes_song) ++p.changes.commands;
     return o;
 }
 

@@ -86,6 +86,8 @@ dialog_item text_box(int field, rect cells);
 std::vector<dialog_item> ok_cancel(int width, int height, bool help = false);
 // OK alone at the bottom right.
 dialog_item ok_only(int width, int height);
+// Help at the bottom left: the record's help page.
+dialog_item help_button(int width, int height);
 
 struct command_record {
     int id = 0;                // its number in core/command_ids.h

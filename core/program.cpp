@@ -50,8 +50,44 @@ void program::wait_request(std::uint8_t& flag) {
     }
 }
 
-void program::silence_track(int which, int track) {
-    d.silence_pattern = static_cast<std::uint8_t>(which);
+void program::reset_mixer() {
+    constexpr std::int16_t never_sent = -1;
+    // The engine stops looking at the rows before they change.
+    shared_store(d.mixer_send_port, never_sent);
+    for (mixer_port& m : d.mixer) {
+        m = mixer_port{};
+        for (int c = 0; c < 16; ++c) {
+            m.fader_play[c] = m.fader_view[c] = 100;
+            m.pan_play[c] = m.pan_view[c] = 64;
+            m.fader_sent[c] = m.pan_sent[c] = m.reverb_sent[c] = m.chorus_sent[c] = never_sent;
+            m.program_sent[c] = m.bank_sent[c] = never_sent;
+        }
+    }
+    song.mixer_snapshots = default_mixer_snapshots();
+}
+
+void program::internal_record_off() {
+    if (!d.internal_record) return;
+    d.internal_record = 0;
+    app_state::internal_saved& s = app.internal_record_saved;
+    if (s.valid) {
+        d.midi_thru = s.midi_thru;
+        app.reset_on_stop = s.reset_on_stop;
+        d.midi_click = s.midi_click;
+    }
+    s.valid = false;
+}
+
+void program::silence_track(int pattern, int track) {
+    // Pattern mode may play pattern 16 itself, in the normal group.
+    std::uint8_t group = 0;
+    if (pattern == take_pattern)
+        group = 2;
+    else if (pattern == parallel_pattern && pattern != d.display_pattern)
+        group = 1;
+    else if (pattern != d.display_pattern)
+        return;
+    d.silence_pattern = group;
     d.silence_track = static_cast<std::uint8_t>(track);
     wait_request(d.silence_track_request);
 }

@@ -36,27 +36,23 @@ struct app_state {
     int clock_calls = 0;  // for the every-eleventh-call rule of the clock text
     char midi_format = '?';  // digit of the "Format ?" text: the last MIDI file read or written
     std::int8_t last_step_direction = 0;  // +1 up, -1 down, 0 before any step
-    // Commands that changed the song: the question on closing asks only after one.
-    std::uint32_t song_changes = 0;
+    bool reset_on_stop = false;
+    // What internal recording switched off, given back when it goes off.
+    struct internal_saved {
+        bool valid = false;
+        std::uint8_t midi_thru = 0;
+        bool reset_on_stop = false;
+        std::uint8_t midi_click = 0;
+    } internal_record_saved;
 };
 
-// Steps owned by later parts of the program; each defaults to doing nothing.
-struct program_hooks {
-    std::function<void()> empty_undo;
-    std::function<void()> reset_mixer;
-    // Chase: position, song step, pattern.
-    std::function<void(std::int32_t, int, int)> chase_events;
-    std::function<void()> redraw_bar_display;
-    std::function<void()> buttons_changed;  // transport and mode buttons need repainting
-    std::function<void()> scroll_to_top;
-    std::function<void()> track_list_changed;
-    // Turns internal recording off, restoring what it had switched off.
-    std::function<void()> internal_record_off;
-    // Track processing that recording uses: the undo copy of a track, quantizing a chain at a
-    // grid value, and erasing a range of a track (false when the pool could not hold the result).
-    std::function<void(int pattern, int track)> undo_save;
-    std::function<void(ref32 first, int value)> quantize_chain;
-    std::function<bool(int pattern, int track, std::int32_t from, std::int32_t to)> delete_range;
+// Change counters, one per area of the model. Whoever changes an area counts it up; a view keeps
+// the count it last showed and rebuilds what it shows when the model's differs. Views that
+// compare what they show cell by cell need none.
+struct change_counters {
+    std::uint32_t song = 0;    // cleared or loaded: views go back to their start
+    std::uint32_t tracks = 0;  // the events of a track were rewritten (track functions, undo, takes)
+    std::uint32_t commands = 0;  // commands that changed the song: the closing question asks after one
 };
 
 // The one undo copy of a track; its chain lies outside all patterns.
@@ -75,6 +71,11 @@ public:
 
     // Writes the application's defaults into the block; the settings file may then override them.
     void write_defaults();
+    // The mixer's rows of all four ports, the port it sends on and the song's four snapshots,
+    // all at their defaults.
+    void reset_mixer();
+    // Turns internal recording off, giving back what it had switched off.
+    void internal_record_off();
     void shut_down();
 
     engine_link& eng;
@@ -83,7 +84,7 @@ public:
     clock& clk;
     app_state app;
     song_settings song;
-    program_hooks hooks;
+    change_counters changes;
     undo_copy undo;
 
     // A view of the pool; the operations come with song/event_store.h at the call site.
@@ -110,8 +111,9 @@ public:
 
     // Raises a request byte and waits until the engine has cleared it.
     void wait_request(std::uint8_t& flag);
-    // Silences one track of the playing (0), parallel (1) or working (2) pattern.
-    void silence_track(int which, int track);
+    // Ends the notes that sound from one track: of the pattern that plays, of the parallel
+    // pattern or of the working pattern's passes. A track of a pattern that does not play has none.
+    void silence_track(int pattern, int track);
 
     void message(const std::string& text, msg_icon icon = msg_icon::warning) {
         screen.message(text, icon);

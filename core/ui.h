@@ -52,6 +52,18 @@ public:
     }
 };
 
+// A message as one line of standard error: each line break written as the two characters "\n".
+inline std::string message_line(const std::string& text) {
+    std::string line;
+    for (char c : text) {
+        if (c == '\n')
+            line += "\\n";
+        else
+            line += c;
+    }
+    return line;
+}
+
 // Messages the song model shows.
 inline constexpr const char* msg_while_recording = "Can't do this while recording!";
 inline constexpr const char* msg_no_data = "No data on this track!";

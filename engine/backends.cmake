@@ -10,6 +10,7 @@ pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET GLOBAL glib-2.0)
 add_library(kestrune_backends STATIC
     ${CMAKE_CURRENT_LIST_DIR}/alsa_backend.cpp
     ${CMAKE_CURRENT_LIST_DIR}/jack_backend.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/jack_cycle.cpp
     ${CMAKE_CURRENT_LIST_DIR}/gm_synth.cpp
     ${CMAKE_CURRENT_LIST_DIR}/synth_backend.cpp
     ${CMAKE_CURRENT_LIST_DIR}/system_backend.cpp

@@ -4,7 +4,6 @@
 #include <jack/midiport.h>
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -53,115 +52,6 @@ private:
 
 }  // namespace
 
-std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us,
-                               std::int64_t latency_frames) {
-    const double frames = static_cast<double>(due_us - c.start_us) * c.frames / c.period_us;
-    return std::llround(frames) + latency_frames;
-}
-
-std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset) {
-    return c.start_us + std::llround((static_cast<double>(offset) / c.frames - 1.0) * c.period_us);
-}
-
-// ---- the queue ----
-
-jack_port_queue::jack_port_queue(std::size_t capacity_bytes)
-    : ring_(std::bit_ceil(std::max<std::size_t>(capacity_bytes, 64))), mask_(ring_.size() - 1) {}
-
-void jack_port_queue::copy_in(std::size_t at, const void* src, std::size_t n) {
-    const auto* s = static_cast<const std::uint8_t*>(src);
-    const std::size_t i = at & mask_;
-    const std::size_t first = std::min(n, ring_.size() - i);
-    std::memcpy(ring_.data() + i, s, first);
-    std::memcpy(ring_.data(), s + first, n - first);
-}
-
-void jack_port_queue::copy_out(std::size_t at, void* dst, std::size_t n) const {
-    auto* d = static_cast<std::uint8_t*>(dst);
-    const std::size_t i = at & mask_;
-    const std::size_t first = std::min(n, ring_.size() - i);
-    std::memcpy(d, ring_.data() + i, first);
-    std::memcpy(d + first, ring_.data(), n - first);
-}
-
-bool jack_port_queue::push(const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
-    if (n == 0) return true;
-    const std::size_t h = head_.load(std::memory_order_relaxed);
-    const std::size_t t = tail_.load(std::memory_order_acquire);
-    if (n > ring_.size() || ring_.size() - (h - t) < header_bytes + n) {
-        dropped_.fetch_add(1, std::memory_order_relaxed);
-        return false;
-    }
-    std::uint8_t head[header_bytes];
-    const auto size = static_cast<std::uint32_t>(n);
-    std::memcpy(head, &due_us, 8);
-    std::memcpy(head + 8, &size, 4);
-    copy_in(h, head, header_bytes);
-    copy_in(h + header_bytes, bytes, n);
-    head_.store(h + header_bytes + n, std::memory_order_release);
-    return true;
-}
-
-bool jack_port_queue::empty() const {
-    return head_.load(std::memory_order_acquire) == tail_.load(std::memory_order_acquire);
-}
-
-bool jack_port_queue::front(const jack_cycle& c, std::int64_t latency_frames,
-                            front_message* m) const {
-    const std::size_t t = tail_.load(std::memory_order_relaxed);
-    if (head_.load(std::memory_order_acquire) - t < header_bytes) return false;
-    std::uint8_t head[header_bytes];
-    copy_out(t, head, header_bytes);
-    header h;
-    std::memcpy(&h.due_us, head, 8);
-    std::memcpy(&h.size, head + 8, 4);
-    *m = {jack_frame_offset(c, h.due_us, latency_frames), h.size};
-    return true;
-}
-
-void jack_port_queue::pop(const front_message& m) {
-    tail_.store(tail_.load(std::memory_order_relaxed) + header_bytes + m.size,
-                std::memory_order_release);
-}
-
-void jack_port_queue::drain(const jack_cycle& c, std::int64_t latency_frames,
-                            jack_event_writer& w) {
-    jack_port_queue* self = this;
-    drain(&self, 1, c, latency_frames, w);
-}
-
-void jack_port_queue::drain(jack_port_queue* const* queues, std::size_t count,
-                            const jack_cycle& c, std::int64_t latency_frames,
-                            jack_event_writer& w) {
-    std::int64_t last = 0;
-    for (;;) {
-        // The earliest front of this cycle; what lies behind a later one waits with it.
-        jack_port_queue* q = nullptr;
-        front_message m{};
-        for (std::size_t i = 0; i < count; ++i) {
-            front_message f;
-            if (queues[i]->front(c, latency_frames, &f) && f.offset < c.frames &&
-                (!q || f.offset < m.offset)) {
-                q = queues[i];
-                m = f;
-            }
-        }
-        if (!q) break;
-        if (m.size > w.max_size()) {
-            q->dropped_.fetch_add(1, std::memory_order_relaxed);
-            q->pop(m);
-            continue;
-        }
-        const std::int64_t offset = std::max(m.offset, last);
-        std::uint8_t* dst = w.reserve(static_cast<std::uint32_t>(offset), m.size);
-        if (!dst) break;  // the buffer is full: the rest goes out first thing next cycle
-        q->copy_out(q->tail_.load(std::memory_order_relaxed) + header_bytes, dst, m.size);
-        if (m.offset < 0) q->late_.fetch_add(1, std::memory_order_relaxed);
-        last = offset;
-        q->pop(m);
-    }
-}
-
 // ---- the client ----
 
 jack_backend::jack_backend() {
@@ -204,10 +94,7 @@ void jack_backend::join_server() {
     jack_minus_engine_ = difference;
     if (ok && jack_activate(client_) == 0) {
         alive_.store(true);
-        if (audio_part_) {
-            audio_part_->joined(client_);
-            audio_live_.store(audio_part_, std::memory_order_release);
-        }
+        take_audio_part();
     } else {
         jack_client_close(client_);
         client_ = nullptr;
@@ -220,7 +107,7 @@ void jack_backend::leave_server() {
     if (!client_) return;
     audio_live_.store(nullptr);
     if (alive_.load()) jack_deactivate(client_);
-    if (audio_part_) audio_part_->leaving(nullptr);
+    drop_audio_part(true);
     // A client whose server died is left as it is: libjack crashes closing one once another
     // server runs, and its own thread has ended with the server.
     if (alive_.load()) jack_client_close(client_);
@@ -417,12 +304,40 @@ void jack_backend::set_audio_part(jack_audio_part* part) {
     if (part == audio_part_) return;
     audio_live_.store(nullptr);
     wait_cycles(1);  // a cycle that still runs the old part has finished with it
-    if (audio_part_ && running()) audio_part_->leaving(client_);
+    if (running()) drop_audio_part(false);
     audio_part_ = part;
-    if (part && running()) {
-        part->joined(client_);
-        audio_live_.store(part, std::memory_order_release);
+    if (running()) take_audio_part();
+}
+
+void jack_backend::take_audio_part() {
+    if (!audio_part_) return;
+    for (int side = 0; side < 2; ++side)
+        audio_out_[side] = jack_port_register(client_, audio_part_->output_name(side),
+                                              JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+    if (!audio_out_[0] || !audio_out_[1] ||
+        !audio_part_->joined(static_cast<int>(jack_get_sample_rate(client_)))) {
+        for (jack_port_t*& out : audio_out_)
+            if (out) jack_port_unregister(client_, out);
+        std::fill(std::begin(audio_out_), std::end(audio_out_), nullptr);
+        return;
     }
+    // Straight to the sound card when the server has one.
+    if (const char** playback = jack_get_ports(client_, nullptr, JACK_DEFAULT_AUDIO_TYPE,
+                                               JackPortIsPhysical | JackPortIsInput)) {
+        for (int side = 0; side < 2 && playback[0]; ++side)
+            jack_connect(client_, jack_port_name(audio_out_[side]),
+                         playback[side == 1 && playback[1] ? 1 : 0]);
+        jack_free(playback);
+    }
+    audio_live_.store(audio_part_, std::memory_order_release);
+}
+
+void jack_backend::drop_audio_part(bool client_goes) {
+    if (!audio_out_[0]) return;  // the part never joined
+    audio_part_->leaving();
+    for (jack_port_t* out : audio_out_)
+        if (!client_goes) jack_port_unregister(client_, out);
+    std::fill(std::begin(audio_out_), std::end(audio_out_), nullptr);
 }
 
 std::uint64_t jack_backend::late_messages() const {
@@ -477,7 +392,7 @@ int jack_backend::process(std::uint32_t frames) {
     const jack_cycle c{first, frames, static_cast<std::int64_t>(start) - jack_minus_engine_,
                        period_us};
     // One constant latency: a period, and the margin for the engine thread's wake-up.
-    const std::int64_t latency = frames + std::llround(margin_us * rate / 1e6);
+    const std::int64_t latency = jack_latency_frames(frames, rate);
 
     // Input first: MIDI thru it starts goes out in this same cycle.
     void* in = jack_port_get_buffer(in_, frames);
@@ -496,7 +411,10 @@ int jack_backend::process(std::uint32_t frames) {
         jack_port_queue* const queues[] = {queue_[p].get(), input_queue_[p].get()};
         jack_port_queue::drain(queues, 2, c, latency, w);
     }
-    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire)) a->process(frames, c, latency);
+    if (jack_audio_part* a = audio_live_.load(std::memory_order_acquire))
+        a->process(static_cast<float*>(jack_port_get_buffer(audio_out_[0], frames)),
+                   static_cast<float*>(jack_port_get_buffer(audio_out_[1], frames)), frames, c,
+                   latency);
 
     cycles_.fetch_add(1, std::memory_order_release);
     return 0;

@@ -1,7 +1,6 @@
 #include "engine/synth_backend.h"
 
 #include <fluidsynth.h>
-#include <jack/jack.h>
 
 #include <algorithm>
 #include <chrono>
@@ -75,7 +74,7 @@ private:
     std::size_t run_end_[output_ports] = {};
 };
 
-synth_backend::synth_backend(jack_backend* jack)
+synth_backend::synth_backend(jack_audio_host* jack)
     : jack_(jack), collect_(std::make_unique<collector>()) {
     for (auto& q : queue_) q = std::make_unique<jack_port_queue>();
 }
@@ -229,52 +228,22 @@ void synth_backend::wait_cycles(int cycles) const {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-void synth_backend::joined(jack_client_t* client) {
-    const int rate = static_cast<int>(jack_get_sample_rate(client));
-    if (!synth_ || synth_->sample_rate() != rate) synth_ = make_synth(rate);
-    if (!synth_) return;
-    out_l_ =
-        jack_port_register(client, synth_port_left, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
-    out_r_ =
-        jack_port_register(client, synth_port_right, JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
-    if (!out_l_ || !out_r_) {
-        leaving(client);
-        problem_ = msg_synth_no_audio;
-        return;
-    }
-    client_ = client;
+const char* synth_backend::output_name(int side) const {
+    return side == 0 ? synth_port_left : synth_port_right;
+}
+
+bool synth_backend::joined(int sample_rate) {
+    if (!synth_ || synth_->sample_rate() != sample_rate) synth_ = make_synth(sample_rate);
+    if (!synth_) return false;
     live_.store(synth_.get(), std::memory_order_release);
     output_ = output::jack;
-    // Straight to the sound card when the server has one.
-    const char** playback = jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE,
-                                           JackPortIsPhysical | JackPortIsInput);
-    if (!playback) return;
-    if (playback[0]) {
-        jack_connect(client, jack_port_name(out_l_), playback[0]);
-        jack_connect(client, jack_port_name(out_r_), playback[1] ? playback[1] : playback[0]);
-    }
-    jack_free(playback);
+    return true;
 }
 
-void synth_backend::leaving(jack_client_t* client) {
-    if (client) {
-        if (out_l_) jack_port_unregister(client, out_l_);
-        if (out_r_) jack_port_unregister(client, out_r_);
-    }
-    out_l_ = out_r_ = nullptr;
-    client_ = nullptr;
-    if (output_ == output::jack) {
-        live_.store(nullptr);
-        output_ = output::none;
-    }
-}
-
-void synth_backend::process(std::uint32_t frames, const jack_cycle& c,
-                            std::int64_t latency_frames) {
-    if (!out_l_ || !out_r_) return;  // joined() could not register the ports
-    auto* left = static_cast<float*>(jack_port_get_buffer(out_l_, frames));
-    auto* right = static_cast<float*>(jack_port_get_buffer(out_r_, frames));
-    render_cycle(left, right, frames, c, latency_frames);
+void synth_backend::leaving() {
+    if (output_ != output::jack) return;
+    live_.store(nullptr);
+    output_ = output::none;
 }
 
 int synth_backend::driver_entry(void* self, int len, int, float*[], int nout, float* out[]) {
@@ -282,13 +251,13 @@ int synth_backend::driver_entry(void* self, int len, int, float*[], int nout, fl
     const auto frames = static_cast<std::uint32_t>(len);
     // The driver's buffer plays about one period and the margin after this call.
     const jack_cycle c{0, frames, steady_us(), frames * 1e6 / driver_rate};
-    const std::int64_t latency = frames + std::llround(jack_backend::margin_us * driver_rate / 1e6);
-    static_cast<synth_backend*>(self)->render_cycle(out[0], out[1], frames, c, latency);
+    static_cast<synth_backend*>(self)->process(out[0], out[1], frames, c,
+                                               jack_latency_frames(frames, driver_rate));
     return FLUID_OK;
 }
 
-void synth_backend::render_cycle(float* left, float* right, std::uint32_t frames,
-                                 const jack_cycle& c, std::int64_t latency_frames) {
+void synth_backend::process(float* left, float* right, std::uint32_t frames, const jack_cycle& c,
+                            std::int64_t latency_frames) {
     collect_->clear();
     for (int p = 0; p < output_ports; ++p) {
         collect_->begin_port(p);

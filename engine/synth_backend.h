@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "engine/gm_synth.h"
-#include "engine/jack_backend.h"
+#include "engine/jack_cycle.h"
+#include "engine/midi_backend.h"
 
 struct _fluid_audio_driver_t;
 struct _fluid_hashtable_t;
@@ -29,8 +30,8 @@ class synth_backend final : public midi_backend, private jack_audio_part {
 public:
     enum class output { none, jack, driver };
 
-    // `jack` lends its client while a server runs; without it the audio driver always plays.
-    explicit synth_backend(jack_backend* jack = nullptr);
+    // `jack` carries the sound while a server runs; without it the audio driver always plays.
+    explicit synth_backend(jack_audio_host* jack = nullptr);
     ~synth_backend() override;
     synth_backend(const synth_backend&) = delete;
     synth_backend& operator=(const synth_backend&) = delete;
@@ -63,9 +64,12 @@ public:
     std::uint64_t late_messages() const;
 
 private:
-    void joined(jack_client_t* client) override;
-    void leaving(jack_client_t* client) override;
-    void process(std::uint32_t frames, const jack_cycle& c, std::int64_t latency_frames) override;
+    const char* output_name(int side) const override;
+    bool joined(int sample_rate) override;
+    void leaving() override;
+    // Audio thread: the queued messages of cycle `c` into one cycle of sound.
+    void process(float* left, float* right, std::uint32_t frames, const jack_cycle& c,
+                 std::int64_t latency_frames) override;
     static int driver_entry(void* self, int len, int nfx, float* fx[], int nout, float* out[]);
 
     bool start_audio();
@@ -75,11 +79,8 @@ private:
     void wait_cycles(int cycles) const;
     // Builds a synth at `rate` with the chosen SoundFont; null and problem_ set on failure.
     std::unique_ptr<gm_synth> make_synth(int rate);
-    // Audio thread: the queued messages of cycle `c` into one cycle of sound.
-    void render_cycle(float* left, float* right, std::uint32_t frames, const jack_cycle& c,
-                      std::int64_t latency_frames);
 
-    jack_backend* jack_;
+    jack_audio_host* jack_;
     std::string chosen_;
     std::string problem_;
     output output_ = output::none;
@@ -95,9 +96,6 @@ private:
     class collector;
     std::unique_ptr<collector> collect_;
 
-    jack_client_t* client_ = nullptr;
-    jack_port_t* out_l_ = nullptr;
-    jack_port_t* out_r_ = nullptr;
     _fluid_hashtable_t* driver_settings_ = nullptr;
     _fluid_audio_driver_t* driver_ = nullptr;
 };

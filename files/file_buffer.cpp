@@ -13,6 +13,13 @@
 
 namespace kestrune {
 
+namespace {
+
+// In place of an error number: the path names a FIFO, a device or a socket.
+constexpr int not_regular_file = -1;
+
+}  // namespace
+
 file_buffer::file_buffer() : data_(new std::uint8_t[file_buffer_allocation]()) {}
 
 file_buffer::~file_buffer() {
@@ -24,12 +31,13 @@ bool file_buffer::open_read(const std::string& path) {
     // A FIFO would block the open and a device never end: they are refused before opening, and
     // the open does not wait should one take the file's place in between.
     struct stat st {};
-    if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    if (::stat(path.c_str(), &st) != 0) return failure(errno);
+    if (!S_ISREG(st.st_mode)) return failure(S_ISDIR(st.st_mode) ? EISDIR : not_regular_file);
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return false;
+    if (fd < 0) return failure(errno);
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         ::close(fd);
-        return false;
+        return failure(not_regular_file);
     }
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     fd_ = fd;
@@ -177,48 +185,61 @@ void remove_unfinished_save_on_signals() {
 
 bool file_buffer::create(const std::string& path) {
     close();
-    failure_ = create_failure::no_temporary;
-    if (path.empty()) return false;
+    replaces_ = false;
+    if (path.empty()) return failure(ENOENT);
     const std::string target = link_target(path);
     const std::string folder = folder_of(target);
     struct stat old {};
-    const bool replaces = ::stat(target.c_str(), &old) == 0;
-    if (replaces) {
-        if (!S_ISREG(old.st_mode)) return false;
+    if (::stat(target.c_str(), &old) == 0) {
+        if (!S_ISREG(old.st_mode)) return failure(S_ISDIR(old.st_mode) ? EISDIR : not_regular_file);
         // Made read-only by its owner: not to be overwritten, not even by root.
-        if ((old.st_mode & 0222) == 0 || ::access(target.c_str(), W_OK) != 0) {
-            failure_ = create_failure::read_only;
-            return false;
-        }
+        if ((old.st_mode & 0222) == 0) return failure(EACCES);
+        if (::access(target.c_str(), W_OK) != 0) return failure(errno);
+        replaces_ = true;
+    } else if (errno != ENOENT) {
+        return failure(errno);  // a name too long, a file where a folder should be
     }
     remove_dead_temporaries(folder);
     for (int attempt = 0; attempt < max_create_attempts; ++attempt) {
         const std::string temp =
             folder + "/" + temporary_name(static_cast<int>(::getpid()), temp_counter.fetch_add(1));
-        const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                              replaces ? 0600 : 0666);
+        // Named for the signal handlers before it exists, so that no moment leaves it behind.
+        set_unfinished(temp);
+        const int fd =
+            ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, replaces_ ? 0600 : 0666);
         if (fd < 0) {
-            if (errno == EEXIST) continue;
-            return false;
+            const int error = errno;
+            unfinished.store(false);
+            if (error == EEXIST) continue;
+            return failure(error);
         }
-        if (replaces) {
+        if (replaces_) {
             // The old file's owner where the system allows it, and its permissions.
             if (::fchown(fd, old.st_uid, old.st_gid) != 0) {
             }
             ::fchmod(fd, old.st_mode & 07777);
         }
-        set_unfinished(temp);
         fd_ = fd;
         writing_ = true;
         failed_ = false;
-        failure_ = create_failure::none;
+        error_ = 0;
         target_ = target;
         temp_ = temp;
         index_ = 0;
         counter_a = counter_b = 0;
         return true;
     }
+    return failure(EEXIST);
+}
+
+bool file_buffer::failure(int error) {
+    error_ = error;
     return false;
+}
+
+std::string file_buffer::failure_reason() const {
+    if (error_ == not_regular_file) return "Not a regular file";
+    return std::strerror(error_);
 }
 
 bool file_buffer::flush(std::size_t count) {
@@ -226,7 +247,7 @@ bool file_buffer::flush(std::size_t count) {
     while (done < count) {
         ssize_t n = ::write(fd_, data_.get() + done, count - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
+        if (n <= 0) return failure(n < 0 ? errno : EIO);
         done += static_cast<std::size_t>(n);
     }
     return true;
@@ -258,6 +279,7 @@ void file_buffer::write_at(std::uint64_t offset, const void* source, std::size_t
         const ssize_t n = ::pwrite(fd_, in, count, static_cast<off_t>(offset));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
+            failure(n < 0 ? errno : EIO);
             failed_ = true;
             break;
         }
@@ -268,14 +290,14 @@ void file_buffer::write_at(std::uint64_t offset, const void* source, std::size_t
 }
 
 bool file_buffer::finish() {
-    if (fd_ < 0 || !writing_) return false;
+    if (fd_ < 0 || !writing_) return failure(EBADF);
     bool ok = !failed_ && flush(index_);
     index_ = 0;
-    ok = ok && ::fsync(fd_) == 0;
-    ok = ::close(fd_) == 0 && ok;
+    if (ok && ::fsync(fd_) != 0) ok = failure(errno);
+    if (::close(fd_) != 0 && ok) ok = failure(errno);
     fd_ = -1;
     writing_ = false;
-    if (ok) ok = ::rename(temp_.c_str(), target_.c_str()) == 0;
+    if (ok && ::rename(temp_.c_str(), target_.c_str()) != 0) ok = failure(errno);
     if (!ok) ::unlink(temp_.c_str());
     unfinished.store(false);
     temp_.clear();

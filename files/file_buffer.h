@@ -1,6 +1,7 @@
 // The transfer buffer: the byte-wise buffered reader and writer of every binary file.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -11,20 +12,13 @@ namespace kestrune {
 inline constexpr std::uint16_t file_buffer_size = 0x2000;  // refill and flush point
 inline constexpr std::size_t file_buffer_allocation = 0x200A;
 
-// Why create() refused.
-enum class create_failure {
-    none,
-    no_temporary,  // the folder takes no new file: missing, read-only, or the path too long
-    read_only,     // the file at the path is read-only
-};
-
 // One file at a time, read or written through 8,192 bytes.
 //
 // Reading takes regular files only, and never goes past the end of the file: a read beyond it
 // yields zero bytes and sets past_end(), which the loaders test. Writing goes to a temporary file
 // with a short name in the target's folder (through any symbolic links), which finish() renames
 // over the target only when every byte went out, with the old file's permissions: a failed save
-// leaves the old file.
+// leaves the old file. Each failure keeps the system's reason for it.
 class file_buffer {
   public:
     file_buffer();
@@ -55,7 +49,8 @@ class file_buffer {
 
     // Writing. The index starts at 0. Removes the temporaries that killed saves left in the folder.
     bool create(const std::string& path);
-    create_failure failure() const { return failure_; }
+    // Whether the file being written replaces one that was there.
+    bool replaces() const { return replaces_; }
     void file_put(const void* source, std::size_t count);
     // Flushes what is buffered, then writes bytes at an earlier offset of the file.
     void write_at(std::uint64_t offset, const void* source, std::size_t count);
@@ -64,6 +59,11 @@ class file_buffer {
 
     // Closes a reader, or abandons a writer and removes its temporary file.
     void close();
+
+    // Why the last open_read(), create() or finish() failed, in the system's words.
+    std::string failure_reason() const;
+    // True when that failure was that the file is not there.
+    bool not_found() const { return error_ == ENOENT; }
 
     // Byte counters of the writer, which chunked formats reset and read for their sizes.
     std::uint32_t counter_a = 0;
@@ -81,6 +81,7 @@ class file_buffer {
   private:
     void refill();
     bool flush(std::size_t count);
+    bool failure(int error);  // keeps the reason; false
 
     std::unique_ptr<std::uint8_t[]> data_;
     std::uint16_t index_ = file_buffer_size;
@@ -88,7 +89,8 @@ class file_buffer {
     int fd_ = -1;
     bool writing_ = false;
     bool failed_ = false;
-    create_failure failure_ = create_failure::none;
+    bool replaces_ = false;
+    int error_ = 0;  // errno of the last failure, or not_regular_file
     bool past_end_ = false;
     std::uint64_t size_ = 0;
     std::uint64_t consumed_ = 0;

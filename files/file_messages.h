@@ -17,9 +17,9 @@ inline constexpr const char* msg_unknown_file_type = "Unknown file type";
 inline constexpr const char* msg_loading_erases = "Loading will erase old song!";
 inline constexpr const char* msg_file_not_found = "File not found!";
 inline constexpr const char* msg_dialog_kind = "Error in set_file_dialog_extension()!";
-// Where the original trusted its files and disks, these two say what went wrong.
+// Where the original trusted its files and disks, these say what went wrong.
 inline constexpr const char* msg_file_damaged = "Can't load!\nFile is damaged!";
-inline constexpr const char* msg_write_failed = "Error writing file!\nThe old file is kept.";
-inline constexpr const char* msg_read_only = "Can't save!\nThe file is read-only.";
+inline constexpr const char* msg_write_failed = "Error writing file!";
+inline constexpr const char* msg_old_file_kept = "The old file is kept.";
 
 }  // namespace kestrune

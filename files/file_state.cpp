@@ -45,21 +45,38 @@ file_dialog_request make_file_dialog(program& p, file_state& fs, int kind, const
     return r;
 }
 
+namespace {
+
+// A message's first line, then the file and the system's reason on a line of its own.
+std::string with_reason(const char* text, const std::string& path, const file_buffer& f) {
+    return std::string(text) + "\n" + path + ": " + f.failure_reason();
+}
+
+}  // namespace
+
 bool create_for_save(program& p, file_buffer& f, const std::string& path) {
     if (f.create(path)) {
         p.screen.wait_cursor();
         return true;
     }
-    p.message(f.failure() == create_failure::read_only ? msg_read_only : msg_invalid_handle,
-              msg_icon::stop);
+    p.message(with_reason(msg_invalid_handle, path, f), msg_icon::stop);
     return false;
 }
 
-bool finish_save(program& p, file_buffer& f) {
+bool finish_save(program& p, file_buffer& f, const std::string& path) {
     const bool ok = f.finish();
     p.screen.arrow_cursor();
-    if (!ok) p.message(msg_write_failed, msg_icon::stop);
+    if (!ok) {
+        std::string text = with_reason(msg_write_failed, path, f);
+        if (f.replaces()) text += std::string("\n") + msg_old_file_kept;
+        p.message(text, msg_icon::stop);
+    }
     return ok;
+}
+
+void show_open_failure(program& p, const file_buffer& f, const std::string& path) {
+    p.screen.message(with_reason(msg_open_failed, path, f), msg_icon::stop, msg_buttons::ok,
+                     msg_answer::ok, caption_error);
 }
 
 void add_recent_file(file_state& fs, const std::string& path) {

@@ -53,10 +53,13 @@ bool set_file_dialog_extension(program& p, file_state& fs, int kind);
 file_dialog_request make_file_dialog(program& p, file_state& fs, int kind, const std::string& ext,
                                      const std::string& file_name, int folder = -1);
 
-// Every save: the file is made with the wait cursor, or the reason is shown ("Invalid file
-// handle!!", or a read-only file); then finished with the arrow cursor, or the write failure shown.
+// Every save: the file is made with the wait cursor, or "Invalid file handle!!" is shown; then
+// finished with the arrow cursor, or "Error writing file!" is shown. Either message names the file
+// and the system's reason on the next line, and says whether an old file is kept.
 bool create_for_save(program& p, file_buffer& f, const std::string& path);
-bool finish_save(program& p, file_buffer& f);
+bool finish_save(program& p, file_buffer& f, const std::string& path);
+// "Failed to open the selected file." with the file and the reason.
+void show_open_failure(program& p, const file_buffer& f, const std::string& path);
 
 void add_recent_file(file_state& fs, const std::string& path);
 void remember_folder(file_state& fs, int folder, const std::string& path);

@@ -72,13 +72,15 @@ std::string patch_file_name(int port) {
 }
 
 std::vector<std::string> patch_folders() {
-    std::vector<std::string> out = {program_folder_path("patches/")};
+    // The user's own files first: the program ships names for the built-in synth's port.
+    std::vector<std::string> out;
     const char* xdg = std::getenv("XDG_DATA_HOME");
     const char* home = std::getenv("HOME");
     if (xdg && xdg[0] == '/')
         out.push_back(std::string(xdg) + "/Kestrune/patches/");
     else if (home && home[0] == '/')
         out.push_back(std::string(home) + "/.local/share/Kestrune/patches/");
+    out.push_back(program_data_path("patches/"));
     return out;
 }
 

@@ -27,7 +27,8 @@ void parse_patch_names(patch_table& t, std::string_view text);
 
 // The file name of a port, "PORT_A.TXT" to "PORT_D.TXT".
 std::string patch_file_name(int port);
-// Where patch files are looked for, in order: "patches/" beside the program, then the user's.
+// Where patch files are looked for, in order: the user's ($XDG_DATA_HOME/Kestrune/patches/),
+// then the program's "patches/" (beside it, or installed with it).
 std::vector<std::string> patch_folders();
 // Each port takes its file from the first folder that has it, its name in any case. A file over
 // the size limit is reported and leaves that port with the defaults.

@@ -20,8 +20,7 @@ bool pattern_empty(const program& p, int pattern) {
 // Opens a file and checks its magic; says why when it cannot.
 load_result open_checked(program& p, file_buffer& f, const std::string& path, std::uint32_t magic) {
     if (!f.open_read(path)) {
-        p.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                         caption_error);
+        show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     std::uint32_t m = 0;
@@ -39,14 +38,6 @@ std::int64_t blocks_needed(const stored_track& t) {
 
 }  // namespace
 
-void reseat_track(program& p, int pattern, int track) {
-    if (pattern != p.d.current_pattern) return;
-    if (pattern == p.d.display_pattern)
-        locate_track(p, track, false);
-    else if (pattern == parallel_pattern)
-        locate_track(p, track, true);
-}
-
 bool write_pattern_file(program& p, int pattern, const std::string& path) {
     file_buffer f;
     if (!create_for_save(p, f, path)) return false;
@@ -63,7 +54,7 @@ bool write_pattern_file(program& p, int pattern, const std::string& path) {
         f.put(in_use);
         if (in_use) write_track_chunk(f, p, pattern, t);
     }
-    return finish_save(p, f);
+    return finish_save(p, f, path);
 }
 
 bool write_track_file(program& p, int pattern, int track, const std::string& path) {
@@ -76,7 +67,7 @@ bool write_track_file(program& p, int pattern, int track, const std::string& pat
     track_file_head h{track_magic, p.slot(pattern, track).blocks};
     f.put(h);
     write_track_chunk(f, p, pattern, track);
-    return finish_save(p, f);
+    return finish_save(p, f, path);
 }
 
 load_result read_pattern_file(program& p, int pattern, const std::string& path) {
@@ -118,7 +109,7 @@ load_result read_pattern_file(program& p, int pattern, const std::string& path) 
     for (int t = 0; t < tracks_per_pattern; ++t) {
         if (!used[t]) continue;
         seat_track(p, pattern, t, (*tracks)[t]);
-        reseat_track(p, pattern, t);
+        locate_track(p, pattern, t);
     }
     p.screen.arrow_cursor();
     return load_result::loaded;
@@ -150,7 +141,7 @@ load_result read_track_file(program& p, int pattern, int track, const std::strin
     }
     p.screen.wait_cursor();
     seat_track(p, pattern, track, t);
-    reseat_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

@@ -42,7 +42,4 @@ int load_pattern(program& p, file_state& fs);
 int save_track(program& p, file_state& fs);
 int load_track(program& p, file_state& fs);
 
-// Gives a loaded track of the current pattern back to a running song.
-void reseat_track(program& p, int pattern, int track);
-
 }  // namespace kestrune

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -45,13 +46,14 @@ bool make_folder(const std::string& path) {
 
 }  // namespace
 
-bool read_settings_file(const std::string& path, user_settings& out) {
-    file_buffer f;
-    if (!f.open_read(path)) return false;
-    settings_file_head h{};
-    f.get(h);
-    if (f.past_end() || h.magic != settings_magic) return false;
-    user_settings s;
+namespace {
+
+constexpr const char* not_settings = "Not a settings file";
+constexpr const char* damaged = "The file is damaged";
+
+// Everything after the magic; false when the file ends early, holds an over-long text or does
+// not end with the magic right after the licence.
+bool read_fields(file_buffer& f, const settings_file_head& h, user_settings& s) {
     std::copy(std::begin(h.midi_out_device), std::end(h.midi_out_device),
               s.midi_out_device.begin());
     s.midi_in_device = h.midi_in_device;
@@ -91,14 +93,13 @@ bool read_settings_file(const std::string& path, user_settings& out) {
     for (std::string& folder : s.folders)
         if (!read_text(f, folder_bytes, folder)) return false;
     if (!read_text(f, licence_bytes, s.licence)) return false;
-    // The closing magic is not read.
-    out = std::move(s);
-    return true;
+    // The closing magic ends the file: a file cut short or grown is not taken.
+    std::uint32_t closing = 0;
+    f.get(closing);
+    return !f.past_end() && closing == settings_magic && f.remaining() == 0;
 }
 
-bool write_settings_file(const std::string& path, const user_settings& s) {
-    file_buffer f;
-    if (!f.create(path)) return false;
+void write_fields(file_buffer& f, const user_settings& s) {
     settings_file_head h{};
     h.magic = settings_magic;
     std::copy(s.midi_out_device.begin(), s.midi_out_device.end(), h.midi_out_device);
@@ -141,7 +142,37 @@ bool write_settings_file(const std::string& path, const user_settings& s) {
     for (const std::string& folder : s.folders) write_text(f, folder, folder_bytes);
     write_text(f, s.licence, licence_bytes);
     f.put(settings_magic);
-    return f.finish();
+}
+
+}  // namespace
+
+settings_read read_settings_file(const std::string& path, user_settings& out, std::string* why) {
+    const auto broken = [&](const std::string& reason) {
+        if (why) *why = reason;
+        return settings_read::broken;
+    };
+    file_buffer f;
+    if (!f.open_read(path)) {
+        if (f.not_found()) return settings_read::missing;
+        return broken(f.failure_reason());
+    }
+    settings_file_head h{};
+    f.get(h);
+    if (f.past_end() || h.magic != settings_magic) return broken(not_settings);
+    user_settings s;
+    if (!read_fields(f, h, s)) return broken(damaged);
+    out = std::move(s);
+    return settings_read::loaded;
+}
+
+bool write_settings_file(const std::string& path, const user_settings& s, std::string* why) {
+    file_buffer f;
+    if (f.create(path)) {
+        write_fields(f, s);
+        if (f.finish()) return true;
+    }
+    if (why) *why = path + ": " + f.failure_reason();
+    return false;
 }
 
 std::string program_folder_path(const std::string& name) {
@@ -155,6 +186,17 @@ std::string program_folder_path(const std::string& name) {
     std::string path = folder + name;
     if (path.size() >= sizeof buf) return folder + "?";
     return path;
+}
+
+std::string data_path_from(const std::string& program_folder, const std::string& name) {
+    const std::string beside = program_folder + name;
+    if (::access(beside.c_str(), F_OK) == 0) return beside;
+    const std::string installed = program_folder + "../share/kestrune/" + name;
+    return ::access(installed.c_str(), F_OK) == 0 ? installed : beside;
+}
+
+std::string program_data_path(const std::string& name) {
+    return data_path_from(program_folder_path(""), name);
 }
 
 settings_place settings_folder() {
@@ -219,24 +261,64 @@ void gather_settings(const program& p, user_settings& s, const file_state& fs) {
     s.folders = fs.folders;
 }
 
+namespace {
+
+// Once, on the screen: which file could not be read and why; whether it is kept aside.
+void report_unreadable(program& p, const std::string& path, const std::string& why,
+                       bool set_aside) {
+    std::string text = std::string(msg_settings_unreadable) + "\n" + path + ": " + why + "\n" +
+                       msg_settings_defaults;
+    if (set_aside)
+        text += std::string(" ") + msg_settings_kept_as + settings_file_name +
+                broken_settings_suffix + ".";
+    p.message(text);
+}
+
+// Moves a broken per-user file out of the way of the next write.
+bool set_aside_broken_file(user_settings& s, std::string& why) {
+    if (s.broken_file.empty()) return true;
+    const std::string kept = s.broken_file + broken_settings_suffix;
+    if (std::rename(s.broken_file.c_str(), kept.c_str()) != 0 && errno != ENOENT) {
+        why = kept + ": " + std::strerror(errno);
+        return false;
+    }
+    s.broken_file.clear();
+    return true;
+}
+
+}  // namespace
+
 void load_settings(program& p, user_settings& s, file_state& fs) {
     // The file in the per-user folder counts; the one beside the program is read only when
-    // there is none to open.
+    // there is none. One that cannot be read leaves the defaults.
     const settings_place place = settings_folder();
     if (place.folder.empty())
         p.message(msg_settings_not_kept + place.wanted + msg_settings_lost);
     const std::string user_file = place.folder + settings_file_name;
-    file_buffer probe;
-    const bool user_file_opens = !place.folder.empty() && probe.open_read(user_file);
-    probe.close();
-    read_settings_file(user_file_opens ? user_file : program_folder_path(settings_file_name), s);
+    std::string why;
+    const settings_read r =
+        place.folder.empty() ? settings_read::missing : read_settings_file(user_file, s, &why);
+    if (r == settings_read::broken) {
+        report_unreadable(p, user_file, why, true);
+        s.broken_file = user_file;
+    } else if (r == settings_read::missing) {
+        const std::string beside = program_folder_path(settings_file_name);
+        if (read_settings_file(beside, s, &why) == settings_read::broken)
+            report_unreadable(p, beside, why, false);
+    }
     apply_settings(p, s, fs);
 }
 
-bool save_settings(const program& p, user_settings& s, const file_state& fs) {
+bool save_settings(program& p, user_settings& s, const file_state& fs) {
     gather_settings(p, s, fs);
     const settings_place place = settings_folder();
-    return !place.folder.empty() && write_settings_file(place.folder + settings_file_name, s);
+    if (place.folder.empty()) return false;  // said at start-up
+    std::string why;
+    if (set_aside_broken_file(s, why) &&
+        write_settings_file(place.folder + settings_file_name, s, &why))
+        return true;
+    p.message(std::string(msg_settings_not_saved) + "\n" + why, msg_icon::stop);
+    return false;
 }
 
 }  // namespace kestrune

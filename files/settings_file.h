@@ -23,6 +23,13 @@ inline constexpr std::size_t licence_bytes = 4096;  // a longer licence text is 
 inline constexpr const char* msg_settings_not_kept = "Can't keep the settings in\n";
 inline constexpr const char* msg_settings_lost =
     "\nChanges to them are lost when the program ends.";
+// A settings file that is there but cannot be used; its path and the reason follow.
+inline constexpr const char* msg_settings_unreadable = "Can't read the settings!";
+inline constexpr const char* msg_settings_defaults = "The default settings are used.";
+inline constexpr const char* msg_settings_kept_as = "The file is kept as ";
+inline constexpr const char* broken_settings_suffix = ".bad";
+// The settings could not be written at shut-down; the path and the reason follow.
+inline constexpr const char* msg_settings_not_saved = "Can't save the settings!";
 
 #pragma pack(push, 1)
 // The first 167 bytes.
@@ -55,8 +62,16 @@ static_assert(offsetof(settings_file_head, memory_units) == 14);
 static_assert(offsetof(settings_file_head, show_patch_names) == 16);
 static_assert(offsetof(settings_file_head, timer_resolution) == 144);
 static_assert(offsetof(settings_file_head, window_left) == 150);
+static_assert(offsetof(settings_file_head, window_top) == 152);
+static_assert(offsetof(settings_file_head, window_width) == 154);
 static_assert(offsetof(settings_file_head, window_height) == 156);
 static_assert(offsetof(settings_file_head, simple_bardisplay) == 158);
+static_assert(offsetof(settings_file_head, click_always) == 159);
+static_assert(offsetof(settings_file_head, midi_click) == 160);
+static_assert(offsetof(settings_file_head, sync_out) == 161);
+static_assert(offsetof(settings_file_head, actual_position) == 162);
+static_assert(offsetof(settings_file_head, two_bar_count_in) == 163);
+static_assert(offsetof(settings_file_head, chase_events) == 164);
 static_assert(offsetof(settings_file_head, reset_on_stop) == 165);
 static_assert(offsetof(settings_file_head, mixer_define_controller) == 166);
 
@@ -73,7 +88,11 @@ struct settings_file_middle {
     std::uint8_t reserved_14[187];
 };
 static_assert(sizeof(settings_file_middle) == 202);
+static_assert(offsetof(settings_file_middle, show_clock) == 4);
+static_assert(offsetof(settings_file_middle, allow_double_clicks) == 5);
+static_assert(offsetof(settings_file_middle, remember_file_paths) == 6);
 static_assert(offsetof(settings_file_middle, sync_out_ports) == 7);
+static_assert(offsetof(settings_file_middle, sync_delay) == 11);
 static_assert(offsetof(settings_file_middle, spp_offset) == 12);
 #pragma pack(pop)
 
@@ -107,15 +126,30 @@ struct user_settings {
     std::int16_t spp_offset = 1;
     std::array<std::string, 4> folders;  // empty: the program's folder
     std::string licence;                 // kept as it came
+
+    // Not in the file: a per-user file that could not be read, set aside as NAME.bad before the
+    // settings are next written, so that it is never written over.
+    std::string broken_file;
+
+    bool operator==(const user_settings&) const = default;
 };
 
-// Reads a settings file. False, with `out` untouched, when the file is missing, not a settings
-// file, or damaged: the defaults then stand, and nothing is said.
-bool read_settings_file(const std::string& path, user_settings& out);
-bool write_settings_file(const std::string& path, const user_settings& s);
+enum class settings_read { loaded, missing, broken };
+// Reads a settings file into `out`, or leaves it untouched: when there is no file at the path, or
+// when the file is no settings file or is damaged (then `why` says so, in a few words).
+settings_read read_settings_file(const std::string& path, user_settings& out,
+                                 std::string* why = nullptr);
+// Writes the file; on failure `why` gives the path and the system's reason.
+bool write_settings_file(const std::string& path, const user_settings& s,
+                         std::string* why = nullptr);
 
 // The program file's folder with a name appended; a result too long for a path ends in "?".
 std::string program_folder_path(const std::string& name);
+// A file or folder the program ships (help pages, patch names, the history): beside the program
+// when it is there (the build tree), else in the installed data folder `../share/kestrune/`.
+std::string program_data_path(const std::string& name);
+// The same from a given program folder ending in "/".
+std::string data_path_from(const std::string& program_folder, const std::string& name);
 // Where the per-user settings live: `folder`, made if need be and ending in "/", or empty when it
 // cannot be had (no home, a read-only home, a file in its place); `wanted` names it either way.
 struct settings_place {
@@ -126,11 +160,12 @@ settings_place settings_folder();
 
 // Start-up: the per-user file, else the one beside the program, never one in the current folder.
 // Fills `s`, the block's fields and the file state; the folders default to the program's folder.
-// Says where the settings cannot be kept when the per-user folder cannot be had.
+// Says where the settings cannot be kept when the per-user folder cannot be had, and which file
+// could not be read (the defaults then stand).
 void load_settings(program& p, user_settings& s, file_state& fs);
-// Shut-down: gathers what the program holds and writes the per-user file. Silent on failure, and
-// nothing is written without the per-user folder.
-bool save_settings(const program& p, user_settings& s, const file_state& fs);
+// Shut-down: gathers what the program holds and writes the per-user file, having first set aside
+// a broken one; says why when it cannot. Nothing is written without the per-user folder.
+bool save_settings(program& p, user_settings& s, const file_state& fs);
 
 // Between the settings and the program's block, application state and file state.
 void apply_settings(program& p, const user_settings& s, file_state& fs);

@@ -230,8 +230,7 @@ int midi_reader::run(const std::string& path) {
     signature_offset_ = join_offset_;
 
     if (!f_.open_read(path)) {
-        p_.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                          caption_error);
+        show_open_failure(p_, f_, path);
         return 0;
     }
     in_.leave_chunk();
@@ -284,7 +283,7 @@ int midi_reader::run(const std::string& path) {
             // Kept as it always was: no closing messages, and the wait cursor stays.
             f_.close();
             p_.message(msg_unrecognized_data);
-            call(p_.hooks.track_list_changed);
+            ++p_.changes.tracks;  // the tracks read so far stay
             return 1;
         }
         if (length / bytes_per_block_estimate >
@@ -317,7 +316,7 @@ int midi_reader::run(const std::string& path) {
     if (last_pattern_ != d.current_pattern) p_.message(msg_tracks_in_patterns);
     if (tracks_ > max_midi_tracks) p_.message(msg_tracks_not_loaded);
     if (erased_) set_locators();
-    call(p_.hooks.track_list_changed);
+    ++p_.changes.tracks;
     return 1;
 }
 
@@ -611,7 +610,6 @@ void midi_reader::set_tempo(std::int32_t value, std::int64_t pos) {
     apply_list_balance(d.tempo_chain, taken, freed);
     last_tempo_ = place;
     d.tempo_track_on = 1;
-    call(p_.hooks.buttons_changed);
 }
 
 void midi_reader::set_signature(int numerator, int denominator, std::int64_t pos) {
@@ -661,7 +659,6 @@ void midi_reader::set_signature(int numerator, int denominator, std::int64_t pos
     last_signature_ = place;
     d.active_signature = d.signature_track;
     d.signature_track_on = 1;
-    call(p_.hooks.buttons_changed);
 }
 
 void midi_reader::order_note_pairs(ref32 first) {

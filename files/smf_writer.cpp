@@ -302,7 +302,7 @@ bool write_midi_file(program& p, const std::string& path) {
     std::vector<std::uint32_t> offsets, lengths;
     midi_writer(p, f).write(tracks, offsets, lengths);
     patch_lengths(f, offsets, lengths);
-    return finish_save(p, f);
+    return finish_save(p, f, path);
 }
 
 bool confirm_track_parameters(program& p) {

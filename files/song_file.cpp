@@ -457,7 +457,6 @@ void take_tail(program& p, const song_image& im) {
             ss.grid_split =
                 static_cast<std::int16_t>(ss.grid_split_percent * ss.grid_pane_height) / 100;
     }
-
 }
 
 bool apply_song(program& p, const song_image& im) {
@@ -486,7 +485,6 @@ bool apply_song(program& p, const song_image& im) {
     p.app.song_tempo = std::clamp(tempo, min_tempo, max_tempo);
     set_tempo_increment(d, p.app.song_tempo);
     select_pattern(p, held<int>(im.head.current_pattern, 0, parallel_pattern), true);
-    call(p.hooks.buttons_changed);
     return built;
 }
 
@@ -496,15 +494,13 @@ bool write_song_file(program& p, const std::string& path, song_file_map* map) {
     file_buffer f;
     if (!create_for_save(p, f, path)) return false;
     write_song(f, p, map);
-    return finish_save(p, f);
+    return finish_save(p, f, path);
 }
 
 load_result read_song_file(program& p, const std::string& path, bool report_open_failure) {
     file_buffer f;
     if (!f.open_read(path)) {
-        if (report_open_failure)
-            p.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                             caption_error);
+        if (report_open_failure) show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     std::uint32_t magic = 0;
@@ -518,7 +514,11 @@ load_result read_song_file(program& p, const std::string& path, bool report_open
     f.close();
 
     p.screen.wait_cursor();
+    // Clearing resets the mixer, its snapshots too; a file that ends before its snapshots
+    // leaves them as they were before loading, as the file format has it.
+    const auto snapshots = p.song.mixer_snapshots;
     clear_song(p);
+    p.song.mixer_snapshots = snapshots;
     load_result r = load_result::loaded;
     // The stored total is read as a signed number, as it always was; the real need is then
     // counted from the events themselves.

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "files/conf_file.h"
 #include "files/settings_file.h"
 
 namespace kestrune {
@@ -14,16 +15,10 @@ constexpr const char* soundfont_key = "soundfont";
 }  // namespace
 
 bool read_synth_settings(const std::string& path, synth_settings& out) {
-    std::ifstream in(path);
-    if (!in) return false;
-    synth_settings s;
-    std::string line;
-    while (std::getline(in, line)) {
-        const std::size_t eq = line.find('=');
-        if (eq == std::string::npos) continue;
-        if (line.compare(0, eq, soundfont_key) == 0) s.soundfont = line.substr(eq + 1);
-    }
-    out = s;
+    const auto values = read_conf_file(path);
+    if (!values) return false;
+    const auto soundfont = values->find(soundfont_key);
+    out.soundfont = soundfont == values->end() ? std::string() : soundfont->second;
     return true;
 }
 
@@ -43,10 +38,9 @@ bool write_synth_settings(const std::string& path, const synth_settings& s) {
 }
 
 synth_settings load_synth_settings() {
-    synth_settings s;
-    if (!read_synth_settings(settings_folder().folder + synth_settings_file_name, s))
-        read_synth_settings(program_folder_path(synth_settings_file_name), s);
-    return s;
+    const conf_values values = load_conf_file(synth_settings_file_name);
+    const auto soundfont = values.find(soundfont_key);
+    return {soundfont == values.end() ? std::string() : soundfont->second};
 }
 
 bool save_synth_settings(const synth_settings& s) {

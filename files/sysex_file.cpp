@@ -6,6 +6,7 @@
 
 #include "files/file_messages.h"
 #include "files/pattern_file.h"
+#include "song/locate.h"
 #include "song/long_event.h"
 #include "song/patterns.h"
 
@@ -63,8 +64,7 @@ load_result read_syx_file(program& p, int pattern, int track, const std::string&
     }
     file_buffer f;
     if (!f.open_read(path)) {
-        p.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                         caption_error);
+        show_open_failure(p, f, path);
         return load_result::not_opened;
     }
     const std::uint64_t size = f.file_size();
@@ -96,7 +96,7 @@ load_result read_syx_file(program& p, int pattern, int track, const std::string&
     std::memcpy(t.head.name, sysex_track_name, 10);
     t.records = std::move(records);
     seat_track(p, pattern, track, t);
-    reseat_track(p, pattern, track);
+    locate_track(p, pattern, track);
     p.screen.arrow_cursor();
     return load_result::loaded;
 }

@@ -9,10 +9,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const std::string out =
         "/tmp/kestrune-settings-fuzz-" + std::to_string(::getpid()) + ".set";
     user_settings s;
-    if (!read_settings_file(in.hold(data, size), s)) return 0;
+    if (read_settings_file(in.hold(data, size), s) != settings_read::loaded) return 0;
     if (!write_settings_file(out, s)) std::abort();
     user_settings back;
-    if (!read_settings_file(out, back)) std::abort();
+    if (read_settings_file(out, back) != settings_read::loaded) std::abort();
     if (back.recent_files != s.recent_files || back.folders != s.folders ||
         back.licence != s.licence || back.memory_units != s.memory_units)
         std::abort();

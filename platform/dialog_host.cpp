@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 
+#include "platform/help_window.h"
 #include "platform/qt_ui.h"
 #include "shell/dialogs/dialog_frame.h"
 
@@ -102,13 +103,14 @@ void dialog_host::add_label(const dialog_control& c, const QRect& place) {
 
 QPushButton* dialog_host::add_button(const dialog_control& c, const QRect& place) {
     auto* b = new QPushButton(qt_text(c.text), this);
-    // The help viewer is not built yet.
-    b->setEnabled(c.kind != control_kind::help_button);
     if (c.kind == control_kind::ok_button) {
         b->setDefault(true);
         connect(b, &QPushButton::clicked, this, &QDialog::accept);
     } else if (c.kind == control_kind::cancel_button) {
         connect(b, &QPushButton::clicked, this, &QDialog::reject);
+    } else if (c.kind == control_kind::help_button) {
+        b->setAutoDefault(false);
+        connect(b, &QPushButton::clicked, this, &dialog_host::show_page);
     } else if (c.pressed) {
         connect(b, &QPushButton::clicked, this, [this, f = c.pressed] {
             f();
@@ -203,6 +205,18 @@ void dialog_host::tick() {
         const kestrune::rect r = d_.field_rect(changed);
         update(QRect(r.left, r.top, r.width(), r.height()));
     }
+}
+
+void dialog_host::show_page() {
+    if (!d_.help_topic.empty()) show_help(this, d_.help_topic);
+}
+
+void dialog_host::keyPressEvent(QKeyEvent* e) {
+    if (e->key() == Qt::Key_F1 && e->modifiers() == Qt::NoModifier) {
+        show_page();
+        return;
+    }
+    QDialog::keyPressEvent(e);
 }
 
 void dialog_host::paintEvent(QPaintEvent*) {

@@ -30,6 +30,8 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* e) override;
+    // F1 opens the dialog's help page, as its Help button does.
+    void keyPressEvent(QKeyEvent* e) override;
     void mousePressEvent(QMouseEvent* e) override;
     void mouseReleaseEvent(QMouseEvent* e) override;
     void mouseDoubleClickEvent(QMouseEvent* e) override;
@@ -43,6 +45,7 @@ private:
     void add_combo(const dialog_control& c, const QRect& place);
     void add_text_box(const dialog_control& c, const QRect& place);
     void add_list(const dialog_control& c, const QRect& place);
+    void show_page();
     void start_timer();
     std::optional<std::string> entry_over(const double_click_box& box);
 

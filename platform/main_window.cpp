@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
@@ -10,6 +11,7 @@
 #include <QScreen>
 #include <QScrollBar>
 
+#include "platform/help_window.h"
 #include "platform/key_map.h"
 #include "core/command_ids.h"
 #include "shell/screen/main_screen.h"
@@ -30,6 +32,26 @@ key_mods mods_of(Qt::KeyboardModifiers m) {
 int button_of(Qt::MouseButton b) {
     return b == Qt::LeftButton ? left_button : b == Qt::RightButton ? right_button : 0;
 }
+
+// F1 over a menu item opens the item's help page; the menus close for it.
+class menu_help final : public QObject {
+public:
+    menu_help(QWidget* window, const session& s) : QObject(window), window_(window), s_(s) {}
+    bool eventFilter(QObject* o, QEvent* e) override {
+        if (e->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(e)->key() != Qt::Key_F1) return false;
+        auto* m = static_cast<QMenu*>(o);
+        const QAction* a = m->activeAction();
+        if (!a || a->menu()) return false;
+        for (QWidget* open = QApplication::activePopupWidget(); open; open = QApplication::activePopupWidget())
+            open->close();
+        show_help(window_, command_help_page(s_.commands, a->data().toInt()));
+        return true;
+    }
+
+private:
+    QWidget* window_;
+    const session& s_;
+};
 
 }  // namespace
 
@@ -183,6 +205,21 @@ void main_window::default_place(bool resize_to_client) {
     }
 }
 
+void main_window::restore_place(int left, int top, int width, int height) {
+    const QRect wanted(left, top, width, height);
+    const QScreen* screen = QGuiApplication::screenAt(wanted.center());
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    if (!screen) {
+        setGeometry(wanted);
+        return;
+    }
+    const QRect room = screen->availableGeometry();
+    QRect place(wanted.topLeft(), wanted.size().boundedTo(room.size()));
+    place.moveLeft(std::clamp(place.left(), room.left(), room.right() + 1 - place.width()));
+    place.moveTop(std::clamp(place.top(), room.top(), room.bottom() + 1 - place.height()));
+    setGeometry(place);
+}
+
 void main_window::start_timer() { timer_.start(); }
 
 void main_window::tick() {
@@ -237,6 +274,8 @@ void main_window::build_menus() {
 
 void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
     connect(m, &QMenu::aboutToShow, this, [this] { refresh_menus(); });
+    if (!menu_help_) menu_help_ = new menu_help(this, s_);
+    m->installEventFilter(menu_help_);
     for (const menu_item& item : items) {
         if (!item.submenu.empty()) {
             fill_menu(m->addMenu(QString::fromStdString(item.submenu)), item.items);
@@ -257,6 +296,7 @@ void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
             QAction* a = m->addAction(text);
             a->setCheckable(static_cast<bool>(c->checked));
             const int id = c->id;
+            a->setData(id);
             connect(a, &QAction::triggered, this, [this, id] { dispatch_command(s_, id); });
             actions_[id] = a;
         }
@@ -304,7 +344,8 @@ void main_window::close_without_question() {
 }
 
 void main_window::closeEvent(QCloseEvent* e) {
-    if (ask_before_closing_ && !confirm_close(s_)) {
+    // A signal that comes while the question is up closes the window all the same.
+    if (ask_before_closing_ && !confirm_close(s_) && ask_before_closing_) {
         e->ignore();
         return;
     }

@@ -34,6 +34,9 @@ public:
     // Client size from the screen model (unless left out), centred, its corner not above or
     // left of -4.
     void default_place(bool resize_to_client = true);
+    // A stored place, held to the available area of its screen (the primary one when it is on
+    // none): never larger than that area, and wholly inside it.
+    void restore_place(int left, int top, int width, int height);
     // One tick of the 25 ms timer: the shell's tick, then what changed on screen.
     void tick();
     // Starts the 25 ms timer.
@@ -41,7 +44,8 @@ public:
     // The whole window as it shows now, at the screen's device pixel ratio.
     QImage screenshot();
     // Ends the program without the closing question (a signal from the system): the transport
-    // stops, which ends every sounding note, and the window closes.
+    // stops, which ends every sounding note, and the window closes, also while the closing
+    // question is up.
     void close_without_question();
     // Menus, check marks, enabled items and the recent files as the session has them.
     void refresh_menus();
@@ -70,6 +74,7 @@ private:
     std::map<int, QAction*> actions_;
     std::vector<QAction*> recent_actions_;
     qt_fonts fonts_;
+    QObject* menu_help_ = nullptr;
     bool ask_before_closing_ = true;
 };
 

@@ -1,6 +1,7 @@
 #include "platform/qt_ui.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QKeyEvent>
@@ -8,6 +9,7 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QStringList>
+#include <cstdio>
 
 namespace kestrune {
 
@@ -80,23 +82,10 @@ bool qt_ui::progress(const std::string& title, const std::string& text, double d
     return !progress_->wasCanceled();
 }
 
-msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
-                          msg_answer default_answer, const std::string& caption) {
-    ++messages_;
-    // A message interrupts a wait: it shows the arrow.
-    while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
-    QMessageBox box(to_qt(icon), QString::fromStdString(caption), QString::fromStdString(text),
-                    to_qt(buttons), parent_);
-    box.setDefaultButton(to_qt(default_answer));
-    const int r = box.exec();
-    if (wait_depth_ > 0) QApplication::setOverrideCursor(Qt::WaitCursor);
-    switch (r) {
-    case QMessageBox::Yes: return msg_answer::yes;
-    case QMessageBox::No: return msg_answer::no;
-    case QMessageBox::Ok: return msg_answer::ok;
-    default: break;
-    }
-    // Closed without a button: what Escape means for these buttons.
+namespace {
+
+// What Escape, or a box closed without a button, means for these buttons.
+msg_answer escape_answer(msg_buttons buttons) {
     switch (buttons) {
     case msg_buttons::ok: return msg_answer::ok;
     case msg_buttons::yes_no: return msg_answer::no;
@@ -104,7 +93,44 @@ msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons bu
     }
 }
 
+}  // namespace
+
+msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
+                          msg_answer default_answer, const std::string& caption) {
+    ++messages_;
+    std::fprintf(stderr, "%s\n", message_line(text).c_str());
+    if (giving_up_) return escape_answer(buttons);
+    // A message interrupts a wait: it shows the arrow.
+    while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
+    QMessageBox box(to_qt(icon), QString::fromStdString(caption), QString::fromStdString(text),
+                    to_qt(buttons), parent_);
+    box.setDefaultButton(to_qt(default_answer));
+    const int r = box.exec();
+    if (wait_depth_ > 0) QApplication::setOverrideCursor(Qt::WaitCursor);
+    if (giving_up_) return escape_answer(buttons);
+    switch (r) {
+    case QMessageBox::Yes: return msg_answer::yes;
+    case QMessageBox::No: return msg_answer::no;
+    case QMessageBox::Ok: return msg_answer::ok;
+    default: return escape_answer(buttons);
+    }
+}
+
+void qt_ui::give_up() {
+    giving_up_ = true;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* d = qobject_cast<QDialog*>(w); d && d->isVisible()) d->reject();
+}
+
+void qt_ui::forget_window() {
+    parent_ = nullptr;
+    field_parent_ = nullptr;
+    on_repaint = nullptr;
+    dialog_runner = nullptr;
+}
+
 std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r) {
+    if (giving_up_) return std::nullopt;
     QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptOpen);
     dlg.setFileMode(QFileDialog::ExistingFile);
@@ -115,6 +141,7 @@ std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r)
 }
 
 std::optional<std::string> qt_ui::save_file_dialog(const file_dialog_request& r) {
+    if (giving_up_) return std::nullopt;
     QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptSave);
     dlg.setFileMode(QFileDialog::AnyFile);
@@ -145,7 +172,7 @@ void qt_ui::repaint(int region) {
 std::optional<std::string> qt_ui::edit_in_place(int x, int y, int width, int height,
                                                 const std::string& text, int max_length) {
     QWidget* over = field_parent_ ? field_parent_ : parent_;
-    if (!over) return std::nullopt;
+    if (!over || giving_up_) return std::nullopt;
     return line_edit_over(over, over->font(), QRect(x, y, width, height), QString::fromStdString(text),
                           max_length);
 }

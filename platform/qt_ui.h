@@ -1,5 +1,6 @@
-// The ui on Qt: message boxes with the program's title as caption, the file dialogs, the wait
-// cursor, repaints of the main window and the in-place entry box.
+// The ui on Qt: message boxes with the program's title as caption (each also on standard error,
+// one line), the file dialogs, the wait cursor, repaints of the main window and the in-place
+// entry box.
 #pragma once
 
 #include <functional>
@@ -37,11 +38,17 @@ public:
     void repaint(int region) override;
     std::optional<std::string> edit_in_place(int x, int y, int width, int height,
                                              const std::string& text, int max_length) override;
-    bool run_dialog(dialog& d) override { return dialog_runner && dialog_runner(d); }
+    bool run_dialog(dialog& d) override { return !giving_up_ && dialog_runner && dialog_runner(d); }
     bool progress(const std::string& title, const std::string& text, double done) override;
 
     // Messages shown so far, for the program's tests.
     int messages_shown() const { return messages_; }
+
+    // The program is ending at the system's request: every box and dialog open now ends as Escape
+    // would end it, and later ones are not shown (their messages still go to standard error).
+    void give_up();
+    // The window is gone: boxes stand alone and nothing is repainted.
+    void forget_window();
 
 private:
     QWidget* parent_ = nullptr;
@@ -49,6 +56,7 @@ private:
     int wait_depth_ = 0;
     std::unique_ptr<QProgressDialog> progress_;
     int messages_ = 0;
+    bool giving_up_ = false;
 };
 
 // A borderless line edit over `place` of `over`: Return takes the text, Escape or a click

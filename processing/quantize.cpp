@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "processing/undo.h"
+#include "processing/track_edit.h"
 #include "song/event_store.h"
-#include "song/locate.h"
 
 namespace kestrune {
 
@@ -58,10 +57,11 @@ std::int32_t clamp_position(std::int32_t v) {
     return std::clamp(v, 0, last_position);
 }
 
-// Where a step's local positions start in song time, for the signature lookup.
-std::int32_t song_offset(const program& p) {
+// Where a step's local positions start in song time, for the signature lookup; the parallel
+// pattern runs in song time.
+std::int32_t song_offset(const program& p, int pattern) {
     const dll_data& d = p.d;
-    if (!d.song_mode || d.current_pattern == parallel_pattern) return 0;
+    if (!d.song_mode || pattern == parallel_pattern) return 0;
     return p.step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
 }
 
@@ -99,13 +99,13 @@ void set_shift_note_off_part(midi_event& e, std::uint8_t shift) {
     e.set_raw1(static_cast<std::uint8_t>((e.raw1() & 0x7F) | ((shift & 0x01) ? spare_bit : 0)));
 }
 
-quantize_pass::quantize_pass(program& p, int n)
+quantize_pass::quantize_pass(program& p, int pattern, int n)
     : p_(p),
       n_(n),
       step_(ticks_per_whole / n),
       drift_limit_(2 * (ticks_per_whole / n) / 3),
       grid_(quantize_table(n, p.app.smart_quantize != 0)),
-      offset_(song_offset(p)) {}
+      offset_(song_offset(p, pattern)) {}
 
 void quantize_pass::quantize_note(ref32 e) {
     event_store s = p_.store();
@@ -172,14 +172,14 @@ void dequantize_note(program& p, ref32 note_on) {
     clear_shift_note_on_part(on);
 }
 
-void quantize_track(program& p, ref32 first, int n) {
+void quantize_track(program& p, int pattern, ref32 first, int n) {
     if (first == null_ref) return;
     p.screen.wait_cursor();
     event_store s = p.store();
     for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
         if (s.at(e).is_note_on()) dequantize_note(p, e);
     if (n > 0) {
-        quantize_pass pass(p, n);
+        quantize_pass pass(p, pattern, n);
         for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
             if (s.at(e).is_note_on()) pass.quantize_note(e);
     }
@@ -187,58 +187,33 @@ void quantize_track(program& p, ref32 first, int n) {
     p.screen.arrow_cursor();
 }
 
-void give_track_back(program& p, int pattern, int track, bool silence_first) {
-    dll_data& d = p.d;
-    track_slot& sl = p.slot(pattern, track);
-    const bool parallel = pattern == parallel_pattern;
-    program::park parked(p);
-    shared_store(sl.in_use, 1);
-    if (pattern != d.display_pattern && !parallel) return;
-    if (silence_first) p.silence_track(parallel ? 1 : 0, track);
-    if (pattern == d.current_pattern || parallel) locate_track(p, track, parallel);
-}
-
-bool freeze_quantize(program& p, int pattern, int track, bool in_editor) {
-    if (p.refuse_while_recording()) return false;
-    track_slot& sl = p.slot(pattern, track);
-    if (!sl.in_use) {
-        p.message(msg_no_data, msg_icon::warning);
-        return false;
-    }
+bool freeze_quantize(program& p, int pattern, int track) {
+    track_edit g(p, pattern, track);
+    if (!g) return false;
     if (p.screen.message(msg_freeze_quantize, msg_icon::question, msg_buttons::ok_cancel,
                          msg_answer::ok) != msg_answer::ok)
         return false;
-    if (in_editor)
-        editor_session_save(p);
-    else
-        undo_save(p, pattern, track);
-    shared_store(sl.in_use, 0);
-    p.silence_track(pattern == parallel_pattern ? 1 : 0, track);
-    p.screen.wait_cursor();
-    event_store s = p.store();
-    for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) {
+    g.begin();
+    event_store s = g.store();
+    for (ref32 e = g.slot().first; is_event_status(s.status(e)); e = s.next_event(e)) {
         if (!s.at(e).is_note_on()) continue;
         clear_shift_note_on_part(s.at(e));
         const ref32 off = s.find_note_off(e);
         if (is_event_status(s.status(off))) clear_shift_note_off_part(s.at(off));
     }
-    give_track_back(p, pattern, track, false);
-    p.screen.arrow_cursor();
-    sl.quantize = 0;
-    if (p.d.main_screen) call(p.hooks.track_list_changed);
+    g.slot().quantize = 0;
     return true;
 }
 
 bool choose_quantize(program& p, int pattern, int track, int n) {
-    if (p.refuse_while_recording()) return false;
-    track_slot& sl = p.slot(pattern, track);
-    sl.quantize = static_cast<std::uint8_t>(n);
-    if (sl.in_use) {
-        shared_store(sl.in_use, 0);
-        quantize_track(p, sl.first, n);
-        give_track_back(p, pattern, track, true);
-    }
-    call(p.hooks.track_list_changed);
+    // No undo copy: the played positions stay recoverable.
+    track_edit g(p, pattern, track, {.undo = undo_kind::none, .empty_ok = true});
+    if (!g) return false;
+    g.slot().quantize = static_cast<std::uint8_t>(n);
+    // An empty track keeps the value for its next take.
+    if (!g.slot().in_use) return true;
+    g.begin();
+    quantize_track(p, pattern, g.slot().first, n);
     return true;
 }
 

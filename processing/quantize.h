@@ -41,10 +41,11 @@ inline void clear_shift_note_off_part(midi_event& e) {
     e.clear_high_bits();
 }
 
-// One quantize pass at grid value n with the program's strength, swing and method.
+// One quantize pass at grid value n with the program's strength, swing and method, over a chain
+// whose positions are `pattern`'s.
 class quantize_pass {
   public:
-    quantize_pass(program& p, int n);
+    quantize_pass(program& p, int pattern, int n);
     // Moves the note of the note-on at e with its note-off; positions only, no re-sort.
     void quantize_note(ref32 e);
     int drift() const { return drift_; }
@@ -62,11 +63,12 @@ class quantize_pass {
 // Takes the stored shift off a note: it goes back to where it was played.
 void dequantize_note(program& p, ref32 note_on);
 // Every note back to its played position, then quantized at n (0: none), then the chain sorted.
-void quantize_track(program& p, ref32 first, int n);
+// `pattern` is the one whose positions the chain holds: a take's passes are their take's.
+void quantize_track(program& p, int pattern, ref32 first, int n);
 
-// Freeze Quantize on the track shown: the moved positions become the played ones. `in_editor`
-// takes the editor session's undo copy. Returns false when refused or cancelled.
-bool freeze_quantize(program& p, int pattern, int track, bool in_editor = false);
+// Freeze Quantize: the moved positions become the played ones. Returns false when refused or
+// cancelled.
+bool freeze_quantize(program& p, int pattern, int track);
 // A value chosen from the track's Qua popup: stored, and the track re-quantized if it has data.
 bool choose_quantize(program& p, int pattern, int track, int n);
 
@@ -75,9 +77,5 @@ void set_quantize_strength(program& p, int percent);
 // Swing in steps of 10 percent, -9..10.
 void set_swing_factor(program& p, int steps);
 void set_smart_quantize(program& p, bool smart);
-
-// A track's chain given back to the engine after a rewrite: play pointer seated with `stopped`
-// held, for the pattern on screen or the parallel pattern.
-void give_track_back(program& p, int pattern, int track, bool silence_first);
 
 }  // namespace kestrune

@@ -6,6 +6,7 @@
 #include "core/program.h"
 #include "processing/commands.h"
 #include "processing/quantize.h"
+#include "services/help_pages.h"
 
 namespace kestrune {
 
@@ -48,6 +49,7 @@ dialog_layout settings_dialog() {
         label("%", {28, 9, 30, 10}),
         // The settings change as they are set: OK alone closes.
         ok_only(width, height),
+        help_button(width, height),
     });
     return d;
 }
@@ -58,6 +60,7 @@ command_record quantize_settings_command() {
         .text = "&Quantize Settings...",
         .shortcut = "Shift+U",
         .views = every_view,
+        .help = std::string(help_page::quantize_settings),
         .fields = settings_specs(),
         .dialog = settings_dialog(),
         .initial = settings_values,
@@ -77,12 +80,11 @@ command_record freeze_quantize_command() {
         .changes_song = true,
         .undo = undo_kind::track,
         .needs = command_needs::track_data,
+        .help = std::string(help_page::freeze),
         .run = [](program& p, const field_values&) {
             // Its refusals came before; what is left is the question's Cancel.
-            const bool in_editor = current_context(p) == undo_context::editor;
-            return freeze_quantize(p, p.d.current_pattern, p.d.current_track, in_editor)
-                       ? outcome::done
-                       : outcome::cancelled;
+            return freeze_quantize(p, p.d.current_pattern, p.d.current_track) ? outcome::done
+                                                                                : outcome::cancelled;
         },
     };
 }
@@ -107,6 +109,7 @@ command_record quantize_command() {
         .id = cmd::quantize_popup,
         .text = "Quantize",
         .changes_song = true,
+        .help = std::string(help_page::quantize_settings),
         .fields = std::move(fields),
         .initial = [](const program& p) {
             const int now = p.slot(p.d.current_pattern, popup_track(p)).quantize;

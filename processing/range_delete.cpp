@@ -1,7 +1,6 @@
 #include "processing/range_delete.h"
 
-#include "processing/quantize.h"
-#include "song/event_store.h"
+#include <algorithm>
 
 namespace kestrune {
 
@@ -9,11 +8,11 @@ namespace {
 constexpr int spare_blocks = 3;
 }
 
-bool delete_range(program& p, int pattern, int track, std::int32_t from, std::int32_t to) {
-    track_slot& sl = p.slot(pattern, track);
-    if (!sl.in_use || sl.first == null_ref) return true;
-    if (p.d.free_blocks < sl.blocks + spare_blocks) return false;
-    event_store s = p.store();
+bool delete_range(track_edit& g, std::int32_t from, std::int32_t to) {
+    track_slot& sl = g.slot();
+    if (sl.first == null_ref) return true;
+    event_store s = g.store();
+    if (s.data().free_blocks < sl.blocks + spare_blocks) return false;
 
     // Notes that sound into the range end just before it.
     for (ref32 e = sl.first; is_event_status(s.status(e)) && s.position(e) < from;
@@ -40,14 +39,7 @@ bool delete_range(program& p, int pattern, int track, std::int32_t from, std::in
     b.terminate();
     const ref32 first = b.cut();
     if (first == null_ref) return false;
-    s.sort_chain(first);
-    // The old chain is hidden from the engine before its blocks go back.
-    shared_store(sl.in_use, 0);
-    p.silence_track(pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0, track);
-    s.free_chain(sl.first);
-    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-    sl.first = sl.play = first;
-    give_track_back(p, pattern, track, false);
+    g.replace_chain(first, b.count_chain_blocks());
     return true;
 }
 

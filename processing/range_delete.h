@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-#include "core/program.h"
+#include "processing/track_edit.h"
 
 namespace kestrune {
 
-// Notes that begin before `from` and end at or after it are ended at from - 1; then every event
-// in [from, to) goes, a note with its note-off. The track keeps its name and settings. False
-// (nothing changed) when the pool cannot hold the rewritten chain.
-bool delete_range(program& p, int pattern, int track, std::int32_t from, std::int32_t to);
+// On the track of a begun guard: notes that begin before `from` and end at or after it are ended
+// at from - 1; then every event in [from, to) goes, a note with its note-off. The track keeps
+// its name and settings. False (nothing changed) when the pool cannot hold the rewritten chain.
+bool delete_range(track_edit& g, std::int32_t from, std::int32_t to);
 
 }  // namespace kestrune

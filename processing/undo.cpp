@@ -1,19 +1,10 @@
 #include "processing/undo.h"
 
+#include "processing/track_edit.h"
 #include "song/event_store.h"
-#include "song/locate.h"
+#include "song/patterns.h"
 
 namespace kestrune {
-
-void undo_free(program& p) {
-    undo_copy& u = p.undo;
-    u.available = false;
-    if (!u.slot.in_use) return;
-    if (u.slot.first != null_ref) p.store().free_chain(u.slot.first);
-    u.slot.first = u.slot.play = null_ref;
-    u.slot.blocks = 0;
-    u.slot.in_use = 0;
-}
 
 void undo_save(program& p, int pattern, int track) {
     undo_free(p);
@@ -59,27 +50,27 @@ void editor_session_save(program& p) {
     p.app.editor_dirty = true;
 }
 
+void keep_undo(program& p, int pattern, int track) {
+    const bool editor_open = p.d.main_screen == 0 && p.app.mixer_port < 0;
+    if (editor_open)
+        editor_session_save(p);
+    else
+        undo_save(p, pattern, track);
+}
+
 void undo_apply(program& p) {
     undo_copy& u = p.undo;
     if (!u.available) return;
-    if (p.refuse_while_recording()) return;
-    dll_data& d = p.d;
-    const bool was_running = p.running();
-    {
-        program::park parked(p);
-        track_slot& live = p.slot(u.pattern, u.track);
-        const track_slot held = live;
-        live = u.slot;
-        u.slot = held;
-        p.wait_request(d.thru_notes_off_request);
-        if (was_running && (u.pattern == d.display_pattern || u.pattern == parallel_pattern)) {
-            const bool parallel = u.pattern == parallel_pattern;
-            p.silence_track(parallel ? 1 : 0, u.track);
-            if (u.pattern == d.current_pattern || parallel) locate_track(p, u.track, parallel);
-        }
-    }
-    // The track list shows the swapped track with its mark.
-    if (d.main_screen) call(p.hooks.track_list_changed);
+    track_edit g(p, u.pattern, u.track, {.undo = undo_kind::none, .empty_ok = true});
+    if (!g) return;
+    g.begin();
+    // The swap costs no memory and cannot fail; a second Undo swaps back.
+    track_slot& live = g.slot();
+    track_slot held = live;
+    held.in_use = g.had_data() ? 1 : 0;
+    live = u.slot;
+    u.slot = held;
+    p.wait_request(p.d.thru_notes_off_request);
 }
 
 bool undo_command(program& p, undo_context where) {

@@ -3,6 +3,7 @@
 #include "core/command_ids.h"
 #include "processing/commands.h"
 #include "processing/undo.h"
+#include "services/help_pages.h"
 
 namespace kestrune {
 
@@ -13,6 +14,7 @@ command_record undo_command_record() {
         .shortcut = "Ctrl+Z",
         .views = every_view,
         .changes_song = true,
+        .help = std::string(help_page::undo),
         .run = [](program& p, const field_values&) {
             return undo_command(p, current_context(p)) ? outcome::done : outcome::refused;
         },

@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -77,6 +79,7 @@ public:
         temp_ = folder + "." + name + ".XXXXXX";
         const int fd = mkstemp(temp_.data());
         if (fd < 0) {
+            why_ = std::strerror(errno);
             temp_.clear();
             return;
         }
@@ -90,6 +93,7 @@ public:
         info.format = format;
         file_ = sf_open_fd(fd, SFM_WRITE, &info, 1);
         if (!file_) {
+            why_ = sf_strerror(nullptr);
             close(fd);
             abandon();
             return;
@@ -99,20 +103,31 @@ public:
     ~audio_file() { abandon(); }
 
     bool ok() const { return file_ != nullptr; }
+    // Why creating, writing or finishing failed, in the system's or the encoder's words.
+    const std::string& why() const { return why_; }
     bool write(const float* left, const float* right, std::uint32_t frames) {
         interleaved_.resize(std::size_t{frames} * 2);
         for (std::uint32_t i = 0; i < frames; ++i) {
             interleaved_[2 * i] = left[i];
             interleaved_[2 * i + 1] = right[i];
         }
-        return sf_writef_float(file_, interleaved_.data(), frames) == frames;
+        if (sf_writef_float(file_, interleaved_.data(), frames) == frames) return true;
+        why_ = sf_strerror(file_);
+        return false;
     }
     // Finishes the file (a FLAC encoder writes its last frames here) and puts it in place.
     bool commit() {
         sf_write_sync(file_);
-        const bool closed = sf_close(file_) == 0;
+        const int closed = sf_close(file_);
         file_ = nullptr;
-        if (!closed || std::rename(temp_.c_str(), target_.c_str()) != 0) return false;
+        if (closed != 0) {
+            why_ = sf_error_number(closed);
+            return false;
+        }
+        if (std::rename(temp_.c_str(), target_.c_str()) != 0) {
+            why_ = std::strerror(errno);
+            return false;
+        }
         temp_.clear();
         return true;
     }
@@ -128,6 +143,7 @@ private:
     std::string temp_;
     SNDFILE* file_ = nullptr;
     std::vector<float> interleaved_;
+    std::string why_;
 };
 
 // The song's sound, written as the engine's time goes on.
@@ -211,8 +227,8 @@ std::string lower(std::string s) {
     return s;
 }
 
-std::string write_error(const std::string& path) {
-    return "Can't write the audio file\n" + path + "\nThe disk may be full.";
+std::string write_error(const audio_file& file, const std::string& path) {
+    return "Can't write the audio file\n" + path + ": " + file.why();
 }
 
 }  // namespace
@@ -270,7 +286,8 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
     if (end <= from) return done(fail("There is nothing to play between these bars!"));
 
     audio_file file(r.output, format, synth.sample_rate());
-    if (!file.ok()) return done(fail("Can't create the audio file\n" + r.output));
+    if (!file.ok())
+        return done(fail("Can't create the audio file\n" + r.output + ": " + file.why()));
     const auto cancelled = [&] { return cancel && cancel->load(std::memory_order_relaxed); };
 
     transport tr(prog);
@@ -286,7 +303,7 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
         eng.run_until(clk.now_us());
         handle_engine_messages(prog);
         tr.tick(false);
-        if (!out.render_to(clk.now_us())) return done(fail(write_error(r.output)));
+        if (!out.render_to(clk.now_us())) return done(fail(write_error(file, r.output)));
         const double part = std::clamp(double(prog.d.position - from) / (end - from), 0.0, 1.0);
         if (progress && part - shown >= 0.001) progress(shown = part);
     }
@@ -297,9 +314,9 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
         if (cancelled()) return done(fail(msg_export_cancelled));
         clk.advance(step_us);
         eng.run_until(clk.now_us());
-        if (!out.render_to(clk.now_us())) return done(fail(write_error(r.output)));
+        if (!out.render_to(clk.now_us())) return done(fail(write_error(file, r.output)));
     } while (!out.quiet() && clk.now_us() < tail_end);
-    if (!file.commit()) return done(fail(write_error(r.output)));
+    if (!file.commit()) return done(fail(write_error(file, r.output)));
     if (progress) progress(1.0);
     return done(true);
 }

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <string>
 
+#include "processing/quantize.h"
+#include "processing/range_delete.h"
+#include "processing/track_edit.h"
+#include "processing/undo.h"
 #include "song/event_store.h"
 #include "song/locate.h"
 #include "song/patterns.h"
@@ -20,17 +24,12 @@ constexpr std::int32_t early_window = 24;
 constexpr std::int32_t max_count_in = 3072;
 constexpr std::uint8_t release_velocity = 64;
 
-int silence_group(int pattern) {
-    return pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0;
-}
+// How a take's own steps edit a track: during the take, with no copy of their own.
+constexpr track_edit_options take_edit{.undo = undo_kind::none, .empty_ok = true, .during_take = true};
 
 }  // namespace
 
-recorder::recorder(program& p, transport& t) : p_(p), d_(p.d), tr_(t) {
-    tr_.store_take = [this](int pattern, int track) { store_take(pattern, track); };
-    tr_.end_take = [this] { end_take(); };
-    p_.hooks.internal_record_off = [this] { internal_record_off(); };
-}
+recorder::recorder(program& p, transport& t) : p_(p), d_(p.d), tr_(t) {}
 
 bool recorder::mixer_port_matches() {
     if (p_.app.mixer_port < 0) return true;
@@ -48,7 +47,6 @@ bool recorder::mixer_port_matches() {
 void recorder::punch_off() {
     d_.punch_on = 0;
     tr_.buttons.punch = false;
-    call(p_.hooks.buttons_changed);
 }
 
 void recorder::prepare_cycle() {
@@ -113,11 +111,10 @@ void recorder::record_start(record_mode mode) {
     if (d_.internal_record) {
         if (p_.screen.message(msg_internal_recording_question, msg_icon::question,
                               msg_buttons::yes_no, msg_answer::yes) == msg_answer::no) {
-            internal_record_off();
+            p_.internal_record_off();
         } else {
             internal_switches_off();
         }
-        call(p_.hooks.buttons_changed);
     }
     const int track = d_.current_track;
     if (!d_.song_mode)
@@ -156,7 +153,7 @@ void recorder::record_start(record_mode mode) {
 
     if (mode == record_mode::replace && p_.slot(d_.record_pattern, track).in_use) {
         p_.screen.wait_cursor();
-        if (p_.hooks.undo_save) p_.hooks.undo_save(d_.record_pattern, track);
+        undo_save(p_, d_.record_pattern, track);
         delete_track_chain(p_, d_.record_pattern, track);
         p_.screen.arrow_cursor();
     }
@@ -166,14 +163,12 @@ void recorder::record_start(record_mode mode) {
 void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     arm_record_area();
     locate(p_, start);
-    call(p_.hooks.track_list_changed);
     tr_.clock_start(d_.position);
     tr_.buttons.play = true;
     tr_.buttons.stop = tr_.buttons.pause = false;
     tr_.buttons.record = mode == record_mode::replace;
     tr_.buttons.overdub = mode == record_mode::overdub;
     tr_.buttons.punch = punch;
-    call(p_.hooks.buttons_changed);
     if (d_.external_sync) {
         d_.record_armed_external = 1;
         return;
@@ -209,7 +204,7 @@ void recorder::instant_start(bool shift) {
     if (d_.punch_on) punch_off();
     if (d_.internal_record) {
         // Internal recording's saved state is dropped without a question.
-        saved_valid_ = false;
+        p_.app.internal_record_saved.valid = false;
         internal_switches_off();
     }
     d_.record_pattern = d_.current_pattern;
@@ -227,14 +222,13 @@ void recorder::instant_start(bool shift) {
         track_slot& t = p_.slot(d_.record_pattern, d_.current_track);
         d_.punch_saved_mute = t.mute;
         t.mute = 1;
-        p_.silence_track(silence_group(d_.record_pattern), d_.current_track);
+        p_.silence_track(d_.record_pattern, d_.current_track);
     }
     if (p_.running())
         shared_store(d_.record_enable, 1);
     else
         d_.record_paused = 1;  // waits for Pause
     tr_.buttons.record = true;
-    call(p_.hooks.buttons_changed);
 }
 
 void recorder::instant_stop() {
@@ -243,7 +237,6 @@ void recorder::instant_stop() {
     d_.input_armed = 0;
     store_take(d_.record_pattern, d_.current_track);
     tr_.buttons.record = tr_.buttons.overdub = false;
-    call(p_.hooks.buttons_changed);
 }
 
 void recorder::end_take() {
@@ -296,9 +289,9 @@ void recorder::move_early_events(ref32 first, std::int32_t start) {
     }
 }
 
-bool recorder::merge_passes(int pattern, int track) {
+bool recorder::merge_passes(track_edit& target) {
     event_store s = p_.store();
-    track_slot& t = p_.slot(pattern, track);
+    track_slot& t = target.slot();
     int sum = 0;
     for (int i = 0; i < pass_slots; ++i) {
         track_slot& pass = p_.slot(take_pattern, i);
@@ -312,26 +305,16 @@ bool recorder::merge_passes(int pattern, int track) {
         sum += pass.blocks;
     }
     if (sum + merge_spare_blocks >= d_.free_blocks) return false;
-    const bool parallel = pattern == parallel_pattern;
     for (int i = 0; i < tracks_per_pattern; ++i) {
         track_slot& pass = p_.slot(take_pattern, i);
         if (!pass.in_use || pass.mute) continue;
         s.sort_chain(pass.first);
         chain_builder b(s);
-        merge_chains(b, s, pass.first, t.in_use ? t.first : s.layout().static_end);
+        merge_chains(b, s, pass.first, t.first != null_ref ? t.first : s.layout().static_end);
         b.terminate();
         const ref32 merged = b.cut();
         if (merged == null_ref) return false;
-        shared_store(t.in_use, 0);
-        p_.silence_track(silence_group(pattern), track);
-        if (t.first != null_ref) s.free_chain(t.first);
-        t.first = t.play = merged;
-        t.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-        {
-            program::park parked(p_);
-            shared_store(t.in_use, 1);
-            if (pattern == d_.current_pattern || parallel) locate_track(p_, track, parallel);
-        }
+        target.replace_chain(merged, b.count_chain_blocks());
         delete_track_chain(p_, take_pattern, i);
     }
     return true;
@@ -379,14 +362,9 @@ void recorder::store_take(int pattern, int track) {
         }
     }
     const bool punched = d_.punched_in || d_.instant_punch;
-    track_slot& t = p_.slot(pattern, track);
     if (!d_.take_has_data) {
         // A punch with nothing played erases its range.
-        if (punched && t.in_use) {
-            if (p_.hooks.undo_save) p_.hooks.undo_save(pattern, track);
-            if (p_.hooks.delete_range && !p_.hooks.delete_range(pattern, track, start, end))
-                p_.message(msg_no_memory_left);
-        }
+        if (punched && p_.slot(pattern, track).in_use) erase_range(pattern, track, start, end);
         if (punched) punch_off();
         finish_take();
         return;
@@ -400,40 +378,7 @@ void recorder::store_take(int pattern, int track) {
     } else if (!take.terminate() || !take.ok()) {
         p_.message(msg_no_memory_left);
     } else {
-        const ref32 first = take.cut();
-        const bool merging = t.in_use != 0;
-        char name[sizeof t.name];
-        std::copy(std::begin(t.name), std::end(t.name), name);
-        if (merging && p_.hooks.undo_save) p_.hooks.undo_save(pattern, track);
-        track_slot& dest = merging ? p_.slot(take_pattern, take_slot) : t;
-        {
-            program::park parked(p_);
-            dest.first = dest.play = first;
-            shared_store(dest.in_use, 1);
-            if (!merging && (pattern == d_.current_pattern || pattern == parallel_pattern))
-                locate_track(p_, track, pattern == parallel_pattern);
-        }
-        dest.blocks = static_cast<std::uint16_t>(take.count_chain_blocks());
-
-        if (punched || d_.punch_on) {
-            if (merging && p_.hooks.delete_range &&
-                !p_.hooks.delete_range(pattern, track, start, end))
-                p_.message(msg_no_memory_left);
-            close_open_notes(dest, end);
-        }
-        if (t.quantize != 0 && p_.hooks.quantize_chain)
-            p_.hooks.quantize_chain(dest.first, t.quantize);
-        if (!d_.cycle_recording) {
-            move_early_events(dest.first, d_.punch_on ? start : song_start);
-            punch_off();
-            s.sort_chain(dest.first);
-        }
-        if (!merge_passes(pattern, track)) p_.message(msg_no_memory_left);
-        if (!merging)
-            put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
-        else
-            std::copy(std::begin(name), std::end(name), t.name);
-        call(p_.hooks.track_list_changed);
+        store_chain(pattern, track, take, {start, end, punched || d_.punch_on});
         if (d_.sysex_chunks > 0)
             p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks",
                        msg_icon::information);
@@ -442,13 +387,60 @@ void recorder::store_take(int pattern, int track) {
     finish_take();
 }
 
+void recorder::erase_range(int pattern, int track, std::int32_t start, std::int32_t end) {
+    undo_save(p_, pattern, track);
+    track_edit g(p_, pattern, track, take_edit);
+    g.begin();
+    if (!delete_range(g, start, end)) p_.message(msg_no_memory_left);
+}
+
+void recorder::shape_take(track_slot& dest, int pattern, int quantize, const take_range& r) {
+    if (r.punch) close_open_notes(dest, r.end);
+    if (quantize != 0) quantize_track(p_, pattern, dest.first, quantize);
+    if (!d_.cycle_recording) {
+        move_early_events(dest.first, d_.punch_on ? r.start : song_start);
+        punch_off();
+        p_.store().sort_chain(dest.first);
+    }
+}
+
+void recorder::store_chain(int pattern, int track, chain_builder& take, const take_range& r) {
+    // Cut and counted before anything else builds in the record area.
+    const ref32 first = take.cut();
+    const int blocks = take.count_chain_blocks();
+    track_slot& t = p_.slot(pattern, track);
+    const bool merging = t.in_use != 0;
+    char name[sizeof t.name];
+    std::copy(std::begin(t.name), std::end(t.name), name);
+    if (merging) undo_save(p_, pattern, track);
+    // The track stays hidden from the engine until the take is in.
+    track_edit target(p_, pattern, track, take_edit);
+    target.begin();
+    if (!merging) {
+        target.replace_chain(first, blocks);
+        shape_take(t, pattern, t.quantize, r);
+    } else {
+        // The take waits in the last slot of the working pattern to be merged with the passes.
+        track_edit held(p_, take_pattern, take_slot, take_edit);
+        held.begin();
+        held.replace_chain(first, blocks);
+        if (r.punch && !delete_range(target, r.start, r.end)) p_.message(msg_no_memory_left);
+        shape_take(held.slot(), pattern, t.quantize, r);
+    }
+    if (!merge_passes(target)) p_.message(msg_no_memory_left);
+    if (!merging)
+        put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
+    else
+        std::copy(std::begin(name), std::end(name), t.name);
+}
+
 void recorder::mute_last_pass() {
     if (!d_.cycle_recording) return;
     for (int i = std::min<int>(d_.cycle_passes, pass_slots) - 1; i >= 0; --i) {
         track_slot& s = p_.slot(take_pattern, i);
         if (!s.in_use || s.mute) continue;
         s.mute = 1;
-        p_.silence_track(silence_group(take_pattern), i);
+        p_.silence_track(take_pattern, i);
         return;
     }
 }
@@ -460,10 +452,10 @@ void recorder::tick() {
     const int passes = std::min<int>(shared_load(d_.cycle_passes), pass_slots);
     for (int i = 0; i < passes; ++i) {
         track_slot& s = p_.slot(take_pattern, i);
-        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0 || !p_.hooks.quantize_chain)
-            continue;
+        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0) continue;
+        // The pass plays on meanwhile: the engine is parked, not told to end its notes.
         program::park parked(p_);
-        p_.hooks.quantize_chain(s.first, s.quantize);
+        quantize_track(p_, d_.record_pattern, s.first, s.quantize);
     }
 }
 
@@ -486,36 +478,20 @@ internal_recording_fields recorder::internal_recording_state() const {
 
 void recorder::set_internal_recording(const internal_recording_fields& f) {
     if (!f.enabled) {
-        internal_record_off();
+        p_.internal_record_off();
         return;
     }
     if (!d_.internal_record) {
-        saved_valid_ = true;
-        saved_thru_ = d_.midi_thru;
-        saved_reset_on_stop_ = tr_.reset_on_stop;
-        saved_click_ = d_.midi_click;
+        p_.app.internal_record_saved = {true, d_.midi_thru, p_.app.reset_on_stop, d_.midi_click};
         internal_switches_off();
     }
     d_.internal_record = static_cast<std::uint8_t>(std::clamp(f.port, 0, 3) + 1);
-    call(p_.hooks.buttons_changed);
 }
 
 void recorder::internal_switches_off() {
     d_.midi_thru = 0;
-    tr_.reset_on_stop = false;
+    p_.app.reset_on_stop = false;
     d_.midi_click = 0;
-}
-
-void recorder::internal_record_off() {
-    if (!d_.internal_record) return;
-    d_.internal_record = 0;
-    if (saved_valid_) {
-        d_.midi_thru = saved_thru_;
-        tr_.reset_on_stop = saved_reset_on_stop_;
-        d_.midi_click = saved_click_;
-    }
-    saved_valid_ = false;
-    call(p_.hooks.buttons_changed);
 }
 
 }  // namespace kestrune

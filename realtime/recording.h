@@ -36,9 +36,12 @@ struct internal_recording_fields {
     int port = 0;
 };
 
+class chain_builder;
+class track_edit;
+
+// Keeps nothing of its own: the transport makes one to store a take when it stops.
 class recorder {
   public:
-    // Takes over the transport's take hooks and the program's internal recording hook.
     recorder(program& p, transport& t);
     recorder(const recorder&) = delete;
     recorder& operator=(const recorder&) = delete;
@@ -66,7 +69,6 @@ class recorder {
     bool internal_recording_allowed();
     internal_recording_fields internal_recording_state() const;
     void set_internal_recording(const internal_recording_fields& f);
-    void internal_record_off();
 
   private:
     bool mixer_port_matches();
@@ -80,18 +82,26 @@ class recorder {
     void count_pass_blocks(int slot);
     void close_open_notes(track_slot& dest, std::int32_t end);
     void move_early_events(ref32 first, std::int32_t s);
-    bool merge_passes(int pattern, int track);
+    // The span a punch replaces, in the take's positions.
+    struct take_range {
+        std::int32_t start;
+        std::int32_t end;
+        bool punch;
+    };
+    // A punch that played nothing erases its range from the track.
+    void erase_range(int pattern, int track, std::int32_t start, std::int32_t end);
+    // The take, cut off the record area, into the track: as the track itself when it is empty,
+    // else by way of the take slot merged with what the track holds; the passes with it.
+    void store_chain(int pattern, int track, chain_builder& take, const take_range& r);
+    // What a take goes through before it is merged: open notes ended, quantize, early events.
+    void shape_take(track_slot& dest, int pattern, int quantize, const take_range& r);
+    bool merge_passes(track_edit& target);
     void finish_take();
     std::int32_t bar_before_step() const;
 
     program& p_;
     dll_data& d_;
     transport& tr_;
-    // What internal recording switched off, to be switched back on.
-    bool saved_valid_ = false;
-    std::uint8_t saved_thru_ = 0;
-    bool saved_reset_on_stop_ = false;
-    std::uint8_t saved_click_ = 0;
 };
 
 }  // namespace kestrune

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/command_ids.h"
+#include "services/help_pages.h"
 
 namespace kestrune {
 
@@ -21,7 +22,7 @@ dialog_layout internal_recording_dialog() {
             port_field, port, std::string("Channel ") + letter + "1 - " + letter + "16 to current track",
             {2, 3 + port * row, 39, 4 + port * row}));
     }
-    for (dialog_item& b : ok_cancel(width, height)) d.items.push_back(std::move(b));
+    for (dialog_item& b : ok_cancel(width, height, true)) d.items.push_back(std::move(b));
     return d;
 }
 
@@ -32,6 +33,7 @@ command_record internal_recording_command(recorder& rec) {
         .id = cmd::internal_recording,
         .text = "&Internal Recording...",
         .views = every_view,
+        .help = std::string(help_page::internal_recording),
         .fields = {check_field("Enable Internal Recording"),
                    choice_field("Port", {"A", "B", "C", "D"})},
         .dialog = internal_recording_dialog(),

@@ -82,7 +82,6 @@ int midi_setup_dialog::ok() {
         for (int i = 0; i < 4; ++i) any |= d.midi_out_handle[i] != 0;
         d.midi_not_configured = any ? 0 : 1;
     }
-    call(p_.hooks.buttons_changed);
     return failures;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "realtime/recording.h"
 #include "song/locate.h"
 #include "song/patterns.h"
 #include "song/position.h"
@@ -33,13 +34,11 @@ void transport::send_clock_ports(std::uint8_t a, std::uint8_t b, std::uint8_t c,
 void transport::buttons_running() {
     buttons.play = true;
     buttons.stop = buttons.pause = false;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::buttons_stopped() {
     buttons.play = false;
     buttons.stop = buttons.pause = true;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::halt_transport(int mode) {
@@ -52,8 +51,8 @@ void transport::halt_transport(int mode) {
     d_.input_started = 0;
     clock_stop(mode, was_stopped);
     p_.wait_request(d_.all_notes_off_request);
-    if (mode == 1 && reset_on_stop) p_.wait_request(d_.reset_request);
-    if (store_take) store_take(d_.record_pattern, d_.current_track);
+    if (mode == 1 && p_.app.reset_on_stop) p_.wait_request(d_.reset_request);
+    recorder(p_, *this).store_take(d_.record_pattern, d_.current_track);
     if (!(!was_stopped && mode != 0)) editor_refresh = true;
 }
 
@@ -287,7 +286,6 @@ void transport::toggle_cycle() {
     }
     buttons.cycle = d_.cycle_on;
     buttons.punch = d_.punch_on;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::toggle_punch() {
@@ -300,7 +298,6 @@ void transport::toggle_punch() {
     if (d_.punch_on) d_.cycle_on = 0;
     buttons.cycle = d_.cycle_on;
     buttons.punch = d_.punch_on;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::solo_follows_track() {
@@ -323,7 +320,6 @@ void transport::toggle_solo() {
         std::memset(d_.parallel_enable, 1, sizeof d_.parallel_enable);
     }
     buttons.solo = p_.app.solo_on;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::toggle_tempo_track() {
@@ -340,7 +336,6 @@ void transport::toggle_tempo_track() {
         set_tempo_increment(d_, p_.app.song_tempo);
     }
     buttons.tempo = d_.tempo_track_on;
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::set_manual_tempo(std::int32_t tempo) {
@@ -359,8 +354,6 @@ void transport::toggle_signature_track() {
     d_.active_signature = d_.signature_track_on ? d_.signature_track : d_.signature_chain;
     if (shared_load(d_.stopped) == 0) locate(p_, d_.position);
     buttons.signature = d_.signature_track_on;
-    call(p_.hooks.redraw_bar_display);
-    call(p_.hooks.buttons_changed);
 }
 
 void transport::set_external_sync(bool external) {
@@ -377,71 +370,6 @@ void transport::set_external_sync(bool external) {
 void transport::panic() {
     p_.wait_request(d_.all_notes_off_request);
     p_.wait_request(d_.reset_request);
-}
-
-void transport::scan_pattern(int pattern, std::int32_t from_local, std::int32_t lower, std::int32_t base,
-                             std::uint32_t mask) {
-    static constexpr int controllers[] = {0, 32, 7, 91, 93, 10, 11};
-    static constexpr int kinds[] = {chase_bank_msb, chase_bank_lsb, chase_volume, chase_reverb,
-                                    chase_chorus,   chase_pan,      chase_expression};
-    const event_store& s = p_.store();
-    for (int t = 0; t < tracks_per_pattern; ++t) {
-        const track_slot& sl = p_.slot(pattern, t);
-        if (!sl.in_use || sl.mute || (mask & (1u << t))) continue;
-        for (ref32 e = s.prev_event(seat_track(s, sl, from_local).event); is_event_status(s.status(e)); e = s.prev_event(e)) {
-            const std::int32_t pos = s.position(e);
-            if (pos < lower) break;
-            const std::uint8_t st_ = s.status(e);
-            if (st_ < 0xB0 || st_ > 0xEF) continue;
-            const int ch = sl.channel < 16 ? sl.channel : (st_ & 0x0F);
-            const std::uint8_t out = static_cast<std::uint8_t>((st_ & 0xF0) | ch);
-            chase_entry& c = d_.chase(sl.port & 3, ch);
-            const std::int32_t key = base + pos;
-            const midi_event& ev = s.at(e);
-            auto store = [&](chase_slot& slot, std::uint8_t value) {
-                if (key > slot.key) slot = {key, out, value};
-            };
-            switch (st_ & 0xF0) {
-                case 0xC0:
-                    store(c.slot[chase_program], ev.data1());
-                    break;
-                case 0xE0:
-                    if (key > c.wheel_key) {
-                        c.wheel_key = key;
-                        c.wheel_status = out;
-                        c.wheel_data1 = ev.data1();
-                        c.wheel_data2 = ev.data2();
-                    }
-                    break;
-                case 0xB0:
-                    for (int k = 0; k < 7; ++k)
-                        if (ev.data1() == controllers[k]) store(c.slot[kinds[k]], ev.data2());
-                    break;
-                default:
-                    break;  // channel pressure and the rest are not chased
-            }
-        }
-    }
-}
-
-void transport::chase_events(std::int32_t pos, int step, int pattern) {
-    for (chase_entry& c : d_.chase_table) {
-        for (chase_slot& s : c.slot) s.key = -1;
-        c.wheel_key = -1;
-    }
-    if (!d_.song_mode) {
-        scan_pattern(pattern, pos, song_start, p_.step_start(step), p_.step(step).track_mask);
-    } else {
-        for (int s = std::clamp(step, 0, song_steps - 1); s >= 0; --s) {
-            const std::int32_t start = p_.step_start(s);
-            const std::int32_t from = s == step ? pos - start + song_start : p_.step(s).end - start + song_start;
-            const int pat = std::clamp<int>(p_.step(s).pattern, 0, 15);
-            scan_pattern(pat, from, song_start - p_.step(s).pickup, start, p_.step(s).track_mask);
-        }
-        // The parallel pattern's values win.
-        scan_pattern(parallel_pattern, pos, song_start - p_.step(0).pickup, past_last_step, 0);
-    }
-    shared_store(d_.chase_ready, 1);
 }
 
 void transport::tick(bool held, bool editor_open, bool event_editor_open) {
@@ -507,8 +435,8 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
     if (!event_editor_open && d.engine_request) {
         if (d.engine_request == request_refresh_buttons) {
             if (shared_load(d.stopped)) buttons_stopped(); else buttons_running();
-        } else if (d.engine_request == request_end_take && end_take) {
-            end_take();
+        } else if (d.engine_request == request_end_take) {
+            recorder(p_, *this).end_take();
         }
         d.engine_request = 0;
     }

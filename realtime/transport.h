@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <functional>
 
 #include "core/program.h"
 
@@ -68,9 +67,6 @@ public:
     void set_manual_tempo(std::int32_t tempo);
     void panic();
 
-    // Fills the chase table for position p from song step `step` and `pattern`.
-    void chase_events(std::int32_t p, int step, int pattern);
-
     // The periodic work on the UI thread; `buttons_held` is the mouse state, `editor_open` true
     // while an editor or the mixer has the window.
     void tick(bool buttons_held, bool editor_open = false, bool event_editor_open = false);
@@ -82,7 +78,6 @@ public:
     std::int32_t pending_locate = -1;
     bool left_locator_changed = false;
     bool two_bar_count_in = false;
-    bool reset_on_stop = false;
     int spp_offset = 1;        // sixteenths, 1 to 8
     int sync_delay_value = 0;  // ticks, -7 to 7
     bool position_redraw = false;
@@ -98,17 +93,11 @@ public:
     // Milliseconds the clock waits took, for tests.
     std::int64_t waited_ms = 0;
 
-    // Takes are stored by the recording part; until then a stop has nothing to store.
-    std::function<void(int pattern, int track)> store_take;
-    std::function<void()> end_take;  // the engine asks for the end of a take
-
 private:
     void wait_ms(int ms);
     void send_clock_ports(std::uint8_t a, std::uint8_t b = 0, std::uint8_t c = 0, int n = 1);
     void buttons_running();
     void buttons_stopped();
-    void scan_pattern(int pattern, std::int32_t from_local, std::int32_t lower, std::int32_t base,
-                      std::uint32_t mask);
 
     program& p_;
     dll_data& d_;

@@ -10,6 +10,7 @@ packages=(
   midicsv
   qt6-base-dev libgl-dev
   libfluidsynth-dev libglib2.0-dev libsndfile1-dev timgm6mb-soundfont
+  liblo-dev desktop-file-utils shared-mime-info groff-base
 )
 
 missing=()

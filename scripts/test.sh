@@ -15,8 +15,12 @@ cmake --build build-fuzz -j"$(nproc)"
 mkdir -p build-fuzz/artifacts
 for source in fuzz/*_fuzz.cpp; do
   target="$(basename "$source" .cpp)"
+  # New inputs go into the first folder; the ones that once failed are read from the second.
+  corpus=("build-fuzz/corpus/$target")
+  mkdir -p "${corpus[0]}"
+  [ -d "fuzz/regressions/$target" ] && corpus+=("fuzz/regressions/$target")
   echo "fuzz: $target for ${fuzz_seconds}s"
-  "build-fuzz/fuzz/$target" -max_total_time="$fuzz_seconds" -print_final_stats=0 \
+  "build-fuzz/fuzz/$target" "${corpus[@]}" -max_total_time="$fuzz_seconds" -print_final_stats=0 \
       -artifact_prefix=build-fuzz/artifacts/ >"build-fuzz/artifacts/$target.log" 2>&1 ||
     { tail -40 "build-fuzz/artifacts/$target.log"; exit 1; }
 done

@@ -9,6 +9,7 @@
 #include "files/file_state.h"
 #include "files/song_file.h"
 #include "realtime/audio_render.h"
+#include "services/help_pages.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -86,6 +87,7 @@ outcome export_audio(session& s) {
 
 void add_audio_export(session& s) {
     s.commands.add({.id = cmd::export_audio, .text = "Export A&udio...", .views = every_view,
+                    .help = std::string(help_page::export_audio),
                     .run = [&s](program&, const field_values&) { return export_audio(s); }});
 }
 

@@ -8,6 +8,7 @@
 #include "files/smf_writer.h"
 #include "files/song_file.h"
 #include "files/sysex_file.h"
+#include "services/help_pages.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
 
@@ -37,9 +38,9 @@ bool is_midi_name(const std::string& path) {
 // A file command: MIDI thru's notes end before it; false from `run` is a dialog given up or a
 // load that failed with its message.
 command_record file_command(int id, const char* text, const char* shortcut, bool changes_song,
-                            std::function<bool(program&)> run) {
+                            std::string_view help, std::function<bool(program&)> run) {
     return {.id = id, .text = text, .shortcut = shortcut, .views = every_view,
-            .changes_song = changes_song,
+            .changes_song = changes_song, .help = std::string(help),
             .run = [run = std::move(run)](program& p, const field_values&) {
                 p.wait_request(p.d.thru_notes_off_request);
                 return run(p) ? outcome::done : outcome::cancelled;
@@ -59,18 +60,18 @@ std::function<bool(program&)> then_repaint(Load load) {
 void add_loads(session& s) {
     file_state& fs = s.files;
     command_table& t = s.commands;
-    t.add(file_command(cmd::load_song, "&Load Song...", "Ctrl+O", true, then_repaint([&s, &fs](program& p) {
+    t.add(file_command(cmd::load_song, "&Load Song...", "Ctrl+O", true, help_page::files, then_repaint([&s, &fs](program& p) {
         if (!load_song(p, fs, false)) return false;
         s.trans.rewind(1);
         return true;
     })));
-    t.add(file_command(cmd::load_pattern, "Load &Pattern...", "", true,
+    t.add(file_command(cmd::load_pattern, "Load &Pattern...", "", true, help_page::pattern_track_files,
                        then_repaint([&fs](program& p) { return load_pattern(p, fs) != 0; })));
-    t.add(file_command(cmd::load_track, "Load &Track...", "", true,
+    t.add(file_command(cmd::load_track, "Load &Track...", "", true, help_page::pattern_track_files,
                        then_repaint([&fs](program& p) { return load_track(p, fs) != 0; })));
-    t.add(file_command(cmd::load_syx_file, "Load S&yx File...", "", true,
+    t.add(file_command(cmd::load_syx_file, "Load S&yx File...", "", true, help_page::sysex_text_editing,
                        then_repaint([&fs](program& p) { return load_syx_file(p, fs) != 0; })));
-    t.add(file_command(cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", true,
+    t.add(file_command(cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", true, help_page::midi_files,
                        then_repaint([&s, &fs](program& p) {
                            if (!load_midi_file(p, fs, midi_load_mode::ask, {})) return false;
                            midi_file_loaded(s, fs.current_file_name);
@@ -81,13 +82,13 @@ void add_loads(session& s) {
 void add_saves(session& s) {
     file_state& fs = s.files;
     command_table& t = s.commands;
-    t.add(file_command(cmd::save_song, "&Save Song...", "Ctrl+S", false,
+    t.add(file_command(cmd::save_song, "&Save Song...", "Ctrl+S", false, help_page::files,
                        [&fs](program& p) { return save_song(p, fs); }));
-    t.add(file_command(cmd::save_pattern, "Save P&attern...", "", false,
+    t.add(file_command(cmd::save_pattern, "Save P&attern...", "", false, help_page::pattern_track_files,
                        [&fs](program& p) { return save_pattern(p, fs); }));
-    t.add(file_command(cmd::save_track, "Save T&rack...", "", false,
+    t.add(file_command(cmd::save_track, "Save T&rack...", "", false, help_page::pattern_track_files,
                        [&fs](program& p) { return save_track(p, fs); }));
-    t.add(file_command(cmd::save_midi_file, "Sa&ve MIDI File...", "", false,
+    t.add(file_command(cmd::save_midi_file, "Sa&ve MIDI File...", "", false, help_page::midi_files,
                        [&fs](program& p) { return save_midi_file(p, fs); }));
 }
 
@@ -135,14 +136,14 @@ bool open_recent_file(session& s, int index) {
 
 void add_file_commands(session& s) {
     s.commands.add({.id = cmd::clear_song, .text = "&Clear Song...", .shortcut = "Ctrl+N",
-                    .views = every_view, .changes_song = true,
+                    .views = every_view, .changes_song = true, .help = std::string(help_page::files),
                     .run = [&s](program&, const field_values&) {
                         return clear_song_command(s) ? outcome::done : outcome::cancelled;
                     }});
     add_loads(s);
     add_saves(s);
     for (int i = 0; i < recent_file_count; ++i) {
-        command_record c = file_command(cmd::recent_file_first + i, "", "", true,
+        command_record c = file_command(cmd::recent_file_first + i, "", "", true, help_page::files,
                                         [&s, i](program&) { return open_recent_file(s, i); });
         c.enabled = [&s, i](const program&) { return i < static_cast<int>(s.files.recent_files.size()); };
         s.commands.add(std::move(c));

@@ -4,6 +4,7 @@
 #include "editors/editor_commands.h"
 #include "mixer/mixer_commands.h"
 #include "processing/commands.h"
+#include "services/help_pages.h"
 #include "shell/file_commands.h"
 #include "shell/startup.h"
 
@@ -85,6 +86,11 @@ void add_main_commands(session& s) {
     add_program_commands(s.commands);
     add_file_commands(s);
     add_window_commands(s);
+}
+
+std::string_view command_help_page(const command_table& table, int id) {
+    const command_record* c = table.find(id);
+    return c && !c->help.empty() ? std::string_view(c->help) : help_page::main_window;
 }
 
 std::string recent_file_item_text(int index, const std::string& path) {

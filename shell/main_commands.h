@@ -36,6 +36,9 @@ void add_main_commands(session& s);
 void add_window_commands(session& s);
 command_record note_pad_command();
 
+// The page F1 shows for a command: its own, else the main window's.
+std::string_view command_help_page(const command_table& table, int id);
+
 // The File menu's recent-file item text: "&1 /path/song.sng".
 std::string recent_file_item_text(int index, const std::string& path);
 

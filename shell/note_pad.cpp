@@ -4,6 +4,7 @@
 
 #include "core/command_ids.h"
 #include "core/program.h"
+#include "services/help_pages.h"
 #include "shell/main_commands.h"
 
 namespace kestrune {
@@ -15,7 +16,7 @@ constexpr int width = 44, height = 18;
 dialog_layout note_pad_dialog() {
     dialog_layout d{.title = "Note Pad", .width = width, .height = height};
     d.items = {text_box(0, {1, 1, width - 1, height - 4})};
-    for (dialog_item& b : ok_cancel(width, height)) d.items.push_back(std::move(b));
+    for (dialog_item& b : ok_cancel(width, height, true)) d.items.push_back(std::move(b));
     return d;
 }
 
@@ -26,6 +27,7 @@ command_record note_pad_command() {
         .id = cmd::note_pad,
         .text = "&Note Pad...",
         .views = every_view,
+        .help = std::string(help_page::note_pad),
         .fields = {{.label = "Note Pad", .kind = field_kind::text, .entry_length = note_pad_bytes - 1}},
         .dialog = note_pad_dialog(),
         .initial = [](const program& p) {

@@ -63,7 +63,7 @@ int start_session(session& s) {
     p.write_defaults();
     load_settings(p, s.settings, s.files);
     s.trans.two_bar_count_in = s.settings.two_bar_count_in != 0;
-    s.trans.reset_on_stop = s.settings.reset_on_stop != 0;
+    s.prog.app.reset_on_stop = s.settings.reset_on_stop != 0;
     setup_from_settings(s);
     for (int port = 0; port < 4; ++port) set_default_patch_names(s.patches[static_cast<std::size_t>(port)]);
     load_patch_names(s.patches, patch_folders(), p.screen);
@@ -92,12 +92,14 @@ bool open_start_file(session& s, const std::string& command_line_name) {
     recent.erase(std::remove_if(recent.begin(), recent.end(),
                                 [](const std::string& f) { return f.empty() || !file_opens(f); }),
                  recent.end());
-    call(s.prog.hooks.reset_mixer);
+    s.prog.reset_mixer();
     // A song named on the command line that is not there says so, as a missing MIDI file does;
     // a missing "Default.sng" is the usual start with an empty song.
-    if (!command_line_name.empty() && is_song_name(command_line_name) && !file_opens(command_line_name))
-        s.prog.screen.message(msg_open_failed, msg_icon::stop, msg_buttons::ok, msg_answer::ok,
-                              caption_error);
+    if (!command_line_name.empty() && is_song_name(command_line_name)) {
+        file_buffer probe;
+        if (!probe.open_read(command_line_name))
+            show_open_failure(s.prog, probe, command_line_name);
+    }
     s.files.current_file_name = command_line_name;
     const bool loaded = load_song_by_type(s.prog, s.files) != 0;
     if (!loaded) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "song/chase.h"
 #include "song/patterns.h"
 #include "song/position.h"
 #include "song/event_store.h"
@@ -107,9 +108,8 @@ void locate(program& p, std::int32_t position) {
     d.play_pattern = static_cast<std::uint8_t>(pattern);
     d.display_pattern = static_cast<std::int16_t>(pattern);
 
-    if (p.app.chase_events && p.hooks.chase_events) p.hooks.chase_events(position, step, pattern);
+    if (p.app.chase_events) chase_events(p, position, step, pattern);
     if (d.cycle_on) cycle_prepare(p);
-    if (d.signature_track_on) call(p.hooks.redraw_bar_display);
 
     if (was_recording) shared_store(d.record_enable, 1);
 }
@@ -163,19 +163,32 @@ void cycle_prepare(program& p) {
     d.cycle_step_ptr = p.step_ref(at.step);
 }
 
-void locate_track(program& p, int track, bool parallel) {
+namespace {
+
+// Seats a track of `pattern` at the play position in the normal or the parallel group.
+void seat_in_group(program& p, int pattern, int track, bool parallel) {
     dll_data& d = p.d;
     std::int32_t pos = d.position;
     if (d.song_mode && d.current_step > 0 && !parallel)
         pos = pos + song_start - p.step_start(d.current_step);
-    track_slot& slot = p.slot(d.current_pattern, track);
+    track_slot& slot = p.slot(pattern, track);
     program::park parked(p);
     if (slot.in_use) {
         const track_seat at = seat_track(p.store(), slot, pos);
         slot.play = at.event;
         (parallel ? d.parallel_track_position : d.track_position)[track] = at.position;
     }
-    if (d.cycle_on) cycle_locate_track(p, track, parallel, d.current_pattern);
+    if (d.cycle_on) cycle_locate_track(p, track, parallel, pattern);
+}
+
+}  // namespace
+
+void locate_track(program& p, int pattern, int track) {
+    // Pattern mode may play pattern 16 itself, in the normal group.
+    if (pattern == p.d.display_pattern)
+        seat_in_group(p, pattern, track, false);
+    else if (pattern == parallel_pattern)
+        seat_in_group(p, pattern, track, true);
 }
 
 void cycle_locate_track(program& p, int track, bool parallel, int pattern) {

@@ -18,7 +18,11 @@ step_place find_song_step(const program& p, std::int32_t position);
 
 void locate(program& p, std::int32_t position);
 void cycle_prepare(program& p);
-void locate_track(program& p, int track, bool parallel);
+// A track's chain changed with the song where it stands: when its pattern plays (the one in
+// display_pattern, or the parallel pattern) its play pointer and position are set at the play
+// position, and the cycle's too, with `stopped` held. Other patterns are seated by the next
+// locate.
+void locate_track(program& p, int pattern, int track);
 void cycle_locate_track(program& p, int track, bool parallel, int pattern);
 
 }  // namespace kestrune

@@ -134,13 +134,23 @@ void delete_track_chain(program& p, int pattern, int track) {
     if (!s.in_use) return;
     // Hide the track from the engine first, then end its notes, then give the blocks back.
     shared_store(s.in_use, 0);
-    p.silence_track(pattern == parallel_pattern ? 1 : pattern == take_pattern ? 2 : 0, track);
+    p.silence_track(pattern, track);
     if (s.first != null_ref) p.store().free_chain(s.first);
     s.first = s.play = null_ref;
     s.mute = 0;
     s.blocks = 0;
     p.d.record_write = event_store::first_slot(p.d.record_first_block);
     put_name(s.name, blank_name);
+}
+
+void undo_free(program& p) {
+    undo_copy& u = p.undo;
+    u.available = false;
+    if (!u.slot.in_use) return;
+    if (u.slot.first != null_ref) p.store().free_chain(u.slot.first);
+    u.slot.first = u.slot.play = null_ref;
+    u.slot.blocks = 0;
+    u.slot.in_use = 0;
 }
 
 void clear_song(program& p) {
@@ -163,14 +173,12 @@ void clear_song(program& p) {
         std::memset(d.parallel_enable, 1, sizeof d.parallel_enable);
         p.app.solo_on = false;
     }
-    if (d.internal_record) call(p.hooks.internal_record_off);
-    d.internal_record = 0;
-    call(p.hooks.buttons_changed);
+    p.internal_record_off();
 
     // Pattern 17 only holds temporary chains, but they are given back too so no block is lost.
     for (int pat = 0; pat < pattern_count; ++pat)
         for (int t = 0; t < tracks_per_pattern; ++t) delete_track_chain(p, pat, t);
-    call(p.hooks.empty_undo);
+    undo_free(p);
 
     set_pattern_defaults(p);
     set_song_list_defaults(p);
@@ -181,9 +189,9 @@ void clear_song(program& p) {
     set_tempo_increment(d, default_tempo);
     p.app.edit_grid = 48;
 
-    call(p.hooks.reset_mixer);
+    p.reset_mixer();
     d.current_track = 0;
-    call(p.hooks.scroll_to_top);
+    ++p.changes.song;  // views go back to their start: the track list to its top
 }
 
 void copy_thru_fields(program& p) {
@@ -211,27 +219,14 @@ bool select_pattern(program& p, int pattern, bool forced_redraw) {
     const int shown = p.d.current_pattern;
     p.d.current_pattern = static_cast<std::int16_t>(pattern);
     p.d.parallel_selected = (p.d.song_mode && pattern == parallel_pattern) ? 1 : 0;
-    if (pattern != shown || forced_redraw) {
-        call(p.hooks.track_list_changed);
-        copy_thru_fields(p);
-    }
+    if (pattern != shown || forced_redraw) copy_thru_fields(p);
     return true;
 }
 
-namespace {
-
-bool pattern_is_playing(const program& p, int pattern) {
-    if (!p.running()) return false;
-    return pattern == p.d.display_pattern || (p.d.song_mode && pattern == parallel_pattern);
-}
-
-}  // namespace
-
 void reseat_playing_track(program& p, int pattern, int track) {
-    if (!p.slot(pattern, track).in_use || !pattern_is_playing(p, pattern)) return;
-    const bool parallel = pattern == parallel_pattern && p.d.song_mode;
-    if (pattern == p.d.current_pattern) locate_track(p, track, parallel);
-    p.silence_track(parallel ? 1 : 0, track);
+    if (!p.slot(pattern, track).in_use || !p.running()) return;
+    locate_track(p, pattern, track);
+    p.silence_track(pattern, track);
 }
 
 bool toggle_song_mode(program& p) {
@@ -240,7 +235,6 @@ bool toggle_song_mode(program& p) {
     d.parallel_selected = (!d.song_mode && d.current_pattern == parallel_pattern) ? 1 : 0;
     d.song_mode = d.song_mode ? 0 : 1;
     if (p.running()) locate(p, d.position);
-    call(p.hooks.buttons_changed);
     return true;
 }
 

@@ -25,6 +25,9 @@ bool replace_signature_chain(program& p, chain_cursor& c);
 
 // Gives a track's chain back to the pool and makes the slot empty.
 void delete_track_chain(program& p, int pattern, int track);
+// Gives the blocks of the undo copy back (the copy is processing/undo.h's); the song's clearing
+// does so too.
+void undo_free(program& p);
 // Empties the song: tempo, signature, patterns, song list, modes and the mixer.
 void clear_song(program& p);
 

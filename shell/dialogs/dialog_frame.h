@@ -118,7 +118,8 @@ public:
     virtual bool ok() { return true; }
     virtual void cancel() {}
 
-    // The help page of the dialog; a Help button shows while it is set.
+    // The help page of the dialog (one of services/help_pages.h); set before the buttons are
+    // added, it gives the dialog its Help button, and F1 opens it.
     std::string help_topic;
 
     song_offsets offsets;
@@ -129,7 +130,7 @@ protected:
     virtual bool on_field(value_field& f, int code, int x);
     value_field& add_field(value_field f);
     dialog_control& add_control(dialog_control c);
-    // OK and Cancel at the bottom right, and Help while there is a help page.
+    // OK and Cancel at the bottom right, Help at the bottom left when the dialog has a page.
     void add_ok_cancel();
 
 private:

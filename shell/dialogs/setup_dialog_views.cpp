@@ -4,6 +4,7 @@
 
 #include "core/midi_names.h"
 #include "files/file_state.h"
+#include "services/help_pages.h"
 #include "song/entry_parsers.h"
 
 namespace kestrune {
@@ -59,6 +60,7 @@ std::optional<std::int32_t> parse_units(std::string_view text) {
 
 midi_setup_view::midi_setup_view(program& p, setup_settings& s)
     : dialog(p, "MIDI Setup", 66, 35), model(p, s) {
+    help_topic = help_page::midi_setup;
     const auto outputs = model.output_entries();
     add_control(label_control("Input from", {1, 1, 13, 3}));
     add_control({.kind = control_kind::combo_box, .cells = {13, 1, 65, 3},
@@ -125,6 +127,7 @@ bool midi_setup_view::ok() {
 }
 
 memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40, 10), model(p) {
+    help_topic = help_page::memory_setup;
     add_control(label_control("Allocate memory for:", {1, 1, 20, 2}));
     add_field({.id = units_field,
                .spec = {.label = "Allocate memory for", .low = model.min_units(),
@@ -145,6 +148,7 @@ memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40,
 
 overall_settings_view::overall_settings_view(program& p, setup_settings& s)
     : dialog(p, "Overall Settings", 74, 41), model(p, s) {
+    help_topic = help_page::overall_settings;
     add_filter_group(p.d);
     add_click_group(p.d);
     add_thru_group(p.d);

@@ -203,6 +203,11 @@ void main_screen::impl::follow_engine() {
         if (!p.recording() && !(d.song_mode && d.parallel_selected) && playing != d.current_pattern)
             select_pattern(p, std::clamp(playing, 0, parallel_pattern), true);
     }
+    // A song cleared or loaded shows its track list from the top.
+    if (p.changes.song != shown_song) {
+        shown_song = p.changes.song;
+        first_visible = 0;
+    }
     const bool up = main_view();
     if (up != shown_main_view) {
         shown_main_view = up;

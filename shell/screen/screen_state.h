@@ -100,6 +100,7 @@ struct main_screen::impl {
 
     bool main_view() const { return p.d.main_screen != 0; }
     bool shown_main_view = true;
+    std::uint32_t shown_song = p.changes.song;  // the song the track list was scrolled for
     static constexpr int no_pattern_change = 0xFF;
     // What the engine reports between ticks: the pattern it now plays, and the open panes.
     void follow_engine();

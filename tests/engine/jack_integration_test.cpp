@@ -61,11 +61,13 @@ TEST_F(JackIntegration, PatternPlaysThroughTheEnginesPortOnItsOwnFrames) {
         p.d.stopped = 1;
         p.wait_request(p.d.all_notes_off_request);
         late = jack->late_messages() - late_before;
-        if (pr.disturbed() == 0) break;
+        // A server that missed its deadlines, or an engine thread held up past the latency by a
+        // busy machine, leaves an attempt that says nothing about the program's timing.
+        if (pr.disturbed() == 0 && late == 0) break;
         sleep_ms(100);  // let what the stop sent go by
     }
     p.shut_down();
-    ASSERT_LT(attempt, 3) << "the JACK server missed cycle deadlines in every attempt";
+    ASSERT_LT(attempt, 3) << "every attempt was disturbed; late messages: " << late;
 
     ASSERT_TRUE(all) << pr.count() << " of " << want.size() << " events arrived";
     // The dummy driver counts frames on its own clock, which runs tens of ppm off the system clock
@@ -113,10 +115,9 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     p.d.stopped = 0;
     ASSERT_TRUE(pr.wait_for(2, 5000));
 
-    // The server dies under the playing engine: the user hears of it once, within a second.
+    // The server dies under the playing engine: the user hears of it once.
     stop_server(SIGKILL);
-    const std::int64_t died = steady_us();
-    while (screen.messages.size() < 2 && steady_us() - died < 1'000'000) {
+    for (int i = 0; i < 2000 && screen.messages.size() < 2; ++i) {
         handle_engine_messages(p);
         sleep_ms(5);
     }
@@ -135,7 +136,7 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     ASSERT_TRUE(back.ok());
     EXPECT_TRUE(back.wait_for(2, 5000)) << "nothing reached the device after the server came back";
     EXPECT_FALSE(eng.output_lost(0));
-    for (int i = 0; i < 100 && eng.input_lost(); ++i) sleep_ms(10);
+    for (int i = 0; i < 1000 && eng.input_lost(); ++i) sleep_ms(10);
     EXPECT_FALSE(eng.input_lost());
     handle_engine_messages(p);
     EXPECT_EQ(screen.messages.size(), 2u);
@@ -153,10 +154,10 @@ TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
     ASSERT_GE(device, 0);
     EXPECT_EQ(index_of(jack.output_devices(), jack.port_name(1)), -1)
         << "own ports are not offered";
-    // Handed over at once, due now and 5 ms from now, then the port closes straight away: the
-    // note-off still queued must go out first.
+    // Handed over well ahead, due 5 ms apart, then the port closes straight away: the note-off
+    // still queued must go out first.
     const std::uint8_t on[3] = {0x91, 50, 90}, off[3] = {0x81, 50, 0};
-    std::int64_t now = 0;
+    std::int64_t due = 0;
     std::uint64_t late = 0;
     int attempt = 0;
     for (; attempt < 3; ++attempt) {
@@ -165,9 +166,9 @@ TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
         EXPECT_TRUE(jack.output_open(1));
         EXPECT_TRUE(pr.wait_connections(1));
         const std::uint64_t late_before = jack.late_messages();
-        now = steady_us();
-        jack.send(1, on, 3, now);
-        jack.send(1, off, 3, now + 5000);
+        due = steady_us() + 200'000;
+        jack.send(1, on, 3, due);
+        jack.send(1, off, 3, due + 5000);
         jack.close_output(1);
         late = jack.late_messages() - late_before;
         if (pr.disturbed() == 0) break;
@@ -179,8 +180,8 @@ TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
     EXPECT_EQ(pr[1].bytes[0], 0x81);
     EXPECT_EQ(late, 0u);
     // Each lands one constant latency after its due time, whatever the phase of the cycle.
-    EXPECT_NEAR(pr[0].due_us, static_cast<double>(now), 2e6 / rate);
-    EXPECT_NEAR(pr[1].due_us, static_cast<double>(now + 5000), 2e6 / rate);
+    EXPECT_NEAR(pr[0].due_us, static_cast<double>(due), 2e6 / rate);
+    EXPECT_NEAR(pr[1].due_us, static_cast<double>(due + 5000), 2e6 / rate);
 
     // Closed means disconnected, and nothing more arrives.
     EXPECT_TRUE(pr.wait_connections(0));
@@ -210,7 +211,7 @@ TEST_F(JackIntegration, InputReachesTheSinkWithItsArrivalTime) {
 
     const std::int64_t frame = pr.play_pair(480);  // 10 ms apart
     ASSERT_GE(frame, 0);
-    for (int i = 0; i < 1000 && in.n.load() < 2; ++i) sleep_ms(1);
+    for (int i = 0; i < 10000 && in.n.load() < 2; ++i) sleep_ms(1);
     ASSERT_EQ(in.n.load(), 2);
     EXPECT_EQ(in.status[0], 0x90);
     EXPECT_EQ(in.status[1], 0x80);

@@ -82,7 +82,8 @@ TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
         EXPECT_EQ(check_pool(*t), "");
     };
     EXPECT_EQ(read_pattern_file(*t, 0, dir.path("none.pat")), load_result::not_opened);
-    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(t.screen.last_text(), std::string(msg_open_failed) + "\n" + dir.path("none.pat") +
+                                        ": No such file or directory");
     EXPECT_EQ(t.screen.messages.back().caption, caption_error);
     // A track file is not a pattern file.
     ASSERT_TRUE(write_track_file(*a, 0, 4, dir.path("t.trk")));
@@ -264,7 +265,8 @@ TEST(SysexFile, BadBytesAndOpenMessagesAreRefused) {
         EXPECT_EQ(t->d.free_blocks, free_before);
     }
     EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("none.syx")), load_result::not_opened);
-    EXPECT_EQ(t.screen.last_text(), msg_open_failed);
+    EXPECT_EQ(t.screen.last_text(), std::string(msg_open_failed) + "\n" + dir.path("none.syx") +
+                                        ": No such file or directory");
     EXPECT_EQ(check_pool(*t), "");
 }
 

@@ -50,14 +50,6 @@ user_settings every_field_set() {
     return s;
 }
 
-// Two settings are the same when they make the same file.
-void expect_same(const user_settings& a, const user_settings& b) {
-    temp_folder dir;
-    ASSERT_TRUE(write_settings_file(dir.path("a.set"), a));
-    ASSERT_TRUE(write_settings_file(dir.path("b.set"), b));
-    EXPECT_EQ(read_bytes(dir.path("a.set")), read_bytes(dir.path("b.set")));
-}
-
 TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     temp_folder dir;
     user_settings s = every_field_set();
@@ -77,40 +69,8 @@ TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     EXPECT_EQ(nums(get_le<std::uint32_t>(b, 0), get_le<std::uint32_t>(b, b.size() - 4)),
               nums(settings_magic, settings_magic));
     user_settings back;
-    ASSERT_TRUE(read_settings_file(dir.path("k.set"), back));
-    expect_same(s, back);
-}
-
-TEST(SettingsFile, BadFilesLeaveTheDefaultsSilently) {
-    temp_folder dir;
-    ASSERT_TRUE(write_settings_file(dir.path("k.set"), every_field_set()));
-    const auto good = read_bytes(dir.path("k.set"));
-    const user_settings defaults;
-    auto refused = [&](std::vector<std::uint8_t> bytes) {
-        write_bytes(dir.path("x.set"), bytes);
-        user_settings s;
-        EXPECT_FALSE(read_settings_file(dir.path("x.set"), s));
-        expect_same(s, defaults);
-    };
-    refused({0x66, 0x33, 0xDD, 0x33, 0, 0});      // wrong magic
-    refused({good.begin(), good.begin() + 100});  // inside the fixed part
-    refused({good.begin(), good.begin() + 180});  // inside a recent file
-    refused({good.begin(), good.end() - 10});     // inside the licence
-    auto b = good;
-    std::fill(b.begin() + 167, b.begin() + 167 + 280, 'x');  // a path past its slot
-    refused(b);
-    user_settings s;
-    EXPECT_FALSE(read_settings_file(dir.path("none.set"), s));
-    // Without the closing magic the file is whole: it is never read.
-    write_bytes(dir.path("x.set"), {good.begin(), good.end() - 4});
-    EXPECT_TRUE(read_settings_file(dir.path("x.set"), s));
-    // Values are held in their ranges.
-    b = good;
-    set_le<std::int32_t>(b, 144, 500);
-    b[166] = 200;
-    write_bytes(dir.path("x.set"), b);
-    ASSERT_TRUE(read_settings_file(dir.path("x.set"), s));
-    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
+    ASSERT_EQ(read_settings_file(dir.path("k.set"), back), settings_read::loaded);
+    EXPECT_TRUE(s == back);
 }
 
 // Sets an environment variable, or unsets it (nullptr), for the object's life.
@@ -127,6 +87,81 @@ class scoped_env {
     const char* name_;
     std::optional<std::string> old_;
 };
+
+// A per-user file that cannot be read is said once with its path and reason, the defaults stand,
+// and the file is set aside as NAME.bad before the settings are written again.
+TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
+    temp_folder dir;
+    scoped_env config("XDG_CONFIG_HOME", dir.dir().c_str());
+    const std::string folder = dir.path("Vandrelle/Kestrune/");
+    const std::string file = folder + settings_file_name, bad = file + broken_settings_suffix;
+    std::filesystem::create_directories(folder);
+    ASSERT_TRUE(write_settings_file(dir.path("k.set"), every_field_set()));
+    const auto good = read_bytes(dir.path("k.set"));
+    auto grown = good, long_path = good;
+    grown.push_back(0);
+    std::fill(long_path.begin() + 167, long_path.begin() + 167 + 280, 'x');
+    const std::vector<std::pair<std::vector<std::uint8_t>, const char*>> broken = {
+        {{0x66, 0x33, 0xDD, 0x33, 0, 0}, "Not a settings file"},
+        {{good.begin(), good.begin() + 180}, "The file is damaged"},  // inside a recent file
+        {{good.begin(), good.end() - 1}, "The file is damaged"},      // cut in the closing magic
+        {grown, "The file is damaged"},
+        {long_path, "The file is damaged"},  // a path past its slot
+    };
+    const auto check = [&](const char* why) {
+        test_program t;
+        user_settings s;
+        file_state fs;
+        load_settings(*t, s, fs);
+        user_settings defaults;
+        defaults.broken_file = file;  // to be set aside
+        EXPECT_TRUE(s == defaults);
+        ASSERT_EQ(t.screen.messages.size(), 1u);
+        EXPECT_EQ(t.screen.last_text(), std::string(msg_settings_unreadable) + "\n" + file + ": " +
+                                            why + "\n" + msg_settings_defaults + " " +
+                                            msg_settings_kept_as + "Kestrune_32.set.bad.");
+        EXPECT_TRUE(save_settings(*t, s, fs));
+        EXPECT_EQ(read_settings_file(file, s), settings_read::loaded);
+    };
+    for (const auto& [bytes, why] : broken) {
+        SCOPED_TRACE(why);
+        write_bytes(file, bytes);
+        check(why);
+        EXPECT_EQ(read_bytes(bad), bytes);
+    }
+    // A folder, and a link to a device, in the file's place.
+    std::filesystem::remove(file);
+    std::filesystem::remove(bad);
+    std::filesystem::create_directory(file);
+    check("Is a directory");
+    EXPECT_TRUE(std::filesystem::is_directory(bad));
+    std::filesystem::remove(file);
+    std::filesystem::remove(bad);
+    std::filesystem::create_symlink("/dev/zero", file);
+    check("Not a regular file");
+    EXPECT_TRUE(std::filesystem::is_symlink(bad));
+
+    // When the broken file cannot be set aside, nothing is written over it, and that is said.
+    write_bytes(file, {1, 2, 3});
+    std::filesystem::remove(bad);
+    std::filesystem::create_directories(bad + "/x");
+    test_program t;
+    user_settings s;
+    file_state fs;
+    load_settings(*t, s, fs);
+    EXPECT_FALSE(save_settings(*t, s, fs));
+    EXPECT_EQ(t.screen.last_text(),
+              std::string(msg_settings_not_saved) + "\n" + bad + ": Is a directory");
+    EXPECT_EQ(read_bytes(file), (std::vector<std::uint8_t>{1, 2, 3}));
+
+    // Values are held in their ranges.
+    auto b = good;
+    set_le<std::int32_t>(b, 144, 500);
+    b[166] = 200;
+    write_bytes(dir.path("x.set"), b);
+    ASSERT_EQ(read_settings_file(dir.path("x.set"), s), settings_read::loaded);
+    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
+}
 
 TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     temp_folder dir;
@@ -151,7 +186,7 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     file_state fs2;
     load_settings(*t, s2, fs2);
     std::filesystem::remove(beside);
-    expect_same(s2, written);
+    EXPECT_TRUE(s2 == written);
     // The values reach the program and the file commands.
     EXPECT_EQ(nums(t->d.memory_units, t->d.midi_out_device[3], t->d.mixer_define_controller,
                    t->app.simple_bardisplay, fs2.remember_file_paths),
@@ -273,6 +308,28 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
     EXPECT_EQ(screen.last_text(), msg_patch_file_too_big);
     EXPECT_EQ(program_name(tables, 3, 0), "0");
     EXPECT_FALSE(tables[3].from_file);
+}
+
+// What the program ships lies beside it in the build tree and in ../share/kestrune/ once
+// installed; the user's own patch names come before the program's.
+TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
+    namespace fs = std::filesystem;
+    const fs::path prefix = fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
+    const std::string bin = (prefix / "bin").string() + "/";
+    fs::create_directories(prefix / "share/kestrune/patches");
+    fs::create_directories(bin);
+    EXPECT_EQ(data_path_from(bin, "patches/"), bin + "../share/kestrune/patches/");
+    EXPECT_EQ(data_path_from(bin, "help/"), bin + "help/") << "neither: beside the program";
+    fs::create_directories(bin + "patches");
+    EXPECT_EQ(data_path_from(bin, "patches/"), bin + "patches/");
+    fs::remove_all(prefix);
+
+    ::setenv("XDG_DATA_HOME", "/data", 1);
+    const auto folders = patch_folders();
+    ASSERT_EQ(folders.size(), 2u);
+    EXPECT_EQ(folders[0], "/data/Kestrune/patches/");
+    EXPECT_EQ(folders[1], program_data_path("patches/"));
+    ::unsetenv("XDG_DATA_HOME");
 }
 
 }  // namespace

@@ -110,7 +110,8 @@ TEST_F(SmfReader, HeaderIsFoundBehindUpTo200BytesWithoutFFInFormatsZeroAndOne) {
 
     t.screen.messages.clear();
     EXPECT_EQ(read_midi_file(*t, dir.path("missing.mid"), added), 0);
-    EXPECT_EQ(shown(), texts_t{msg_open_failed});
+    EXPECT_EQ(shown(), texts_t{std::string(msg_open_failed) + "\n" + dir.path("missing.mid") +
+                               ": No such file or directory"});
     EXPECT_EQ(t.screen.messages[0].caption, caption_error);
     EXPECT_TRUE(slot(0).in_use);
 }

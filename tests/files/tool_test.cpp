@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 
 #include "files/pattern_file.h"
+#include "files/settings_file.h"
 #include "files/smf_writer.h"
 #include "files/song_file.h"
 #include "song/long_event.h"
@@ -49,16 +53,28 @@ std::vector<std::string> lines_of(const std::string& s) {
     return out;
 }
 
-TEST(Tool, UsageErrorsExitWith2) {
+// Every usage error exits with 2 and says first what is wrong.
+TEST(Tool, UsageErrorsSayWhatIsWrong) {
     temp_folder dir;
-    EXPECT_EQ(run_tool(dir, "").status, 2);
-    EXPECT_EQ(run_tool(dir, "replay x.sng").status, 2);
-    EXPECT_EQ(run_tool(dir, "convert a.sng").status, 2);
-    EXPECT_EQ(run_tool(dir, "convert a.sng b.txt").status, 2);
-    EXPECT_EQ(run_tool(dir, "dump a.sng --pattern 17").status, 2);
-    EXPECT_EQ(run_tool(dir, "dump a.sng --pattern").status, 2);
-    EXPECT_EQ(run_tool(dir, "dump a.sng --bars").status, 2);
-    EXPECT_EQ(run_tool(dir, "info").status, 2);
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "no command given"},
+        {"replay x.sng", "unknown command replay"},
+        {"convert a.sng", "convert takes INPUT and OUTPUT"},
+        {"convert a.sng b.txt", "OUTPUT must end in .sng or .mid"},
+        {"dump a.sng --pattern 17", "--pattern takes a number from 0 to 16, not 17"},
+        {"dump a.sng --pattern", "--pattern needs a value"},
+        {"dump a.sng --bars", "unknown option --bars"},
+        {"info a.sng --tempo", "info does not use --tempo"},
+        {"info", "info takes one FILE"},
+        {"apply a.sng b.sng Quantize --track", "--track needs a value"},
+        {"apply a.sng b.sng Quantize --locators 5", "--locators needs two values, L and R"},
+        {"apply a.sng b.sng Quantize --loop", "apply does not use --loop"},
+    };
+    for (const auto& [args, why] : cases) {
+        const run_result r = run_tool(dir, args);
+        EXPECT_EQ(r.status, 2) << args;
+        EXPECT_EQ(lines_of(r.err).at(0), std::string("kestrune-tool: ") + why) << args;
+    }
 }
 
 std::string escaped(const std::string& text) {
@@ -83,7 +99,8 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
 
     r = run_tool(dir, "convert '" + dir.path("none.sng") + "' '" + dir.path("x.sng") + "'");
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Failed to open the selected file.\n");
+    EXPECT_EQ(r.err, "Failed to open the selected file.\\n" + dir.path("none.sng") +
+                         ": No such file or directory\n");
     write_bytes(dir.path("x.txt"), {1, 2, 3});
     r = run_tool(dir, "info '" + dir.path("x.txt") + "'");
     EXPECT_EQ(r.status, 1);
@@ -94,13 +111,15 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     write_bytes(dir.path("e.mid"), foreign);
     r = run_tool(dir, "convert '" + dir.path("e.mid") + "' '" + dir.path("e.sng") + "'");
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Unrecognized data!!\n");
+    EXPECT_EQ(r.err, "Unrecognized data!!\nNo data in this MIDI file!\n");
     EXPECT_TRUE(read_bytes(dir.path("e.sng")).empty());
     // Saves that cannot be made.
     for (const char* out : {"no/dir/x.sng", "no/dir/x.mid"}) {
         r = run_tool(dir, "convert" + song + dir.path(out) + "'");
         EXPECT_EQ(r.status, 1);
-        EXPECT_NE(r.err.find("Invalid file handle!!\n"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("Invalid file handle!!\\n" + dir.path(out) + ": No such file"),
+                  std::string::npos)
+            << r.err;
     }
 }
 
@@ -193,6 +212,52 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     EXPECT_EQ(name_of(u->pattern(0).name), "Chorus    ");
 }
 
+std::string text_of(const std::string& path) {
+    const auto b = read_bytes(path);
+    return {b.begin(), b.end()};
+}
+
+// Saves on a full disk and into a read-only folder, made as a small tmpfs in a mount namespace of
+// the test's own where the machine allows it; else a folder without write permission.
+TEST(Tool, SavesThatFailSayWhyAndKeepTheOldFile) {
+    temp_folder dir;
+    {
+        test_program t;
+        give_track(*t, 0, 0, notes(3, song_start, 96));
+        ASSERT_TRUE(write_song_file(*t, dir.path("song.sng")));
+    }
+    const std::string m = dir.path("m");
+    std::filesystem::create_directory(m);
+    // In a mount namespace of its own: $1 the mount point, $2 the tool, $3 the song to convert.
+    const std::string script = R"(mount -t tmpfs -o size=64k tmpfs "$1" || exit 77
+cd "$1" && printf old > old.sng && dd if=/dev/zero of=fill bs=4k 2>/dev/null
+"$2" convert "$3" old.sng 2>../old.err; "$2" convert "$3" new.sng 2>../new.err
+ls -A > ../listing; cat old.sng > ../old.after
+mount -o remount,ro,bind "$1" && "$2" convert "$3" ro.sng 2>../ro.err
+exit 0
+)";
+    write_bytes(dir.path("script"), std::vector<std::uint8_t>(script.begin(), script.end()));
+    const int w = std::system(("unshare -m sh '" + dir.path("script") + "' '" + m + "' '" +
+                               KESTRUNE_TOOL_PATH + "' '" + dir.path("song.sng") + "' 2>/dev/null")
+                                  .c_str());
+    if (!WIFEXITED(w) || WEXITSTATUS(w) != 0) {
+        if (::geteuid() == 0) GTEST_SKIP() << "no mount namespace, and root writes anywhere";
+        ::chmod(m.c_str(), 0555);
+        const run_result r =
+            run_tool(dir, "convert '" + dir.path("song.sng") + "' '" + m + "/x.sng'");
+        EXPECT_EQ(r.err, "Invalid file handle!!\\n" + m + "/x.sng: Permission denied\n");
+        GTEST_SKIP() << "no tmpfs here: a full disk is left to the file size limit";
+    }
+    EXPECT_EQ(text_of(dir.path("old.err")),
+              "Error writing file!\\nold.sng: No space left on device\\nThe old file is kept.\n");
+    EXPECT_EQ(text_of(dir.path("new.err")),
+              "Error writing file!\\nnew.sng: No space left on device\n");
+    EXPECT_EQ(text_of(dir.path("old.after")), "old");
+    EXPECT_EQ(text_of(dir.path("listing")), "fill\nold.sng\n");
+    EXPECT_EQ(text_of(dir.path("ro.err")),
+              "Invalid file handle!!\\nro.sng: Read-only file system\n");
+}
+
 // The program opens the file named on its command line, quoted or not; a screenshot leaves the
 // settings alone, while a program closed by a signal writes them into the user's folder.
 TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
@@ -201,9 +266,12 @@ TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     give_track(*t, 0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3100)});
     ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
     const std::string settings = dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set");
-    const std::string run = "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
-                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen '" +
-                            KESTRUNE_PROGRAM_PATH + "' ";
+    // timeout in the foreground passes a signal on to the program once; otherwise it also
+    // signals its process group, and a second signal ends the program at once.
+    const std::string run =
+        "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
+        "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen timeout --foreground -s KILL 60 '" +
+        KESTRUNE_PROGRAM_PATH + "' ";
     int w = std::system((run + "--screenshot shot.png '\"start.sng\"' 2>&1").c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);
@@ -211,11 +279,25 @@ TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     EXPECT_TRUE(read_bytes(settings).empty());
     w = std::system((run + "--screenshot shot.png nosuch.sng 2>/dev/null").c_str());
     EXPECT_EQ(WEXITSTATUS(w), 1);
+    w = std::system((run + "--zoom 99 2>'" + dir.path("zoom.txt") + "'").c_str());
+    EXPECT_EQ(WEXITSTATUS(w), 2);
+    EXPECT_NE(text_of(dir.path("zoom.txt")).find("kestrune: --zoom takes 0 to 7, not 99\n"),
+              std::string::npos);
 
-    w = std::system((run + "start.sng & sleep 1; kill -TERM $!; wait $!").c_str());
+    // A signal while a box is up at start-up, here the one about a settings file that cannot be
+    // read, ends the program in order: the broken file set aside, the settings written.
+    std::filesystem::create_directories(dir.path(".config/Vandrelle/Kestrune"));
+    write_bytes(settings, {1, 2, 3});
+    const std::string err = dir.path("err.txt");
+    w = std::system((run + "start.sng 2>'" + err + "' & for i in $(seq 600); do grep -q " +
+                     "'read the settings' '" + err + "' && break; sleep 0.1; done; " +
+                     "kill -TERM $!; wait $!")
+                        .c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);
-    EXPECT_FALSE(read_bytes(settings).empty());
+    EXPECT_EQ(read_bytes(settings + ".bad"), (std::vector<std::uint8_t>{1, 2, 3}));
+    user_settings written;
+    EXPECT_EQ(read_settings_file(settings, written), settings_read::loaded);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QScreen>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
@@ -27,64 +28,12 @@
 #include "shell/startup.h"
 #include "tests/platform/song_maker.h"
 #include "tests/shell/recording_canvas.h"
+#include "tests/platform/window_fixture.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
 namespace {
-
-namespace fs = std::filesystem;
-
-// A program on the capture backend with port A on its first device, in a folder of its own.
-struct window_fixture : ::testing::Test {
-    fs::path dir = fs::temp_directory_path() / ("kestrune_window_" + std::to_string(::getpid()));
-    system_clock clk;
-    capture_backend midi;
-    engine eng;
-    qt_ui screen_ui;
-    std::unique_ptr<session> s;
-
-    void SetUp() override {
-        fs::create_directories(dir);
-        fs::current_path(dir);
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-        user_settings u;
-        u.midi_out_device[0] = 1;
-        fs::create_directories(dir / maker_name / product_name);
-        write_settings_file((dir / maker_name / product_name / settings_file_name).string(), u);
-        eng.attach(clk, &midi);
-        eng.set_own_thread(true);
-        s = std::make_unique<session>(eng, screen_ui, clk);
-        ASSERT_EQ(start_session(*s), 0);
-    }
-    void TearDown() override {
-        end_session(*s, false);
-        fs::current_path(fs::temp_directory_path());
-        fs::remove_all(dir);
-    }
-    // Drops files on the window as the desktop does: into its window, entering first.
-    static void drop(QWidget& w, const QStringList& paths) {
-        QMimeData files;
-        QList<QUrl> urls;
-        for (const QString& p : paths) urls << QUrl::fromLocalFile(p);
-        files.setUrls(urls);
-        QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, &files, Qt::LeftButton,
-                              Qt::NoModifier);
-        QApplication::sendEvent(w.windowHandle(), &enter);
-        QDropEvent drop(QPointF(20, 20), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(w.windowHandle(), &drop);
-    }
-    // Answers the next message box and keeps its caption and text.
-    void answer_box(QString* caption, QString* text) {
-        QTimer::singleShot(0, [=] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box) return;
-            *caption = box->windowTitle();
-            *text = box->text();
-            box->accept();
-        });
-    }
-};
 
 TEST_F(window_fixture, start_file_rules) {
     EXPECT_EQ(command_line_file({"\"my song.sng\""}), "my song.sng");
@@ -100,7 +49,8 @@ TEST_F(window_fixture, start_file_rules) {
     QString caption, text;
     answer_box(&caption, &text);
     EXPECT_FALSE(open_start_file(*s, "nosuch.sng"));
-    EXPECT_EQ(text.toStdString(), msg_open_failed);
+    EXPECT_EQ(text.toStdString(),
+              std::string(msg_open_failed) + "\nnosuch.sng: No such file or directory");
 
     // A MIDI file's title becomes .sng, in the window's title too.
     write_midi_song("tune.mid", 3, 4);
@@ -159,6 +109,20 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     // Num+Enter stops by its key, whatever the keyboard layout.
     QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_FALSE(s->prog.running());
+}
+
+// A stored place larger than the screen or beyond it is held to the screen's available area; one
+// that fits stays as it was.
+TEST_F(window_fixture, a_stored_place_is_held_to_the_screen) {
+    main_window w(*s);
+    w.apply_zoom(0, false);
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    w.restore_place(30000, 30000, 32767, 32767);
+    EXPECT_EQ(w.geometry(), room);
+    w.restore_place(-5000, room.top() + 10, 400, 300);
+    EXPECT_EQ(w.geometry(), QRect(room.left(), room.top() + 10, 400, 300));
+    w.restore_place(room.left() + 20, room.top() + 30, 400, 300);
+    EXPECT_EQ(w.geometry(), QRect(room.left() + 20, room.top() + 30, 400, 300));
 }
 
 TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "files/song_file.h"
-#include "processing/processing.h"
 #include "song/event_store.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -21,7 +20,6 @@ using namespace testing;
 
 class Quantize : public ::testing::Test {
   protected:
-    Quantize() { install_processing_hooks(*t); }
     test_program t;
 
     // Notes of 40 ticks at bar-relative offsets, each with its note-off, as track 0.
@@ -99,6 +97,22 @@ TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
 }
 
+TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) {
+    // Song mode in step 1 (6144 ticks in) under 7/8; pattern 0 is shown. A note 30 ticks after
+    // the parallel pattern's second bar line at 12 (tight) goes back onto it; measured from
+    // step 1 as pattern 0's tracks are, it would lie 126 into a beat and go to 128.
+    t->d.song_mode = 1;
+    t->d.current_step = 1;
+    midi_event& sig = t->store().at(t->d.signature_chain.first);
+    sig.set_data1(7);
+    sig.set_data2(8);
+    t->d.active_signature = t->d.signature_chain;
+    add_sorted(*t, parallel_pattern, 0,
+               {ev(0x90, 40, 90, song_start + 672 + 30), ev(0x80, 40, 0, song_start + 672 + 70)});
+    ASSERT_TRUE(choose_quantize(*t, parallel_pattern, 0, 12));
+    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
+}
+
 namespace fs = std::filesystem;
 
 class Apply : public ::testing::Test {
@@ -113,6 +127,10 @@ class Apply : public ::testing::Test {
             std::string("'") + KESTRUNE_TOOL_PATH + "' apply " + args + " 2>'" + at("err") + "'";
         const int w = std::system(cmd.c_str());
         return WIFEXITED(w) ? WEXITSTATUS(w) : -1;
+    }
+    std::string messages() const {
+        std::ifstream in(at("err"));
+        return {std::istreambuf_iterator<char>(in), {}};
     }
 };
 
@@ -140,9 +158,15 @@ TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
     EXPECT_FALSE(fs::exists(at("frozen.sng")));
     EXPECT_EQ(tool(freeze), 0);
     EXPECT_TRUE(fs::exists(at("frozen.sng")));
-    std::ifstream err(at("err"));
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(err), {}), std::string(msg_freeze_quantize) + "\n");
+    EXPECT_EQ(messages(), std::string(msg_freeze_quantize) + "\n");
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize swing_factor=15"), 2);
+    // Locators the wrong way round are refused; an answer that no question took is said.
+    EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize --locators 5 2"), 2);
+    EXPECT_EQ(messages().substr(0, messages().find('\n')),
+              "kestrune-tool: --locators 5 2: the left locator comes after the right one");
+    EXPECT_FALSE(fs::exists(at("no.sng")));
+    EXPECT_EQ(tool(at("in.sng") + " " + at("out.sng") + " Quantize --track 2 --answer no"), 0);
+    EXPECT_EQ(messages(), "Quantize asked no question: --answer was not used\n");
 }
 
 }  // namespace

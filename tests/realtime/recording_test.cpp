@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "processing/processing.h"
 #include "processing/undo.h"
 #include "song/event_store.h"
 #include "song/patterns.h"
@@ -18,10 +17,7 @@ using bytes = std::vector<std::uint8_t>;
 
 class Recording : public ::testing::Test {
   protected:
-    explicit Recording(int memory_units = 10) : t(memory_units) {
-        install_processing_hooks(*t);
-        t->d.midi_click = 0;
-    }
+    explicit Recording(int memory_units = 10) : t(memory_units) { t->d.midi_click = 0; }
     test_program t;
     transport tr{*t};
     recorder rec{*t, tr};

@@ -137,7 +137,7 @@ TEST(DialogFrame, ACommandRefusesBeforeItsDialogAndTheMouseSettingReachesTheStep
     t->d.recording = 0;
     EXPECT_EQ(run_command(*t, c, {}, ask), outcome::cancelled);
     EXPECT_EQ(run_command(*t, c, {}, ask), outcome::done);
-    EXPECT_EQ(nums(asked, ran, static_cast<int>(t->app.song_changes)), nums(2, 1, 1));
+    EXPECT_EQ(nums(asked, ran, static_cast<int>(t->changes.commands)), nums(2, 1, 1));
     EXPECT_FALSE(run_memory_setup(*t));  // a ui without dialogs cancels
     setup_settings s;
     overall_settings_view v(*t, s);

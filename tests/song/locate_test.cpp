@@ -54,28 +54,39 @@ TEST_F(Locate, PatternModeSeatsEveryTrack) {
     EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
 }
 
-TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
+TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPositionAndTheRightNotePlaysNext) {
     track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
     track_slot& early = give_track(p, 0, 2, notes(16, 3072, 192));
     early.delay = -20;
-    track_slot& looped = give_track(p, 0, 3, notes(16, 3072, 192));
+    // A loop of three beats: 576 ticks do not divide the 3072 before the song start.
+    track_slot& looped = give_track(
+        p, 0, 3, {ev(0x90, 60, 100, 3072), ev(0x90, 61, 100, 3272), ev(0x90, 62, 100, 3472)});
     looped.delay = 10;
-    looped.loop_length = 768 + 3071;  // one bar of 4/4
+    looped.loop_length = loop_length_from_beats(3, 4);
     d.current_pattern = 0;
 
     const std::int32_t at = 3072 + 768 * 2 + 100;
     locate(p, at);
     // Track 4 is not in use: the plain position.
-    EXPECT_EQ(
-        nums(d.track_position[1], d.track_position[2], d.track_position[3], d.track_position[4]),
-        nums(at - 10, at + 20, 3072 + 90, at));
-    EXPECT_EQ(nums(pos_of(p, late.play), pos_of(p, early.play), pos_of(p, looped.play)),
-              nums(3072 + 768 * 2 + 192, 3072 + 768 * 2 + 192, 3072 + 192));
-
-    // Inside the first pass of the loop nothing folds.
-    locate(p, 3072 + 500);
-    EXPECT_EQ(d.track_position[3], 3072 + 490);
+    EXPECT_EQ(nums(d.track_position[1], d.track_position[2], d.track_position[4]),
+              nums(at - 10, at + 20, at));
+    EXPECT_EQ(nums(pos_of(p, late.play), pos_of(p, early.play)),
+              nums(3072 + 768 * 2 + 192, 3072 + 768 * 2 + 192));
+    // 5000 - 10 = 8 x 576 + 382: the loop's third note is next, 18 ticks on, then its first.
+    locate(p, 3072 + 5000);
+    EXPECT_EQ(nums(d.track_position[3], pos_of(p, looped.play)), nums(3072 + 382, 3072 + 400));
+    late.mute = early.mute = 1;
+    d.stopped = 0;
+    const std::int64_t t0 = t.clk.now_us();
+    t.midi.clear();
+    t.run_ms(ms_of(18 + 194));
+    std::vector<sent_message> on;  // the loop's end also ends the note that sounds
+    for (const sent_message& m : sent_messages(t.midi, t0))
+        if ((m.a & 0xF0) == 0x90) on.push_back(m);
+    ASSERT_EQ(on.size(), 2u);
+    EXPECT_EQ(nums(on[0].b, on[1].b), nums(62, 60));
+    EXPECT_NEAR(on[1].at / 1000.0, ms_of(194), 0.01);
 }
 
 TEST_F(Locate, SongModeFindsTheStep) {
@@ -170,6 +181,18 @@ TEST_F(Locate, TempoTrack) {
               nums(100, 12000, 3145));
 }
 
+TEST_F(Locate, InALaterStepTheTempoIsThatOfTheSongPosition) {
+    d.song_mode = 1;
+    replace_chain(p, d.tempo_chain, {tempo(12000, 0), tempo(6000, 3072 + 768)});
+    d.tempo_track_on = 1;
+    // Step 1 (pattern 1) starts at 9216, where its pattern stands at 3072.
+    give_track(p, 1, 0, {ev(0x90, 64, 100, 3072 + 96), ev(0x90, 65, 100, 3072 + 192)});
+    locate(p, 9216 + 48);
+    EXPECT_EQ(nums(d.current_step, d.track_position[0], pos_of(p, p.slot(1, 0).play),
+                   d.tempo_display, d.tempo_increment),
+              nums(1, 3072 + 48, 3072 + 96, 6000, 1572));
+}
+
 TEST_F(Locate, BeatFields) {
     auto beat = [&] {
         return nums(d.beats_per_bar, d.ticks_per_beat, d.beat_in_bar, d.tick_in_beat);
@@ -195,29 +218,20 @@ TEST_F(Locate, BeatFields) {
 }
 
 TEST_F(Locate, ParksTheEngineAndTheTake) {
-    int chased = 0;
-    int bar_redraws = 0;
-    p.app.chase_events = true;
-    p.hooks.chase_events = [&](std::int32_t pos, int step, int pattern) {
-        ++chased;
-        // Parked, and every pointer is seated before the chase.
-        EXPECT_EQ(nums(d.stopped, d.record_enable, d.position, step, pattern),
-                  nums(1, 0, pos, 2, 2));
-    };
-    p.hooks.redraw_bar_display = [&] { ++bar_redraws; };
+    p.app.chase_events = true;  // the chase is filled while parked: the engine sends it after
     d.song_mode = 1;
     d.stopped = 0;
     d.record_enable = 1;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(1, 0, 0, 1));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(1, 0, 1));
 
-    // Stopped and not recording stay so.
+    // Stopped and not recording stay so; without Chase Events nothing is chased.
+    p.app.chase_events = false;
+    d.chase_ready = 0;
     d.stopped = 1;
     d.record_enable = 0;
-    d.signature_track_on = 1;
-    d.active_signature = d.signature_track;
     locate(p, 20000);
-    EXPECT_EQ(nums(chased, bar_redraws, d.stopped, d.record_enable), nums(2, 1, 1, 0));
+    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(0, 1, 0));
 }
 
 TEST_F(Locate, CyclePreparePatternMode) {
@@ -300,25 +314,29 @@ TEST_F(Locate, LocateTrackAfterAnEdit) {
     // A new chain on a track of the current pattern.
     track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
     s.delay = -8;
-    locate_track(p, 8, false);
+    locate_track(p, 2, 8);
     EXPECT_EQ(nums(d.track_position[8], pos_of(p, s.play)), nums(3072 + 708, 3072 + 768));
 
     // The parallel pattern is on the song position.
     d.current_pattern = 16;
     track_slot& par = give_track(p, 16, 8, notes(200, 3072, 192));
-    locate_track(p, 8, true);
+    locate_track(p, 16, 8);
     EXPECT_EQ(nums(d.parallel_track_position[8], pos_of(p, par.play)),
               nums(d.position, 3072 + 192 * ((d.position - 3072 + 191) / 192)));
 
     // Pattern mode: the plain position.
     d.song_mode = 0;
     d.current_pattern = 2;
-    locate_track(p, 8, false);
+    locate_track(p, 2, 8);
     EXPECT_EQ(d.track_position[8], d.position + 8);
 
     // An empty slot leaves everything alone.
     d.track_position[9] = -7;
-    locate_track(p, 9, false);
+    locate_track(p, 2, 9);
+    EXPECT_EQ(d.track_position[9], -7);
+    // A pattern that does not play is seated by the next locate.
+    give_track(p, 5, 9, notes(10, 3072, 192));
+    locate_track(p, 5, 9);
     EXPECT_EQ(d.track_position[9], -7);
 }
 
@@ -332,14 +350,14 @@ TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     give_track(p, 2, 1, notes(10, 3072, 192));
     d.cycle_track_position[1] = -1;
     d.cycle_track_event[1] = null_ref;
-    locate_track(p, 1, false);
+    locate_track(p, 2, 1);
     // Another pattern at the locator: the cycle fields stay.
     EXPECT_EQ(nums(d.track_position[1], d.cycle_track_position[1], d.cycle_track_event[1]),
               nums(3072 + 10, -1, null_ref));
 
     set_step_pattern(p, 4, 2);
     d.current_pattern = 2;
-    locate_track(p, 1, false);
+    locate_track(p, 2, 1);
     // Track 2 was prepared by the locate and is left untouched.
     EXPECT_EQ(nums(d.cycle_track_position[1], pos_of(p, d.cycle_track_event[1]),
                    d.cycle_track_position[2]),
@@ -348,7 +366,7 @@ TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
     // A parallel track always follows the locator.
     d.current_pattern = 16;
     give_track(p, 16, 1, notes(200, 3072, 192));
-    locate_track(p, 1, true);
+    locate_track(p, 16, 1);
     EXPECT_EQ(d.cycle_parallel_position[1], d.left_locator);
     EXPECT_FALSE(is_end(p, d.cycle_parallel_event[1]));
 }

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/jack_backend.h"
+#include "engine/jack_cycle.h"
 
 namespace kestrune::testing {
 
@@ -38,10 +38,12 @@ public:
         if (client_) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
+    jack_client_t* client() const { return client_; }
     bool listen_to(const std::string& port) {
         return jack_connect(client_, port.c_str(), jack_port_name(in_)) == 0;
     }
 
+    int count() const { return count_.load(std::memory_order_acquire); }
     std::vector<double> onsets() const {
         return {due_.begin(), due_.begin() + count_.load(std::memory_order_acquire)};
     }
@@ -79,7 +81,7 @@ private:
         const double after = engine_us();
         if (after - before < 20) p->jack_minus_engine_ = jack - (before + after) / 2;
         const double jack_minus_engine = p->jack_minus_engine_;
-        const double latency = frames + jack_backend::margin_us * p->rate_ / 1e6;
+        const double latency = frames + jack_margin_us * p->rate_ / 1e6;
         const auto* in = static_cast<const float*>(jack_port_get_buffer(p->in_, frames));
         const auto quiet_frames = static_cast<int>(quiet_ms * p->rate_ / 1000);
         float peak = 0;

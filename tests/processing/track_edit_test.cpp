@@ -1,0 +1,94 @@
+#include "processing/track_edit.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+class TrackEdit : public ::testing::Test {
+protected:
+    TrackEdit() {
+        // Pattern 2 plays, from 150 ticks into the song; track 5 is 10 ticks late.
+        give_track(p, 2, 5, {ev(0x90, 60, 90, 3072 + 100), ev(0x90, 61, 90, 3072 + 200),
+                             ev(0x90, 62, 90, 3072 + 300)})
+            .delay = 10;
+        d.current_pattern = d.display_pattern = 2;
+        d.position = 3072 + 150;
+        d.stopped = 0;
+        forget_silence();
+    }
+    void forget_silence() { d.silence_pattern = d.silence_track = 0xFF; }
+    std::string silenced() const {
+        return std::to_string(d.silence_pattern) + "/" + std::to_string(d.silence_track);
+    }
+    std::vector<std::int64_t> keys(ref32 first) const {
+        std::vector<std::int64_t> v;
+        for (const midi_event& e : read_chain(p.store(), first))
+            if (e.status() == 0x90) v.push_back(e.data1());
+        return v;
+    }
+
+    test_program t;
+    program& p = *t;
+    dll_data& d = p.d;
+};
+
+TEST_F(TrackEdit, RefusesWithItsMessagesAndOtherwiseHidesTheTrackAndGivesItBackSeated) {
+    const std::uint32_t changes = p.changes.tracks;
+    d.recording = 1;
+    EXPECT_FALSE(track_edit(p, 2, 5));
+    EXPECT_EQ(t.screen.last_text(), msg_while_recording);
+    d.recording = 0;
+    EXPECT_FALSE(track_edit(p, 2, 6));
+    EXPECT_EQ(t.screen.last_text(), msg_no_data);
+    {
+        // The memory check counts what is left after the undo copy, which stays.
+        track_edit g(p, 2, 5);
+        ASSERT_TRUE(g);
+        EXPECT_FALSE(g.begin(d.free_blocks));
+        EXPECT_EQ(t.screen.messages.back().text, msg_not_enough_memory);
+        EXPECT_EQ(nums(p.undo.available, p.undo.track, p.slot(2, 5).in_use), nums(1, 5, 1));
+    }
+    EXPECT_EQ(nums(p.changes.tracks - changes, silenced() == "255/255"), nums(0, 1));
+
+    {
+        track_edit g(p, 2, 5);
+        ASSERT_TRUE(g.begin(3));
+        // Hidden from the engine, its notes ended, while the function works: here it moves the
+        // first note behind the others.
+        EXPECT_EQ(nums(g.slot().in_use, silenced() == "0/5"), nums(0, 1));
+        p.store().at(g.slot().first).set_position(3072 + 400);
+    }
+    // Back sorted and in use, seated at the first event at or after 150 - 10, counted as changed.
+    const track_slot& s = p.slot(2, 5);
+    EXPECT_EQ(keys(s.first), nums(61, 62, 60));
+    EXPECT_EQ(nums(s.in_use, p.store().position(s.play), d.track_position[5],
+                   p.changes.tracks - changes),
+              nums(1, 3072 + 200, 3072 + 140, 1));
+    EXPECT_EQ(check_pool(p), "");
+}
+
+TEST_F(TrackEdit, AnEditorSessionKeepsOneUndoCopyForAllItsEdits) {
+    d.main_screen = 0;  // the event editor has the window, on pattern 2 track 5
+    p.app.edit_pattern = 2;
+    d.current_track = 5;
+    for (int key : {70, 71}) {
+        track_edit g(p, 2, 5);
+        ASSERT_TRUE(g.begin());
+        p.store().at(g.slot().first).set_data1(static_cast<std::uint8_t>(key));
+    }
+    // The copy holds the track as it was before the first edit of this opening.
+    EXPECT_EQ(keys(p.undo.slot.first), nums(60, 61, 62));
+    EXPECT_EQ(keys(p.slot(2, 5).first), nums(71, 61, 62));
+}
+
+}  // namespace
+}  // namespace kestrune

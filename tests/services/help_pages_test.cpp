@@ -1,0 +1,124 @@
+// The help pages against the program: every page path it asks for has its page and anchor, the
+// pages' own links lead somewhere, and Key Commands names every shortcut of the command table.
+#include "services/help_pages.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "core/command_ids.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
+#include "shell/main_commands.h"
+#include "shell/startup.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string read_all(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Why a page path leads nowhere, or empty when it leads to its page and anchor.
+std::string missing(std::string_view page) {
+    const fs::path file = fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(page);
+    if (!fs::is_regular_file(file)) return "no file " + file.string();
+    const std::string anchor(help_page::anchor_of(page));
+    const std::string text = read_all(file);
+    if (!anchor.empty() && text.find("id=\"" + anchor + "\"") == std::string::npos &&
+        text.find("name=\"" + anchor + "\"") == std::string::npos)
+        return "no anchor " + anchor + " in " + file.string();
+    return {};
+}
+
+// A started session with every command of the window in its table.
+struct started_session {
+    testing::virtual_clock clk;
+    capture_backend midi;
+    testing::scripted_ui screen;
+    engine eng;
+    std::unique_ptr<session> made;
+    session& s;
+    started_session() : made(attached()), s(*made) {
+        ::setenv("XDG_CONFIG_HOME", fs::temp_directory_path().c_str(), 1);
+        start_session(s);
+    }
+    std::unique_ptr<session> attached() {
+        eng.attach(clk, &midi);
+        return std::make_unique<session>(eng, screen, clk);
+    }
+    ~started_session() { end_session(s, false); }
+};
+
+TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
+    std::set<std::string> paths(std::begin(help_page::all_help_pages),
+                                std::end(help_page::all_help_pages));
+    started_session st;
+    for (const command_record& c : st.s.commands.all()) paths.emplace(command_help_page(st.s.commands, c.id));
+    setup_settings setup;
+    program& p = st.s.prog;
+    std::vector<std::unique_ptr<dialog>> dialogs;
+    // Every command's dialog made from its record, and the setup dialogs of their own.
+    std::vector<field_values> values;
+    values.reserve(st.s.commands.all().size());
+    for (const command_record& c : st.s.commands.all())
+        if (!c.dialog.title.empty())
+            dialogs.push_back(std::make_unique<command_dialog>(p, c, values.emplace_back(initial_values(p, c))));
+    dialogs.push_back(std::make_unique<midi_setup_view>(p, setup));
+    dialogs.push_back(std::make_unique<memory_setup_view>(p));
+    dialogs.push_back(std::make_unique<overall_settings_view>(p, setup));
+    for (const auto& d : dialogs) {
+        EXPECT_FALSE(d->help_topic.empty()) << d->title() << " has no help page";
+        const bool has_button =
+            std::any_of(d->controls().begin(), d->controls().end(),
+                        [](const auto& c) { return c.kind == control_kind::help_button; });
+        EXPECT_TRUE(has_button) << d->title() << " has no Help button";
+        paths.insert(d->help_topic);
+    }
+    for (const std::string& page : paths) EXPECT_EQ(missing(page), "") << page;
+}
+
+TEST(HelpPages, LinksBetweenPagesLeadToAPageAndAnchor) {
+    const std::regex href("href=\"([^\"]*)\"");
+    int links = 0;
+    for (const auto& entry : fs::directory_iterator(fs::path(KESTRUNE_HELP_DIR) / "html")) {
+        const std::string text = read_all(entry.path());
+        EXPECT_NE(text.find("<title>"), std::string::npos) << entry.path();
+        for (std::sregex_iterator m(text.begin(), text.end(), href), end; m != end; ++m) {
+            std::string target = (*m)[1];
+            if (target.rfind("http", 0) == 0) continue;
+            if (target.front() == '#') target = entry.path().filename().string() + target;
+            EXPECT_EQ(missing("html/" + target), "") << "in " << entry.path();
+            ++links;
+        }
+    }
+    EXPECT_GT(links, 0);
+}
+
+TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
+    const std::string keys =
+        read_all(fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(help_page::key_commands));
+    started_session st;
+    for (const command_record& c : st.s.commands.all()) {
+        if (c.shortcut.empty()) continue;
+        // Each shortcut stands in a cell of its own, beside the command's name.
+        const std::string cell = "<td>" + c.shortcut + "</td>";
+        const auto at = keys.find(cell);
+        ASSERT_NE(at, std::string::npos) << c.shortcut << " of " << c.text;
+        const std::string row =
+            keys.substr(keys.rfind("<tr>", at), keys.find("</tr>", at) - keys.rfind("<tr>", at));
+        EXPECT_NE(row.find(command_name(c.text)), std::string::npos) << row << " for " << c.text;
+    }
+}
+
+}  // namespace
+}  // namespace kestrune
