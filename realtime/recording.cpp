@@ -25,7 +25,7 @@ constexpr std::int32_t max_count_in = 3072;
 constexpr std::uint8_t release_velocity = 64;
 
 // How a take's own steps edit a track: during the take, with no copy of their own.
-constexpr track_edit_options take_edit{.undo = edit_undo::none, .empty_ok = true, .during_take = true};
+constexpr track_edit_options take_edit{.undo = undo_kind::none, .empty_ok = true, .during_take = true};
 
 }  // namespace
 
