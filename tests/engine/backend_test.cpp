@@ -265,19 +265,27 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
     m.close_output(1);
     EXPECT_FALSE(t.alsa->output_open(1));
 
-    // Input comes from the chosen system only; moving to ALSA lets go of JACK.
+    // Every system's input is heard, however its sources were connected; a choice made with
+    // `only` leaves that one source connected over all systems, and device numbers are merged.
     recording_sink sink;
     const std::uint8_t note[3] = {0x90, 64, 90};
-    ASSERT_TRUE(m.open_input(2, &sink));  // JACK: pads:out
+    m.listen(&sink);
     t.jack->inject(note, 3, 42);
     t.alsa->inject(note, 3, 43);
-    ASSERT_TRUE(m.open_input(0, &sink));
-    t.jack->inject(note, 3, 44);
-    t.alsa->inject(note, 3, 45);
-    m.close_input();
+    t.jack->hardware_input = 1;
+    EXPECT_EQ(std::make_pair(m.connected_input(), m.default_input()), std::make_pair(-1, 2));
+    ASSERT_TRUE(m.connect_input(2, true));  // JACK: pads:out
+    ASSERT_TRUE(m.connect_input(0, true));  // ALSA: Keys, and JACK lets go
+    EXPECT_EQ(std::make_pair(m.connected_input(), t.jack->connected_input()), std::make_pair(0, -1));
+    ASSERT_TRUE(m.connect_input(2, false));  // beside it
+    EXPECT_EQ(std::make_pair(t.alsa->connected_input(), t.jack->connected_input()),
+              std::make_pair(0, 1));
+    ASSERT_TRUE(m.connect_input(-1, true));
+    EXPECT_EQ(m.connected_input(), -1);
+    EXPECT_FALSE(m.connect_input(3, false));
+    m.listen(nullptr);
     t.alsa->inject(note, 3, 46);
-    EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 45}));
-    EXPECT_FALSE(m.open_input(3, &sink));
+    EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 43}));
 }
 
 // ---- the machine's own systems ----
@@ -343,13 +351,14 @@ TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
         }
     } sink;
     sink.log = &keys;
-    ASSERT_TRUE(m.open_input(in, &sink));
+    m.listen(&sink);
+    ASSERT_TRUE(m.connect_input(in, true));
     const auto before = std::chrono::steady_clock::now();
     const std::vector<unsigned char> sysex = {0xF0, 0x7E, 0x01, 0xF7};
     keyboard.sendMessage(&sysex);
     for (int i = 0; i < 500 && keys.size() == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    m.close_input();
+    m.listen(nullptr);
     ASSERT_EQ(keys.size(), 1u);
     EXPECT_EQ(keys.got[0], sysex);  // sysex is passed on, not filtered here
     EXPECT_GE(
