@@ -98,6 +98,7 @@ public:
     bool connect_input(int device, bool only) override;
     int connected_input() override { return source_; }
     int default_input() override { return hardware_input; }
+    std::int64_t input_delay_us() const override { return input_delay; }
     // Safe from the engine thread and the input's thread at once.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
     device_state output_state(int port) const override;
@@ -120,6 +121,7 @@ public:
     std::vector<std::string> inputs{"Capture In"};
     std::vector<int> refuse_devices;  // device numbers whose open fails
     int hardware_input = -1;           // what default_input offers
+    std::int64_t input_delay = 0;      // what input_delay_us says
 
 private:
     std::vector<message> log_;

@@ -138,11 +138,14 @@ private:
     std::int32_t position_at(std::int64_t at) const;
     bool takes_input(std::int32_t pos) const;
     std::int32_t record_stamp(std::int32_t pos) const;
+    // The take's held notes are counted from its first record on.
+    void forget_held_notes_of_a_new_take();
     // Counts the take's held notes; false for the note-off of a note a pass's end has ended.
     bool follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
     // A note held over a pass's end ends there.
     void end_held_notes();
     void mixer_rows(std::int64_t at);
+    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;

@@ -299,7 +299,14 @@ std::int32_t player::record_stamp(std::int32_t pos) const {
     return std::clamp(pos - d_.record_offset, 0, last_position);
 }
 
+void player::forget_held_notes_of_a_new_take() {
+    // A cycle take's passes hand theirs on to the next.
+    const dll_data& d = d_;
+    if (d.record_cursor == d.record_write && (!d.cycle_recording || d.cycle_passes == 0)) held_ = {};
+}
+
 bool player::follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
+    forget_held_notes_of_a_new_take();
     const std::uint8_t type = status & 0xF0;
     if (type != 0x80 && type != 0x90) return true;
     std::uint8_t& open = held_.open[status & 0x0F][d1 & 0x7F];
@@ -335,8 +342,6 @@ ref32 player::record_slot() {
     const ref32 c = d.record_cursor;
     // A full take leaves the cursor on the forward link, until the next take resets it.
     if (c == null_ref || store_.status(c) == st::forward_link) return null_ref;
-    // A new take holds no notes; a cycle take's passes hand theirs on.
-    if (c == d.record_write && (!d.cycle_recording || d.cycle_passes == 0)) held_ = {};
     // Step on; a block is entered only if another free block lies beyond it, so the last free
     // block is never written.
     ref32 n = c + record_bytes;
@@ -365,6 +370,7 @@ void player::sysex_begin(std::int64_t at) {
     sysex_recording_ = false;
     const std::int32_t pos = position_at(at);
     if (d.filter_sysex || !takes_input(pos)) return;
+    forget_held_notes_of_a_new_take();
     sysex_head_ = record_slot();
     if (sysex_head_ == null_ref) return;
     store_.at(sysex_head_) = midi_event::make(st::sysex, 0, 0, record_stamp(pos));
@@ -508,7 +514,7 @@ void player::mixer_rows(std::int64_t at) {
         const auto ch = static_cast<std::uint8_t>(c);
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
             if (view[c] == sent[c]) return;
-            send(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
+            mixer_move(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
             sent[c] = view[c];
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
@@ -518,16 +524,24 @@ void player::mixer_rows(std::int64_t at) {
         const bool bank = m.bank_view[c] != m.bank_sent[c];
         if (bank) {
             const int v = std::clamp<int>(m.bank_view[c], 0, 16383);
-            send(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
-            send(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
+            mixer_move(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
+            mixer_move(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
             m.bank_sent[c] = m.bank_view[c];
         }
         // A program follows its bank, so a new bank always takes a program with it.
         if (bank || m.program_view[c] != m.program_sent[c]) {
-            send(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
+            mixer_move(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
             m.program_sent[c] = m.program_view[c];
         }
     }
+}
+
+void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at) {
+    send(port, a, b, c, n, at);
+    // A take records the mixer's moves as it records input.
+    const std::int32_t pos = position_at(at);
+    if (takes_input(pos) && record(midi_event::make(a, b, n > 2 ? c : 0, record_stamp(pos))))
+        shared_store(d_.take_has_data, 1);
 }
 
 void player::mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
