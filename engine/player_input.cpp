@@ -319,7 +319,9 @@ bool player::follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t
         --open;
         return true;
     }
-    if (ended == 0) return true;  // a note that began before the take
+    // A note that began before the take: a punch has no use for its end, which would only
+    // stray among the notes of the track around it.
+    if (ended == 0) return !(d_.punch_on || d_.instant_punch);
     --ended;
     return false;
 }
