@@ -33,7 +33,7 @@ nsm_result nsm_session::open(const std::string& folder) {
     if (made) return {nsm_err_bad_project, "Can't make the folder " + folder};
     if (s_.editor_open()) call(s_.close_editor);
     if (p.running()) s_.trans.stop();
-    call(p.hooks.reset_mixer);
+    p.reset_mixer();
     // Until the session manager opens a session, the File menu works as always.
     if (song_.empty()) bind_file_commands();
     song_ = folder + "/" + session_song_name;

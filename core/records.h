@@ -314,6 +314,7 @@ struct chase_slot {
     std::uint8_t value;
 };
 static_assert(sizeof(chase_slot) == 6);
+static_assert(offsetof(chase_slot, status) == 4 && offsetof(chase_slot, value) == 5);
 
 enum chase_kind : int {
     chase_program,
@@ -326,6 +327,9 @@ enum chase_kind : int {
     chase_expression,
     chase_slots = 8
 };
+// The slots stand in this order in the shared table.
+static_assert(chase_bank_msb == 1 && chase_bank_lsb == 2 && chase_volume == 3 &&
+              chase_reverb == 4 && chase_chorus == 5 && chase_pan == 6 && chase_expression == 7);
 
 struct chase_entry {
     chase_slot slot[8];
@@ -336,6 +340,8 @@ struct chase_entry {
 };
 static_assert(sizeof(chase_entry) == 55);
 static_assert(offsetof(chase_entry, wheel_key) == 48);
+static_assert(offsetof(chase_entry, wheel_status) == 52);
+static_assert(offsetof(chase_entry, wheel_data1) == 53 && offsetof(chase_entry, wheel_data2) == 54);
 
 #pragma pack(pop)
 

@@ -62,8 +62,16 @@ static_assert(offsetof(settings_file_head, memory_units) == 14);
 static_assert(offsetof(settings_file_head, show_patch_names) == 16);
 static_assert(offsetof(settings_file_head, timer_resolution) == 144);
 static_assert(offsetof(settings_file_head, window_left) == 150);
+static_assert(offsetof(settings_file_head, window_top) == 152);
+static_assert(offsetof(settings_file_head, window_width) == 154);
 static_assert(offsetof(settings_file_head, window_height) == 156);
 static_assert(offsetof(settings_file_head, simple_bardisplay) == 158);
+static_assert(offsetof(settings_file_head, click_always) == 159);
+static_assert(offsetof(settings_file_head, midi_click) == 160);
+static_assert(offsetof(settings_file_head, sync_out) == 161);
+static_assert(offsetof(settings_file_head, actual_position) == 162);
+static_assert(offsetof(settings_file_head, two_bar_count_in) == 163);
+static_assert(offsetof(settings_file_head, chase_events) == 164);
 static_assert(offsetof(settings_file_head, reset_on_stop) == 165);
 static_assert(offsetof(settings_file_head, mixer_define_controller) == 166);
 
@@ -80,7 +88,11 @@ struct settings_file_middle {
     std::uint8_t reserved_14[187];
 };
 static_assert(sizeof(settings_file_middle) == 202);
+static_assert(offsetof(settings_file_middle, show_clock) == 4);
+static_assert(offsetof(settings_file_middle, allow_double_clicks) == 5);
+static_assert(offsetof(settings_file_middle, remember_file_paths) == 6);
 static_assert(offsetof(settings_file_middle, sync_out_ports) == 7);
+static_assert(offsetof(settings_file_middle, sync_delay) == 11);
 static_assert(offsetof(settings_file_middle, spp_offset) == 12);
 #pragma pack(pop)
 
@@ -118,6 +130,8 @@ struct user_settings {
     // Not in the file: a per-user file that could not be read, set aside as NAME.bad before the
     // settings are next written, so that it is never written over.
     std::string broken_file;
+
+    bool operator==(const user_settings&) const = default;
 };
 
 enum class settings_read { loaded, missing, broken };

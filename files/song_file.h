@@ -34,6 +34,8 @@ struct stored_step {
 };
 static_assert(sizeof(stored_step) == 15);
 static_assert(offsetof(stored_step, pattern) == 4);
+static_assert(offsetof(stored_step, stop_here) == 5);
+static_assert(offsetof(stored_step, transpose) == 6);
 static_assert(offsetof(stored_step, denominator) == 7);
 static_assert(offsetof(stored_step, pickup) == 9);
 static_assert(offsetof(stored_step, track_mask) == 11);
@@ -133,6 +135,7 @@ static_assert(sizeof(song_file_tail) == 691);
 static_assert(offsetof(song_file_tail, tempo) == 384);
 static_assert(offsetof(song_file_tail, note_pad_text) == 387);
 static_assert(offsetof(song_file_tail, quantize_strength) == 587);
+static_assert(offsetof(song_file_tail, swing_factor) == 589);
 
 struct grid_section {
     std::int32_t grid_split;
@@ -146,7 +149,12 @@ struct grid_section {
     std::uint8_t reserved[166];
 };
 static_assert(sizeof(grid_section) == 212);
+static_assert(offsetof(grid_section, grid_mode_flag) == 4);
+static_assert(offsetof(grid_section, grid_lane) == 6);
+static_assert(offsetof(grid_section, grid_zoom_y) == 8);
+static_assert(offsetof(grid_section, grid_zoom_x) == 10);
 static_assert(offsetof(grid_section, transpose_exempt_c) == 12);
+static_assert(offsetof(grid_section, transpose_exempt_d) == 28);
 static_assert(offsetof(grid_section, split_percent) == 44);
 
 #pragma pack(pop)

@@ -34,6 +34,11 @@ struct track_chunk_head {
     std::uint32_t count;
 };
 static_assert(sizeof(track_chunk_head) == 38);
+static_assert(offsetof(track_chunk_head, channel) == 1);
+static_assert(offsetof(track_chunk_head, quantize) == 2);
+static_assert(offsetof(track_chunk_head, mute) == 3);
+static_assert(offsetof(track_chunk_head, transpose) == 4);
+static_assert(offsetof(track_chunk_head, compress) == 5);
 static_assert(offsetof(track_chunk_head, loop_length) == 6);
 static_assert(offsetof(track_chunk_head, blocks) == 10);
 static_assert(offsetof(track_chunk_head, delay) == 12);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "song/event_store.h"
@@ -95,29 +97,25 @@ TEST_F(Input, SysexLongerThanABufferIsStoredWholeAndCounted) {
     EXPECT_EQ(s.status(s.next_event(first)), 0x90);
 }
 
-TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
-    d.midi_thru = d.filter_program = d.filter_controller_from = d.remap_on = 1;
+TEST_F(Input, ThruAndRemapShapeWhatPassesOnAndHeldNotesEnd) {
+    d.midi_thru = d.remap_on = 1;
     d.thru_port = d.remap_from = 2;
     d.thru_channel = 5;
     d.thru_transpose = 3;
     d.thru_velocity = -10;
-    d.thru_off_channel = 9;
     d.remap_to = 11;
     // Thru leaves from the input callback itself, before the engine thread has had a turn.
     const std::uint8_t on[] = {0x90, 60, 100};
     t.midi.inject(on, 3, t.clk.now_us());
     ASSERT_EQ(t.midi.size(), 1u);
     t.run_ms(0);
-    t.feed({0x99, 36, 100});  // the off channel is not passed
-    t.feed({0xC0, 5});        // filtered
-    t.feed({0xB0, 1, 64});    // filtered controller
-    t.feed({0xB0, 2, 70});    // remapped
-    t.feed({0xFE});           // active sensing is dropped
-    t.feed({0x80, 60, 0});
+    t.feed({0xB0, 2, 70});  // remapped
+    t.feed({0xFE});         // active sensing is dropped
+    t.feed({0x90, 60, 0});  // ends the note: the velocity offset makes no new one of it
     using bytes = std::vector<std::vector<int>>;
-    EXPECT_EQ(sent_bytes(t.midi, 2), (bytes{{0x95, 63, 90}, {0xB5, 11, 70}, {0x85, 63, 0}}));
+    EXPECT_EQ(sent_bytes(t.midi, 2), (bytes{{0x95, 63, 90}, {0xB5, 11, 70}, {0x95, 63, 0}}));
     EXPECT_EQ(t.midi.size(), 3u);
-    // A held thru note is ended on request.
+    // A held thru note, and only that, is ended on request.
     t.midi.clear();
     t.feed({0x90, 64, 100});
     t->wait_request(d.thru_notes_off_request);
@@ -128,6 +126,45 @@ TEST_F(Input, FiltersThruAndRemapShapeWhatPassesOn) {
     t.eng.cleanup_func_in_dll();
     ASSERT_EQ(t.midi.size(), 4u);
     EXPECT_EQ(nums(t.midi[3].bytes[0], t.midi[3].bytes[1]), nums(0x85, 68));
+}
+
+TEST_F(Input, EachFilterTakesItsOwnKindFromThruAndFromTheTake) {
+    // The filters, and one message of each kind on channel 4 with the filter that takes it;
+    // thru keeps the channel as played.
+    const std::function<void()> filter[] = {[&] { d.filter_notes = 1; },
+                                            [&] { d.filter_poly_press = 1; },
+                                            [&] { d.filter_controller_from = 12; },
+                                            [&] { d.filter_controller_to = 14; },
+                                            [&] { d.filter_program = 1; },
+                                            [&] { d.filter_channel_press = 1; },
+                                            [&] { d.filter_pitch_wheel = 1; },
+                                            [&] { d.filter_sysex = 1; }};
+    const std::vector<std::pair<std::vector<std::uint8_t>, std::size_t>> kinds = {
+        {{0x93, 60, 100}, 0}, {{0xA3, 60, 50}, 1}, {{0xB3, 12, 1}, 2},
+        {{0xB3, 14, 2}, 3},   {{0xC3, 5}, 4},      {{0xD3, 40}, 5},
+        {{0xE3, 0, 80}, 6},   {{0x83, 60, 0}, 0},  {{0xF0, 0x7D, 1, 0xF7}, 7}};
+    d.midi_thru = 1;
+    d.thru_port = 1;
+    for (std::size_t f = 0; f < std::size(filter); ++f) {
+        d.filter_notes = d.filter_poly_press = d.filter_program = d.filter_channel_press = 0;
+        d.filter_pitch_wheel = d.filter_sysex = 0;
+        d.filter_controller_from = d.filter_controller_to = -1;
+        filter[f]();
+        arm_take(3072);
+        t.midi.clear();
+        std::vector<std::vector<int>> thru;
+        std::vector<int> stored, took;
+        for (const auto& [bytes, taken_by] : kinds) {
+            t.feed(bytes, 1);
+            if (taken_by == f) continue;
+            stored.push_back(bytes[0]);
+            if (bytes[0] != 0xF0) thru.emplace_back(bytes.begin(), bytes.end());
+        }
+        for (const midi_event& e : take())
+            if (is_event_status(e.status())) took.push_back(e.status());
+        EXPECT_EQ(sent_bytes(t.midi, 1), thru) << "filter " << f;
+        EXPECT_EQ(took, stored) << "filter " << f;
+    }
 }
 
 TEST_F(Input, StepInputCollectsChordsAndRestsFromThePedal) {

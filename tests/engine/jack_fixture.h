@@ -53,7 +53,9 @@ class probe {
     };
 
     probe() {
-        client_ = jack_client_open("probe", JackNoStartServer, nullptr);
+        // Another test's server coming or going can hold the shared registry for a moment.
+        for (int i = 0; i < 100 && !client_; ++i)
+            if (!(client_ = jack_client_open("probe", JackNoStartServer, nullptr))) sleep_ms(50);
         if (!client_) return;
         in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
         out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
@@ -101,7 +103,7 @@ class probe {
     }
     const event& operator[](int i) const { return got_[static_cast<std::size_t>(i)]; }
     bool wait_connections(int n) const {
-        for (int i = 0; i < 1000 && jack_port_connected(in_) != n; ++i) sleep_ms(1);
+        for (int i = 0; i < 10000 && jack_port_connected(in_) != n; ++i) sleep_ms(1);
         return jack_port_connected(in_) == n;
     }
     bool wait_for(int n, int ms) const {
@@ -119,7 +121,7 @@ class probe {
         second_offset_ = second_offset;
         written_frame_.store(-1);
         armed_.store(true, std::memory_order_release);
-        for (int i = 0; i < 2000 && written_frame_.load() < 0; ++i) sleep_ms(1);
+        for (int i = 0; i < 10000 && written_frame_.load() < 0; ++i) sleep_ms(1);
         return written_frame_.load();
     }
 

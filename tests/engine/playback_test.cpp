@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "core/midi_message.h"
 #include "song/locate.h"
 #include "song/patterns.h"
 #include "song/position.h"
@@ -66,6 +67,13 @@ TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
     // Velocity 1 compressed gives 32 (the shift rounds down), plus 10.
     EXPECT_MSG(v[5], 1, 0x93, 63, 42, ms_of(250));
     EXPECT_EQ(t->d.track_activity[0], 42);
+}
+
+TEST(Velocity, CompressionHalvesFlattensOrDoublesTheDistanceFrom64AndNeverGivesZero) {
+    EXPECT_EQ(nums(compressed_velocity(100, 2, 0), compressed_velocity(30, 5, 10),
+                   compressed_velocity(100, -1, 0), compressed_velocity(20, -1, 0),
+                   compressed_velocity(64, 0, -99), compressed_velocity(120, 4, 127)),
+              nums(73, 74, 127, 1, 1, 127));
 }
 
 TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
@@ -240,12 +248,15 @@ TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
     d.click_port = 2;
     d.click_channel = 9;
     d.click_note = 37;
-    d.click_velocity = 100;
+    d.click_velocity = 127;
     start(3072);
     t.run_ms(ms_of(192 * 2 + 4));
     std::vector<double> clicks, clocks0, clocks3;
     for (const auto& m : out(true)) {
-        if (m.a == 0x99) clicks.push_back(m.at / 1000.0);
+        if (m.a == 0x99) {
+            EXPECT_EQ(nums(m.port, m.b, m.c), nums(2, 37, 127));
+            clicks.push_back(m.at / 1000.0);
+        }
         if (m.a == 0xF8) (m.port == 0 ? clocks0 : clocks3).push_back(m.at / 1000.0);
     }
     ASSERT_EQ(clicks.size(), 3u);

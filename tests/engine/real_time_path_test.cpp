@@ -91,7 +91,7 @@ TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
     give_track(p, 0, 0, recs);
     locate(p, 3072);
     p.d.stopped = 0;
-    for (int i = 0; i < 400 && midi.size() < 8; ++i)
+    for (int i = 0; i < 10000 && midi.size() < 8; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     {
         program::park parked(p);

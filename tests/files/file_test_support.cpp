@@ -125,15 +125,16 @@ void make_rich_song(program& p) {
     d.click_velocity = 90;
     d.click_note = 42;
     d.click_port = 2;
-    d.filter_notes = d.filter_pitch_wheel = d.filter_channel_press = d.filter_program = 1;
-    d.filter_sysex = d.remap_on = d.remap_from = 1;
+    // Neighbouring switches alternate, so that a swap shows.
+    d.filter_notes = d.filter_poly_press = d.filter_program = d.remap_on = 1;
+    d.remap_from = 3;
     d.filter_controller_from = 12;
     d.filter_controller_to = 14;
     d.remap_to = 11;
     d.left_locator = 4000;
     d.right_locator = 9000;
     for (int port = 0; port < 4; ++port)
-        for (int c = 0; c < 16; ++c) d.transpose_exempt[port][c] = (c + port) % 3 == 0;
+        for (int c = 0; c < 16; ++c) d.transpose_exempt[port][c] = (c + port) % 5 == 0;
 
     song_settings& ss = p.song;
     ss.snap_to_grid = 1;
@@ -153,6 +154,99 @@ void make_rich_song(program& p) {
     ss.grid_lane = 7;
     ss.grid_zoom_y = 12;
     ss.grid_zoom_x = 6;
+}
+
+void make_extreme_song(program& p) {
+    make_rich_song(p);
+    dll_data& d = p.d;
+    // The ends of the ranges the reader holds values to.
+    d.thru_off_channel = d.click_channel = 15;
+    d.click_velocity = d.click_note = d.remap_from = d.remap_to = 127;
+    d.filter_controller_from = d.filter_controller_to = 127;
+    d.click_port = 3;
+    d.filter_poly_press = 1;
+    d.left_locator = 0;
+    d.right_locator = last_locator_position;
+    std::memset(d.transpose_exempt, 1, sizeof d.transpose_exempt);
+    p.app.edit_grid = 192;
+    p.app.song_tempo = 99999;
+    p.app.quantize_strength = 0;
+    p.app.quantize_swing = 10;
+    for (int i = 0; i < song_steps; ++i) {
+        song_step& s = p.step(i);
+        s.pattern = 15;
+        s.transpose = static_cast<std::int8_t>(i % 2 ? 60 : -60);
+        s.track_mask = 0xFFFFFFFFu;
+        s.pickup = static_cast<std::int16_t>(i > 0 ? 3071 : 0);
+    }
+    rebuild_step_pointers(p);
+    d.current_step = song_steps - 1;
+    d.current_pattern = 15;
+    // One track at each end of every parameter.
+    auto ends = [&](int pattern, int track, int sign) {
+        track_slot& s = p.slot(pattern, track);
+        s.velocity = s.delay = static_cast<std::int8_t>(sign > 0 ? 127 : -99);
+        s.transpose = static_cast<std::int8_t>(60 * sign);
+        s.compress = static_cast<std::int8_t>(sign > 0 ? 5 : -1);
+        s.channel = sign > 0 ? 16 : 0;
+        s.port = sign > 0 ? 3 : 0;
+        s.loop_length = loop_length_from_beats(249, 4);
+        put_name(s.name, "ABCDEFGHIJ");
+    };
+    ends(0, 31, 1);
+    ends(parallel_pattern, 31, -1);
+    p.song.position_memory.fill(static_cast<std::uint32_t>(last_position));
+    p.song.note_pad_text.fill('N');
+    p.song.grid_pane_height = 300;  // the split is recomputed in 16 bits
+    p.song.grid_split = 300;        // 100 percent
+}
+
+namespace {
+
+// The plain values the song file keeps, in the file's order.
+std::vector<std::int64_t> song_values(const program& p) {
+    const dll_data& d = p.d;
+    const song_settings& s = p.song;
+    return nums(d.current_step, d.current_pattern, p.app.edit_grid, p.app.song_tempo, d.song_mode,
+                d.thru_off_channel, d.click_channel, d.click_velocity, d.click_note, d.filter_notes,
+                d.filter_controller_from, d.filter_pitch_wheel, d.filter_poly_press,
+                d.filter_channel_press, d.filter_program, d.remap_on, d.remap_from, d.remap_to,
+                d.filter_controller_to, d.left_locator, d.right_locator, d.cycle_on, d.filter_sysex,
+                d.tempo_track_on, d.click_port, s.snap_to_grid, s.increase_button,
+                s.decrease_button, d.signature_track_on, p.app.quantize_strength,
+                p.app.quantize_swing, s.grid_split, s.grid_mode_flag, s.grid_lane, s.grid_zoom_y,
+                s.grid_zoom_x);
+}
+
+}  // namespace
+
+void expect_same_song(const program& a, const program& b) {
+    EXPECT_EQ(song_values(a), song_values(b));
+    EXPECT_EQ(std::memcmp(a.d.transpose_exempt, b.d.transpose_exempt, sizeof a.d.transpose_exempt),
+              0);
+    EXPECT_EQ(a.song.position_memory, b.song.position_memory);
+    EXPECT_EQ(a.song.note_pad_text, b.song.note_pad_text);
+    EXPECT_TRUE(a.song.mixer_snapshots == b.song.mixer_snapshots);
+    // The lists, and the default signature's one record.
+    for (auto list : {&dll_data::tempo_chain, &dll_data::signature_track})
+        EXPECT_EQ(difference(read_chain(b.store(), (b.d.*list).first),
+                             read_chain(a.store(), (a.d.*list).first)),
+                  "");
+    EXPECT_EQ(difference({b.store().at(b.d.signature_chain.first)},
+                         {a.store().at(a.d.signature_chain.first)}),
+              "");
+    for (int i = 0; i < song_steps; ++i) {
+        const song_step &u = a.step(i), &v = b.step(i);
+        EXPECT_EQ(nums(u.end, u.pattern, u.stop_here, u.transpose, u.pickup, u.track_mask),
+                  nums(v.end, v.pattern, v.stop_here, v.transpose, v.pickup, v.track_mask))
+            << "step " << i;
+        EXPECT_EQ(name_of(u.name), name_of(v.name)) << "step " << i;
+        EXPECT_EQ(v.pattern_ptr, b.pattern_ref(v.pattern)) << "step " << i;
+    }
+    for (int pat = 0; pat <= parallel_pattern; ++pat) {
+        EXPECT_EQ(name_of(a.pattern(pat).name), name_of(b.pattern(pat).name)) << pat;
+        for (int tr = 0; tr < tracks_per_pattern; ++tr) expect_same_track(a, pat, tr, b, pat, tr);
+    }
 }
 
 // ---- Standard MIDI files ----

@@ -48,8 +48,12 @@ void set_le(std::vector<std::uint8_t>& b, std::size_t at, T v) {
 // The same fields and records on two tracks.
 void expect_same_track(const program& a, int pa, int ta, const program& b, int pb, int tb);
 
-// Fills a song with something in every place the song file keeps.
+// Fills a song with something in every place the song file keeps, neighbours told apart.
 void make_rich_song(program& p);
+// The rich song with every field at an end of its range.
+void make_extreme_song(program& p);
+// Every field the song file keeps, the same in both programs.
+void expect_same_song(const program& a, const program& b);
 
 // ---- Standard MIDI files ----
 

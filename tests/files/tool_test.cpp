@@ -266,9 +266,12 @@ TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     give_track(*t, 0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3100)});
     ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
     const std::string settings = dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set");
-    const std::string run = "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
-                            "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen timeout -s KILL 60 '" +
-                            KESTRUNE_PROGRAM_PATH + "' ";
+    // timeout in the foreground passes a signal on to the program once; otherwise it also
+    // signals its process group, and a second signal ends the program at once.
+    const std::string run =
+        "cd '" + dir.path("") + "' && HOME='" + dir.path("") +
+        "' XDG_CONFIG_HOME= QT_QPA_PLATFORM=offscreen timeout --foreground -s KILL 60 '" +
+        KESTRUNE_PROGRAM_PATH + "' ";
     int w = std::system((run + "--screenshot shot.png '\"start.sng\"' 2>&1").c_str());
     ASSERT_TRUE(WIFEXITED(w));
     EXPECT_EQ(WEXITSTATUS(w), 0);

@@ -109,9 +109,26 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.transpose_exempt[1][9], 1);
     EXPECT_EQ(overall_settings_dialog::controller_text(-1, nullptr), " Control -- ");
     EXPECT_EQ(overall_settings_dialog::controller_text(3, nullptr), " Control 3");
-    EXPECT_EQ(overall_settings_dialog::channel_text(-1), " -- ");
     again.set_left_button_increases(false);
     EXPECT_EQ(s.mouse_increase, 2);
+}
+
+TEST(OverallSettings, TheThruOffChannelHoldsBackOneChannelUntilSetBackToNone) {
+    testing::test_program t;
+    setup_settings s;
+    overall_settings_dialog dlg(*t, s);
+    t->d.midi_thru = 1;
+    auto passed = [&](std::uint8_t status) {
+        t.midi.clear();
+        t.feed({status, 60, 100});
+        return t.midi.size() == 1;
+    };
+    dlg.set_thru_off_channel(9);  // shown from 1: channel 10
+    EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), "10");
+    EXPECT_EQ(nums(passed(0x98), passed(0x99), passed(0x9A)), nums(1, 0, 1));
+    dlg.set_thru_off_channel(-5);  // below the range: none
+    EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), " -- ");
+    EXPECT_EQ(nums(passed(0x99), passed(0x9F), passed(0x90)), nums(1, 1, 1));
 }
 
 }  // namespace

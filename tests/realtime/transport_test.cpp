@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <tuple>
 #include <vector>
 
+#include "realtime/song_extent.h"
 #include "song/event_store.h"
 #include "song/locate.h"
 #include "song/patterns.h"
@@ -43,13 +46,13 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     t.midi.clear();
     tr.waited_ms = 0;
     t->d.cycle_on = 1;
-    t->d.left_locator = song_start + 768 + 10;
-    t->d.right_locator = song_start + 4 * 768;
+    t->d.left_locator = song_start + 32 * 768 + 10;  // bar 33 and 10 ticks
+    t->d.right_locator = song_start + 40 * 768;
     tr.play();
-    EXPECT_EQ(t->d.position, song_start + 778);
-    const int spp = 778 / 48 + 1;
-    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xF2, spp & 0x7F, spp >> 7}, {0xFB}}));
-    EXPECT_EQ(nums(t->d.spp_delay, tr.waited_ms), nums(48 - 778 % 48, 200));
+    EXPECT_EQ(t->d.position, song_start + 32 * 768 + 10);
+    // 512 sixteenths and 10 ticks; one sixteenth ahead: 513, as 7-bit bytes low first.
+    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xF2, 1, 4}, {0xFB}}));
+    EXPECT_EQ(nums(t->d.spp_delay, tr.waited_ms), nums(38, 200));
     // Clock output lines up with the pointer: the first clock falls on its sixteenth.
     t.midi.clear();
     t.run_ms(200);
@@ -63,6 +66,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
 }
 
 TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
+    clock_out_on_a();
     tr.play();
     t.run_ms(500);
     const std::int32_t there = t->d.position;
@@ -78,6 +82,49 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     tr.stop();
     tr.stop();
     EXPECT_EQ(t->d.position, song_start);
+    // Start, then Stop and Continue as the transport stops and goes on; every Stop says so.
+    std::vector<std::vector<int>> told;
+    for (const auto& m : sent())
+        if (m[0] != 0xF8) told.push_back(m);
+    EXPECT_EQ(told,
+              (std::vector<std::vector<int>>{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
+}
+
+TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
+    // The channels of a port that got the controller reset, and the centred wheel.
+    auto reset_channels = [&](int port) {
+        std::set<int> controllers, wheels;
+        for (const auto& m : sent(port)) {
+            const int c = m[0] & 0x0F;
+            if (m == std::vector<int>{0xB0 | c, 121, 0}) controllers.insert(c);
+            if (m == std::vector<int>{0xE0 | c, 0x00, 0x40}) wheels.insert(c);
+        }
+        return nums(controllers.size(), wheels.size());
+    };
+    tr.play();
+    tr.stop();
+    EXPECT_EQ(reset_channels(0), nums(0, 0)) << "not asked for";
+    t->app.reset_on_stop = true;
+    tr.play();
+    t.midi.clear();
+    tr.play();  // a restart is not a stop
+    EXPECT_EQ(reset_channels(0), nums(0, 0));
+    tr.stop();
+    for (int port = 0; port < 4; ++port) EXPECT_EQ(reset_channels(port), nums(16, 16)) << port;
+}
+
+TEST(SongEnd, FallsAfterTheLastNoteOfADelayedTrack) {
+    test_program t;
+    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, song_start), ev(0x80, 60, 0, song_start + 768)});
+    add_sorted(*t, 0, 1, {ev(0x90, 62, 100, song_start + 700), ev(0x80, 62, 0, song_start + 760)})
+        .delay = 99;
+    EXPECT_EQ(song_end(*t), song_start + 760 + 99 + 1);
+    // In song mode the end of the last step with data, or the parallel pattern's last note.
+    t->d.song_mode = 1;
+    for (int i = 0; i < song_steps; ++i) set_step_pattern(*t, i, i == 1 ? 0 : 3);
+    EXPECT_EQ(song_end(*t), t->step(1).end);
+    add_sorted(*t, parallel_pattern, 0, {ev(0x90, 30, 100, t->step(1).end - 50)}).delay = 60;
+    EXPECT_EQ(song_end(*t), t->step(1).end + 11);
 }
 
 TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
@@ -91,19 +138,24 @@ TEST_F(Transport, RewindInSongModeHoldsAPickupInWholeBars) {
     EXPECT_EQ(t->d.position, song_start);
 }
 
-TEST_F(Transport, ChaseEventsSendsWhatTheSongSetBeforeAHeldNoteAndNothingOlder) {
+TEST_F(Transport, ChaseEventsSendsTheLastValueOfEveryKindBeforeThePosition) {
+    // Each kind has its own value, so a value sent under another kind's number shows.
     add_sorted(*t, 0, 0,
                {ev(0xC0, 5, 0, song_start), ev(0xB0, 7, 100, song_start + 10),
-                ev(0xB0, 0, 2, song_start + 20), ev(0xC0, 9, 0, song_start + 400),
-                ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 0, 70, song_start + 600),
+                ev(0xB0, 0, 2, song_start + 20), ev(0xB0, 32, 3, song_start + 30),
+                ev(0xB0, 91, 4, song_start + 40), ev(0xB0, 93, 5, song_start + 50),
+                ev(0xB0, 10, 6, song_start + 60), ev(0xB0, 11, 7, song_start + 70),
+                ev(0xC0, 9, 0, song_start + 400), ev(0xB0, 7, 59, song_start + 500),
+                ev(0xB0, 7, 60, song_start + 500), ev(0xE0, 1, 70, song_start + 600),
                 ev(0xD0, 50, 0, song_start + 700), ev(0xB0, 1, 9, song_start + 800),
                 ev(0x90, 60, 100, song_start + 900), ev(0x80, 60, 0, song_start + 1200),
-                ev(0xB0, 7, 20, song_start + 2000)});
+                ev(0xB0, 7, 20, song_start + 2000), ev(0xB0, 10, 99, song_start + 6200)});
     t->slot(0, 0).channel = 16;  // as recorded
+    t->slot(0, 0).port = 2;
     add_sorted(*t, 0, 1, {ev(0xC1, 44, 0, song_start)});
-    t->slot(0, 1).mute = 1;
-    add_sorted(*t, 0, 2, {ev(0xC0, 12, 0, song_start + 50)});
-    t->slot(0, 2).channel = 3;
+    t->slot(0, 1).mute = 1;  // muted tracks are not chased
+    add_sorted(*t, 0, 2, {ev(0xB5, 7, 33, song_start + 100)});
+    t->slot(0, 2).channel = 3;  // the track's channel, not the event's
     t->slot(0, 2).port = 1;
 
     // Chase Events on; Pause continues from a position dialled into the note held from 900.
@@ -112,17 +164,38 @@ TEST_F(Transport, ChaseEventsSendsWhatTheSongSetBeforeAHeldNoteAndNothingOlder) 
     t.midi.clear();
     tr.pause();
     t.run_ms(ms_of(300));
-    // Per port and channel the last of each kind before the position: bank select MSB 2 (at
-    // 20), program 9 (400, not 5), volume 60 (500, not 100), the wheel (600); channel pressure
-    // and controller 1 are not chased, the volume at 2000 is not yet due. Banks go before the
-    // program so that it lands in the right bank. Then the held note's end, 200 ticks on.
-    EXPECT_EQ(sent(0), (std::vector<std::vector<int>>{{0xB0, 0, 2},
+    // Bank before program, then the controllers and the wheel; of two volumes at one tick the
+    // second, the volume at 2000 is not due, channel pressure and modulation are not chased.
+    // Then the held note's end, 200 ticks on.
+    EXPECT_EQ(sent(2), (std::vector<std::vector<int>>{{0xB0, 0, 2},
+                                                      {0xB0, 32, 3},
                                                       {0xC0, 9},
                                                       {0xB0, 7, 60},
-                                                      {0xE0, 0, 70},
+                                                      {0xB0, 10, 6},
+                                                      {0xB0, 11, 7},
+                                                      {0xB0, 91, 4},
+                                                      {0xB0, 93, 5},
+                                                      {0xE0, 1, 70},
                                                       {0x80, 60, 0}}));
-    // The track's channel overrides the event's; a muted track is not chased.
-    EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xC3, 12}}));
+    EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xB3, 7, 33}}));
+    EXPECT_TRUE(sent(0).empty());
+
+    // Song mode: back through the earlier steps from their ends (step 0 never plays its
+    // pattern's pan at 6200), the later step winning, and the parallel pattern over all, early
+    // as its value is. Step 1 (pattern 1) starts at 9216.
+    tr.stop();
+    t->d.song_mode = 1;
+    add_sorted(*t, 1, 0, {ev(0xB0, 7, 70, song_start + 10)});
+    add_sorted(*t, 1, 3, {ev(0xB0, 7, 33, song_start + 10)}).port = 2;
+    t->slot(1, 3).channel = 0;
+    add_sorted(*t, parallel_pattern, 0, {ev(0xB0, 7, 80, song_start + 5)});
+    t.midi.clear();
+    locate(*t, 9216 + 100);
+    t.eng.run_until(t.clk.now_us());
+    EXPECT_EQ(sent(0), (std::vector<std::vector<int>>{{0xB0, 7, 80}}));
+    const auto port_c = sent(2);
+    ASSERT_EQ(port_c.size(), 9u);
+    EXPECT_EQ(nums(port_c[0][2], port_c[2][1], port_c[3][2], port_c[4][2]), nums(2, 9, 33, 6));
 }
 
 TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
@@ -159,18 +232,42 @@ TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
     EXPECT_EQ(nums(tr.waited_ms, t->d.position), nums(20 + 100 + 200, stored));
 }
 
-TEST_F(Transport, CycleAndPunchExcludeEachOtherAndAreRefusedDuringATake) {
-    tr.toggle_punch();
+TEST_F(Transport, CycleAndPunchTurnEachOtherOffAndStayAsTheyAreDuringATake) {
+    auto state = [&] {
+        return nums(t->d.cycle_on, t->d.punch_on, tr.buttons.cycle, tr.buttons.punch);
+    };
     tr.toggle_cycle();
-    EXPECT_EQ(nums(t->d.cycle_on, t->d.punch_on), nums(1, 0));
-    t->d.recording = 1;
-    tr.toggle_cycle();
-    EXPECT_EQ(t->d.cycle_on, 1);
-    EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
-    t->d.recording = 0;
-    t->d.internal_record = 2;
     tr.toggle_punch();
-    EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
+    EXPECT_EQ(state(), nums(0, 1, 0, 1));
+    tr.toggle_cycle();
+    EXPECT_EQ(state(), nums(1, 0, 1, 0));
+    tr.toggle_punch();
+    for (auto [recording, internal, text] :
+         {std::tuple{1, 0, "Can't do this while recording!"},
+          {0, 2, "Can't do this while\nInternal Record is active!"}}) {
+        t->d.recording = static_cast<std::int16_t>(recording);
+        t->d.internal_record = static_cast<std::uint8_t>(internal);
+        t.screen.messages.clear();
+        tr.toggle_cycle();
+        tr.toggle_punch();
+        EXPECT_EQ(state(), nums(0, 1, 0, 1)) << text;
+        ASSERT_EQ(t.screen.messages.size(), 2u);
+        EXPECT_EQ(t.screen.messages[0].text + t.screen.messages[1].text, std::string(text) + text);
+    }
+    // Turned on while running, the cycle is ready for its first jump.
+    t->d.recording = t->d.internal_record = 0;
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 60, 100, song_start + 768), ev(0x90, 61, 100, song_start + 900)});
+    tr.play();
+    t->d.left_locator = song_start + 768;
+    t->d.right_locator = song_start + 1536;
+    tr.toggle_cycle();
+    t.midi.clear();
+    t.run_ms(ms_of(1536 + 10));
+    std::vector<int> keys;
+    for (const auto& m : sent())
+        if (m[0] == 0x90) keys.push_back(m[1]);
+    EXPECT_EQ(keys, (std::vector<int>{60, 61, 60}));
 }
 
 TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhile) {

@@ -54,28 +54,39 @@ TEST_F(Locate, PatternModeSeatsEveryTrack) {
     EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
 }
 
-TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPosition) {
+TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPositionAndTheRightNotePlaysNext) {
     track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
     track_slot& early = give_track(p, 0, 2, notes(16, 3072, 192));
     early.delay = -20;
-    track_slot& looped = give_track(p, 0, 3, notes(16, 3072, 192));
+    // A loop of three beats: 576 ticks do not divide the 3072 before the song start.
+    track_slot& looped = give_track(
+        p, 0, 3, {ev(0x90, 60, 100, 3072), ev(0x90, 61, 100, 3272), ev(0x90, 62, 100, 3472)});
     looped.delay = 10;
-    looped.loop_length = 768 + 3071;  // one bar of 4/4
+    looped.loop_length = loop_length_from_beats(3, 4);
     d.current_pattern = 0;
 
     const std::int32_t at = 3072 + 768 * 2 + 100;
     locate(p, at);
     // Track 4 is not in use: the plain position.
-    EXPECT_EQ(
-        nums(d.track_position[1], d.track_position[2], d.track_position[3], d.track_position[4]),
-        nums(at - 10, at + 20, 3072 + 90, at));
-    EXPECT_EQ(nums(pos_of(p, late.play), pos_of(p, early.play), pos_of(p, looped.play)),
-              nums(3072 + 768 * 2 + 192, 3072 + 768 * 2 + 192, 3072 + 192));
-
-    // Inside the first pass of the loop nothing folds.
-    locate(p, 3072 + 500);
-    EXPECT_EQ(d.track_position[3], 3072 + 490);
+    EXPECT_EQ(nums(d.track_position[1], d.track_position[2], d.track_position[4]),
+              nums(at - 10, at + 20, at));
+    EXPECT_EQ(nums(pos_of(p, late.play), pos_of(p, early.play)),
+              nums(3072 + 768 * 2 + 192, 3072 + 768 * 2 + 192));
+    // 5000 - 10 = 8 x 576 + 382: the loop's third note is next, 18 ticks on, then its first.
+    locate(p, 3072 + 5000);
+    EXPECT_EQ(nums(d.track_position[3], pos_of(p, looped.play)), nums(3072 + 382, 3072 + 400));
+    late.mute = early.mute = 1;
+    d.stopped = 0;
+    const std::int64_t t0 = t.clk.now_us();
+    t.midi.clear();
+    t.run_ms(ms_of(18 + 194));
+    std::vector<sent_message> on;  // the loop's end also ends the note that sounds
+    for (const sent_message& m : sent_messages(t.midi, t0))
+        if ((m.a & 0xF0) == 0x90) on.push_back(m);
+    ASSERT_EQ(on.size(), 2u);
+    EXPECT_EQ(nums(on[0].b, on[1].b), nums(62, 60));
+    EXPECT_NEAR(on[1].at / 1000.0, ms_of(194), 0.01);
 }
 
 TEST_F(Locate, SongModeFindsTheStep) {
@@ -168,6 +179,18 @@ TEST_F(Locate, TempoTrack) {
     locate(p, 50);
     EXPECT_EQ(nums(pos_of(p, d.tempo_chain.play), d.tempo_display, d.tempo_increment),
               nums(100, 12000, 3145));
+}
+
+TEST_F(Locate, InALaterStepTheTempoIsThatOfTheSongPosition) {
+    d.song_mode = 1;
+    replace_chain(p, d.tempo_chain, {tempo(12000, 0), tempo(6000, 3072 + 768)});
+    d.tempo_track_on = 1;
+    // Step 1 (pattern 1) starts at 9216, where its pattern stands at 3072.
+    give_track(p, 1, 0, {ev(0x90, 64, 100, 3072 + 96), ev(0x90, 65, 100, 3072 + 192)});
+    locate(p, 9216 + 48);
+    EXPECT_EQ(nums(d.current_step, d.track_position[0], pos_of(p, p.slot(1, 0).play),
+                   d.tempo_display, d.tempo_increment),
+              nums(1, 3072 + 48, 3072 + 96, 6000, 1572));
 }
 
 TEST_F(Locate, BeatFields) {

@@ -4,11 +4,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "engine/engine.h"
 #include "engine/synth_backend.h"
@@ -29,8 +31,10 @@ namespace fs = std::filesystem;
 constexpr double tick_us = 60e6 / 120 / 192;  // the default tempo
 constexpr int side_stick = 37;                // sharp attack, short decay
 
-// Side-stick hits on port A's drum channel, two of them off the 64-frame grid, then a long rest.
+// Side-stick hits on port A's drum channel, two of them off the 64-frame grid, then a long rest;
+// the track plays them late, so the song ends after its last event.
 const std::int32_t hits[] = {0, 96, 203, 301, 2304};
+constexpr std::int8_t hits_delay = 100;
 
 bool load_hits(program& p) {
     records r;
@@ -38,7 +42,9 @@ bool load_hits(program& p) {
         r.push_back(ev(0x99, side_stick, 100, song_start + at));
         r.push_back(ev(0x89, side_stick, 0, song_start + at + 24));
     }
-    give_track(p, 0, 0, r).channel = 16;  // as recorded
+    track_slot& s = give_track(p, 0, 0, r);
+    s.channel = 16;  // as recorded
+    s.delay = hits_delay;
     return true;
 }
 
@@ -118,15 +124,15 @@ TEST_F(AudioRender, OnsetsFallOnTheNotesSilenceBetweenAndTwoRendersAreIdentical)
         ASSERT_EQ(rate, 48000);
         const std::vector<std::size_t> onsets = onset_frames(x, rate);
         ASSERT_EQ(onsets.size(), std::size(hits)) << name;
+        auto at_us = [](std::int32_t hit) { return (hit + hits_delay) * tick_us; };
         for (std::size_t i = 0; i < onsets.size(); ++i)
-            EXPECT_NEAR(onsets[i] * 1e6 / rate, hits[i] * tick_us, 2000) << name << " hit " << i;
+            EXPECT_NEAR(onsets[i] * 1e6 / rate, at_us(hits[i]), 2000) << name << " hit " << i;
         // From 1.5 s after the fourth hit until just before the last, nothing sounds.
-        const auto from = static_cast<std::size_t>((hits[3] * tick_us + 1.5e6) * rate / 1e6);
-        const auto to = static_cast<std::size_t>((hits[4] * tick_us - 2000) * rate / 1e6);
+        const auto from = static_cast<std::size_t>((at_us(hits[3]) + 1.5e6) * rate / 1e6);
+        const auto to = static_cast<std::size_t>((at_us(hits[4]) - 2000) * rate / 1e6);
         EXPECT_LT(peak_of(x, from, to), 1e-4f) << name;
         // The end keeps the last hit's decay and no more than the quiet that ends the tail.
-        EXPECT_LT(x.size(), static_cast<std::size_t>((hits[4] * tick_us + 2e6) * rate / 1e6))
-            << name;
+        EXPECT_LT(x.size(), static_cast<std::size_t>((at_us(hits[4]) + 2e6) * rate / 1e6)) << name;
     }
 }
 
@@ -158,6 +164,80 @@ TEST_F(AudioRender, FailuresLeaveNoFileBehind) {
     EXPECT_EQ(screen.last_text(), "Can't write the audio file\n" + (dir / "a.wav").string() +
                                       ": System error : File too large.");
     EXPECT_EQ(files(), 0u) << "a partial or temporary file was left";
+}
+
+// ---- the synth's sound, rendered offline ----
+
+class SynthSound : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (default_soundfont().empty()) GTEST_SKIP() << "no General MIDI SoundFont installed";
+        ASSERT_TRUE(synth.load(default_soundfont(), nullptr));
+    }
+    void play(int port, std::vector<std::uint8_t> m) { synth.play(port, m.data(), m.size()); }
+    // The left channel of the next `seconds`.
+    std::vector<float> render(double seconds) {
+        const auto n = static_cast<std::size_t>(seconds * synth.sample_rate());
+        std::vector<float> left(n), right(n);
+        synth.render(left.data(), right.data(), static_cast<std::uint32_t>(n), nullptr, 0);
+        return left;
+    }
+    static float level(const std::vector<float>& x) {
+        double sum = 0;
+        for (float v : x) sum += double{v} * v;
+        return static_cast<float>(std::sqrt(sum / static_cast<double>(x.size())));
+    }
+    // The period of a held note in frames: the best match of the sound with itself shifted by
+    // `lo` to `hi` frames, refined between its neighbours.
+    static double period(const std::vector<float>& x, int lo, int hi) {
+        auto match = [&](int lag) {
+            double sum = 0;
+            for (std::size_t i = 0; i + static_cast<std::size_t>(lag) < x.size(); ++i)
+                sum += double{x[i]} * x[i + static_cast<std::size_t>(lag)];
+            return sum / static_cast<double>(x.size() - static_cast<std::size_t>(lag));
+        };
+        int best = lo;
+        for (int lag = lo; lag <= hi; ++lag)
+            if (match(lag) > match(best)) best = lag;
+        const double a = match(best - 1), b = match(best), c = match(best + 1);
+        return best + 0.5 * (a - c) / (a - 2 * b + c);
+    }
+    gm_synth synth{48000};
+};
+
+TEST_F(SynthSound, ABendUpRaisesThePitchReadLowByteFirst) {
+    play(0, {0xC0, 19});  // an organ holds its pitch and its level
+    play(0, {0x90, 45, 100});
+    render(0.3);
+    const double plain = period(render(0.2), 300, 600);
+    EXPECT_NEAR(plain, 48000.0 / 110, 4.0);  // A2, as well as the sample is tuned
+    // 0x60 << 7 is half way up the wheel: a semitone in the General MIDI range of two.
+    play(0, {0xE0, 0x00, 0x60});
+    render(0.05);
+    EXPECT_NEAR(plain / period(render(0.2), 300, 600), std::pow(2.0, 1.0 / 12), 0.005);
+}
+
+TEST_F(SynthSound, ProgramAndBankReachTheirOwnPortAndChannelAndAllNotesOffStopsTheSound) {
+    // Port B's channel 1 becomes an organ; port A's channel 1 stays a piano, which fades.
+    play(1, {0xB0, 0, 0});
+    play(1, {0xB0, 32, 0});
+    play(1, {0xC0, 19});
+    // How the level holds over two seconds, and what is left just after all notes off.
+    auto held = [&](int port) {
+        play(port, {0x90, 60, 100});
+        const float early = level(render(0.5));
+        render(1.5);
+        const float late = level(render(0.5));
+        play(port, {0xB0, 123, 0});
+        return std::pair{late / early, level(render(0.05)) / late};
+    };
+    EXPECT_LT(held(0).first, 0.3f);
+    const auto organ = held(1);
+    EXPECT_GT(organ.first, 0.7f);
+    // All notes off stops the organ at once, release and all; then the room dies away.
+    EXPECT_LT(organ.second, 0.25f);
+    render(1.0);
+    EXPECT_LT(level(render(0.2)), 1e-4f);
 }
 
 // ---- sound by default, and the SoundFont kept in the settings ----
