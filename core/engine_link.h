@@ -70,8 +70,7 @@ public:
     virtual bool open_output_port(int /*port*/) { return false; }
     // The input port is always open; this makes the choice in midi_in_device its only source.
     virtual bool open_input_port() { return false; }
-    // The choice of the source connected to the input now, however it was connected (0: none).
-    virtual int connected_input_choice() { return 0; }
+    // A source is connected to the input, however the connection was made.
     virtual bool input_connected() { return false; }
     // Reads the device lists again; the ports keep their devices, the input shows its source.
     virtual void refresh_devices() {}

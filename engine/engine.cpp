@@ -124,12 +124,6 @@ bool engine::connect_input(bool only) {
     return ok;
 }
 
-int engine::connected_input_choice() {
-    std::lock_guard hold(devices_);
-    const int device = backend_ ? backend_->connected_input() : -1;
-    return device >= 0 && device < data_.midi_in_count ? device + (data_.midi_in_has_mapper ? 2 : 1) : 0;
-}
-
 bool engine::input_connected() {
     std::lock_guard hold(devices_);
     return backend_ && backend_->connected_input() >= 0;
@@ -149,9 +143,14 @@ void engine::refresh_devices() {
         if (now != output_names_.end())
             d.midi_out_device[p] = static_cast<std::int16_t>(now - output_names_.begin() + (d.midi_out_has_mapper ? 2 : 1));
     }
-    // The input shows what is connected to it now, however the connection was made.
+    show_connected_input();
+}
+
+void engine::show_connected_input() {
+    dll_data& d = data_;
     const int source = backend_ ? backend_->connected_input() : -1;
-    d.midi_in_device = static_cast<std::int16_t>(source >= 0 ? source + (d.midi_in_has_mapper ? 2 : 1) : 0);
+    const bool listed = source >= 0 && source < d.midi_in_count;
+    d.midi_in_device = static_cast<std::int16_t>(listed ? source + (d.midi_in_has_mapper ? 2 : 1) : 0);
 }
 
 // A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
@@ -209,12 +208,9 @@ void engine::start_input(bool first_start) {
     // A first start takes the machine's first keyboard or interface, when it has one.
     const int hardware = first_start ? backend_->default_input() : -1;
     if (hardware >= 0) d.midi_in_device = static_cast<std::int16_t>(hardware + (d.midi_in_has_mapper ? 2 : 1));
-    {
-        std::lock_guard hold(devices_);
-        connect_input(false);  // connections made elsewhere stay
-    }
-    const int source = backend_->connected_input();
-    if (source >= 0) d.midi_in_device = static_cast<std::int16_t>(source + (d.midi_in_has_mapper ? 2 : 1));
+    std::lock_guard hold(devices_);
+    connect_input(false);  // connections made elsewhere stay
+    show_connected_input();
 }
 
 std::int16_t engine::init_func_in_dll() {

@@ -57,7 +57,6 @@ public:
     bool open_output_port(int port) override;
     // The choice in midi_in_device becomes the input's only source (choice 0: none).
     bool open_input_port() override;
-    int connected_input_choice() override;
     bool input_connected() override;
     // Lists the devices again, each port keeping its device, the input showing its source.
     void refresh_devices() override;
@@ -86,8 +85,10 @@ private:
     // Start-up: the input port listens, and the stored choice, or on a first start the machine's
     // first input device, is connected beside what is connected already.
     void start_input(bool first_start);
-    // With devices_ held: connects the choice in midi_in_device.
+    // With devices_ held: connects the choice in midi_in_device; and sets it to the source
+    // connected now, however it was connected.
     bool connect_input(bool only);
+    void show_connected_input();
     void watch_main();
 
     dll_data data_{};
