@@ -113,6 +113,8 @@ private:
     void drain_input(bool follow_time);
     void input_byte(std::uint8_t b, std::int64_t at);
     void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at);
+    // A message played at `at` into the take, when the take takes it.
+    void take_in(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at);
     void realtime_in(std::uint8_t b, std::int64_t at);
     // MIDI thru, on the input's thread as the input arrives.
     void thru_input(const std::uint8_t* bytes, std::size_t n, std::int64_t at);

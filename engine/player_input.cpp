@@ -210,10 +210,14 @@ void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, 
     if (type == 0x90 && d2 > 0) shared_store(d.input_activity, d2);
     if (d.step_input_on) step_input(status, d1, d2);
 
+    take_in(status, d1, d2, at);
+}
+
+void player::take_in(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at) {
     const std::int32_t pos = position_at(at);
     if (takes_input(pos) && follow_held_note(status, d1, d2) &&
         record(midi_event::make(status, d1, d2, record_stamp(pos))))
-        shared_store(d.take_has_data, 1);
+        shared_store(d_.take_has_data, 1);
 }
 
 void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
@@ -541,9 +545,7 @@ void player::mixer_rows(std::int64_t at) {
 void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at) {
     send(port, a, b, c, n, at);
     // A take records the mixer's moves as it records input.
-    const std::int32_t pos = position_at(at);
-    if (takes_input(pos) && record(midi_event::make(a, b, n > 2 ? c : 0, record_stamp(pos))))
-        shared_store(d_.take_has_data, 1);
+    take_in(a, b, n > 2 ? c : 0, at);
 }
 
 void player::mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
