@@ -2,6 +2,8 @@
 // beat on which a sample-accurate JACK keyboard played each of 64 notes, in time with the
 // program's click at 120 bpm, and the position the take stores it at; on a dummy JACK server of
 // its own at 48 kHz with periods of 256 and 1024 frames. `--quick` plays 4 notes at 1024.
+#include "realtime/recording.h"
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -12,7 +14,6 @@
 #include "bench/quiet_ui.h"
 #include "engine/engine.h"
 #include "engine/jack_backend.h"
-#include "realtime/recording.h"
 #include "song/event_store.h"
 #include "song/song_start.h"
 #include "tests/support/dummy_jackd.h"
@@ -26,7 +27,9 @@ constexpr std::int64_t beat_frames = rate / 2;  // 120 bpm
 constexpr std::uint8_t first_key = 36;
 constexpr int beat_ticks = 192;
 
-void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+void sleep_ms(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
 
 int index_of(const std::vector<std::string>& v, const std::string& name) {
     for (std::size_t i = 0; i < v.size(); ++i)
@@ -49,7 +52,8 @@ int position_error(int period, int notes) {
     testing::jack_keys keys(static_cast<std::uint8_t>(0x90 | p.d.click_channel), beat_frames);
     if (!keys.ok()) return -1;
     // The click to the keyboard's ear on port A; the keyboard into the input as a patchbay would.
-    p.d.midi_out_device[0] = static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
+    p.d.midi_out_device[0] =
+        static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
     p.d.midi_thru = 0;
     if (start_program(p) != 0 || !keys.connect_hand(jack.port_name(-1))) return -1;
     transport tr(p);
@@ -72,7 +76,8 @@ int position_error(int period, int notes) {
         ++stored;
     }
     if (stored != notes || keys.late() != 0)
-        std::fprintf(stderr, "record_position_error_ticks_%d: %d of %d notes stored, %d played late\n",
+        std::fprintf(stderr,
+                     "record_position_error_ticks_%d: %d of %d notes stored, %d played late\n",
                      period, stored, notes, keys.late());
     p.shut_down();
     return worst;
@@ -87,7 +92,9 @@ int main(int argc, char** argv) {
     for (int period : periods) {
         const int error = kestrune::position_error(period, quick ? 4 : 64);
         if (error < 0)
-            std::fprintf(stderr, "record_position_error_ticks_%d: no JACK server could be started\n", period);
+            std::fprintf(stderr,
+                         "record_position_error_ticks_%d: no JACK server could be started\n",
+                         period);
         else
             std::printf("record_position_error_ticks_%d %d\n", period, error);
     }

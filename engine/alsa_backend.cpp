@@ -188,7 +188,8 @@ void alsa_backend::listen(midi_input_sink* sink) {
     if (in_) in_->listen(sink);
 }
 
-std::vector<std::string> alsa_backend::input_connections(const std::vector<std::string>& ports) const {
+std::vector<std::string> alsa_backend::input_connections(
+    const std::vector<std::string>& ports) const {
     std::vector<std::string> names;
     if (!in_) return names;
     for (const seq_address& from : in_->sources())
@@ -227,7 +228,8 @@ int alsa_backend::connected_input() {
 int alsa_backend::default_input() {
     std::lock_guard hold(control_);
     for (std::size_t i = 0; in_ && i < inputs_.size(); ++i)
-        if (seq_address a; alsa_address(inputs_[i], &a) && in_->hardware(a)) return static_cast<int>(i);
+        if (seq_address a; alsa_address(inputs_[i], &a) && in_->hardware(a))
+            return static_cast<int>(i);
     return -1;
 }
 

@@ -60,7 +60,7 @@ public:
     device_state output_state(int port) const override;
     device_state input_state() const override;
 
-private:
+  private:
     bool connect_output(int port, const std::string& full);
     void drop_output(int port);
     // With control_ held: the listed names of the ports connected to the input now.

@@ -64,7 +64,8 @@ bool alsa_input::open_port() {
     snd_seq_port_info_alloca(&info);
     snd_seq_port_info_set_name(info, port_name);
     snd_seq_port_info_set_capability(info, SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE);
-    snd_seq_port_info_set_type(info, SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+    snd_seq_port_info_set_type(info,
+                               SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
     snd_seq_port_info_set_timestamping(info, 1);
     snd_seq_port_info_set_timestamp_real(info, 1);
     snd_seq_port_info_set_timestamp_queue(info, queue_);
@@ -91,7 +92,9 @@ void alsa_input::release() {
     wake_[0] = wake_[1] = -1;
 }
 
-alsa_input::~alsa_input() { release(); }
+alsa_input::~alsa_input() {
+    release();
+}
 
 void alsa_input::listen(midi_input_sink* sink) {
     listening_.close();
@@ -111,9 +114,13 @@ bool alsa_input::subscribe(seq_address from, bool on) {
     return r == 0 || r == -EBUSY;  // busy: connected already
 }
 
-bool alsa_input::connect(seq_address from) { return subscribe(from, true); }
+bool alsa_input::connect(seq_address from) {
+    return subscribe(from, true);
+}
 
-void alsa_input::disconnect(seq_address from) { subscribe(from, false); }
+void alsa_input::disconnect(seq_address from) {
+    subscribe(from, false);
+}
 
 std::vector<seq_address> alsa_input::sources() const {
     std::vector<seq_address> v;
@@ -148,7 +155,8 @@ std::int64_t alsa_input::arrival(const snd_seq_event_t* ev) const {
     snd_seq_queue_status_t* status;
     snd_seq_queue_status_alloca(&status);
     if (snd_seq_get_queue_status(reader_, queue_, status) < 0) return now;
-    const std::int64_t waited = micros(*snd_seq_queue_status_get_real_time(status)) - micros(ev->time.time);
+    const std::int64_t waited =
+        micros(*snd_seq_queue_status_get_real_time(status)) - micros(ev->time.time);
     return waited > 0 ? now - waited : now;
 }
 
@@ -166,7 +174,8 @@ void alsa_input::read_events() {
             if (r < 0 || !ev) continue;
             // Connections coming and going, and the like, are no MIDI: decoding refuses them.
             snd_midi_event_reset_decode(decoder_);
-            const long size = snd_midi_event_decode(decoder_, bytes_.data(), static_cast<long>(bytes_.size()), ev);
+            const long size = snd_midi_event_decode(decoder_, bytes_.data(),
+                                                    static_cast<long>(bytes_.size()), ev);
             if (size <= 0 || !listening_.enter()) continue;
             sink_->midi_in(bytes_.data(), static_cast<std::size_t>(size), arrival(ev));
             listening_.leave();

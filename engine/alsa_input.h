@@ -26,7 +26,7 @@ struct seq_address {
 };
 
 class alsa_input {
-public:
+  public:
     // Opens the client and its port and starts reading; ok() is false where that fails.
     alsa_input();
     ~alsa_input();
@@ -44,7 +44,7 @@ public:
     // A port of the machine's own hardware (a keyboard, an interface), not a program's.
     bool hardware(seq_address a) const;
 
-private:
+  private:
     bool open_port();
     void release();
     bool subscribe(seq_address from, bool on);
@@ -52,7 +52,7 @@ private:
     // The engine's time of an event the sequencer stamped on the input's queue.
     std::int64_t arrival(const snd_seq_event* ev) const;
 
-    snd_seq_t* reader_ = nullptr;  // the client itself: the port, its queue, the events
+    snd_seq_t* reader_ = nullptr;   // the client itself: the port, its queue, the events
     snd_seq_t* control_ = nullptr;  // connections and queries, from other threads than the reader
     int client_ = -1;
     int port_ = -1;

@@ -115,10 +115,12 @@ bool engine::connect_input(bool only) {
     news_[input_slot].store(device_back);
     any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_in_device;
-    if (choice <= 0 && (!only || !backend_)) return true;  // nothing chosen: what is connected stays
+    if (choice <= 0 && (!only || !backend_))
+        return true;  // nothing chosen: what is connected stays
     const int device = choice > 0 ? choice - (d.midi_in_has_mapper ? 2 : 1) : -1;
     const bool listed = device >= 0 && device < d.midi_in_count;
-    const bool ok = backend_ && (choice <= 0 || listed) && backend_->connect_input(listed ? device : -1, only);
+    const bool ok =
+        backend_ && (choice <= 0 || listed) && backend_->connect_input(listed ? device : -1, only);
     if (!ok) d.midi_in_device = 0;
     if (backend_) seen_[input_slot] = backend_->input_state();
     return ok;
@@ -139,9 +141,11 @@ void engine::refresh_devices() {
     for (int p = 0; p < output_ports; ++p) {
         const int device = d.midi_out_device[p] - (d.midi_out_has_mapper ? 2 : 1);
         if (device < 0 || device >= static_cast<int>(before.size())) continue;
-        const auto now = std::find(output_names_.begin(), output_names_.end(), before[static_cast<std::size_t>(device)]);
+        const auto now = std::find(output_names_.begin(), output_names_.end(),
+                                   before[static_cast<std::size_t>(device)]);
         if (now != output_names_.end())
-            d.midi_out_device[p] = static_cast<std::int16_t>(now - output_names_.begin() + (d.midi_out_has_mapper ? 2 : 1));
+            d.midi_out_device[p] = static_cast<std::int16_t>(now - output_names_.begin() +
+                                                             (d.midi_out_has_mapper ? 2 : 1));
     }
     show_connected_input();
 }
@@ -150,7 +154,8 @@ void engine::show_connected_input() {
     dll_data& d = data_;
     const int source = backend_ ? backend_->connected_input() : -1;
     const bool listed = source >= 0 && source < d.midi_in_count;
-    d.midi_in_device = static_cast<std::int16_t>(listed ? source + (d.midi_in_has_mapper ? 2 : 1) : 0);
+    d.midi_in_device =
+        static_cast<std::int16_t>(listed ? source + (d.midi_in_has_mapper ? 2 : 1) : 0);
 }
 
 // A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
@@ -207,7 +212,8 @@ void engine::start_input(bool first_start) {
     backend_->listen(player_.get());
     // A first start takes the machine's first keyboard or interface, when it has one.
     const int hardware = first_start ? backend_->default_input() : -1;
-    if (hardware >= 0) d.midi_in_device = static_cast<std::int16_t>(hardware + (d.midi_in_has_mapper ? 2 : 1));
+    if (hardware >= 0)
+        d.midi_in_device = static_cast<std::int16_t>(hardware + (d.midi_in_has_mapper ? 2 : 1));
     std::lock_guard hold(devices_);
     connect_input(false);  // connections made elsewhere stay
     show_connected_input();

@@ -27,8 +27,8 @@ struct input_watch {
 // is the source from then on. A connection made elsewhere becomes the source.
 inline input_watch follow_input(const input_source& s, bool there,
                                 const std::vector<std::string>& connected) {
-    const bool linked = !s.name.empty() &&
-                        std::find(connected.begin(), connected.end(), s.name) != connected.end();
+    const bool linked =
+        !s.name.empty() && std::find(connected.begin(), connected.end(), s.name) != connected.end();
     if (linked) return {{s.name, device_state::connected}, false};
     if (lost(s.state)) return {s, there};
     if (s.state == device_state::connected && !there) return {{s.name, device_state::gone}, false};

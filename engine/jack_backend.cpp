@@ -185,7 +185,8 @@ void jack_backend::check_connections() {
     }
     const input_watch w = follow_input(input_, there(input_.name), input_connections());
     input_ = w.next;
-    if (w.reconnect && connect(input_.name, jack_port_name(in_))) input_.state = device_state::connected;
+    if (w.reconnect && connect(input_.name, jack_port_name(in_)))
+        input_.state = device_state::connected;
     input_state_.store(input_.state);
 }
 
@@ -299,7 +300,8 @@ bool jack_backend::connect_input(int device, bool only) {
 int jack_backend::connected_input() {
     std::lock_guard hold(control_);
     const std::vector<std::string> now = input_connections();
-    if (std::find(now.begin(), now.end(), input_.name) != now.end()) return input_index(input_.name);
+    if (std::find(now.begin(), now.end(), input_.name) != now.end())
+        return input_index(input_.name);
     for (const std::string& source : now)
         if (const int i = input_index(source); i >= 0) return i;
     return -1;
@@ -310,7 +312,7 @@ int jack_backend::default_input() {
     int found = -1;
     if (!running()) return found;
     if (const char** ports = jack_get_ports(client_, nullptr, JACK_DEFAULT_MIDI_TYPE,
-                                           JackPortIsPhysical | JackPortIsOutput)) {
+                                            JackPortIsPhysical | JackPortIsOutput)) {
         for (const char** p = ports; *p && found < 0; ++p) found = input_index(*p);
         jack_free(ports);
     }

@@ -49,7 +49,9 @@ public:
     // The first MIDI source of the machine's own hardware.
     int default_input() override;
     // An input's time is that of its frame, which the callback reads up to one latency later.
-    std::int64_t input_delay_us() const override { return input_delay_us_.load(std::memory_order_relaxed); }
+    std::int64_t input_delay_us() const override {
+        return input_delay_us_.load(std::memory_order_relaxed);
+    }
     // The engine thread's and MIDI thru's messages go through a queue each.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
     void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,

@@ -120,10 +120,10 @@ public:
     std::vector<std::string> outputs{"Capture Out 1", "Capture Out 2", "Capture Out 3", "Capture Out 4"};
     std::vector<std::string> inputs{"Capture In"};
     std::vector<int> refuse_devices;  // device numbers whose open fails
-    int hardware_input = -1;           // what default_input offers
-    std::int64_t input_delay = 0;      // what input_delay_us says
+    int hardware_input = -1;          // what default_input offers
+    std::int64_t input_delay = 0;     // what input_delay_us says
 
-private:
+  private:
     std::vector<message> log_;
     std::size_t count_ = 0;
     std::size_t dropped_ = 0;

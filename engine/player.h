@@ -136,7 +136,8 @@ private:
     // The record area: one record at record_cursor; false when the take has no room left.
     bool record(const midi_event& e);
     ref32 record_slot();
-    // The song position at `at`, to the nearest tick; and whether the take takes input played there.
+    // The song position at `at`, to the nearest tick; and whether the take takes input played
+    // there.
     std::int32_t position_at(std::int64_t at) const;
     bool takes_input(std::int32_t pos) const;
     std::int32_t record_stamp(std::int32_t pos) const;
@@ -147,7 +148,8 @@ private:
     // A note held over a pass's end ends there.
     void end_held_notes();
     void mixer_rows(std::int64_t at);
-    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at);
+    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
+                    std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;
@@ -160,7 +162,8 @@ private:
 
     position_course course_;
     std::int64_t punch_end_due_ = never;
-    // The notes a take holds now, and those a pass's end ended whose own note-offs are still to come.
+    // The notes a take holds now, and those a pass's end ended whose own note-offs are still to
+    // come.
     struct held_notes {
         std::uint8_t open[16][128];
         std::uint8_t ended[16][128];
@@ -187,7 +190,8 @@ private:
         std::uint8_t bytes[64];
     };
     spsc_ring<input_chunk, 1024> input_;
-    write_lock input_lock_;  // the ring has one producer at a time: each system's input comes on its own thread
+    write_lock input_lock_;  // the ring has one producer at a time: each system's input comes on
+                             // its own thread
     std::atomic<std::size_t> input_dropped_{0};
     wake_function wake_ = nullptr;
     void* wake_arg_ = nullptr;

@@ -306,7 +306,8 @@ std::int32_t player::record_stamp(std::int32_t pos) const {
 void player::forget_held_notes_of_a_new_take() {
     // A cycle take's passes hand theirs on to the next.
     const dll_data& d = d_;
-    if (d.record_cursor == d.record_write && (!d.cycle_recording || d.cycle_passes == 0)) held_ = {};
+    if (d.record_cursor == d.record_write && (!d.cycle_recording || d.cycle_passes == 0))
+        held_ = {};
 }
 
 bool player::follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
@@ -336,8 +337,9 @@ void player::end_held_notes() {
     for (int c = 0; c < 16; ++c)
         for (int k = 0; k < 128; ++k)
             for (std::uint8_t& open = held_.open[c][k]; open > 0; --open) {
-                const auto off = midi_event::make(static_cast<std::uint8_t>(0x80 | c),
-                                                  static_cast<std::uint8_t>(k), release_velocity, at);
+                const auto off =
+                    midi_event::make(static_cast<std::uint8_t>(0x80 | c),
+                                     static_cast<std::uint8_t>(k), release_velocity, at);
                 if (!record(off)) return;
                 if (held_.ended[c][k] < 0xFF) ++held_.ended[c][k];
             }
@@ -426,7 +428,8 @@ void player::close_pass() {
     const int i = d.cycle_passes;
     if (i >= 31) return;  // slot 31 belongs to the finished take
     const ref32 first = d.record_write;
-    if (d.record_cursor == first || d.record_cursor == null_ref || sysex_recording_) return;  // nothing played this round
+    if (d.record_cursor == first || d.record_cursor == null_ref || sysex_recording_)
+        return;  // nothing played this round
     end_held_notes();
     const ref32 c = d.record_cursor;
     if (store_.status(c) == st::forward_link) return;
@@ -464,8 +467,9 @@ void player::punch(std::int32_t pos, std::int64_t at) {
     } else if (!inside && d.punched_in && pos >= d.right_locator && d.record_enable) {
         shared_store(d.record_enable, 0);
         // What was played before the right locator may still be on its way from the device.
-        const std::int64_t delay = (backend_ ? backend_->input_delay_us() : 0) +
-                                   std::int64_t{std::clamp(shared_load(d.timer_resolution), 1, 20)} * 1000;
+        const std::int64_t delay =
+            (backend_ ? backend_->input_delay_us() : 0) +
+            std::int64_t{std::clamp(shared_load(d.timer_resolution), 1, 20)} * 1000;
         punch_end_due_ = at + delay;
     }
 }
@@ -475,7 +479,8 @@ void player::end_punch_when_due(std::int64_t now_us) {
     punch_end_due_ = never;
     // A take stopped meanwhile is stored already; a new one is not this one's to end.
     const dll_data& d = d_;
-    if (d.recording && d.punched_in && !d.record_enable) shared_store(d_.engine_request, request_end_take);
+    if (d.recording && d.punched_in && !d.record_enable)
+        shared_store(d_.engine_request, request_end_take);
 }
 
 void player::advance_ticks(int ticks, std::int64_t at) {
@@ -520,7 +525,8 @@ void player::mixer_rows(std::int64_t at) {
         const auto ch = static_cast<std::uint8_t>(c);
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
             if (view[c] == sent[c]) return;
-            mixer_move(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
+            mixer_move(p, 0xB0 | ch, cc,
+                       static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
             sent[c] = view[c];
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
@@ -536,13 +542,16 @@ void player::mixer_rows(std::int64_t at) {
         }
         // A program follows its bank, so a new bank always takes a program with it.
         if (bank || m.program_view[c] != m.program_sent[c]) {
-            mixer_move(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
+            mixer_move(p, 0xC0 | ch,
+                       static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2,
+                       at);
             m.program_sent[c] = m.program_view[c];
         }
     }
 }
 
-void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at) {
+void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
+                        std::int64_t at) {
     send(port, a, b, c, n, at);
     // A take records the mixer's moves as it records input.
     take_in(a, b, n > 2 ? c : 0, at);

@@ -13,7 +13,7 @@
 namespace kestrune {
 
 class position_course {
-public:
+  public:
     // From `us` on the position runs from `fine` at num / den fine units per µs (num 0: it
     // stands). Earlier times map to this point: what came before a start or a jump is gone.
     void restart(std::int64_t us, std::int64_t fine, std::int64_t num, std::int64_t den) {
@@ -44,12 +44,13 @@ public:
         const point& p = points_[i];
         if (us <= p.us) return p.fine;
         __extension__ typedef __int128 wide;
-        const std::int64_t moved = static_cast<std::int64_t>(static_cast<wide>(us - p.us) * p.num / p.den);
+        const std::int64_t moved =
+            static_cast<std::int64_t>(static_cast<wide>(us - p.us) * p.num / p.den);
         const std::int64_t fine = p.fine + moved;
         return fine < limit || limit < p.fine ? fine : limit;
     }
 
-private:
+  private:
     struct point {
         std::int64_t us;
         std::int64_t fine;

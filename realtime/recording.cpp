@@ -348,7 +348,9 @@ int recorder::merge_need(int pattern, int track, int take_blocks) {
     const track_slot& t = p_.slot(pattern, track);
     const int passes = pass_blocks(t.channel);
     // The merged chain is built before the old one goes.
-    const int merged = t.in_use ? t.blocks + take_blocks + passes : passes > 0 ? take_blocks + passes : 0;
+    const int merged = t.in_use     ? t.blocks + take_blocks + passes
+                       : passes > 0 ? take_blocks + passes
+                                    : 0;
     return merged + merge_spare_blocks;
 }
 

@@ -25,7 +25,8 @@ inline constexpr const char* msg_no_memory_left =
 inline constexpr const char* msg_cycle_mode = "Can't do this in Cycle mode!";
 inline constexpr const char* msg_punch_active = "Can't do this while\nPunch is active!";
 inline constexpr const char* msg_no_input =
-    "No MIDI input is connected!\nChoose a device for Input from in\nOptions/MIDI Setup, or connect one\n"
+    "No MIDI input is connected!\nChoose a device for Input from in\nOptions/MIDI Setup, or "
+    "connect one\n"
     "to Kestrune's In port in a patchbay.";
 inline constexpr const char* recorded_name = " recorded ";
 inline constexpr const char* mixer_data_name = "mixer data";

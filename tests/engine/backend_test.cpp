@@ -276,7 +276,8 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
     EXPECT_EQ(std::make_pair(m.connected_input(), m.default_input()), std::make_pair(-1, 2));
     ASSERT_TRUE(m.connect_input(2, true));  // JACK: pads:out
     ASSERT_TRUE(m.connect_input(0, true));  // ALSA: Keys, and JACK lets go
-    EXPECT_EQ(std::make_pair(m.connected_input(), t.jack->connected_input()), std::make_pair(0, -1));
+    EXPECT_EQ(std::make_pair(m.connected_input(), t.jack->connected_input()),
+              std::make_pair(0, -1));
     ASSERT_TRUE(m.connect_input(2, false));  // beside it
     EXPECT_EQ(std::make_pair(t.alsa->connected_input(), t.jack->connected_input()),
               std::make_pair(0, 1));

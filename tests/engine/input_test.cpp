@@ -316,7 +316,7 @@ TEST_F(Input, PunchTakesWhatWasPlayedBetweenTheLocatorsHoweverLateItComes) {
               nums(1, 1, 1, 1));
     late({0x90, 60, 100}, t0 + 490'000);  // played before the left locator
     late({0x90, 62, 100}, t0 + 600'000);
-    t.run_ms(ms_of(190));  // 12 ticks, 31 ms, past the right locator
+    t.run_ms(ms_of(190));                 // 12 ticks, 31 ms, past the right locator
     late({0x90, 63, 100}, t0 + 990'000);  // played before the right locator
     t.feed({0x90, 64, 100});              // and after it
     // The end of the take waits for what may still be on its way, and a timer period: asked
@@ -324,8 +324,8 @@ TEST_F(Input, PunchTakesWhatWasPlayedBetweenTheLocatorsHoweverLateItComes) {
     EXPECT_EQ(nums(d.record_enable, d.engine_request), nums(0, 1));
     t.run_ms(12);
     EXPECT_EQ(d.engine_request, 2);
-    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{
-                               {0x90, 62, song_start + 230}, {0x90, 63, song_start + 380}}));
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x90, 62, song_start + 230},
+                                                                   {0x90, 63, song_start + 380}}));
 }
 
 TEST_F(Input, ANoteHeldOverTheLoopEndsWithItsPassAndItsOwnNoteOffIsLeftOut) {
@@ -342,7 +342,8 @@ TEST_F(Input, ANoteHeldOverTheLoopEndsWithItsPassAndItsOwnNoteOffIsLeftOut) {
     t.feed({0x90, 62, 100}, 1);
     event_store s = t->store();
     std::vector<std::vector<std::int64_t>> pass;
-    for (ref32 e = t->slot(take_pattern, 0).first; is_event_status(s.status(e)); e = s.next_event(e))
+    for (ref32 e = t->slot(take_pattern, 0).first; is_event_status(s.status(e));
+         e = s.next_event(e))
         pass.push_back(nums(s.status(e), s.at(e).data1(), s.position(e)));
     EXPECT_EQ(pass, (std::vector<std::vector<std::int64_t>>{
                         {0x90, 60, 3372}, {0x90, 60, 3382}, {0x80, 60, 3455}, {0x80, 60, 3455}}));
@@ -408,8 +409,9 @@ TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     arm_take(song_start);
     m.fader_view[3] = 80;
     t.run_ms(1);
-    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{
-                               {0xB3, d.mixer_define_controller, song_start}}));
+    EXPECT_EQ(
+        take_rows(),
+        (std::vector<std::vector<std::int64_t>>{{0xB3, d.mixer_define_controller, song_start}}));
 }
 
 }  // namespace

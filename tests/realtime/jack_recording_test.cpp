@@ -20,7 +20,7 @@ namespace {
 
 using namespace testing;
 
-constexpr std::int64_t beat_frames = rate / 2;      // 120 bpm
+constexpr std::int64_t beat_frames = rate / 2;         // 120 bpm
 constexpr std::int64_t note_frames = beat_frames / 2;  // an eighth: 96 ticks
 
 class JackRecording : public jack_fixture {
@@ -34,7 +34,8 @@ class JackRecording : public jack_fixture {
         eng.set_own_thread(true);
         p.write_defaults();
         // The click goes to the keyboard's ear on port A; thru is off so that it hears only that.
-        p.d.midi_out_device[0] = static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
+        p.d.midi_out_device[0] =
+            static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
         p.d.midi_thru = 0;
         ASSERT_EQ(start_program(p), 0);
         ASSERT_TRUE(keys.connect_hand(jack.port_name(-1)));
@@ -127,7 +128,8 @@ TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
     if (!calm) GTEST_SKIP() << "the server or a thread was held up during the punch";
     std::vector<std::vector<std::int64_t>> punched(first.begin(), first.begin() + 4);
     punched[3][2] = p.d.left_locator - 1;
-    for (int k = 4; k < 8; ++k) punched.push_back(nums(71 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
+    for (int k = 4; k < 8; ++k)
+        punched.push_back(nums(71 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
     expect_near(notes(), punched);
     EXPECT_EQ(nums(p.d.recording, p.d.punch_on, p.slot(0, 0).mute), nums(0, 0, 0));
 }

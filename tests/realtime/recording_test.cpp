@@ -67,7 +67,7 @@ TEST_F(Recording, EveryHeldNoteGetsItsOwnNoteOffAndEveryEarlyNoteMovesToTheStart
     rec.record_start(record_mode::replace);
     play_at(song_start - 20, {0x90, 50, 90});  // its note-off moves past the start with it
     play_at(song_start - 10, {0x80, 50, 0});
-    play_at(song_start - 5, {0x90, 52, 90});   // played after that note-off, early all the same
+    play_at(song_start - 5, {0x90, 52, 90});  // played after that note-off, early all the same
     play_at(song_start + 100, {0x90, 60, 90});
     play_at(song_start + 200, {0x90, 60, 80});  // the same key again, both held at the stop
     play_at(song_start + 300, {});

@@ -54,7 +54,8 @@ TEST(MidiSetup, AFirstStartTakesTheFirstKeyboardAndInputFromShowsWhatIsConnected
     midi.connect_input(2, true);
     setup_settings s;
     midi_setup_dialog dlg(p, s);
-    EXPECT_EQ(dlg.input_entries(), (std::vector<std::string>{"No device", "Through", "Keys", "Pads"}));
+    EXPECT_EQ(dlg.input_entries(),
+              (std::vector<std::string>{"No device", "Through", "Keys", "Pads"}));
     EXPECT_EQ(dlg.input_choice, 3);
     dlg.ok();
     EXPECT_EQ(nums(p.d.midi_in_device, midi.connected_input()), nums(3, 2));

@@ -19,7 +19,7 @@
 namespace kestrune::testing {
 
 class jack_keys {
-public:
+  public:
     static constexpr int most = 512;
 
     // `click_status` is the note-on status of the program's click.
@@ -71,7 +71,7 @@ public:
     int late() const { return late_.load(); }
     bool done() const { return played() >= count_; }
 
-private:
+  private:
     static int listen(jack_nframes_t frames, void* self) {
         auto* k = static_cast<jack_keys*>(self);
         const std::int64_t first = jack_last_frame_time(k->ear_);
@@ -108,7 +108,8 @@ private:
             }
             const auto key = static_cast<std::uint8_t>(k->key_ + k->next_);
             const std::uint8_t msg[3] = {static_cast<std::uint8_t>(k->note_off_next_ ? 0x80 : 0x90),
-                                         key, static_cast<std::uint8_t>(k->note_off_next_ ? 0 : 100)};
+                                         key,
+                                         static_cast<std::uint8_t>(k->note_off_next_ ? 0 : 100)};
             jack_midi_event_write(out, static_cast<jack_nframes_t>(at - first), msg, 3);
             if (k->note_off_next_) k->played_.store(++k->next_, std::memory_order_release);
             k->note_off_next_ = !k->note_off_next_;
