@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/alsa_backend.h"
+#include "engine/input_source.h"
 #include "engine/jack_backend.h"
 #include "engine/system_backend.h"
 
@@ -190,6 +191,31 @@ TEST(AlsaNames, ClientAndPortNumbersAreDroppedAndALostDeviceIsFoundByName) {
     EXPECT_EQ(alsa_same_device(now, "Synth:In 20:0"), "Synth:In 20:0");
     EXPECT_EQ(alsa_same_device(now, "Keys:Port 2 28:1"), "Keys:Port 2 24:1");
     EXPECT_EQ(alsa_same_device(now, "Gone:Out 30:0"), "");
+    // The numbers say which port to connect the input to.
+    seq_address a;
+    ASSERT_TRUE(alsa_address("Keys:Port 2 24:1", &a));
+    EXPECT_EQ(std::make_pair(a.client, a.port), std::make_pair(24, 1));
+    EXPECT_FALSE(alsa_address("Synth 2", &a));
+}
+
+TEST(InputSource, TheWatchFollowsConnectionsMadeAnywhereAndReconnectsALostDevice) {
+    using state = device_state;
+    auto follow = [](input_source s, bool there, std::vector<std::string> connected) {
+        const input_watch w = follow_input(s, there, connected);
+        return std::make_tuple(w.next.name, w.next.state, w.reconnect);
+    };
+    // Connected in a patchbay: that is the source now.
+    EXPECT_EQ(follow({"", state::closed}, false, {"keys"}), std::make_tuple("keys", state::connected, false));
+    // The user took the connection away, the device stays: another connection, or none, follows.
+    EXPECT_EQ(follow({"keys", state::connected}, true, {"pads"}),
+              std::make_tuple("pads", state::connected, false));
+    EXPECT_EQ(follow({"keys", state::connected}, true, {}), std::make_tuple("", state::closed, false));
+    // The device went away: lost until it is back, then connected again.
+    EXPECT_EQ(follow({"keys", state::connected}, false, {"pads"}),
+              std::make_tuple("keys", state::gone, false));
+    EXPECT_EQ(follow({"keys", state::gone}, false, {"pads"}), std::make_tuple("keys", state::gone, false));
+    EXPECT_EQ(follow({"keys", state::system_gone}, true, {}),
+              std::make_tuple("keys", state::system_gone, true));
 }
 
 // ---- the merged list and routing, over stand-in systems ----
