@@ -205,15 +205,18 @@ TEST(InputSource, TheWatchFollowsConnectionsMadeAnywhereAndReconnectsALostDevice
         return std::make_tuple(w.next.name, w.next.state, w.reconnect);
     };
     // Connected in a patchbay: that is the source now.
-    EXPECT_EQ(follow({"", state::closed}, false, {"keys"}), std::make_tuple("keys", state::connected, false));
+    EXPECT_EQ(follow({"", state::closed}, false, {"keys"}),
+              std::make_tuple("keys", state::connected, false));
     // The user took the connection away, the device stays: another connection, or none, follows.
     EXPECT_EQ(follow({"keys", state::connected}, true, {"pads"}),
               std::make_tuple("pads", state::connected, false));
-    EXPECT_EQ(follow({"keys", state::connected}, true, {}), std::make_tuple("", state::closed, false));
+    EXPECT_EQ(follow({"keys", state::connected}, true, {}),
+              std::make_tuple("", state::closed, false));
     // The device went away: lost until it is back, then connected again.
     EXPECT_EQ(follow({"keys", state::connected}, false, {"pads"}),
               std::make_tuple("keys", state::gone, false));
-    EXPECT_EQ(follow({"keys", state::gone}, false, {"pads"}), std::make_tuple("keys", state::gone, false));
+    EXPECT_EQ(follow({"keys", state::gone}, false, {"pads"}),
+              std::make_tuple("keys", state::gone, false));
     EXPECT_EQ(follow({"keys", state::system_gone}, true, {}),
               std::make_tuple("keys", state::system_gone, true));
 }
