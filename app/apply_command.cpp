@@ -11,10 +11,9 @@
 #include "files/file_state.h"
 #include "files/smf_writer.h"
 #include "files/song_file.h"
-#include "processing/undo.h"
-#include "shell/command_ids.h"
-#include "shell/entry_parsers.h"
-#include "shell/processing_commands.h"
+#include "shell/main_commands.h"
+#include "song/entry_parsers.h"
+#include "song/field_text.h"
 #include "song/patterns.h"
 #include "song/song_start.h"
 
@@ -37,58 +36,13 @@ int usage(const std::string& why) {
     return exit_usage;
 }
 
-// Shows every message as the console does and counts the ones that refuse a command: a plain
-// box with a warning or stop sign. The undo warning lets the command go on.
-class apply_ui final : public ui {
-  public:
-    explicit apply_ui(msg_answer answer) : console_(answer) {}
-    msg_answer message(const std::string& text, msg_icon icon, msg_buttons buttons, msg_answer def,
-                       const std::string& caption) override {
-        if (buttons == msg_buttons::ok && (icon == msg_icon::warning || icon == msg_icon::stop) &&
-            text != msg_undo_no_memory)
-            ++refusals;
-        if (buttons != msg_buttons::ok) ++questions;
-        return console_.message(text, icon, buttons, def, caption);
-    }
-    std::optional<std::string> open_file_dialog(const file_dialog_request&) override { return {}; }
-    std::optional<std::string> save_file_dialog(const file_dialog_request&) override { return {}; }
-    void wait_cursor() override {}
-    void arrow_cursor() override {}
-    void repaint(int) override {}
-
-    int refusals = 0;
-    int questions = 0;
-
-  private:
-    console_ui console_;
-};
-
-bool same_text(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::tolower(static_cast<unsigned char>(x)) ==
-                      std::tolower(static_cast<unsigned char>(y));
-           });
-}
-
-bool is_popup(int id) {
-    return id >= cmd::quantize_popup_first && id <= cmd::quantize_popup_last;
-}
-
-void list_commands(const command_table& table, const std::vector<field_command>& fielded) {
-    for (const field_command& f : fielded) {
-        std::printf("%s\n", f.name.c_str());
-        for (const command_field& x : f.fields)
-            std::printf("  %s=%s\n", x.name.c_str(), x.kind.c_str());
-    }
-    std::vector<std::string> listed;
-    for (const field_command& f : fielded) listed.push_back(f.name);
-    for (const command& c : table.all()) {
-        const std::string name = command_name(c.text);
-        const bool seen = std::any_of(listed.begin(), listed.end(),
-                                      [&](const std::string& n) { return same_text(n, name); });
-        if (seen || is_popup(c.id)) continue;
-        std::printf("%s\n", name.c_str());
-        listed.push_back(name);
+// Every command of the table that runs without a window, with its dialog's fields.
+void list_commands(const command_table& table) {
+    for (const command_record& c : table.all()) {
+        if (!c.run || !c.views.main_screen) continue;
+        std::printf("%s\n", command_name(c.text).c_str());
+        for (const field_spec& f : c.fields)
+            std::printf("  %s=%s\n", field_name(f.label).c_str(), field_kind_text(f).c_str());
     }
 }
 
@@ -103,8 +57,8 @@ struct apply_options {
 };
 
 std::optional<int> number_in(const std::string& text, int low, int high) {
-    int v = 0;
-    if (!parse_field_number(text, low, high, v)) return std::nullopt;
+    const auto v = parse_integer(text);
+    if (!v || *v < low || *v > high) return std::nullopt;
     return v;
 }
 
@@ -160,80 +114,87 @@ std::string locators_refusal(const apply_options& o, std::int32_t left, std::int
 }  // namespace
 
 std::int32_t locator_position(const program& p, const std::string& text) {
-    const bool ticks = text.find_first_of(",. /") == std::string::npos;
-    const auto v = ticks ? parse_integer(text) : parse_position(p, text);
-    return v && *v >= 0 && *v <= last_position ? *v : -1;
+    static const field_spec locator{.label = "Locator", .kind = field_kind::position, .low = 0,
+                                    .high = last_position};
+    const auto v = parse_field_argument(p, locator, text);
+    return v ? v->number : -1;
 }
 
+namespace {
+
+// The command's values: its dialog's as they would open, with FIELD=VALUE on top. An error text
+// when a field is not the command's or a value is not one it takes.
+std::string set_fields(const program& p, const command_record& c, const apply_options& o,
+                       field_values& values) {
+    values = initial_values(p, c);
+    for (const auto& [name, value] : o.fields) {
+        const auto f = std::find_if(c.fields.begin(), c.fields.end(),
+                                    [&](const field_spec& x) { return field_name(x.label) == name; });
+        if (f == c.fields.end()) return o.command + " has no field " + name;
+        const auto v = parse_field_argument(p, *f, value);
+        if (!v) return name + " takes " + field_kind_text(*f);
+        values[static_cast<std::size_t>(f - c.fields.begin())] = *v;
+    }
+    return {};
+}
+
+// Pattern, track and locators as the options give them; an error text when a locator is unread.
+std::string set_place(program& p, const apply_options& o) {
+    if (o.pattern >= 0) select_pattern(p, o.pattern);
+    if (o.track >= 0) select_track(p, o.track);
+    if (o.left.empty()) return {};
+    const std::int32_t l = locator_position(p, o.left), r = locator_position(p, o.right);
+    if (l < 0 || r < 0 || l > r) return locators_refusal(o, l, r);
+    p.d.left_locator = std::min(l, last_locator_position);
+    p.d.right_locator = std::min(r, last_locator_position);
+    return {};
+}
+
+bool save_output(program& p, const std::string& output) {
+    return extension_upper(output) == ".SNG" ? write_song_file(p, output)
+                                             : write_midi_file(p, output);
+}
+
+// Loads, runs and saves; the exit status.
+int apply_to_file(program& p, const console_ui& screen, const command_record& c,
+                  const apply_options& o, apply_loader load) {
+    if (!load(p, o.input)) return exit_failed;
+    field_values values;
+    std::string why = set_place(p, o);
+    if (why.empty()) why = set_fields(p, c, o, values);
+    if (!why.empty()) return usage(why);
+    // A refusal or a No leaves the song as it was: nothing is written.
+    if (run_command(p, c, std::move(values)) != outcome::done) return exit_failed;
+    if (o.answer_given && screen.questions() == 0)
+        std::fprintf(stderr, "%s asked no question: --answer was not used\n", o.command.c_str());
+    return save_output(p, o.output) ? exit_ok : exit_failed;
+}
+
+}  // namespace
+
 int apply_command(const std::vector<std::string>& args, apply_loader load) {
-    engine eng;
     apply_options o;
     const bool list = args.size() == 1 && args[0] == "--list";
     if (!list) {
         if (const std::string why = read_options(args, o); !why.empty()) return usage(why);
     }
-    apply_ui screen(o.answer);
-    system_clock clk;
-    program prog(eng, screen, clk);
     command_table table;
-    add_processing_commands(table, prog);
-    const std::vector<field_command> fielded = processing_field_commands(prog);
+    add_program_commands(table);
     if (list) {
-        list_commands(table, fielded);
+        list_commands(table);
         return exit_ok;
     }
+    const command_record* c = table.find_by_name(o.command);
+    if (!c || !c->run || !c->views.main_screen) return usage("no command named " + o.command);
 
-    const field_command* fc = nullptr;
-    for (const field_command& f : fielded)
-        if (same_text(f.name, o.command)) fc = &f;
-    const command* plain = fc ? nullptr : table.find_by_name(o.command);
-    if (!fc && (!plain || is_popup(plain->id))) return usage("no command named " + o.command);
-
+    engine eng;
+    console_ui screen(o.answer);
+    system_clock clk;
+    program prog(eng, screen, clk);
     prog.write_defaults();
     prog.d.memory_units = max_memory_units;  // any song the program can hold also loads here
     if (start_program(prog) != 0) return exit_failed;
-    int result = exit_failed;
-    if (load(prog, o.input)) result = exit_ok;
-    if (result == exit_ok && o.pattern >= 0) select_pattern(prog, o.pattern);
-    if (result == exit_ok && o.track >= 0) select_track(prog, o.track);
-    if (result == exit_ok && !o.left.empty()) {
-        const std::int32_t l = locator_position(prog, o.left), r = locator_position(prog, o.right);
-        if (l < 0 || r < 0 || l > r) {
-            prog.shut_down();
-            return usage(locators_refusal(o, l, r));
-        }
-        prog.d.left_locator = std::min(l, last_locator_position);
-        prog.d.right_locator = std::min(r, last_locator_position);
-    }
-    for (const auto& [name, value] : o.fields) {
-        if (result != exit_ok) break;
-        const command_field* field = nullptr;
-        if (fc)
-            for (const command_field& x : fc->fields)
-                if (x.name == name) field = &x;
-        if (!field || !field->set(value)) {
-            prog.shut_down();
-            return usage(field ? name + " takes " + field->kind
-                               : o.command + " has no field " + name);
-        }
-    }
-    if (result == exit_ok) {
-        const int id = fc ? fc->command() : plain->id;
-        if (id != 0 && !table.run(id)) {
-            std::fprintf(stderr, "%s is not available\n", o.command.c_str());
-            result = exit_failed;
-        } else if (screen.refusals > 0) {
-            result = exit_failed;
-        }
-        if (result == exit_ok && o.answer_given && screen.questions == 0)
-            std::fprintf(stderr, "%s asked no question: --answer was not used\n",
-                         o.command.c_str());
-    }
-    if (result == exit_ok) {
-        const bool saved = extension_upper(o.output) == ".SNG" ? write_song_file(prog, o.output)
-                                                               : write_midi_file(prog, o.output);
-        if (!saved) result = exit_failed;
-    }
+    const int result = apply_to_file(prog, screen, *c, o, load);
     prog.shut_down();
     return result;
 }

@@ -18,6 +18,7 @@ public:
         std::fprintf(stderr, "%s\n", message_line(text).c_str());
         ++messages_;
         if (buttons == msg_buttons::ok) return msg_answer::ok;
+        ++questions_;
         if (buttons == msg_buttons::ok_cancel)
             return answer_ == msg_answer::yes ? msg_answer::ok : msg_answer::cancel;
         return answer_;
@@ -29,10 +30,12 @@ public:
     void repaint(int) override {}
 
     int messages() const { return messages_; }
+    int questions() const { return questions_; }
 
 private:
     msg_answer answer_;
     int messages_ = 0;
+    int questions_ = 0;
 };
 
 }  // namespace kestrune

@@ -27,8 +27,8 @@
 #include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
-#include "platform/synth_commands.h"
-#include "shell/main_screen.h"
+#include "shell/synth_commands.h"
+#include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 
 namespace {
@@ -90,6 +90,49 @@ bool help_screenshot(QWidget* over, const std::string& page, const std::string& 
     return h->grab().save(QString::fromStdString(png), "PNG");
 }
 
+// The window's ui and its zoom and place: the zoom given, else the stored one, else the row that
+// fits the screen, centred; the stored place held to the screen.
+void set_up_window(kestrune::main_window& w, kestrune::qt_ui& window_ui, kestrune::session& s,
+                   const options& o, bool screenshot) {
+    using namespace kestrune;
+    window_ui.set_parent(&w);
+    window_ui.set_field_parent(w.view_widget());
+    window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
+#ifdef KESTRUNE_DIALOGS
+    window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
+    s.setup_dialogs = !screenshot;
+#endif
+    const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
+    const bool zoom_given = o.zoom >= 0;
+    w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), first_start || screenshot || zoom_given);
+    const user_settings& u = s.settings;
+    if (first_start || screenshot || zoom_given)
+        w.default_place(false);
+    else if (u.window_width <= 0 || u.window_height <= 0)
+        w.default_place();
+    else
+        w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
+}
+
+// The window as it shows, or the help page, into the PNG; the exit status.
+int take_screenshot(kestrune::main_window& w, kestrune::session& s, const options& o,
+                    bool start_file_failed, bool stopped) {
+    w.show();
+    s.screen->tick(s.prog.clk.now_ms());
+    QApplication::processEvents();
+    if (!o.help_page.empty()) return help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
+    if (start_file_failed) return 1;
+    if (stopped) {
+        std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");
+        return 1;
+    }
+    QImageWriter png(QString::fromStdString(o.screenshot), "PNG");
+    if (png.write(w.screenshot())) return 0;
+    std::fprintf(stderr, "Can't write %s: %s\n", o.screenshot.c_str(),
+                 png.errorString().toStdString().c_str());
+    return 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -139,24 +182,7 @@ int main(int argc, char** argv) {
     int rc = 0;
     if (!stop_requested()) {
         main_window w(s);
-        window_ui.set_parent(&w);
-        window_ui.set_field_parent(w.view_widget());
-        window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
-#ifdef KESTRUNE_DIALOGS
-        window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
-        s.setup_dialogs = !screenshot;
-#endif
-        const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
-        const bool zoom_given = o.zoom >= 0;
-        w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(),
-                     first_start || screenshot || zoom_given);
-        const user_settings& u = s.settings;
-        if (first_start || screenshot || zoom_given)
-            w.default_place(false);
-        else if (u.window_width <= 0 || u.window_height <= 0)
-            w.default_place();
-        else
-            w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
+        set_up_window(w, window_ui, s, o, screenshot);
 
         add_help_commands(s, &w);
         // In a session the session manager names the song; it comes with its open request.
@@ -169,22 +195,7 @@ int main(int argc, char** argv) {
         const std::string file = command_line_file(o.file_words);
         const bool loaded = nsm ? false : open_start_file(s, file);
         if (screenshot) {
-            w.show();
-            s.screen->tick(clk.now_ms());
-            QApplication::processEvents();
-            if (!o.help_page.empty()) {
-                rc = help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
-            } else if (!file.empty() && !loaded) {
-                rc = 1;
-            } else if (stop_requested()) {
-                std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");
-                rc = 1;
-            } else if (QImageWriter png(QString::fromStdString(o.screenshot), "PNG");
-                       !png.write(w.screenshot())) {
-                std::fprintf(stderr, "Can't write %s: %s\n", o.screenshot.c_str(),
-                             png.errorString().toStdString().c_str());
-                rc = 1;
-            }
+            rc = take_screenshot(w, s, o, !file.empty() && !loaded, stop_requested());
         } else if (!stop_requested()) {
             running = &w;
             w.show();

@@ -25,7 +25,7 @@
 #include "app/render_command.h"
 #endif
 #include "engine/engine.h"
-#include "files/event_rows.h"
+#include "editors/list/event_rows.h"
 #include "files/file_buffer.h"
 #include "files/file_state.h"
 #include "files/pattern_file.h"

@@ -7,7 +7,7 @@
 
 #include "files/file_state.h"
 #include "files/song_file.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
 
@@ -60,14 +60,13 @@ nsm_result nsm_session::save() {
 
 void nsm_session::bind_file_commands() {
     // The session's song is the only song: Save Song saves it, and Load Song stays out.
-    command save_song = *s_.commands.find(cmd::save_song);
-    save_song.run = [this] {
-        if (!song_.empty() && !s_.prog.refuse_while_recording()) write_song_file(s_.prog, song_);
-    };
-    s_.commands.add(std::move(save_song));
-    command load_song = *s_.commands.find(cmd::load_song);
-    load_song.enabled = [] { return false; };
-    s_.commands.add(std::move(load_song));
+    if (command_record* save = s_.commands.find(cmd::save_song))
+        save->run = [this](program& p, const field_values&) {
+            if (song_.empty() || p.refuse_while_recording()) return outcome::refused;
+            return write_song_file(p, song_) ? outcome::done : outcome::refused;
+        };
+    if (command_record* load = s_.commands.find(cmd::load_song))
+        load->enabled = [](const program&) { return false; };
 }
 
 }  // namespace kestrune

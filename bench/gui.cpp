@@ -19,10 +19,12 @@
 #include "engine/engine.h"
 #include "platform/dialog_host.h"
 #include "platform/help_window.h"
-#include "shell/processing_dialogs.h"
-#include "shell/setup_dialog_views.h"
+#include "core/command_ids.h"
+#include "processing/commands.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "platform/main_window.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 #include "bench/measure.h"
 #include "bench/quiet_ui.h"
@@ -50,7 +52,11 @@ double startup_ms(const fs::path& song, const fs::path& dir, int runs) {
 double help_open_ms(program& p, QWidget* window, int runs) {
     set_help_root(QString::fromStdString((fs::path(KESTRUNE_PROGRAM).parent_path() / "help").string()));
     memory_setup_view memory(p);
-    quantize_settings_view quantize(p);
+    command_table table;
+    add_processing_commands(table);
+    const command_record& settings = *table.find(cmd::quantize_settings);
+    field_values values = initial_values(p, settings);
+    command_dialog quantize(p, settings, values);
     std::vector<double> times;
     for (int i = 0; i < runs; ++i) {
         dialog& d = i % 2 ? static_cast<dialog&>(quantize) : memory;

@@ -57,6 +57,7 @@ struct app_state {
 struct change_counters {
     std::uint32_t song = 0;    // cleared or loaded: views go back to their start
     std::uint32_t tracks = 0;  // the events of a track were rewritten (track functions, undo, takes)
+    std::uint32_t commands = 0;  // commands that changed the song: the closing question asks after one
 };
 
 // The one undo copy of a track; its chain lies outside all patterns.

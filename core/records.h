@@ -19,6 +19,9 @@ inline constexpr std::int32_t largest_record_position = 0xFFFFF;
 inline constexpr std::int32_t no_loop = 0xFF000;
 inline constexpr std::int32_t ticks_per_whole = 768;
 inline constexpr std::int32_t default_tempo = 12000;
+// Tempo in hundredths of a beat per minute: 1.00 to 999.99.
+inline constexpr std::int32_t min_tempo = 100;
+inline constexpr std::int32_t max_tempo = 99999;
 
 // The engine's fine position: ticks with twelve bits of fraction.
 inline constexpr int fine_bits = 12;

@@ -45,6 +45,11 @@ public:
     }
     // Runs a modal dialog over the main window; true when it ends with OK (its ok() accepted).
     virtual bool run_dialog(dialog& /*d*/) { return false; }
+    // A long task's progress, `done` from 0 to 1: a box with Cancel shows from the first call and
+    // closes at 1. False once the user asked to cancel.
+    virtual bool progress(const std::string& /*title*/, const std::string& /*text*/, double /*done*/) {
+        return true;
+    }
 };
 
 // A message as one line of standard error: each line break written as the two characters "\n".

@@ -115,12 +115,12 @@ class chunk_input {
 
 // Microseconds per quarter note to hundredths of a beat per minute, rounded half up.
 std::int32_t tempo_from_microseconds(std::uint32_t us) {
-    if (us == 0) return 99999;
+    if (us == 0) return max_tempo;
     const double v = 6'000'000'000.0 / us;
-    if (v >= 99999.0) return 99999;
+    if (v >= max_tempo) return max_tempo;
     auto whole = static_cast<std::int32_t>(v);
     if (v - whole > 0.5) ++whole;
-    return std::clamp(whole, 100, 99999);
+    return std::clamp(whole, min_tempo, max_tempo);
 }
 
 // 10 characters up to a NUL, blanks after; ten blanks give the default name.
@@ -153,6 +153,12 @@ class midi_reader {
 
   private:
     bool find_header();
+    // The header's format, track count and division; false with the message when unreadable.
+    bool read_header();
+    // How one track chunk went: on to the next, the file damaged, a message that ends the load
+    // (nothing kept), or a chunk that is no track (what was read stays).
+    enum class chunk_read { next, damaged, refused, unrecognized };
+    chunk_read read_chunk();
     bool find_destination();
     track_end read_track();
     track_end read_meta(std::int64_t pos, bool& close);
@@ -222,6 +228,75 @@ bool midi_reader::find_header() {
     return true;
 }
 
+bool midi_reader::read_header() {
+    in_.leave_chunk();
+    if (!find_header()) {
+        p_.message(msg_lacks_header);
+        return false;
+    }
+    std::uint32_t header_length = 0;
+    std::uint16_t format = 0, tracks = 0, division = 0;
+    if (!in_.be32(header_length) || !in_.be16(format) || !in_.be16(tracks) || !in_.be16(division) ||
+        (header_length > 6 && !in_.skip(header_length - 6u))) {
+        p_.message(msg_midi_damaged);
+        return false;
+    }
+    // Time code and a division of 0 have no ticks to scale from.
+    if ((division & 0x8000) != 0 || division == 0 || format > 1) {
+        p_.message(msg_not_format_0_1);
+        return false;
+    }
+    format_ = format;
+    division_ = division;
+    tracks_ = tracks;
+    counter_ = 0;
+    if (format_ == 0) {
+        counter_ = 1;
+        tracks_ += 1;
+    }
+    p_.app.midi_format = static_cast<char>('0' + format_);
+    return true;
+}
+
+midi_reader::chunk_read midi_reader::read_chunk() {
+    if (!find_destination()) {
+        f_.close();
+        p_.screen.arrow_cursor();
+        p_.message(msg_out_of_tracks);
+        return chunk_read::refused;
+    }
+    last_pattern_ = pattern_;
+    in_.leave_chunk();
+    std::uint8_t id[4];
+    std::uint32_t length = 0;
+    if (!in_.bytes(id, 4) || !in_.be32(length)) return chunk_read::damaged;
+    if (std::memcmp(id, "MTrk", 4) != 0) {
+        // Kept as it always was: no closing messages, and the wait cursor stays.
+        f_.close();
+        p_.message(msg_unrecognized_data);
+        ++p_.changes.tracks;  // the tracks read so far stay
+        return chunk_read::unrecognized;
+    }
+    if (length / bytes_per_block_estimate > static_cast<std::uint64_t>(std::max(p_.d.free_blocks, 0))) {
+        left_out_ = true;
+        in_.skip(std::min<std::uint64_t>(length, in_.file_left()));
+        ++counter_;
+        return chunk_read::next;
+    }
+    in_.enter_chunk(length);
+    const track_end end = read_track();
+    if (end == track_end::unknown_message) {
+        builder_.reset();
+        f_.close();
+        p_.screen.arrow_cursor();
+        p_.message(msg_unknown_message);
+        return chunk_read::refused;
+    }
+    close_track();
+    ++counter_;  // after the track: the first track of format 1 counts the list events
+    return end == track_end::damaged ? chunk_read::damaged : chunk_read::next;
+}
+
 int midi_reader::run(const std::string& path) {
     dll_data& d = p_.d;
     if (keep_)
@@ -233,85 +308,18 @@ int midi_reader::run(const std::string& path) {
         show_open_failure(p_, f_, path);
         return 0;
     }
-    in_.leave_chunk();
-    if (!find_header()) {
-        p_.message(msg_lacks_header);
-        return 0;
-    }
-    std::uint32_t header_length = 0;
-    std::uint16_t format = 0, tracks = 0, division = 0;
-    if (!in_.be32(header_length) || !in_.be16(format) || !in_.be16(tracks) || !in_.be16(division) ||
-        (header_length > 6 && !in_.skip(header_length - 6u))) {
-        p_.message(msg_midi_damaged);
-        return 0;
-    }
-    // Time code and a division of 0 have no ticks to scale from.
-    if ((division & 0x8000) != 0 || division == 0 || format > 1) {
-        p_.message(msg_not_format_0_1);
-        return 0;
-    }
-    format_ = format;
-    division_ = division;
-    tracks_ = tracks;
-    counter_ = 0;
-    if (format_ == 0) {
-        counter_ = 1;
-        tracks_ += 1;
-    }
-    p_.app.midi_format = static_cast<char>('0' + format_);
+    if (!read_header()) return 0;
     p_.screen.wait_cursor();
-
     pattern_ = last_pattern_ = d.current_pattern;
     track_ = 0;
-    bool damaged = false;
-    while (counter_ < tracks_ && counter_ < max_midi_tracks) {
-        if (!find_destination()) {
-            f_.close();
-            p_.screen.arrow_cursor();
-            p_.message(msg_out_of_tracks);
-            return 0;
-        }
-        last_pattern_ = pattern_;
-        in_.leave_chunk();
-        std::uint8_t id[4];
-        std::uint32_t length = 0;
-        if (!in_.bytes(id, 4) || !in_.be32(length)) {
-            damaged = true;
-            break;
-        }
-        if (std::memcmp(id, "MTrk", 4) != 0) {
-            // Kept as it always was: no closing messages, and the wait cursor stays.
-            f_.close();
-            p_.message(msg_unrecognized_data);
-            ++p_.changes.tracks;  // the tracks read so far stay
-            return 1;
-        }
-        if (length / bytes_per_block_estimate >
-            static_cast<std::uint64_t>(std::max(d.free_blocks, 0))) {
-            left_out_ = true;
-            in_.skip(std::min<std::uint64_t>(length, in_.file_left()));
-            ++counter_;
-            continue;
-        }
-        in_.enter_chunk(length);
-        const track_end end = read_track();
-        if (end == track_end::unknown_message) {
-            builder_.reset();
-            f_.close();
-            p_.screen.arrow_cursor();
-            p_.message(msg_unknown_message);
-            return 0;
-        }
-        close_track();
-        ++counter_;
-        if (end == track_end::damaged) {
-            damaged = true;
-            break;
-        }
-    }
+    chunk_read last = chunk_read::next;
+    while (last == chunk_read::next && counter_ < tracks_ && counter_ < max_midi_tracks)
+        last = read_chunk();
+    if (last == chunk_read::refused) return 0;
+    if (last == chunk_read::unrecognized) return 1;
     f_.close();
     p_.screen.arrow_cursor();
-    if (damaged) p_.message(msg_midi_damaged);
+    if (last == chunk_read::damaged) p_.message(msg_midi_damaged);
     if (left_out_) p_.message(msg_load_incomplete);
     if (last_pattern_ != d.current_pattern) p_.message(msg_tracks_in_patterns);
     if (tracks_ > max_midi_tracks) p_.message(msg_tracks_not_loaded);

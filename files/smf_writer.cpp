@@ -147,6 +147,35 @@ void midi_writer::put_event(track_out& o, ref32 e, std::int32_t delta) {
     if (status < 0xC0 || status > 0xDF) o.byte(r.data2());
 }
 
+// A tempo meta event `delta` after the one before.
+void put_tempo(track_out& o, std::int32_t delta, std::int32_t value) {
+    o.number(static_cast<std::uint32_t>(delta));
+    const std::uint32_t us = tempo_microseconds(value);
+    const std::uint8_t b[6] = {0xFF, 0x51, 0x03, static_cast<std::uint8_t>(us >> 16),
+                               static_cast<std::uint8_t>(us >> 8), static_cast<std::uint8_t>(us)};
+    o.bytes(b, 6);
+}
+
+// A time signature meta event: the denominator as a power of two, 24 clocks, 8 32nds.
+void put_signature(track_out& o, std::int32_t delta, const midi_event& r) {
+    o.number(static_cast<std::uint32_t>(delta));
+    const std::uint8_t den = r.data2();
+    const auto power = static_cast<std::uint8_t>(den == 0 ? 0 : std::bit_width(den) - 1u);
+    const std::uint8_t b[7] = {0xFF, 0x58, 0x04, r.data1(), power, 0x18, 0x08};
+    o.bytes(b, 7);
+}
+
+// Before a track's first event: its channel prefix when it changes channels, and its name.
+void put_track_heads(track_out& o, const track_slot& slot) {
+    if (slot.channel != 16) {
+        const std::uint8_t b[5] = {0x00, 0xFF, 0x20, 0x01, slot.channel};
+        o.bytes(b, 5);
+    }
+    const std::uint8_t b[4] = {0x00, 0xFF, 0x03, 0x0A};
+    o.bytes(b, 4);
+    o.bytes(reinterpret_cast<const std::uint8_t*>(slot.name), 10);
+}
+
 void midi_writer::write_track(const track_slot* slot, bool conductor,
                               std::vector<std::uint32_t>& offsets,
                               std::vector<std::uint32_t>& lengths) {
@@ -164,7 +193,7 @@ void midi_writer::write_track(const track_slot* slot, bool conductor,
         tempo.use_chain = d.tempo_track_on != 0;
         tempo.chain = {&s_, d.tempo_chain.first};
         tempo.single_left = true;
-        tempo.single_value = std::clamp(p_.app.song_tempo, 100, 99999);
+        tempo.single_value = std::clamp(p_.app.song_tempo, min_tempo, max_tempo);
         signature.at = d.active_signature.first;
     } else {
         tempo.single_left = false;
@@ -185,42 +214,23 @@ void midi_writer::write_track(const track_slot* slot, bool conductor,
                 const std::int32_t value = tempo.value();
                 tempo.step();
                 if (gives_way) continue;
-                o.number(static_cast<std::uint32_t>(time - last));
+                put_tempo(o, time - last, value);
                 last = time;
-                const std::uint32_t us = tempo_microseconds(value);
-                const std::uint8_t b[6] = {0xFF,
-                                           0x51,
-                                           0x03,
-                                           static_cast<std::uint8_t>(us >> 16),
-                                           static_cast<std::uint8_t>(us >> 8),
-                                           static_cast<std::uint8_t>(us)};
-                o.bytes(b, 6);
                 continue;
             }
             if (g && (!e || signature.position() <= events.position())) {
                 const midi_event& r = s_.at(signature.at);
                 const std::int32_t time = file_time(signature.position());
                 signature.step();
-                o.number(static_cast<std::uint32_t>(time - last));
+                put_signature(o, time - last, r);
                 last = time;
-                const std::uint8_t den = r.data2();
-                const auto power =
-                    static_cast<std::uint8_t>(den == 0 ? 0 : std::bit_width(den) - 1u);
-                const std::uint8_t b[7] = {0xFF, 0x58, 0x04, r.data1(), power, 0x18, 0x08};
-                o.bytes(b, 7);
                 continue;
             }
             if (events.position() - song_start >= latest_time) break;
             const std::int32_t time = file_time(events.position());
             if (!heads_written) {
                 heads_written = true;
-                if (slot->channel != 16) {
-                    const std::uint8_t b[5] = {0x00, 0xFF, 0x20, 0x01, slot->channel};
-                    o.bytes(b, 5);
-                }
-                const std::uint8_t b[4] = {0x00, 0xFF, 0x03, 0x0A};
-                o.bytes(b, 4);
-                o.bytes(reinterpret_cast<const std::uint8_t*>(slot->name), 10);
+                put_track_heads(o, *slot);
             }
             put_event(o, events.at, time - last);
             last = time;

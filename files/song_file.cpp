@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::uint8_t reserved_fill = 0x00;
 constexpr int song_patterns = 16;
-constexpr int max_song_tempo = 99999;
-constexpr int min_song_tempo = 100;
 
 void put_fill(file_buffer& f, std::size_t n, std::uint8_t value = reserved_fill) {
     std::uint8_t block[256];
@@ -48,7 +46,8 @@ void write_tracks_of_all(file_buffer& f, const program& p, int from, int to) {
     write_tracks(f, p, parallel_pattern, from, to);
 }
 
-void write_song(file_buffer& f, const program& p, song_file_map* map) {
+// The head: the song's settings and its song list, as the oldest files have them.
+std::unique_ptr<song_file_head> song_head(const program& p) {
     const dll_data& d = p.d;
     const app_state& a = p.app;
     const song_settings& ss = p.song;
@@ -103,52 +102,29 @@ void write_song(file_buffer& f, const program& p, song_file_map* map) {
         o.pickup = s.pickup;
         o.track_mask = s.track_mask;
     }
-    f.put(*h);
+    return h;
+}
 
-    for (int pat = 0; pat < song_patterns; ++pat) {
-        f.file_put(p.pattern(pat).name, 10);
-        write_tracks(f, p, pat, 0, 16);
-    }
-    write_list(f, p, d.tempo_chain.first, d.tempo_chain.blocks, true);
-    f.put(ss.increase_button);
-    f.put(ss.decrease_button);
-    f.file_put(p.pattern(parallel_pattern).name, 10);
-    write_tracks(f, p, parallel_pattern, 0, 16);
-    f.file_put(ss.position_memory.data(), 60);
-    put_fill(f, 64);
-    write_list(f, p, d.signature_track.first, d.signature_track.blocks);
-    f.put(d.signature_track_on);
-
+// After the signature list: the step names, the tempo, the note pad and the quantize settings.
+std::unique_ptr<song_file_tail> song_tail(const program& p) {
+    const std::uint16_t denominator = signature_byte(p, 1);
     auto tail = std::make_unique<song_file_tail>();
     std::memset(tail.get(), reserved_fill, sizeof *tail);
     for (int i = 0; i < song_steps; ++i) {
         std::memcpy(tail->step_names[i].name, p.step(i).name, 10);
         tail->step_names[i].denominator = denominator;
     }
-    tail->tempo = static_cast<std::uint16_t>(std::clamp(a.song_tempo, 0, 32500));
-    std::memcpy(tail->note_pad_text, ss.note_pad_text.data(), note_pad_bytes);
-    tail->quantize_strength = static_cast<std::int16_t>(a.quantize_strength);
-    tail->swing_factor = static_cast<std::int16_t>(a.quantize_swing);
-    f.put(*tail);
-    if (map) map->oldest_end = f.counter_a;
+    tail->tempo = static_cast<std::uint16_t>(std::clamp(p.app.song_tempo, 0, 32500));
+    std::memcpy(tail->note_pad_text, p.song.note_pad_text.data(), note_pad_bytes);
+    tail->quantize_strength = static_cast<std::int16_t>(p.app.quantize_strength);
+    tail->swing_factor = static_cast<std::int16_t>(p.app.quantize_swing);
+    return tail;
+}
 
-    auto marker = [&](std::uint32_t m) {
-        if (map) map->markers.push_back(f.counter_a);
-        f.put(m);
-    };
-    marker(marker_reserved);
-    put_fill(f, reserved_section_bytes);
-
-    marker(marker_tracks_16);
-    put_fill(f, 50);
-    write_tracks_of_all(f, p, 16, 24);
-
-    marker(marker_snapshots);
-    for (const mixer_snapshot& s : ss.mixer_snapshots) f.file_put(s.data(), snapshot_bytes);
-    put_fill(f, 50);
-    put_fill(f, 450);
-
-    marker(marker_grid);
+// The grid editor's section, with the last two ports' song mode transposition lists.
+grid_section grid_of(const program& p) {
+    const dll_data& d = p.d;
+    const song_settings& ss = p.song;
     grid_section g{};
     std::memset(&g, reserved_fill, sizeof g);
     g.grid_split = ss.grid_split;
@@ -163,18 +139,62 @@ void write_song(file_buffer& f, const program& p, song_file_map* map) {
             std::clamp(ss.grid_split * 100 / ss.grid_pane_height, 0, 100));
     else
         g.split_percent = std::clamp<std::int16_t>(ss.grid_split_percent, 0, 100);
-    f.put(g);
+    return g;
+}
+
+// The sections added by marker after the oldest layout.
+void write_marked_sections(file_buffer& f, const program& p, song_file_map* map) {
+    auto marker = [&](std::uint32_t m) {
+        if (map) map->markers.push_back(f.counter_a);
+        f.put(m);
+    };
+    marker(marker_reserved);
+    put_fill(f, reserved_section_bytes);
+
+    marker(marker_tracks_16);
+    put_fill(f, 50);
+    write_tracks_of_all(f, p, 16, 24);
+
+    marker(marker_snapshots);
+    for (const mixer_snapshot& s : p.song.mixer_snapshots) f.file_put(s.data(), snapshot_bytes);
+    put_fill(f, 50);
+    put_fill(f, 450);
+
+    marker(marker_grid);
+    f.put(grid_of(p));
 
     marker(marker_tracks_24);
     write_tracks_of_all(f, p, 24, 32);
     put_fill(f, 200);
 
     marker(marker_closing);
-    write_list(f, p, d.tempo_chain.first, d.tempo_chain.blocks);
-    f.put(a.song_tempo);
+    write_list(f, p, p.d.tempo_chain.first, p.d.tempo_chain.blocks);
+    f.put(p.app.song_tempo);
     put_fill(f, 100, 0x00);
     put_fill(f, 100, 0x01);
     f.put(marker_closing);
+}
+
+void write_song(file_buffer& f, const program& p, song_file_map* map) {
+    const dll_data& d = p.d;
+    const song_settings& ss = p.song;
+    f.put(*song_head(p));
+    for (int pat = 0; pat < song_patterns; ++pat) {
+        f.file_put(p.pattern(pat).name, 10);
+        write_tracks(f, p, pat, 0, 16);
+    }
+    write_list(f, p, d.tempo_chain.first, d.tempo_chain.blocks, true);
+    f.put(ss.increase_button);
+    f.put(ss.decrease_button);
+    f.file_put(p.pattern(parallel_pattern).name, 10);
+    write_tracks(f, p, parallel_pattern, 0, 16);
+    f.file_put(ss.position_memory.data(), 60);
+    put_fill(f, 64);
+    write_list(f, p, d.signature_track.first, d.signature_track.blocks);
+    f.put(d.signature_track_on);
+    f.put(*song_tail(p));
+    if (map) map->oldest_end = f.counter_a;
+    write_marked_sections(f, p, map);
     if (map) map->size = f.counter_a;
 }
 
@@ -332,28 +352,17 @@ std::int32_t clamp_locator(std::int32_t v) {
 
 // Puts a checked image into a cleared song. Plain values are held in their ranges. False only
 // if a chain could not be built after all, which fits_in_pool rules out.
-bool apply_song(program& p, const song_image& im) {
+// The settings of the head, each held in its range, and the song list.
+void take_head(program& p, const song_file_head& h) {
     dll_data& d = p.d;
     app_state& a = p.app;
     song_settings& ss = p.song;
-    const song_file_head& h = im.head;
     event_store s = p.store();
-
-    {
-        program::park parked(p);
-        s.free_chain(d.tempo_chain.first);
-        s.free_chain(d.signature_track.first);
-        d.tempo_chain.first = d.tempo_chain.play = d.tempo_chain.left_event = null_ref;
-        d.signature_track.first = d.signature_track.play = d.signature_track.left_event = null_ref;
-        d.tempo_chain.blocks = d.signature_track.blocks = 0;
-    }
-
     d.current_step = static_cast<std::int8_t>(at_most<int>(h.current_step, song_steps - 1));
     midi_event& sig = s.at(d.signature_chain.first);
     sig.set_data1(static_cast<std::uint8_t>(h.numerator));
     sig.set_data2(static_cast<std::uint8_t>(h.denominator));
     a.edit_grid = held<std::int16_t>(h.edit_grid, 16, 192);
-    std::int32_t tempo = h.tempo_whole * 100;
     d.song_mode = h.song_mode;
     d.thru_off_channel = held<std::int8_t>(h.thru_off_channel, -1, 15);
     d.click_channel = at_most<std::uint8_t>(h.click_channel, 15);
@@ -390,13 +399,13 @@ bool apply_song(program& p, const song_image& im) {
         st.track_mask = o.track_mask;
     }
     rebuild_step_pointers(p);
+}
 
-    bool built = true;
-    for (int pat = 0; pat <= parallel_pattern; ++pat) {
-        take_name(p.pattern(pat).name, im.pattern_names[pat].data());
-        for (int t = 0; t < tracks_per_pattern; ++t)
-            if (im.used[pat][t]) built = seat_track(p, pat, t, im.tracks[pat][t]) && built;
-    }
+// The tempo and signature lists; false, with default lists in their place, when the pool
+// cannot hold them.
+bool take_lists(program& p, const song_image& im) {
+    dll_data& d = p.d;
+    event_store s = p.store();
     {
         program::park parked(p);
         if (!seat_list(p, d.tempo_chain, im.tempo) ||
@@ -411,6 +420,15 @@ bool apply_song(program& p, const song_image& im) {
         d.signature_track.beats_per_bar = static_cast<std::int16_t>(first.numerator);
         d.signature_track.tick_in_beat = d.signature_track.beat_in_bar = 0;
     }
+    return true;
+}
+
+// What follows the lists: buttons, position memories, step names, note pad, quantize settings,
+// mixer snapshots and the grid editor's section.
+void take_tail(program& p, const song_image& im) {
+    dll_data& d = p.d;
+    app_state& a = p.app;
+    song_settings& ss = p.song;
     ss.increase_button = im.increase_button;
     ss.decrease_button = im.decrease_button;
     ss.position_memory = im.position_memory;
@@ -419,7 +437,6 @@ bool apply_song(program& p, const song_image& im) {
 
     const song_file_tail& tail = im.tail;
     for (int i = 0; i < song_steps; ++i) take_name(p.step(i).name, tail.step_names[i].name);
-    tempo = tail.tempo;
     std::memcpy(ss.note_pad_text.data(), tail.note_pad_text, note_pad_bytes);
     a.quantize_strength = held<int>(tail.quantize_strength, 0, 100);
     a.quantize_swing = held<int>(tail.swing_factor, -9, 10);
@@ -440,11 +457,34 @@ bool apply_song(program& p, const song_image& im) {
             ss.grid_split =
                 static_cast<std::int16_t>(ss.grid_split_percent * ss.grid_pane_height) / 100;
     }
-    if (im.has_closing) tempo = im.closing_tempo;
+}
 
-    a.song_tempo = std::clamp(tempo, min_song_tempo, max_song_tempo);
-    set_tempo_increment(d, a.song_tempo);
-    select_pattern(p, held<int>(h.current_pattern, 0, parallel_pattern), true);
+bool apply_song(program& p, const song_image& im) {
+    dll_data& d = p.d;
+    event_store s = p.store();
+    {
+        program::park parked(p);
+        s.free_chain(d.tempo_chain.first);
+        s.free_chain(d.signature_track.first);
+        d.tempo_chain.first = d.tempo_chain.play = d.tempo_chain.left_event = null_ref;
+        d.signature_track.first = d.signature_track.play = d.signature_track.left_event = null_ref;
+        d.tempo_chain.blocks = d.signature_track.blocks = 0;
+    }
+
+    take_head(p, im.head);
+    bool built = true;
+    for (int pat = 0; pat <= parallel_pattern; ++pat) {
+        take_name(p.pattern(pat).name, im.pattern_names[pat].data());
+        for (int t = 0; t < tracks_per_pattern; ++t)
+            if (im.used[pat][t]) built = seat_track(p, pat, t, im.tracks[pat][t]) && built;
+    }
+    if (!take_lists(p, im)) return false;
+    take_tail(p, im);
+    // The closing section's tempo, else the tail's.
+    const std::int32_t tempo = im.has_closing ? im.closing_tempo : im.tail.tempo;
+    p.app.song_tempo = std::clamp(tempo, min_tempo, max_tempo);
+    set_tempo_increment(d, p.app.song_tempo);
+    select_pattern(p, held<int>(im.head.current_pattern, 0, parallel_pattern), true);
     return built;
 }
 

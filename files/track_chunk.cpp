@@ -1,5 +1,6 @@
 #include "files/track_chunk.h"
 #include "song/event_store.h"
+#include "song/track_fields.h"
 
 #include <algorithm>
 #include <cstring>
@@ -154,15 +155,17 @@ bool seat_track(program& p, int pattern, int track, const stored_track& t) {
     if (first == null_ref) return false;
     const track_chunk_head& h = t.head;
     program::park parked(p);
-    s.velocity = at_least<std::int8_t>(h.velocity, -99);
-    s.channel = at_most<std::uint8_t>(h.channel, 16);
+    // Each parameter held in its column's range.
+    const auto column = [](track_column c, int v) { return held_to_range(track_field(c), v); };
+    s.velocity = static_cast<std::int8_t>(column(track_column::velocity, h.velocity));
+    s.channel = static_cast<std::uint8_t>(column(track_column::channel, h.channel));
     s.quantize = h.quantize;
     s.mute = h.mute;
-    s.transpose = held<std::int8_t>(h.transpose, -60, 60);
-    s.compress = held<std::int8_t>(h.compress, -1, 5);
+    s.transpose = static_cast<std::int8_t>(column(track_column::transpose, h.transpose));
+    s.compress = static_cast<std::int8_t>(column(track_column::compress, h.compress));
     s.loop_length = h.loop_length;
-    s.delay = at_least<std::int8_t>(h.delay, -99);
-    s.port = at_most<std::uint8_t>(h.port, 3);
+    s.delay = static_cast<std::int8_t>(column(track_column::delay, h.delay));
+    s.port = static_cast<std::uint8_t>(column(track_column::port, h.port));
     take_name(s.name, h.name);
     s.first = s.play = first;
     s.blocks = blocks;

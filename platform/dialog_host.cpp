@@ -12,13 +12,14 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPlainTextEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
 
 #include "platform/help_window.h"
 #include "platform/qt_ui.h"
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 namespace kestrune {
 
@@ -65,97 +66,118 @@ void dialog_host::start_timer() {
 
 void dialog_host::build_controls() {
     QPushButton* ok = nullptr;
-    QButtonGroup* radios = nullptr;
+    QButtonGroup* radios = nullptr;  // consecutive radio buttons make one group
     for (const dialog_control& c : d_.controls()) {
-        const kestrune::rect cells = d_.to_pixels(c.cells);
-        const QRect place(cells.left, cells.top, cells.width(), cells.height());
-        const QString text = qt_text(c.text);
+        const kestrune::rect px = d_.to_pixels(c.cells);
+        const QRect place(px.left, px.top, px.width(), px.height());
         if (c.kind != control_kind::radio_button) radios = nullptr;
-        QWidget* w = nullptr;
         switch (c.kind) {
         case control_kind::label:
-        case control_kind::group_box: {
-            w = c.kind == control_kind::label ? static_cast<QWidget*>(new QLabel(text, this))
-                                              : new QGroupBox(text, this);
-            // Presses on the fields beneath reach the dialog.
-            w->setAttribute(Qt::WA_TransparentForMouseEvents);
-            // A group's frame line, below its title, meets the top of its first cell row.
-            w->setGeometry(c.kind == control_kind::group_box
-                               ? place.adjusted(0, -d_.cell_height() / 2, 0, 0)
-                               : place);
-            continue;
-        }
+        case control_kind::group_box: add_label(c, place); break;
         case control_kind::ok_button:
         case control_kind::cancel_button:
         case control_kind::help_button:
-        case control_kind::push_button: {
-            auto* b = new QPushButton(text, this);
-            if (c.kind == control_kind::ok_button) {
-                ok = b;
-                b->setDefault(true);
-                connect(b, &QPushButton::clicked, this, &QDialog::accept);
-            } else if (c.kind == control_kind::cancel_button) {
-                connect(b, &QPushButton::clicked, this, &QDialog::reject);
-            } else if (c.kind == control_kind::help_button) {
-                b->setAutoDefault(false);
-                connect(b, &QPushButton::clicked, this, &dialog_host::show_page);
-            } else if (c.pressed) {
-                connect(b, &QPushButton::clicked, this, [this, f = c.pressed] {
-                    f();
-                    update();
-                });
-            }
-            w = b;
+        case control_kind::push_button:
+            if (QPushButton* b = add_button(c, place); c.kind == control_kind::ok_button) ok = b;
             break;
-        }
         case control_kind::check_box:
-        case control_kind::radio_button: {
-            QAbstractButton* b;
-            if (c.kind == control_kind::check_box) {
-                b = new QCheckBox(text, this);
-            } else {
-                b = new QRadioButton(text, this);
-                if (!radios) radios = new QButtonGroup(this);
-                radios->addButton(b);
-            }
-            if (c.get) b->setChecked(c.get() != 0);
-            if (c.set)
-                connect(b, &QAbstractButton::toggled, this, [this, f = c.set](bool on) {
-                    f(on ? 1 : 0);
-                    update();
-                });
-            w = b;
-            break;
+        case control_kind::radio_button: add_toggle(c, place, radios); break;
+        case control_kind::combo_box: add_combo(c, place); break;
+        case control_kind::text_box: add_text_box(c, place); break;
+        case control_kind::multi_list: add_list(c, place); break;
+        case control_kind::value: break;  // painted by the frame
         }
-        case control_kind::combo_box: {
-            auto* box = new QComboBox(this);
-            for (const auto& e : c.entries) box->addItem(qt_text(e));
-            if (c.get) box->setCurrentIndex(c.get());
-            if (c.set)
-                connect(box, &QComboBox::currentIndexChanged, this, [f = c.set](int i) { f(i); });
-            w = box;
-            break;
-        }
-        case control_kind::multi_list: {
-            auto* list = new QListWidget(this);
-            list->setSelectionMode(QAbstractItemView::MultiSelection);
-            list->setAccessibleName(text);
-            list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-            for (std::size_t i = 0; i < c.entries.size(); ++i) {
-                auto* item = new QListWidgetItem(qt_text(c.entries[i]), list);
-                if (c.get_item) item->setSelected(c.get_item(static_cast<int>(i)));
-            }
-            if (c.set_item)
-                connect(list, &QListWidget::itemSelectionChanged, this, [list, f = c.set_item] {
-                    for (int i = 0; i < list->count(); ++i) f(i, list->item(i)->isSelected());
-                });
-            list->setGeometry(place);
-            continue;
-        }
-        }
-        w->setGeometry(centred(place, w->sizeHint().height()));
     }
     if (ok) ok->setFocus();
+}
+
+void dialog_host::add_label(const dialog_control& c, const QRect& place) {
+    QWidget* w = c.kind == control_kind::label ? static_cast<QWidget*>(new QLabel(qt_text(c.text), this))
+                                               : new QGroupBox(qt_text(c.text), this);
+    // Presses on the fields beneath reach the dialog.
+    w->setAttribute(Qt::WA_TransparentForMouseEvents);
+    // A group's frame line, below its title, meets the top of its first cell row.
+    w->setGeometry(c.kind == control_kind::group_box ? place.adjusted(0, -d_.cell_height() / 2, 0, 0)
+                                                     : place);
+}
+
+QPushButton* dialog_host::add_button(const dialog_control& c, const QRect& place) {
+    auto* b = new QPushButton(qt_text(c.text), this);
+    if (c.kind == control_kind::ok_button) {
+        b->setDefault(true);
+        connect(b, &QPushButton::clicked, this, &QDialog::accept);
+    } else if (c.kind == control_kind::cancel_button) {
+        connect(b, &QPushButton::clicked, this, &QDialog::reject);
+    } else if (c.kind == control_kind::help_button) {
+        b->setAutoDefault(false);
+        connect(b, &QPushButton::clicked, this, &dialog_host::show_page);
+    } else if (c.pressed) {
+        connect(b, &QPushButton::clicked, this, [this, f = c.pressed] {
+            f();
+            update();
+        });
+    }
+    b->setGeometry(centred(place, b->sizeHint().height()));
+    return b;
+}
+
+void dialog_host::add_toggle(const dialog_control& c, const QRect& place, QButtonGroup*& radios) {
+    QAbstractButton* b;
+    if (c.kind == control_kind::check_box) {
+        b = new QCheckBox(qt_text(c.text), this);
+    } else {
+        b = new QRadioButton(qt_text(c.text), this);
+        if (!radios) radios = new QButtonGroup(this);
+        radios->addButton(b);
+    }
+    if (c.get) b->setChecked(c.get() != 0);
+    if (c.set)
+        connect(b, &QAbstractButton::toggled, this, [this, f = c.set](bool on) {
+            f(on ? 1 : 0);
+            update();
+        });
+    b->setGeometry(centred(place, b->sizeHint().height()));
+}
+
+void dialog_host::add_combo(const dialog_control& c, const QRect& place) {
+    auto* box = new QComboBox(this);
+    for (const auto& e : c.entries) box->addItem(qt_text(e));
+    if (c.get) box->setCurrentIndex(c.get());
+    if (c.set) connect(box, &QComboBox::currentIndexChanged, this, [f = c.set](int i) { f(i); });
+    box->setGeometry(centred(place, box->sizeHint().height()));
+}
+
+void dialog_host::add_text_box(const dialog_control& c, const QRect& place) {
+    auto* edit = new QPlainTextEdit(c.get_text ? qt_text(c.get_text()) : QString(), this);
+    if (c.set_text)
+        connect(edit, &QPlainTextEdit::textChanged, this, [edit, c] {
+            // Held to the length the song keeps, in bytes.
+            QString t = edit->toPlainText();
+            if (c.max_length > 0 && t.toUtf8().size() > c.max_length) {
+                while (t.toUtf8().size() > c.max_length) t.chop(1);
+                const QSignalBlocker hold(edit);
+                edit->setPlainText(t);
+                edit->moveCursor(QTextCursor::End);
+            }
+            c.set_text(t.toStdString());
+        });
+    edit->setGeometry(place);
+}
+
+void dialog_host::add_list(const dialog_control& c, const QRect& place) {
+    auto* list = new QListWidget(this);
+    list->setSelectionMode(QAbstractItemView::MultiSelection);
+    list->setAccessibleName(qt_text(c.text));
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    for (std::size_t i = 0; i < c.entries.size(); ++i) {
+        auto* item = new QListWidgetItem(qt_text(c.entries[i]), list);
+        if (c.get_item) item->setSelected(c.get_item(static_cast<int>(i)));
+    }
+    if (c.set_item)
+        connect(list, &QListWidget::itemSelectionChanged, this, [list, f = c.set_item] {
+            for (int i = 0; i < list->count(); ++i) f(i, list->item(i)->isSelected());
+        });
+    list->setGeometry(place);
 }
 
 void dialog_host::accept() {

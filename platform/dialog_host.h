@@ -5,6 +5,9 @@
 #include <QDialog>
 #include <QTimer>
 
+class QButtonGroup;
+class QPushButton;
+
 #include <optional>
 #include <string>
 
@@ -13,6 +16,7 @@
 namespace kestrune {
 
 class dialog;
+struct dialog_control;
 struct double_click_box;
 
 class dialog_host final : public QDialog {
@@ -33,7 +37,14 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* e) override;
 
 private:
+    // The dialog's widgets at their cells, one kind each.
     void build_controls();
+    void add_label(const dialog_control& c, const QRect& place);
+    QPushButton* add_button(const dialog_control& c, const QRect& place);
+    void add_toggle(const dialog_control& c, const QRect& place, QButtonGroup*& radios);
+    void add_combo(const dialog_control& c, const QRect& place);
+    void add_text_box(const dialog_control& c, const QRect& place);
+    void add_list(const dialog_control& c, const QRect& place);
     void show_page();
     void start_timer();
     std::optional<std::string> entry_over(const double_click_box& box);

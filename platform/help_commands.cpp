@@ -12,7 +12,7 @@
 #include "services/help_pages.h"
 #include "services/text_file.h"
 #include "services/update_check.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -49,10 +49,13 @@ class update_poller final : public QObject {
     QTimer timer_;
 };
 
+// The Help menu's items stand greyed in the table until the window gives them their run.
 void bind(session& s, int id, std::function<void()> run) {
-    command c = *s.commands.find(id);
-    c.run = std::move(run);
-    s.commands.add(std::move(c));
+    if (command_record* c = s.commands.find(id))
+        c->run = [run = std::move(run)](program&, const field_values&) {
+            run();
+            return outcome::done;
+        };
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 // AZERTY or Cyrillic keyboard.
 #pragma once
 
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 class QKeyEvent;
 

@@ -3,24 +3,19 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDialog>
-#include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
-#include <QVBoxLayout>
 
 #include "platform/help_window.h"
 #include "platform/key_map.h"
-#include "shell/command_ids.h"
-#include "shell/help_topics.h"
-#include "shell/main_screen.h"
-#include "shell/processing_commands.h"
+#include "core/command_ids.h"
+#include "shell/screen/main_screen.h"
+#include "shell/dispatch.h"
 #include "shell/startup.h"
 
 namespace kestrune {
@@ -38,13 +33,10 @@ int button_of(Qt::MouseButton b) {
     return b == Qt::LeftButton ? left_button : b == Qt::RightButton ? right_button : 0;
 }
 
-// Keys that act again while held; all others on the first press only.
-bool repeats(int command) { return command == cmd::bar_back || command == cmd::bar_forward; }
-
 // F1 over a menu item opens the item's help page; the menus close for it.
 class menu_help final : public QObject {
 public:
-    explicit menu_help(QWidget* window) : QObject(window), window_(window) {}
+    menu_help(QWidget* window, const session& s) : QObject(window), window_(window), s_(s) {}
     bool eventFilter(QObject* o, QEvent* e) override {
         if (e->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(e)->key() != Qt::Key_F1) return false;
         auto* m = static_cast<QMenu*>(o);
@@ -52,36 +44,14 @@ public:
         if (!a || a->menu()) return false;
         for (QWidget* open = QApplication::activePopupWidget(); open; open = QApplication::activePopupWidget())
             open->close();
-        show_help(window_, help_page_of_command(a->data().toInt()));
+        show_help(window_, command_help_page(s_.commands, a->data().toInt()));
         return true;
     }
 
 private:
     QWidget* window_;
+    const session& s_;
 };
-
-// The note pad: a page of text kept with the song.
-void edit_note_pad(QWidget* parent, std::string& text, int max_length) {
-    QDialog dlg(parent);
-    dlg.setWindowTitle("Note Pad");
-    auto* edit = new QPlainTextEdit(QString::fromStdString(text), &dlg);
-    auto* box = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dlg);
-    QObject::connect(box, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
-    QObject::connect(box, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
-    QObject::connect(edit, &QPlainTextEdit::textChanged, edit, [edit, max_length] {
-        const QString t = edit->toPlainText();
-        if (t.toUtf8().size() <= max_length) return;
-        QString cut = t;
-        while (cut.toUtf8().size() > max_length) cut.chop(1);
-        edit->setPlainText(cut);
-        edit->moveCursor(QTextCursor::End);
-    });
-    auto* lay = new QVBoxLayout(&dlg);
-    lay->addWidget(edit);
-    lay->addWidget(box);
-    dlg.resize(360, 240);
-    if (dlg.exec() == QDialog::Accepted) text = edit->toPlainText().toStdString();
-}
 
 }  // namespace
 
@@ -128,14 +98,7 @@ protected:
         if (const int steps = e->angleDelta().y() / 120) s_.screen->wheel(at.x(), at.y(), steps);
     }
     void keyPressEvent(QKeyEvent* e) override {
-        const key_event k = to_key_event(*e);
-        if (s_.screen->key_down(k)) return;
-        const int id = command_for_key(s_, k);
-        if (id == 0 || (k.auto_repeat && !repeats(id))) {
-            QWidget::keyPressEvent(e);
-            return;
-        }
-        dispatch_command(s_, id);
+        if (!press_key(s_, to_key_event(*e))) QWidget::keyPressEvent(e);
     }
     void keyReleaseEvent(QKeyEvent* e) override { s_.screen->key_up(to_key_event(*e)); }
     bool focusNextPrevChild(bool) override { return false; }  // Tab is a key of the screen
@@ -152,7 +115,7 @@ private:
 main_window::main_window(session& s) : s_(s) {
     setWindowTitle(QString::fromStdString(s_.window_title()));
     setAcceptDrops(true);
-    s_.screen = std::make_unique<main_screen>(s_.prog, s_.commands, s_.trans);
+    s_.screen = std::make_unique<main_screen>(s_.prog, s_.trans);
     s_.screen->set_recording_actions(recorder_actions(s_.rec));
     view_ = new screen_view(s_, fonts_, this);
     setCentralWidget(view_);
@@ -179,7 +142,6 @@ main_window::main_window(session& s) : s_(s) {
     };
     w.close = [this] { close(); };
     w.focus = [this] { view_->setFocus(); };
-    w.note_pad = [this](std::string& text, int max_length) { edit_note_pad(this, text, max_length); };
     timer_.setInterval(tick_period_ms);
     connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
 }
@@ -275,19 +237,23 @@ void main_window::tick() {
 }
 
 void main_window::show_quantize_popup(const quantize_popup_request& r) {
+    const command_record* c = s_.commands.find(cmd::quantize_popup);
+    if (!c || c->fields.empty()) return;
     QMenu menu(this);
-    for (int id = cmd::quantize_popup_first; id <= cmd::quantize_popup_last; ++id) {
-        const command* c = s_.commands.find(id);
-        if (!c) continue;
-        QAction* a = menu.addAction(QString::fromStdString(c->text));
+    const std::vector<std::string>& values = c->fields.front().choices;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        QAction* a = menu.addAction(QString::fromStdString(values[i]));
         a->setCheckable(true);
-        a->setChecked(id - cmd::quantize_popup_first == r.value);
-        a->setData(id);
+        a->setChecked(static_cast<int>(i) == r.value);
+        a->setData(static_cast<int>(i));
     }
-    if (QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)))) {
-        s_.prog.app.quantize_popup_track = r.track;
-        dispatch_command(s_, chosen->data().toInt());
-    }
+    QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)));
+    if (!chosen) return;
+    // The item's value, with the settings as they stand, for the track the pop-up was opened on.
+    s_.prog.app.quantize_popup_track = r.track;
+    field_values v = initial_values(s_.prog, *c);
+    v.front().number = chosen->data().toInt();
+    dispatch_command(s_, c->id, std::move(v));
 }
 
 void main_window::sync_buttons() {
@@ -298,7 +264,7 @@ void main_window::sync_buttons() {
         if (b->isDown() != c.pressed) b->setDown(c.pressed);
         if (b->isVisible() != c.visible) b->setVisible(c.visible);
         if (b->geometry() != to_qt(c.place)) b->setGeometry(to_qt(c.place));
-        b->setEnabled(s_.commands.is_enabled(c.command));
+        b->setEnabled(command_enabled(s_, c.command));
     }
 }
 
@@ -308,7 +274,7 @@ void main_window::build_menus() {
 
 void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
     connect(m, &QMenu::aboutToShow, this, [this] { refresh_menus(); });
-    if (!menu_help_) menu_help_ = new menu_help(this);
+    if (!menu_help_) menu_help_ = new menu_help(this, s_);
     m->installEventFilter(menu_help_);
     for (const menu_item& item : items) {
         if (!item.submenu.empty()) {
@@ -322,7 +288,7 @@ void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
                 connect(a, &QAction::triggered, this, [this, id] { dispatch_command(s_, id); });
                 recent_actions_.push_back(a);
             }
-        } else if (const command* c = s_.commands.find(item.command)) {
+        } else if (const command_record* c = s_.commands.find(item.command)) {
             // The shortcut stands after a tab: the menu shows it, the window's key handler acts
             // on it by key position.
             QString text = QString::fromStdString(c->text);
@@ -339,9 +305,9 @@ void main_window::fill_menu(QMenu* m, const std::vector<menu_item>& items) {
 
 void main_window::refresh_menus() {
     for (auto& [id, a] : actions_) {
-        const command* c = s_.commands.find(id);
-        a->setEnabled(s_.commands.is_enabled(id));
-        if (c && c->checked) a->setChecked(c->checked());
+        const command_record* c = s_.commands.find(id);
+        a->setEnabled(command_enabled(s_, id));
+        if (c && c->checked) a->setChecked(c->checked(s_.prog));
     }
     if (s_.screen) s_.screen->set_allow_double_clicks(s_.settings.allow_double_clicks != 0);
     const auto& recent = s_.recent_files();

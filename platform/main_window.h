@@ -10,6 +10,7 @@
 
 #include "platform/qt_canvas.h"
 #include "shell/main_commands.h"
+#include "shell/screen/main_screen.h"
 
 class QAction;
 class QMenu;

@@ -6,7 +6,7 @@
 #include <QPainterPath>
 #include <QStringDecoder>
 
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 namespace kestrune {
 

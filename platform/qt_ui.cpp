@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QStringList>
 #include <cstdio>
 
@@ -58,6 +59,28 @@ QStringList name_filters(const std::string& filter) {
 }
 
 }  // namespace
+
+qt_ui::qt_ui() = default;
+qt_ui::~qt_ui() = default;
+
+bool qt_ui::progress(const std::string& title, const std::string& text, double done) {
+    constexpr int steps = 1000;
+    if (done >= 1) {
+        progress_.reset();
+        return true;
+    }
+    if (!progress_) {
+        progress_ = std::make_unique<QProgressDialog>(QString::fromStdString(text), "Cancel", 0, steps,
+                                                      parent_ ? parent_ : QApplication::activeWindow());
+        progress_->setWindowTitle(QString::fromStdString(title));
+        progress_->setWindowModality(Qt::WindowModal);
+        progress_->setMinimumDuration(0);
+        progress_->setAutoReset(false);
+    }
+    progress_->setValue(static_cast<int>(done * steps));
+    QApplication::processEvents();
+    return !progress_->wasCanceled();
+}
 
 namespace {
 

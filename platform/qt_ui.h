@@ -4,10 +4,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "core/ui.h"
 
 class QFont;
+class QProgressDialog;
 class QRect;
 class QString;
 class QWidget;
@@ -16,6 +18,8 @@ namespace kestrune {
 
 class qt_ui final : public ui {
 public:
+    qt_ui();
+    ~qt_ui() override;
     // `parent` is the window the boxes belong to; it may be set once the window exists.
     void set_parent(QWidget* parent) { parent_ = parent; }
     // The widget whose coordinates the in-place entry's field is given in (the main screen's).
@@ -35,6 +39,7 @@ public:
     std::optional<std::string> edit_in_place(int x, int y, int width, int height,
                                              const std::string& text, int max_length) override;
     bool run_dialog(dialog& d) override { return !giving_up_ && dialog_runner && dialog_runner(d); }
+    bool progress(const std::string& title, const std::string& text, double done) override;
 
     // Messages shown so far, for the program's tests.
     int messages_shown() const { return messages_; }
@@ -49,6 +54,7 @@ private:
     QWidget* parent_ = nullptr;
     QWidget* field_parent_ = nullptr;
     int wait_depth_ = 0;
+    std::unique_ptr<QProgressDialog> progress_;
     int messages_ = 0;
     bool giving_up_ = false;
 };

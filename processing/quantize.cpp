@@ -207,7 +207,7 @@ bool freeze_quantize(program& p, int pattern, int track) {
 
 bool choose_quantize(program& p, int pattern, int track, int n) {
     // No undo copy: the played positions stay recoverable.
-    track_edit g(p, pattern, track, {.undo = edit_undo::none, .empty_ok = true});
+    track_edit g(p, pattern, track, {.undo = undo_kind::none, .empty_ok = true});
     if (!g) return false;
     g.slot().quantize = static_cast<std::uint8_t>(n);
     // An empty track keeps the value for its next take.

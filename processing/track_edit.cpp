@@ -24,7 +24,7 @@ bool track_edit::enough_memory(int blocks) const {
 bool track_edit::begin(int blocks_needed) {
     if (!accepted_ || begun_) return accepted_;
     // The copy comes first, so that the check counts the memory that remains after it.
-    if (options_.undo == edit_undo::track) keep_undo(p_, pattern_, track_);
+    if (options_.undo == undo_kind::track) keep_undo(p_, pattern_, track_);
     if (!enough_memory(blocks_needed)) return false;
     p_.screen.wait_cursor();
     track_slot& sl = slot();

@@ -14,18 +14,16 @@
 
 #include <cstdint>
 
+#include "core/command.h"
 #include "core/program.h"
 #include "song/event_store.h"
 
 namespace kestrune {
 
-enum class edit_undo : std::uint8_t {
-    none,   // no copy: the change needs none (the Qua column) or makes its own
-    track,  // the undo copy of the track; while an editor is open, its session's one copy
-};
-
 struct track_edit_options {
-    edit_undo undo = edit_undo::track;
+    // none: the change needs no copy (the Qua column) or makes its own; track: the command
+    // record's kind, the track's copy (while an editor is open, its session's one copy).
+    undo_kind undo = undo_kind::track;
     bool empty_ok = false;     // an empty track is no refusal (a take, the Qua column)
     bool during_take = false;  // storing the take itself: recording is no refusal
 };

@@ -61,7 +61,7 @@ void keep_undo(program& p, int pattern, int track) {
 void undo_apply(program& p) {
     undo_copy& u = p.undo;
     if (!u.available) return;
-    track_edit g(p, u.pattern, u.track, {.undo = edit_undo::none, .empty_ok = true});
+    track_edit g(p, u.pattern, u.track, {.undo = undo_kind::none, .empty_ok = true});
     if (!g) return;
     g.begin();
     // The swap costs no memory and cannot fail; a second Undo swaps back.
@@ -73,22 +73,23 @@ void undo_apply(program& p) {
     p.wait_request(p.d.thru_notes_off_request);
 }
 
-void undo_command(program& p, undo_context where) {
+bool undo_command(program& p, undo_context where) {
     switch (where) {
         case undo_context::main_screen:
             undo_apply(p);
-            return;
+            return true;
         case undo_context::editor:
             if (p.app.editor_dirty) undo_apply(p);
-            return;
+            return true;
         case undo_context::mixer:
             if (p.d.current_pattern != p.undo.pattern || p.d.current_track != p.undo.track) {
                 p.message(msg_mixer_cant_undo, msg_icon::warning);
-                return;
+                return false;
             }
             undo_apply(p);
-            return;
+            return true;
     }
+    return true;
 }
 
 }  // namespace kestrune

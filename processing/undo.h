@@ -1,6 +1,7 @@
 // One level of undo for one track: a deep copy of the track, swapped with the live one.
 #pragma once
 
+#include "core/command.h"
 #include "core/program.h"
 
 namespace kestrune {
@@ -22,9 +23,7 @@ void keep_undo(program& p, int pattern, int track);
 // Swaps the copy with the live track; a second call redoes.
 void undo_apply(program& p);
 
-// Where the Undo command is given.
-enum class undo_context { main_screen, editor, mixer };
-// The Undo command of the menu and button in each view.
-void undo_command(program& p, undo_context where);
+// The Undo command of the menu and button in each view; false when the mixer refuses it.
+bool undo_command(program& p, undo_context where);
 
 }  // namespace kestrune

@@ -27,7 +27,7 @@ constexpr std::int32_t early_window = 24;
 constexpr std::int32_t max_count_in = 3072;
 
 // How a take's own steps edit a track: during the take, with no copy of their own.
-constexpr track_edit_options take_edit{.undo = edit_undo::none, .empty_ok = true, .during_take = true};
+constexpr track_edit_options take_edit{.undo = undo_kind::none, .empty_ok = true, .during_take = true};
 
 }  // namespace
 

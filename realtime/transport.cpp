@@ -349,7 +349,7 @@ void transport::set_manual_tempo(std::int32_t tempo) {
         return;
     }
     if (d_.external_sync) return;
-    p_.app.song_tempo = std::clamp(tempo, 100, 99999);
+    p_.app.song_tempo = std::clamp(tempo, min_tempo, max_tempo);
     shown_tempo = p_.app.song_tempo;
     set_tempo_increment(d_, p_.app.song_tempo);
 }

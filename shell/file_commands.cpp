@@ -1,5 +1,6 @@
 #include "shell/file_commands.h"
 
+#include "core/command_ids.h"
 #include "files/file_buffer.h"
 #include "files/file_messages.h"
 #include "files/pattern_file.h"
@@ -7,7 +8,7 @@
 #include "files/smf_writer.h"
 #include "files/song_file.h"
 #include "files/sysex_file.h"
-#include "shell/command_ids.h"
+#include "services/help_pages.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
 
@@ -34,28 +35,82 @@ bool is_midi_name(const std::string& path) {
     return ext == ".MID" || ext == ".KAR";
 }
 
-void add(session& s, int id, const char* text, const char* shortcut, std::function<void()> run) {
-    s.commands.add({id, text, shortcut, {}, {}, std::move(run)});
+// A file command: MIDI thru's notes end before it; false from `run` is a dialog given up or a
+// load that failed with its message.
+command_record file_command(int id, const char* text, const char* shortcut, bool changes_song,
+                            std::string_view help, std::function<bool(program&)> run) {
+    return {.id = id, .text = text, .shortcut = shortcut, .views = every_view,
+            .changes_song = changes_song, .help = std::string(help),
+            .run = [run = std::move(run)](program& p, const field_values&) {
+                p.wait_request(p.d.thru_notes_off_request);
+                return run(p) ? outcome::done : outcome::cancelled;
+            }};
+}
+
+// A load repaints the screen whatever came of it.
+template <class Load>
+std::function<bool(program&)> then_repaint(Load load) {
+    return [load](program& p) {
+        const bool loaded = load(p);
+        p.screen.repaint(-1);
+        return loaded;
+    };
+}
+
+void add_loads(session& s) {
+    file_state& fs = s.files;
+    command_table& t = s.commands;
+    t.add(file_command(cmd::load_song, "&Load Song...", "Ctrl+O", true, help_page::files, then_repaint([&s, &fs](program& p) {
+        if (!load_song(p, fs, false)) return false;
+        s.trans.rewind(1);
+        return true;
+    })));
+    t.add(file_command(cmd::load_pattern, "Load &Pattern...", "", true, help_page::pattern_track_files,
+                       then_repaint([&fs](program& p) { return load_pattern(p, fs) != 0; })));
+    t.add(file_command(cmd::load_track, "Load &Track...", "", true, help_page::pattern_track_files,
+                       then_repaint([&fs](program& p) { return load_track(p, fs) != 0; })));
+    t.add(file_command(cmd::load_syx_file, "Load S&yx File...", "", true, help_page::sysex_text_editing,
+                       then_repaint([&fs](program& p) { return load_syx_file(p, fs) != 0; })));
+    t.add(file_command(cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", true, help_page::midi_files,
+                       then_repaint([&s, &fs](program& p) {
+                           if (!load_midi_file(p, fs, midi_load_mode::ask, {})) return false;
+                           midi_file_loaded(s, fs.current_file_name);
+                           return true;
+                       })));
+}
+
+void add_saves(session& s) {
+    file_state& fs = s.files;
+    command_table& t = s.commands;
+    t.add(file_command(cmd::save_song, "&Save Song...", "Ctrl+S", false, help_page::files,
+                       [&fs](program& p) { return save_song(p, fs); }));
+    t.add(file_command(cmd::save_pattern, "Save P&attern...", "", false, help_page::pattern_track_files,
+                       [&fs](program& p) { return save_pattern(p, fs); }));
+    t.add(file_command(cmd::save_track, "Save T&rack...", "", false, help_page::pattern_track_files,
+                       [&fs](program& p) { return save_track(p, fs); }));
+    t.add(file_command(cmd::save_midi_file, "Sa&ve MIDI File...", "", false, help_page::midi_files,
+                       [&fs](program& p) { return save_midi_file(p, fs); }));
 }
 
 }  // namespace
 
-void clear_song_command(session& s) {
+bool clear_song_command(session& s) {
     program& p = s.prog;
     if (p.screen.message(ask_erase_all, msg_icon::question, msg_buttons::ok_cancel,
                          msg_answer::cancel) != msg_answer::ok)
-        return;
+        return false;
     if (p.running()) s.trans.stop();
     clear_song(p);
     s.trans.rewind(1);
     s.files.current_file_name.clear();
     set_title(s, untitled_title);
     p.screen.repaint(-1);
+    return true;
 }
 
-void open_recent_file(session& s, int index) {
+bool open_recent_file(session& s, int index) {
     auto& recent = s.files.recent_files;
-    if (index < 0 || index >= static_cast<int>(recent.size())) return;
+    if (index < 0 || index >= static_cast<int>(recent.size())) return false;
     const std::string path = recent[static_cast<std::size_t>(index)];
     program& p = s.prog;
     file_buffer probe;
@@ -65,7 +120,7 @@ void open_recent_file(session& s, int index) {
         recent.erase(recent.begin() + index);
         call(s.window.menus_changed);
         p.message(msg_file_not_found);
-        return;
+        return false;
     }
     int loaded = 0;
     if (is_midi_name(path)) {
@@ -76,39 +131,21 @@ void open_recent_file(session& s, int index) {
     }
     if (!loaded) p.message(msg_file_not_found);
     p.screen.repaint(-1);
+    return loaded != 0;
 }
 
 void add_file_commands(session& s) {
-    program& p = s.prog;
-    file_state& fs = s.files;
-    add(s, cmd::clear_song, "&Clear Song...", "Ctrl+N", [&s] { clear_song_command(s); });
-    add(s, cmd::load_song, "&Load Song...", "Ctrl+O", [&s, &p, &fs] {
-        if (load_song(p, fs, false)) s.trans.rewind(1);
-        p.screen.repaint(-1);
-    });
-    add(s, cmd::save_song, "&Save Song...", "Ctrl+S", [&p, &fs] { save_song(p, fs); });
-    add(s, cmd::load_pattern, "Load &Pattern...", "", [&p, &fs] {
-        load_pattern(p, fs);
-        p.screen.repaint(-1);
-    });
-    add(s, cmd::save_pattern, "Save P&attern...", "", [&p, &fs] { save_pattern(p, fs); });
-    add(s, cmd::load_track, "Load &Track...", "", [&p, &fs] {
-        load_track(p, fs);
-        p.screen.repaint(-1);
-    });
-    add(s, cmd::save_track, "Save T&rack...", "", [&p, &fs] { save_track(p, fs); });
-    add(s, cmd::load_syx_file, "Load S&yx File...", "", [&p, &fs] {
-        load_syx_file(p, fs);
-        p.screen.repaint(-1);
-    });
-    add(s, cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", [&s, &p, &fs] {
-        if (load_midi_file(p, fs, midi_load_mode::ask, {})) midi_file_loaded(s, fs.current_file_name);
-        p.screen.repaint(-1);
-    });
-    add(s, cmd::save_midi_file, "Sa&ve MIDI File...", "", [&p, &fs] { save_midi_file(p, fs); });
+    s.commands.add({.id = cmd::clear_song, .text = "&Clear Song...", .shortcut = "Ctrl+N",
+                    .views = every_view, .changes_song = true, .help = std::string(help_page::files),
+                    .run = [&s](program&, const field_values&) {
+                        return clear_song_command(s) ? outcome::done : outcome::cancelled;
+                    }});
+    add_loads(s);
+    add_saves(s);
     for (int i = 0; i < recent_file_count; ++i) {
-        command c{cmd::recent_file_first + i, "", "", {}, {}, [&s, i] { open_recent_file(s, i); }};
-        c.enabled = [&s, i] { return i < static_cast<int>(s.files.recent_files.size()); };
+        command_record c = file_command(cmd::recent_file_first + i, "", "", true, help_page::files,
+                                        [&s, i](program&) { return open_recent_file(s, i); });
+        c.enabled = [&s, i](const program&) { return i < static_cast<int>(s.files.recent_files.size()); };
         s.commands.add(std::move(c));
     }
 }

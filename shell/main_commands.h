@@ -1,12 +1,10 @@
-// The main window's commands: their texts, shortcuts and functions in the table, the menus they
-// stand in, the shortcut keys, and dispatch in its stages.
+// The session's command table and the menu bar that lists it.
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "shell/main_screen.h"
+#include "core/command_table.h"
 
 namespace kestrune {
 
@@ -29,18 +27,17 @@ struct menu {
 // The menu bar, left to right. Recent files stand where the first recent file's id stands.
 const std::vector<menu>& main_menus();
 
-// Fills the session's table with every command of the window.
+// The commands that need no window: the track functions, quantize, undo and the note pad, and
+// the editors' and the mixer's. kestrune-tool apply reads the same.
+void add_program_commands(command_table& table);
+// Fills the session's table: the program's commands, the File menu's and the window's own.
 void add_main_commands(session& s);
+// The window's own: transport keys, mode buttons, Options, preferences, zoom, About, Quit.
+void add_window_commands(session& s);
+command_record note_pad_command();
 
-// Every command goes this way: focus back to the window, the window's own buttons and Help first,
-// then an open editor or the Mixer, then the general commands, each with the recording refusal
-// and the note-offs of MIDI thru before file commands.
-void dispatch_command(session& s, int id);
-
-// The command a key is the shortcut of, 0 when none is.
-int command_for_key(const session& s, const key_event& k);
-// A portable shortcut text ("Ctrl+Shift+R", "Num+0", "F5", "E") against a key.
-bool shortcut_matches(std::string_view shortcut, const key_event& k);
+// The page F1 shows for a command: its own, else the main window's.
+std::string_view command_help_page(const command_table& table, int id);
 
 // The File menu's recent-file item text: "&1 /path/song.sng".
 std::string recent_file_item_text(int index, const std::string& path);

@@ -6,9 +6,10 @@
 #include "files/file_messages.h"
 #include "files/smf_reader.h"
 #include "files/song_file.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
+#include "shell/dispatch.h"
 #include "shell/main_commands.h"
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 #include "song/song_start.h"
 
 namespace kestrune {
@@ -28,6 +29,12 @@ session::~session() = default;
 
 std::string session::window_title() const {
     return std::string(program_title) + " - " + files.current_file_title;
+}
+
+recording_actions recorder_actions(recorder& rec) {
+    return {[&rec](int mode) { rec.record_key(mode == 2 ? record_mode::overdub : record_mode::replace); },
+            [&rec](bool shift) { rec.instant_record_toggle(shift); },
+            [&rec] { rec.mute_last_pass(); }};
 }
 
 void setup_from_settings(session& s) {

@@ -15,11 +15,10 @@
 #include "realtime/recording.h"
 #include "realtime/setup_dialogs.h"
 #include "realtime/transport.h"
-#include "shell/command_table.h"
+#include "core/command_table.h"
+#include "shell/screen/main_screen.h"
 
 namespace kestrune {
-
-class main_screen;
 
 inline constexpr int tick_period_ms = 25;
 inline constexpr const char* msg_configure_midi = "You must configure your MIDI interface!";
@@ -35,8 +34,6 @@ struct window_hooks {
     std::function<void()> bring_to_front;
     std::function<void()> close;          // asks the window to close, as Quit does
     std::function<void()> focus;          // focus back to the main window
-    // Note Pad and About are plain dialogs of the window.
-    std::function<void(std::string& text, int max_length)> note_pad;
 };
 
 class session {
@@ -60,9 +57,7 @@ public:
     bool setup_dialogs = false;
     std::unique_ptr<main_screen> screen;  // made with the window
 
-    // While an editor or the Mixer is open: its command handler sees commands first, and it
-    // closes before the window does.
-    std::function<bool(int command)> editor_commands;
+    // While an editor or the Mixer is open: it closes before the window does.
     std::function<void()> close_editor;
     bool editor_open() const { return prog.d.main_screen == 0; }
 
@@ -76,6 +71,9 @@ private:
     bool timer_busy_ = true;  // true while no tick runs
     bool first_tick_ = true;
 };
+
+// The main screen's Record button and keys, Drop In and key B, run by the session's recorder.
+recording_actions recorder_actions(recorder& rec);
 
 // Between the setup dialogs' settings and where the program keeps them.
 void setup_from_settings(session& s);

@@ -194,8 +194,6 @@ void clear_song(program& p) {
     ++p.changes.song;  // views go back to their start: the track list to its top
 }
 
-namespace {
-
 void copy_thru_fields(program& p) {
     const track_slot& s = p.slot(p.d.current_pattern, p.d.current_track);
     p.d.thru_port = s.port;
@@ -204,8 +202,6 @@ void copy_thru_fields(program& p) {
     p.d.thru_velocity = s.velocity;
     p.d.thru_compress = static_cast<std::uint8_t>(s.compress);
 }
-
-}  // namespace
 
 void select_track(program& p, int track) {
     track = std::clamp(track, 0, tracks_per_pattern - 1);
@@ -231,34 +227,6 @@ void reseat_playing_track(program& p, int pattern, int track) {
     if (!p.slot(pattern, track).in_use || !p.running()) return;
     locate_track(p, pattern, track);
     p.silence_track(pattern, track);
-}
-
-namespace {
-
-template <class Set>
-void set_track_field(program& p, int pattern, int track, Set set) {
-    set(p.slot(pattern, track));
-    reseat_playing_track(p, pattern, track);
-    // An empty track follows the last setting made for its number.
-    for (int pat = 0; pat <= parallel_pattern; ++pat)
-        if (!p.slot(pat, track).in_use) set(p.slot(pat, track));
-    if (p.recording() && p.d.cycle_recording) {
-        for (int t = 0; t < tracks_per_pattern; ++t) set(p.slot(take_pattern, t));
-        p.wait_request(p.d.all_notes_off_request);
-    }
-    if (track == p.d.current_track && pattern == p.d.current_pattern) copy_thru_fields(p);
-}
-
-}  // namespace
-
-void set_track_channel(program& p, int pattern, int track, int channel) {
-    auto ch = static_cast<std::uint8_t>(std::clamp(channel, 0, 16));
-    set_track_field(p, pattern, track, [ch](track_slot& s) { s.channel = ch; });
-}
-
-void set_track_port(program& p, int pattern, int track, int port) {
-    auto pt = static_cast<std::uint8_t>(std::clamp(port, 0, 3));
-    set_track_field(p, pattern, track, [pt](track_slot& s) { s.port = pt; });
 }
 
 bool toggle_song_mode(program& p) {
@@ -295,13 +263,6 @@ int denominator_at_pattern_start(const program& p) {
     ref32 s = signature_at(p.store(), p.d.active_signature.first, at);
     int den = p.store().at(s).data2();
     return den > 0 ? den : 4;
-}
-
-void set_track_loop_beats(program& p, int pattern, int track, int beats) {
-    const int den = denominator_at_pattern_start(p);
-    beats = std::clamp(beats, 0, max_loop_beats(den));
-    p.slot(pattern, track).loop_length = loop_length_from_beats(beats, den);
-    reseat_playing_track(p, pattern, track);
 }
 
 void set_step_pattern(program& p, int step, int pattern) {

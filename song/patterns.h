@@ -34,9 +34,8 @@ void clear_song(program& p);
 void select_track(program& p, int track);
 // Refused during a take unless it is a forced redraw; returns false when refused.
 bool select_pattern(program& p, int pattern, bool forced_redraw = false);
-// Channel or port of a track; empty tracks of the same number in all 17 patterns follow.
-void set_track_channel(program& p, int pattern, int track, int channel);
-void set_track_port(program& p, int pattern, int track, int port);
+// MIDI thru plays with the current track's parameters: copies them.
+void copy_thru_fields(program& p);
 // A track of a playing pattern changed: seat its pointer again and end its sounding notes.
 void reseat_playing_track(program& p, int pattern, int track);
 bool toggle_song_mode(program& p);
@@ -49,7 +48,6 @@ int max_loop_beats(int denominator);
 bool loop_has_remainder(std::int32_t loop_length, int denominator);
 // The denominator in force where the current pattern starts.
 int denominator_at_pattern_start(const program& p);
-void set_track_loop_beats(program& p, int pattern, int track, int beats);
 
 // Song list edits.
 void set_step_pattern(program& p, int step, int pattern);

@@ -8,7 +8,7 @@
 #include <QTimer>
 
 #include "platform/dialog_host.h"
-#include "shell/setup_dialog_views.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {

@@ -18,9 +18,10 @@
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
 #include "services/help_pages.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
+#include "shell/dispatch.h"
 #include "shell/main_commands.h"
-#include "shell/setup_dialog_views.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/startup.h"
 #include "tests/platform/window_fixture.h"
 

@@ -3,7 +3,6 @@
 
 #include <QApplication>
 #include <QDropEvent>
-#include <QFileDialog>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
@@ -13,23 +12,24 @@
 #include <QUrl>
 #include <QWindow>
 #include <filesystem>
+#include <map>
 
 #include "engine/engine.h"
-#include "engine/synth_backend.h"
 #include "files/file_messages.h"
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
-#include "platform/synth_commands.h"
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
+#include "shell/dispatch.h"
 #include "shell/file_commands.h"
 #include "shell/main_commands.h"
-#include "shell/main_layout.h"
+#include "shell/screen/main_layout.h"
 #include "shell/startup.h"
 #include "tests/platform/song_maker.h"
 #include "tests/shell/recording_canvas.h"
 #include "tests/platform/window_fixture.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
@@ -109,27 +109,6 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     // Num+Enter stops by its key, whatever the keyboard layout.
     QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_FALSE(s->prog.running());
-}
-
-// File > Export Audio... renders the loaded song into the file chosen in its dialog.
-TEST_F(window_fixture, export_audio_renders_the_song_in_the_window) {
-    write_midi_song("tune.mid", 2, 8);
-    ASSERT_TRUE(open_start_file(*s, "tune.mid"));
-    synth_backend synth(nullptr);
-    add_synth_commands(*s, synth);
-    const std::string out = (dir / "tune.wav").string();
-    QTimer::singleShot(0, [&] {
-        auto* d = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (!d) return;
-        d->selectFile(QString::fromStdString(out));
-        QMetaObject::invokeMethod(d, "accept");
-    });
-    s->commands.find(cmd::export_audio)->run();
-    EXPECT_EQ(screen_ui.messages_shown(), 0);
-    // Eight eighth notes at 120: two seconds and some release, 16-bit stereo at 48 kHz.
-    const auto bytes = fs::file_size(out);
-    EXPECT_GT(bytes, 2u * 48000 * 4);
-    EXPECT_LT(bytes, 6u * 48000 * 4);
 }
 
 // A stored place larger than the screen or beyond it is held to the screen's available area; one
@@ -216,18 +195,71 @@ TEST(shortcuts, keys_by_their_place_whatever_the_layout) {
     EXPECT_EQ(to_key_event(pad_0).code, key_code::pad_0);
 }
 
-TEST(shortcuts, keys_match_by_name_and_modifiers) {
-    const key_event ctrl_shift_r{key_code::character, 'R', {true, true, false}, false};
-    EXPECT_TRUE(shortcut_matches("Ctrl+Shift+R", ctrl_shift_r));
-    EXPECT_FALSE(shortcut_matches("Shift+R", ctrl_shift_r));
-    EXPECT_FALSE(shortcut_matches("Ctrl+R", ctrl_shift_r));
-    const key_event pad_0{key_code::pad_0, 0, {}, false};
-    EXPECT_TRUE(shortcut_matches("Num+0", pad_0));
-    EXPECT_FALSE(shortcut_matches("0", pad_0));
-    const key_event shift_f5{key_code::f5, 0, {true, false, false}, false};
-    EXPECT_TRUE(shortcut_matches("Shift+F5", shift_f5));
-    EXPECT_FALSE(shortcut_matches("F5", shift_f5));
-    EXPECT_FALSE(shortcut_matches("F1", shift_f5));
+// A shortcut text as a key of the keyboard: its Qt key and modifiers.
+std::pair<int, Qt::KeyboardModifiers> qt_key_of(std::string_view text) {
+    Qt::KeyboardModifiers mods;
+    for (auto [prefix, mod] : {std::pair{"Ctrl+", Qt::ControlModifier},
+                               std::pair{"Shift+", Qt::ShiftModifier}})
+        if (text.starts_with(prefix) && text.size() > std::string_view(prefix).size()) {
+            mods |= mod;
+            text.remove_prefix(std::string_view(prefix).size());
+        }
+    if (text.starts_with("Ctrl+")) return qt_key_of(text);  // "Shift+Ctrl+" does not occur
+    static const std::map<std::string_view, int> named = {
+        {"Num+0", Qt::Key_0}, {"Num+Enter", Qt::Key_Enter}, {"Num+.", Qt::Key_Period},
+        {"Left", Qt::Key_Left}, {"Right", Qt::Key_Right}};
+    if (auto n = named.find(text); n != named.end()) {
+        if (text.starts_with("Num+")) mods |= Qt::KeypadModifier;
+        return {n->second, mods};
+    }
+    if (text.size() > 1 && text[0] == 'F') return {Qt::Key_F1 + std::stoi(std::string(text.substr(1))) - 1, mods};
+    return {Qt::Key_A + (text[0] - 'A'), mods};
+}
+
+// Every shortcut of the table, sent with its modifiers to the real window, runs its command and
+// no other; the key table's plain keys reach the screen and run no command.
+TEST_F(window_fixture, every_shortcut_runs_its_command_and_the_plain_keys_reach_the_screen) {
+    main_window w(*s);
+    w.apply_zoom(2, true);
+    w.show();
+    std::vector<int> ran;
+    // Each command, enabled or not, only notes that it ran: no dialog, no refusal.
+    for (const command_record& c : std::vector<command_record>(s->commands.all()))
+        s->commands.add({.id = c.id, .text = c.text, .shortcut = c.shortcut, .views = c.views,
+                         .run = [&ran, id = c.id](program&, const field_values&) {
+                             ran.push_back(id);
+                             return outcome::done;
+                         }});
+    QWidget* view = w.view_widget();
+    int sent = 0;
+    for (const command_record& c : s->commands.all()) {
+        if (c.shortcut.empty()) continue;
+        ran.clear();
+        const auto [key, mods] = qt_key_of(c.shortcut);
+        QTest::keyClick(view, static_cast<Qt::Key>(key), mods);
+        EXPECT_EQ(ran, std::vector<int>{c.id}) << c.shortcut;
+        ++sent;
+    }
+    EXPECT_EQ(sent, 60);
+    // F1 goes to the first position memory, not to help.
+    EXPECT_EQ(s->commands.for_key(s->prog, key_event{key_code::f1, 0, {}, false})->id, cmd::memory_position_first);
+
+    ran.clear();
+    program& p = s->prog;
+    QTest::keyClick(view, Qt::Key_Down);
+    QTest::keyClick(view, Qt::Key_Z);
+    EXPECT_EQ(nums(p.d.current_track, p.slot(0, 1).mute), nums(1, 1));
+    QTest::keyClick(view, Qt::Key_3);
+    EXPECT_EQ(p.d.current_pattern, 2);
+    QTest::keyClick(view, Qt::Key_7, Qt::ShiftModifier);
+    EXPECT_EQ(p.d.current_pattern, 16);
+    QTest::keyClick(view, Qt::Key_A);
+    QTest::keyClick(view, Qt::Key_Down, Qt::ShiftModifier);
+    QTest::keyClick(view, Qt::Key_Plus, Qt::KeypadModifier);
+    EXPECT_EQ(nums(p.d.song_mode, p.d.current_step, p.app.song_tempo), nums(1, 1, 12100));
+    QTest::keyClick(view, Qt::Key_Right);
+    EXPECT_EQ(p.d.position, p.step_start(1) + 768);
+    EXPECT_TRUE(ran.empty());
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "files/song_file.h"
-#include "shell/processing_dialogs.h"
 #include "song/event_store.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -114,25 +113,6 @@ TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) 
     EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
 }
 
-TEST(QuantizeSettingsDialog, SwingStepsInTensOfPercentAndTheMethodTakesEffectAtOnce) {
-    testing::test_program t;
-    quantize_settings_view v(*t);
-    v.set_cells(8, 16);
-    t->app.quantize_swing = 9;
-    const rect r = v.field_rect(1);
-    v.press(1, (r.left + r.right) / 2, (r.top + r.bottom) / 2);  // two clicks up
-    v.release(1);
-    v.tick(0);
-    v.press(1, (r.left + r.right) / 2, (r.top + r.bottom) / 2);
-    v.release(1);
-    v.tick(50);
-    EXPECT_EQ(t->app.quantize_swing, 10);  // held at 100 %
-    EXPECT_EQ(v.field_text(1), "100");
-    for (const dialog_control& c : v.controls())
-        if (c.text == "Smart Quantize") c.set(1);
-    EXPECT_EQ(t->app.smart_quantize, 1);
-}
-
 namespace fs = std::filesystem;
 
 class Apply : public ::testing::Test {
@@ -171,6 +151,14 @@ TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
     // Refused on an empty track: the message, status 1 and no file; a bad value is a usage error.
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " \"Freeze Quantize\" --track 3"), 1);
     EXPECT_FALSE(fs::exists(at("no.sng")));
+    // The command's own outcome decides: its question answered No writes nothing; answered Yes,
+    // the question stands on stderr and the output is written.
+    const std::string freeze = at("out.sng") + " " + at("frozen.sng") + " \"freeze quantize\" --track 2";
+    EXPECT_EQ(tool(freeze + " --answer no"), 1);
+    EXPECT_FALSE(fs::exists(at("frozen.sng")));
+    EXPECT_EQ(tool(freeze), 0);
+    EXPECT_TRUE(fs::exists(at("frozen.sng")));
+    EXPECT_EQ(messages(), std::string(msg_freeze_quantize) + "\n");
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize swing_factor=15"), 2);
     // Locators the wrong way round are refused; an answer that no question took is said.
     EXPECT_EQ(tool(at("in.sng") + " " + at("no.sng") + " Quantize --locators 5 2"), 2);

@@ -11,9 +11,10 @@
 #include <regex>
 #include <set>
 
-#include "shell/help_topics.h"
-#include "shell/processing_dialogs.h"
-#include "shell/setup_dialog_views.h"
+#include "core/command_ids.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
+#include "shell/main_commands.h"
 #include "shell/startup.h"
 #include "tests/support/stand_ins.h"
 
@@ -62,15 +63,19 @@ TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
     std::set<std::string> paths(std::begin(help_page::all_help_pages),
                                 std::end(help_page::all_help_pages));
     started_session st;
-    for (const command& c : st.s.commands.all()) paths.emplace(help_page_of_command(c.id));
+    for (const command_record& c : st.s.commands.all()) paths.emplace(command_help_page(st.s.commands, c.id));
     setup_settings setup;
-    recorder& rec = st.s.rec;
     program& p = st.s.prog;
-    const std::unique_ptr<dialog> dialogs[] = {std::make_unique<quantize_settings_view>(p),
-                                               std::make_unique<internal_recording_view>(p, rec),
-                                               std::make_unique<midi_setup_view>(p, setup),
-                                               std::make_unique<memory_setup_view>(p),
-                                               std::make_unique<overall_settings_view>(p, setup)};
+    std::vector<std::unique_ptr<dialog>> dialogs;
+    // Every command's dialog made from its record, and the setup dialogs of their own.
+    std::vector<field_values> values;
+    values.reserve(st.s.commands.all().size());
+    for (const command_record& c : st.s.commands.all())
+        if (!c.dialog.title.empty())
+            dialogs.push_back(std::make_unique<command_dialog>(p, c, values.emplace_back(initial_values(p, c))));
+    dialogs.push_back(std::make_unique<midi_setup_view>(p, setup));
+    dialogs.push_back(std::make_unique<memory_setup_view>(p));
+    dialogs.push_back(std::make_unique<overall_settings_view>(p, setup));
     for (const auto& d : dialogs) {
         EXPECT_FALSE(d->help_topic.empty()) << d->title() << " has no help page";
         const bool has_button =
@@ -103,7 +108,7 @@ TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
     const std::string keys =
         read_all(fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(help_page::key_commands));
     started_session st;
-    for (const command& c : st.s.commands.all()) {
+    for (const command_record& c : st.s.commands.all()) {
         if (c.shortcut.empty()) continue;
         // Each shortcut stands in a cell of its own, beside the command's name.
         const std::string cell = "<td>" + c.shortcut + "</td>";

@@ -12,7 +12,8 @@
 #include <functional>
 #include <vector>
 
-#include "shell/command_ids.h"
+#include "core/command_ids.h"
+#include "shell/dispatch.h"
 #include "shell/main_commands.h"
 #include "shell/startup.h"
 #include "tests/support/stand_ins.h"
@@ -147,7 +148,7 @@ TEST_F(nsm_fixture, the_session_opens_saves_and_reopens_its_song) {
     set_note_pad("by menu");
     dispatch_command(*s, cmd::save_song);
     EXPECT_TRUE(t.screen.dialogs.empty());
-    EXPECT_FALSE(s->commands.is_enabled(cmd::load_song));
+    EXPECT_FALSE(command_enabled(*s, cmd::load_song));
 
     set_note_pad("changed");
     manager.ask(*nsm, "/nsm/client/open", {place, "Kestrune", "nABC"});
@@ -168,7 +169,7 @@ TEST_F(nsm_fixture, a_refused_announce_and_no_session_manager) {
     manager.pump(*nsm, [&] { return !nsm->client().refusal().empty(); });
     EXPECT_FALSE(nsm->client().joined());
     EXPECT_EQ(nsm->client().refusal(), "Not here");
-    EXPECT_TRUE(s->commands.is_enabled(cmd::load_song))
+    EXPECT_TRUE(command_enabled(*s, cmd::load_song))
         << "no session opened: the File menu as always";
 
     ::unsetenv("NSM_URL");

@@ -1,10 +1,14 @@
-#include "shell/dialog_frame.h"
+#include "shell/dialogs/dialog_frame.h"
 
 #include <gtest/gtest.h>
 
-#include "shell/entry_parsers.h"
-#include "shell/setup_dialog_views.h"
-#include "shell/value_step.h"
+#include "core/command_ids.h"
+#include "processing/commands.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/main_commands.h"
+#include "song/entry_parsers.h"
+#include "shell/dialogs/setup_dialog_views.h"
+#include "song/value_step.h"
 #include "song/patterns.h"
 #include "song/position.h"
 #include "tests/support/song_builder.h"
@@ -82,13 +86,11 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
     testing::test_program t;
     struct locator_dialog : dialog {
         explicit locator_dialog(program& p) : dialog(p, "Locators", 20, 4) {
-            add_field({.kind = field_kind::position,
+            add_field({.spec = {.label = "Left Locator", .kind = field_kind::position, .low = 0,
+                                .high = last_position, .locator = true},
                        .cells = {1, 1, 15, 2},
-                       .low = 0,
-                       .high = last_position,
                        .get = [this] { return left; },
-                       .set = [this](std::int32_t v) { left = v; },
-                       .locator = true});
+                       .set = [this](std::int32_t v) { left = v; }});
         }
         std::int32_t left = 3072;
     } d(*t);
@@ -112,18 +114,30 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
     EXPECT_EQ(d.left, 0);  // clamped to the range
 }
 
-TEST(DialogFrame, RefusesWhileRecordingAndOnAnEmptyTrackAndTheMouseSettingReachesTheSteps) {
+TEST(DialogFrame, ACommandRefusesBeforeItsDialogAndTheMouseSettingReachesTheSteps) {
     testing::test_program t;
-    EXPECT_FALSE(refuse_dialog(*t, dialog_needs::nothing));
-    EXPECT_TRUE(refuse_dialog(*t, dialog_needs::track_data));
+    int asked = 0, ran = 0;
+    const command_record c{.changes_song = true, .needs = command_needs::track_data,
+                           .dialog = {.title = "Some Function"},
+                           .run = [&ran](program&, const field_values&) {
+                               ++ran;
+                               return outcome::done;
+                           }};
+    const dialog_asker ask = [&asked](const command_record&, field_values&) { return ++asked > 1; };
+    EXPECT_EQ(run_command(*t, c, {}, ask), outcome::refused);
+    testing::give_track(*t, 0, 0, testing::notes(1, song_start, 96));
     t->d.recording = 1;
-    EXPECT_TRUE(refuse_dialog(*t, dialog_needs::nothing));
+    EXPECT_EQ(run_command(*t, c, {}, ask), outcome::refused);
     ASSERT_EQ(t.screen.messages.size(), 2u);
     EXPECT_EQ(nums(t.screen.messages[0].icon == msg_icon::warning,
-                   t.screen.messages[1].icon == msg_icon::stop),
-              nums(1, 1));
+                   t.screen.messages[1].icon == msg_icon::stop, asked, ran),
+              nums(1, 1, 0, 0));
     EXPECT_EQ(t.screen.messages[0].text, "No data on this track!");
     EXPECT_EQ(t.screen.messages[1].text, "Can't do this while recording!");
+    t->d.recording = 0;
+    EXPECT_EQ(run_command(*t, c, {}, ask), outcome::cancelled);
+    EXPECT_EQ(run_command(*t, c, {}, ask), outcome::done);
+    EXPECT_EQ(nums(asked, ran, static_cast<int>(t->changes.commands)), nums(2, 1, 1));
     EXPECT_FALSE(run_memory_setup(*t));  // a ui without dialogs cancels
     setup_settings s;
     overall_settings_view v(*t, s);
@@ -167,6 +181,45 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     EXPECT_TRUE(choose_soundfont(*t, s.soundfont));
     EXPECT_EQ(v.field_text(0), "New.sf3");
     EXPECT_EQ(t.screen.messages.size(), 1u);
+}
+
+// A live dialog made from its command's record runs the command as a field steps.
+TEST(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOnce) {
+    testing::test_program t;
+    command_table table;
+    add_processing_commands(table);
+    const command_record& c = *table.find(cmd::quantize_settings);
+    t->app.quantize_swing = 9;
+    field_values values = initial_values(*t, c);
+    command_dialog v(*t, c, values);
+    v.set_cells(8, 16);
+    const point swing = middle_of(v, 1);
+    for (std::int64_t ms : {0, 50}) {  // two clicks up
+        v.press(1, swing.x, swing.y);
+        v.release(1);
+        v.tick(ms);
+    }
+    EXPECT_EQ(t->app.quantize_swing, 10);  // held at 100 %
+    EXPECT_EQ(v.field_text(1), "100");
+    for (const dialog_control& k : v.controls())
+        if (k.text == "Smart Quantize") k.set(1);
+    EXPECT_EQ(t->app.smart_quantize, 1);
+}
+
+// The Note Pad's text box gives its text to the song, cut to what the song keeps.
+TEST(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
+    testing::test_program t;
+    const command_record c = note_pad_command();
+    field_values values = initial_values(*t, c);
+    command_dialog v(*t, c, values);
+    const auto box = std::find_if(v.controls().begin(), v.controls().end(), [](const dialog_control& k) {
+        return k.kind == control_kind::text_box;
+    });
+    ASSERT_NE(box, v.controls().end());
+    EXPECT_EQ(box->max_length, note_pad_bytes - 1);
+    box->set_text(std::string(300, 'x'));
+    EXPECT_EQ(run_command(*t, c, values), outcome::done);
+    EXPECT_EQ(initial_values(*t, c)[0].text, std::string(note_pad_bytes - 1, 'x'));
 }
 
 // 4/4 at 3072, 3/4 from bar 3.

@@ -1,4 +1,4 @@
-#include "shell/main_screen.h"
+#include "shell/screen/main_screen.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,11 @@
 #include "files/song_file.h"
 #include "files/track_chunk.h"
 #include "realtime/transport.h"
-#include "shell/command_ids.h"
-#include "shell/command_table.h"
-#include "shell/main_layout.h"
-#include "shell/region_tree.h"
+#include "core/command_ids.h"
+#include "core/command_table.h"
+#include "processing/commands.h"
+#include "shell/screen/main_layout.h"
+#include "shell/screen/region_tree.h"
 #include "song/patterns.h"
 #include "tests/shell/recording_canvas.h"
 #include "tests/support/song_builder.h"
@@ -25,8 +26,7 @@ using testing::nums;
 
 struct MainScreen : ::testing::Test {
     testing::test_program t;
-    command_table commands;
-    main_screen screen{*t, commands};
+    main_screen screen{*t};
     font_metrics font{7, 16, 0};
 
     std::int64_t now = 10'000;
@@ -178,15 +178,21 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     testing::recording_canvas c2;
     paint(c2);
     EXPECT_EQ(c2.text_in(place(rgn::loop)), " 3!");
-    // Qua asks the platform for its popup; the chosen item sets that row's track.
+    // Qua asks the platform for its pop-up; the chosen item sets that row's track.
     auto [qx, qy] = at(rgn::quantize, 3);
     screen.mouse_down(qx, qy, left_button, {}, now);
     screen.mouse_up(qx, qy, left_button, now);
     const auto popup = screen.take_quantize_popup();
     ASSERT_TRUE(popup.has_value());
-    EXPECT_EQ(popup->track, 3);
-    EXPECT_TRUE(commands.run(cmd::quantize_popup_first + 16));
-    EXPECT_EQ(slot(3).quantize, 16);
+    EXPECT_EQ(nums(popup->track, popup->value), nums(3, 0));
+    command_table commands;
+    add_processing_commands(commands);
+    const command_record& quantize = *commands.find(cmd::quantize_popup);
+    t->app.quantize_popup_track = popup->track;
+    field_values v = initial_values(*t, quantize);
+    v[0].number = 4;  // NO, 48, 32, 24, 16
+    EXPECT_EQ(run_command(*t, quantize, v), outcome::done);
+    EXPECT_EQ(nums(slot(3).quantize, slot(t->d.current_track).quantize), nums(16, 0));
     // Mute toggles and repaints its cell only.
     ticks(1);
     screen.take_dirty();
@@ -195,6 +201,25 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     const auto dirty = screen.take_dirty();
     ASSERT_EQ(dirty.size(), 1U);
     EXPECT_EQ(dirty[0], row_of(place(rgn::mute), 4, screen.cell_height()));
+}
+
+// A click and a typed entry set a track's value the same way: during a cycle take both reach
+// every track of the take, and MIDI thru follows the current track.
+TEST_F(MainScreen, ClickedAndTypedTrackValuesReachTheCycleTakeAlike) {
+    screen.set_allow_double_clicks(false);
+    t->d.recording = 1;
+    t->d.cycle_recording = 1;
+    click(rgn::velocity, 0);
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 7).velocity, t->d.thru_velocity),
+              nums(1, 1, 1));
+    t.screen.typed = {"51", "200"};
+    auto [x, y] = at(rgn::velocity, 0);
+    screen.set_allow_double_clicks(true);
+    screen.double_click(x, y, left_button, {}, now);
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 7).velocity, t->d.thru_velocity),
+              nums(51, 51, 51));
+    screen.double_click(x, y, left_button, {}, now);  // held to the column's range
+    EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 31).velocity), nums(127, 127));
 }
 
 TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
@@ -224,34 +249,12 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     EXPECT_EQ(t->app.song_tempo, 12101);
 }
 
-TEST_F(MainScreen, KeyCommands) {
-    EXPECT_TRUE(key(key_code::pad_plus));
-    EXPECT_EQ(t->app.song_tempo, 12100);
-    EXPECT_TRUE(key(key_code::character, '3'));
-    EXPECT_EQ(t->d.current_pattern, 2);
-    EXPECT_TRUE(key(key_code::character, '7', {true, false, false}));
-    EXPECT_EQ(t->d.current_pattern, 16);
-    key(key_code::character, '1');
+// The key table's keys that are no command's shortcut; the window's test sends the rest.
+TEST_F(MainScreen, KeysOfTheScreenAndTheRecordButtonsModes) {
     for (int i = 0; i < 20; ++i) key(key_code::down);
-    EXPECT_EQ(t->d.current_track, 20);
-    EXPECT_EQ(screen.scroll_value(), 5);
-    EXPECT_TRUE(key(key_code::character, 'Z'));
-    EXPECT_EQ(slot(20).mute, 1);
-    EXPECT_TRUE(key(key_code::character, 'A'));
-    EXPECT_EQ(t->d.song_mode, 1);
-    key(key_code::down, 0, {true, false, false});
-    EXPECT_EQ(t->d.current_step, 1);
-    EXPECT_TRUE(key(key_code::right));
-    EXPECT_EQ(t->d.position, t->step_start(1) + 768);
-    EXPECT_TRUE(key(key_code::character, 'C'));
-    EXPECT_EQ(t->d.cycle_on, 1);
-    screen.tick(now += 25);
-    EXPECT_TRUE(screen.take_buttons_changed());
-    EXPECT_TRUE(screen.buttons()[4].pressed);
-    EXPECT_EQ(screen.buttons()[4].text, "Cycle");
-    EXPECT_TRUE(key(key_code::del));
-    EXPECT_TRUE(key(key_code::insert));
+    EXPECT_EQ(nums(t->d.current_track, screen.scroll_value()), nums(20, 5));
     EXPECT_FALSE(key(key_code::character, 'Q'));
+    EXPECT_FALSE(key(key_code::character, 'A', {false, true, false}));
     // Takes start through the recorder: the Record button's mouse button is the mode.
     std::vector<int> modes;
     screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
@@ -260,11 +263,7 @@ TEST_F(MainScreen, KeyCommands) {
     click(rgn::record, 0, left_button);
     EXPECT_EQ(modes, (std::vector<int>{2, 2, 1}));
     EXPECT_FALSE(key(key_code::space));
-    // Backspace refuses during a take; Escape makes an empty track editable.
-    key_event repeat;
-    repeat.code = key_code::f1;
-    repeat.auto_repeat = true;
-    EXPECT_FALSE(screen.key_down(repeat));
+    // Escape makes an empty track editable; Backspace refuses during a take.
     EXPECT_TRUE(key(key_code::escape));
     EXPECT_EQ(slot(20).in_use, 1);
     EXPECT_EQ(std::string(slot(20).name, 10), " editable ");

@@ -1,4 +1,5 @@
 #include "song/patterns.h"
+#include "song/track_fields.h"
 
 #include <gtest/gtest.h>
 

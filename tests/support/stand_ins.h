@@ -31,10 +31,25 @@ class scripted_ui final : public ui {
     void wait_cursor() override { ++wait_cursors; }
     void arrow_cursor() override { ++arrow_cursors; }
     void repaint(int region) override { repaints.push_back(region); }
+    // Each progress report's part done; Cancel is pressed from the report numbered `cancel_at`.
+    bool progress(const std::string&, const std::string&, double done) override {
+        progress_done.push_back(done);
+        return cancel_at < 0 || static_cast<int>(progress_done.size()) <= cancel_at;
+    }
+    std::vector<double> progress_done;
+    int cancel_at = -1;
+    // The entries typed into in-place boxes, in turn; a box given up once they run out.
+    std::optional<std::string> edit_in_place(int, int, int, int, const std::string&, int) override {
+        if (typed.empty()) return std::nullopt;
+        auto t = typed.front();
+        typed.pop_front();
+        return t;
+    }
 
     // Answers given to questions in turn; the default answer once the script runs out.
     std::deque<msg_answer> answers;
     std::deque<std::optional<std::string>> file_names;
+    std::deque<std::string> typed;
     std::vector<shown> messages;
     std::vector<file_dialog_request> dialogs;
     std::vector<int> repaints;

@@ -1,0 +1,63 @@
+// One description per editable value: its kind, range, neutral value and steps. The track list's
+// columns, the dialogs, the double-click box and kestrune-tool apply all read it; the text, the
+// parser and the step of each kind live once, in song/field_text.h.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kestrune {
+
+enum class field_kind : std::uint8_t {
+    number,       // the value
+    one_based,    // value + 1: pattern, track
+    channel,      // 0..15 shown 1..16; 16 (where the range reaches it) "--", no change
+    note,         // a note name, " C 4"
+    percent_x10,  // value * 10, stepped in the stored unit
+    check,        // "Off" or " On"; the left button toggles it
+    choice,       // one of `choices` by index: radio buttons, a combo box, a port letter
+    position,     // bar, beat, unit, tick; stepped by the part under the pointer
+    time_span,    // a length laid out from the step or the event it belongs to, counted from 0
+    series,       // the note value series 1, 2, 3, 4, 6, 8 ... 192
+    power_of_two, // 1, 2, 4, 8 ...: a signature's denominator
+    tempo,        // hundredths of a beat per minute, "120.00"
+    text,         // a name: typed only
+};
+
+struct field_spec {
+    std::string label;  // also its name for apply: lower case, spaces as underscores
+    field_kind kind = field_kind::number;
+    std::int32_t low = 0;
+    std::int32_t high = 0;
+    std::optional<std::int32_t> neutral{};  // what Ctrl+click sets; none: Ctrl steps as usual
+    std::int32_t shift_step = 1;            // how far Shift+click steps
+    std::vector<std::string> choices{};     // a choice's texts, in the order of their values
+    int entry_length = 10;                  // characters the typed entry holds
+    bool locator = false;                   // shown and entered through the song's locator offset
+};
+
+// A value held to the field's range, the upper limit first.
+inline std::int32_t held_to_range(const field_spec& f, std::int32_t v) {
+    return v < f.low ? (f.low > f.high ? f.high : f.low) : v > f.high ? f.high : v;
+}
+
+// A choice among `choices` (values 0 to their count - 1), and a check box (0 off, 1 on).
+inline field_spec choice_field(std::string label, std::vector<std::string> choices) {
+    const auto high = static_cast<std::int32_t>(choices.size()) - 1;
+    return {.label = std::move(label), .kind = field_kind::choice, .low = 0, .high = high,
+            .choices = std::move(choices)};
+}
+inline field_spec check_field(std::string label) {
+    return {.label = std::move(label), .kind = field_kind::check, .low = 0, .high = 1};
+}
+
+// The value of one field: a number, or the text of a text field.
+struct field_value {
+    std::int32_t number = 0;
+    std::string text{};
+};
+using field_values = std::vector<field_value>;
+
+}  // namespace kestrune

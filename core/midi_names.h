@@ -1,0 +1,16 @@
+// The names the program shows for MIDI numbers: controllers, sysex manufacturers and notes.
+#pragma once
+
+#include <string>
+
+namespace kestrune {
+
+// Controller names by number, -5 to 127 (the five below 0 name the transform dialogs' kinds);
+// null where a number has no name.
+const char* controller_name(int number);
+// Manufacturer names by the first data byte of a sysex; null where the table has none.
+const char* manufacturer_name(int id);
+// Note name, 4 characters: " C 4", "C#-1".
+std::string note_name(int note);
+
+}  // namespace kestrune

@@ -1,0 +1,94 @@
+#include "shell/audio_export.h"
+
+#include <stdlib.h>
+
+#include <atomic>
+#include <filesystem>
+
+#include "core/command_ids.h"
+#include "files/file_state.h"
+#include "files/song_file.h"
+#include "realtime/audio_render.h"
+#include "services/help_pages.h"
+#include "shell/startup.h"
+
+namespace kestrune {
+
+namespace {
+
+constexpr const char* export_title = "Export Audio";
+constexpr const char* audio_filter = "WAV Files (*.wav)|*.wav|FLAC Files (*.flac)|*.flac";
+
+std::string folder_of(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+// A folder of the export's own under the system's temporary folder, gone with it.
+class scratch_folder {
+public:
+    scratch_folder() {
+        std::string name = (std::filesystem::temp_directory_path() / "kestrune-export-XXXXXX").string();
+        if (::mkdtemp(name.data())) path_ = name;
+    }
+    ~scratch_folder() {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    scratch_folder(const scratch_folder&) = delete;
+    scratch_folder& operator=(const scratch_folder&) = delete;
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+}  // namespace
+
+std::string audio_name_for(const std::string& song_path) {
+    std::string name = file_name_of(song_path);
+    if (name.empty()) name = "Untitled";
+    const auto dot = name.find_last_of('.');
+    return (dot == std::string::npos ? name : name.substr(0, dot)) + ".wav";
+}
+
+outcome export_audio(session& s) {
+    program& p = s.prog;
+    const std::string song = s.files.current_file_name;
+    const auto out = p.screen.save_file_dialog({.title = export_title, .filter = audio_filter,
+                                                .extension = "wav", .folder = folder_of(song),
+                                                .file_name = audio_name_for(song)});
+    if (!out) return outcome::cancelled;
+    if (!audio_file_type(*out, nullptr)) {
+        p.message(msg_audio_file_type, msg_icon::stop);
+        return outcome::refused;
+    }
+    // The export plays a copy of the song: the song as it is saved.
+    const scratch_folder scratch;
+    const std::string copy = scratch.path() + "/export.sng";
+    if (scratch.path().empty() || !write_song_file(p, copy)) {
+        p.message("Can't copy the song for the export to\n" +
+                      std::filesystem::temp_directory_path().string(),
+                  msg_icon::stop);
+        return outcome::refused;
+    }
+    const std::string text = "Exporting " + file_name_of(*out) + "...";
+    std::atomic<bool> cancel{false};
+    const render_progress progress = [&](double done) {
+        if (!p.screen.progress(export_title, text, done)) cancel = true;
+    };
+    progress(0);
+    const bool made = render_audio(
+        p.screen, [&copy](program& into) { return read_song_file(into, copy, true) == load_result::loaded; },
+        {.output = *out, .soundfont = s.setup.soundfont.in_use}, progress, &cancel);
+    p.screen.progress(export_title, text, 1);
+    return made ? outcome::done : cancel ? outcome::cancelled : outcome::refused;
+}
+
+void add_audio_export(session& s) {
+    s.commands.add({.id = cmd::export_audio, .text = "Export A&udio...", .views = every_view,
+                    .help = std::string(help_page::export_audio),
+                    .run = [&s](program&, const field_values&) { return export_audio(s); }});
+}
+
+}  // namespace kestrune

@@ -1,0 +1,76 @@
+#include "shell/dialogs/command_dialog.h"
+
+namespace kestrune {
+
+command_dialog::command_dialog(program& p, const command_record& c, field_values& values)
+    : dialog(p, c.dialog.title, c.dialog.width, c.dialog.height), c_(c), values_(values) {
+    help_topic = c.help;
+    values_.resize(c.fields.size());
+    for (const dialog_item& item : c.dialog.items) add_item(item);
+}
+
+void command_dialog::changed() {
+    if (c_.dialog.live) c_.run(prog(), values_);
+}
+
+void command_dialog::add_value(const dialog_item& item) {
+    const auto i = static_cast<std::size_t>(item.field);
+    value_field f{.spec = c_.fields[i], .cells = item.cells};
+    if (f.spec.kind == field_kind::text) {
+        f.get_text = [this, i] { return values_[i].text; };
+        f.set_text = [this, i](const std::string& t) {
+            values_[i].text = t;
+            changed();
+        };
+    } else {
+        f.get = [this, i] { return values_[i].number; };
+        f.set = [this, i](std::int32_t v) {
+            values_[i].number = v;
+            changed();
+        };
+    }
+    add_field(std::move(f));
+}
+
+void command_dialog::add_item(const dialog_item& item) {
+    if (item.kind == control_kind::value) return add_value(item);
+    dialog_control c{.kind = item.kind, .text = item.text, .cells = item.cells};
+    if (item.field >= 0) {
+        const auto i = static_cast<std::size_t>(item.field);
+        const std::int32_t choice = item.choice;
+        switch (item.kind) {
+        case control_kind::radio_button:
+            c.get = [this, i, choice] { return values_[i].number == choice ? 1 : 0; };
+            c.set = [this, i, choice](int on) {
+                if (!on) return;
+                values_[i].number = choice;
+                changed();
+            };
+            break;
+        case control_kind::text_box:
+            c.get_text = [this, i] { return values_[i].text; };
+            c.set_text = [this, i](const std::string& t) {
+                values_[i].text = t;
+                changed();
+            };
+            c.max_length = c_.fields[i].entry_length;
+            break;
+        default:  // check and combo boxes
+            c.entries = c_.fields[i].choices;
+            c.get = [this, i] { return values_[i].number; };
+            c.set = [this, i](int v) {
+                values_[i].number = v;
+                changed();
+            };
+            break;
+        }
+    }
+    add_control(std::move(c));
+}
+
+bool ask_in_dialog(program& p, const command_record& c, field_values& values) {
+    command_dialog d(p, c, values);
+    return run_modal(p, d);
+}
+
+}  // namespace kestrune

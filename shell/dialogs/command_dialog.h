@@ -1,0 +1,28 @@
+// A command's dialog on the frame, built from its record: each widget of the layout bound to the
+// values the command then runs with.
+#pragma once
+
+#include "core/command.h"
+#include "shell/dialogs/dialog_frame.h"
+
+namespace kestrune {
+
+class command_dialog final : public dialog {
+public:
+    // `values` must outlive the dialog: the widgets set them as they change.
+    command_dialog(program& p, const command_record& c, field_values& values);
+
+private:
+    void add_item(const dialog_item& item);
+    void add_value(const dialog_item& item);
+    // A live dialog runs its command at each change.
+    void changed();
+
+    const command_record& c_;
+    field_values& values_;
+};
+
+// Asks through the ui's modal dialog, as the window does; true on OK.
+bool ask_in_dialog(program& p, const command_record& c, field_values& values);
+
+}  // namespace kestrune

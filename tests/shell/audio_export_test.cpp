@@ -1,0 +1,57 @@
+// File > Export Audio... without a display: the file dialog, the progress and its Cancel through
+// the ui, the song rendered through the built-in synth.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "core/command_ids.h"
+#include "engine/gm_synth.h"
+#include "shell/audio_export.h"
+#include "shell/dispatch.h"
+#include "shell/startup.h"
+#include "tests/platform/song_maker.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(AudioExport, RendersTheSongIntoTheChosenFileAndCancelLeavesNone) {
+    if (default_soundfont().empty()) GTEST_SKIP() << "no General MIDI SoundFont installed";
+    const fs::path dir = fs::temp_directory_path() / ("kestrune-export-test-" + std::to_string(getpid()));
+    fs::create_directories(dir);
+    ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+    scripted_ui script;
+    virtual_clock clk;
+    capture_backend midi;
+    engine eng;
+    eng.attach(clk, &midi);
+    session s(eng, script, clk);
+    ASSERT_EQ(start_session(s), 0);
+    add_audio_export(s);
+    write_midi_song((dir / "tune.mid").string(), 2, 8);
+    ASSERT_TRUE(open_start_file(s, (dir / "tune.mid").string()));
+    const std::string out = (dir / "tune.wav").string();
+
+    script.file_names = {std::nullopt, out, out};
+    EXPECT_EQ(dispatch_command(s, cmd::export_audio), outcome::cancelled);  // no file chosen
+    script.cancel_at = 1;
+    EXPECT_EQ(dispatch_command(s, cmd::export_audio), outcome::cancelled);
+    EXPECT_FALSE(fs::exists(out));
+    script.cancel_at = -1;
+    script.progress_done.clear();
+    EXPECT_EQ(dispatch_command(s, cmd::export_audio), outcome::done);
+    EXPECT_EQ(script.dialogs.back().file_name, "tune.wav");
+    EXPECT_EQ(script.progress_done.back(), 1.0);  // the box closes
+    // Eight eighth notes at 120: two seconds and some release, 24-bit stereo at 48 kHz.
+    const auto bytes = fs::file_size(out);
+    EXPECT_GT(bytes, 2u * 48000 * 6);
+    EXPECT_LT(bytes, 6u * 48000 * 6);
+    end_session(s, false);
+    fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace kestrune::testing
