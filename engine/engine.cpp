@@ -127,8 +127,14 @@ bool engine::connect_input(bool only) {
 }
 
 bool engine::input_connected() {
-    std::lock_guard hold(devices_);
-    return backend_ && backend_->connected_input() >= 0;
+    auto connected = [this] {
+        std::lock_guard hold(devices_);
+        return backend_ && backend_->connected_input() >= 0;
+    };
+    if (connected()) return true;
+    // A source that appeared after the device lists were read counts once they are read again.
+    refresh_devices();
+    return connected();
 }
 
 void engine::refresh_devices() {

@@ -134,5 +134,18 @@ TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
     EXPECT_EQ(nums(p.d.recording, p.d.punch_on, p.slot(0, 0).mute), nums(0, 0, 0));
 }
 
+TEST_F(JackRecording, ASourceThatAppearsAfterTheStartCountsAsConnected) {
+    jack_client_t* late = jack_client_open("late-keys", JackNoStartServer, nullptr);
+    ASSERT_NE(late, nullptr);
+    jack_port_t* out = jack_port_register(late, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    ASSERT_TRUE(out && jack_activate(late) == 0);
+    const std::string ours = jack.port_name(-1);
+    EXPECT_EQ(jack_disconnect(late, keys.hand().c_str(), ours.c_str()), 0);
+    EXPECT_EQ(jack_connect(late, jack_port_name(out), ours.c_str()), 0);
+    // Not in the device lists read at the start, yet what Record asks about.
+    EXPECT_TRUE(p.eng.input_connected());
+    jack_client_close(late);
+}
+
 }  // namespace
 }  // namespace kestrune
