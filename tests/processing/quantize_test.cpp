@@ -115,7 +115,6 @@ TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) 
     EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
 }
 
-
 // Where one note, alone on track 1 (so no drift), lands from `c` ticks into the second bar of 4/4.
 class QuantizeTables : public Quantize {
   protected:
@@ -154,11 +153,21 @@ TEST_F(QuantizeTables, EveryPairOfTheTightAndSmartTablesAndOfThirtyTwoAndFortyEi
         {{48, 0}, {112, 96}, {160, 128}, {224, 192}, {272, 256}, {336, 288}, {0, 384}},
         {{32, 0}, {80, 64}, {112, 96}, {160, 128}, {0, 192}},
         {{24, 0}, {56, 48}, {80, 64}, {112, 96}, {136, 128}, {168, 144}, {0, 192}},
-        {{16, 0}, {40, 32}, {56, 48}, {80, 64}, {112, 96}, {132, 128}, {152, 144}, {176, 160}, {0, 192}},
+        {{16, 0},
+         {40, 32},
+         {56, 48},
+         {80, 64},
+         {112, 96},
+         {132, 128},
+         {152, 144},
+         {176, 160},
+         {0, 192}},
     };
-    const v grid_32 = {{12, 0}, {36, 24}, {60, 48}, {84, 72}, {108, 96}, {132, 120}, {156, 144}, {180, 168}, {0, 192}};
-    const v grid_48 = {{8, 0},    {24, 16},   {40, 32},   {56, 48},   {72, 64},   {88, 80}, {104, 96},
-                       {120, 112}, {136, 128}, {152, 144}, {168, 160}, {184, 176}, {0, 192}};
+    const v grid_32 = {{12, 0},    {36, 24},   {60, 48},   {84, 72}, {108, 96},
+                       {132, 120}, {156, 144}, {180, 168}, {0, 192}};
+    const v grid_48 = {{8, 0},     {24, 16},   {40, 32},   {56, 48},   {72, 64},
+                       {88, 80},   {104, 96},  {120, 112}, {136, 128}, {152, 144},
+                       {168, 160}, {184, 176}, {0, 192}};
     const int ns[] = {4, 6, 8, 12, 16, 24};
     for (bool is_smart : {false, true}) {
         set_smart_quantize(*t, is_smart);

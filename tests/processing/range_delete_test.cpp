@@ -30,8 +30,8 @@ TEST(RangeDelete, TakesWhatStartsInTheRangeAndEndsWhatSoundsIntoIt) {
     test_program t;
     build_track(*t, 0, 0,
                 {ev(0x90, 40, 90, 3000), ev(0x80, 40, 0, from),  // ends exactly at the start
-                 ev(0x90, 41, 90, 3100), ev(0x80, 41, 0, from - 1),
-                 ev(0x90, 42, 90, 3400), ev(0x90, 42, 0, 3900),  // sounds through the range
+                 ev(0x90, 41, 90, 3100), ev(0x80, 41, 0, from - 1), ev(0x90, 42, 90, 3400),
+                 ev(0x90, 42, 0, 3900),  // sounds through the range
                  ev(0x90, 43, 90, from), ev(0x80, 43, 0, 3500), ev(0xB0, 7, 1, from),
                  ev(0xB0, 7, 2, to - 1), ev(0x90, 44, 90, 3800), ev(0x80, 44, 0, 3900),
                  ev(0xB0, 7, 3, to)});
@@ -70,13 +70,15 @@ TEST(RangeDelete, NeedsThreeBlocksBeyondTheTrackAndSilencesTheTracksOwnGroup) {
     EXPECT_EQ(check_pool(p), "");
     // The shown pattern in the normal group, the parallel pattern in its own, the take's in the
     // working group; a pattern that does not play needs no silence.
-    for (auto [pattern, group] : {std::pair{2, 0}, std::pair{parallel_pattern, 1}, std::pair{take_pattern, 2},
-                                  std::pair{3, 0xFF}}) {
+    for (auto [pattern, group] : {std::pair{2, 0}, std::pair{parallel_pattern, 1},
+                                  std::pair{take_pattern, 2}, std::pair{3, 0xFF}}) {
         p.d.silence_pattern = p.d.silence_track = 0xFF;
         track_edit g(p, pattern, 4, quiet);
         ASSERT_TRUE(g.begin());
         delete_range(g, from, to);
-        EXPECT_EQ(nums(p.d.silence_pattern, p.d.silence_track), nums(group, group == 0xFF ? 0xFF : 4)) << pattern;
+        EXPECT_EQ(nums(p.d.silence_pattern, p.d.silence_track),
+                  nums(group, group == 0xFF ? 0xFF : 4))
+            << pattern;
     }
     // Pattern mode may play the parallel pattern itself, in the normal group.
     p.d.display_pattern = parallel_pattern;

@@ -45,7 +45,8 @@ TEST_F(Undo, SwapsTheCopyWithItsOwnTrackWhicheverIsCurrentAndASecondUndoRedoes) 
     add_processing_commands(table);
     const command_record& undo = *table.find(cmd::undo);
     EXPECT_EQ(run_command(p, undo, {}), outcome::done);
-    EXPECT_EQ(nums(key(5), p.slot(2, 5).transpose, key(6), p.slot(2, 6).transpose), nums(70, 10, 71, 11));
+    EXPECT_EQ(nums(key(5), p.slot(2, 5).transpose, key(6), p.slot(2, 6).transpose),
+              nums(70, 10, 71, 11));
     EXPECT_EQ(name_of(p.slot(2, 5).name), "Lead     !");
     EXPECT_EQ(run_command(p, undo, {}), outcome::done);
     EXPECT_EQ(nums(key(5), p.slot(2, 5).transpose), nums(72, 12));
@@ -80,7 +81,8 @@ TEST_F(Undo, TheCopyNeedsThreeBlocksBeyondTheTrack) {
     // A failed copy leaves none: the old one's blocks are back.
     p.d.free_blocks = 2;
     undo_save(p, 2, 6);
-    EXPECT_EQ(nums(p.undo.available, p.d.free_blocks, t.screen.messages.size()), nums(0, blocks + 2, 2));
+    EXPECT_EQ(nums(p.undo.available, p.d.free_blocks, t.screen.messages.size()),
+              nums(0, blocks + 2, 2));
     p.d.free_blocks = free;
     EXPECT_EQ(check_pool(p), "");
 }

@@ -316,7 +316,8 @@ TEST_F(Recording, TheMixersQuestionsAndTheInternalRecordingsYes) {
     t.screen.answers = {msg_answer::yes};
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(t.screen.last_text(), msg_internal_recording_question);
-    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, t->app.reset_on_stop), nums(1, 0, 0, 0));
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, t->app.reset_on_stop),
+              nums(1, 0, 0, 0));
     tr.stop();
 }
 
@@ -328,7 +329,10 @@ TEST_F(Recording, TheMergeNeedsRoomForTheTakeTheMergedChainAndTenBlocksAndTheUnd
         int free;
         std::size_t events;
         const char* said;
-    } cases[] = {{12, 2, msg_no_memory_left}, {13, 4, msg_undo_no_memory}, {16, 4, msg_undo_no_memory}, {17, 4, ""}};
+    } cases[] = {{12, 2, msg_no_memory_left},
+                 {13, 4, msg_undo_no_memory},
+                 {16, 4, msg_undo_no_memory},
+                 {17, 4, ""}};
     int track = 0;
     for (const auto& c : cases) {
         t->d.current_track = static_cast<std::int16_t>(track);

@@ -4,15 +4,15 @@
 
 #include "core/command_ids.h"
 #include "processing/commands.h"
-#include "shell/dialogs/command_dialog.h"
-#include "shell/main_commands.h"
 #include "realtime/recording_commands.h"
+#include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
+#include "shell/main_commands.h"
 #include "song/entry_parsers.h"
 #include "song/field_text.h"
-#include "shell/dialogs/setup_dialog_views.h"
-#include "song/value_step.h"
 #include "song/patterns.h"
 #include "song/position.h"
+#include "song/value_step.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -238,10 +238,10 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
         return v;
     };
     const command_record& settings = *table.find(cmd::quantize_settings);
-    EXPECT_EQ(ranges(settings), (std::vector<std::string>{
-                                    "Quantize Method: choice tight_quantize|smart_quantize",
-                                    "Quantize Strength: number 0..100",
-                                    "Swing Factor: percent -90..100 in steps of 10"}));
+    EXPECT_EQ(ranges(settings),
+              (std::vector<std::string>{"Quantize Method: choice tight_quantize|smart_quantize",
+                                        "Quantize Strength: number 0..100",
+                                        "Swing Factor: percent -90..100 in steps of 10"}));
     field_values v = initial_values(*t, settings);
     EXPECT_EQ(nums(v[0].number, v[1].number, v[2].number), nums(0, 100, 0));
     // The Qua pop-up offers NO and the values from fine to coarse.
@@ -255,11 +255,12 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
                                                           "Port: choice a|b|c|d"}));
     std::vector<std::string> radios;
     for (const dialog_item& i : internal.dialog.items)
-        if (i.kind == control_kind::radio_button) radios.push_back(std::to_string(i.choice) + i.text);
-    EXPECT_EQ(radios, (std::vector<std::string>{"0Channel A1 - A16 to current track",
-                                                "1Channel B1 - B16 to current track",
-                                                "2Channel C1 - C16 to current track",
-                                                "3Channel D1 - D16 to current track"}));
+        if (i.kind == control_kind::radio_button)
+            radios.push_back(std::to_string(i.choice) + i.text);
+    EXPECT_EQ(radios,
+              (std::vector<std::string>{
+                  "0Channel A1 - A16 to current track", "1Channel B1 - B16 to current track",
+                  "2Channel C1 - C16 to current track", "3Channel D1 - D16 to current track"}));
     t->d.internal_record = 3;  // port C
     v = initial_values(*t, internal);
     EXPECT_EQ(nums(v[0].number, v[1].number), nums(1, 2));
@@ -271,16 +272,24 @@ TEST(CommandDialog, EntriesConvertOneBasedChannelsPercentsAndBars) {
     program& p = *t;
     const field_spec track{.label = "Track", .kind = field_kind::one_based, .low = 0, .high = 31};
     const field_spec channel{.label = "Channel", .kind = field_kind::channel, .low = 0, .high = 16};
-    const field_spec percent{.label = "Swing", .kind = field_kind::percent_x10, .low = -9, .high = 10};
-    const field_spec bar{.label = "From", .kind = field_kind::position, .low = 0, .high = last_position};
-    const auto read = [&](const field_spec& f, const char* text) { return parse_field(p, f, text, 7).value_or(-99); };
-    EXPECT_EQ(nums(read(track, "1"), read(track, "32"), read(track, "40"), read(track, "0")), nums(0, 31, 31, 0));
+    const field_spec percent{
+        .label = "Swing", .kind = field_kind::percent_x10, .low = -9, .high = 10};
+    const field_spec bar{
+        .label = "From", .kind = field_kind::position, .low = 0, .high = last_position};
+    const auto read = [&](const field_spec& f, const char* text) {
+        return parse_field(p, f, text, 7).value_or(-99);
+    };
+    EXPECT_EQ(nums(read(track, "1"), read(track, "32"), read(track, "40"), read(track, "0")),
+              nums(0, 31, 31, 0));
     EXPECT_EQ(field_text(p, track, 0) + field_text(p, track, 31), "132");
-    EXPECT_EQ(nums(read(channel, "1"), read(channel, "16"), read(channel, "17"), read(channel, "0")),
-              nums(0, 15, 16, 16));
-    EXPECT_EQ(field_text(p, channel, 0) + field_text(p, channel, 15) + field_text(p, channel, 16), "116--");
-    EXPECT_EQ(nums(read(percent, "-90"), read(percent, "100"), read(percent, "250"), read(percent, "x")),
-              nums(-9, 10, 10, -99));
+    EXPECT_EQ(
+        nums(read(channel, "1"), read(channel, "16"), read(channel, "17"), read(channel, "0")),
+        nums(0, 15, 16, 16));
+    EXPECT_EQ(field_text(p, channel, 0) + field_text(p, channel, 15) + field_text(p, channel, 16),
+              "116--");
+    EXPECT_EQ(
+        nums(read(percent, "-90"), read(percent, "100"), read(percent, "250"), read(percent, "x")),
+        nums(-9, 10, 10, -99));
     EXPECT_EQ(field_text(p, percent, -9), "-90");
     // A bar field: bar 2 in 4/4 is 768 ticks after bar 1, which is 3072.
     EXPECT_EQ(nums(read(bar, "2"), read(bar, "1.2")), nums(3072 + 768, 3072 + 192));
@@ -295,8 +304,9 @@ TEST(CommandDialog, EntriesConvertOneBasedChannelsPercentsAndBars) {
                    arg(channel, "16")),
               nums(3840, 3840, -9, -99, 1, 0, -99, 15));
     const field_spec method = choice_field("Method", {"Tight Quantize", "Smart Quantize"});
-    EXPECT_EQ(nums(arg(method, "smart_quantize"), arg(method, "Tight Quantize"), arg(method, "smart")),
-              nums(1, 0, -99));
+    EXPECT_EQ(
+        nums(arg(method, "smart_quantize"), arg(method, "Tight Quantize"), arg(method, "smart")),
+        nums(1, 0, -99));
 }
 
 // 4/4 at 3072, 3/4 from bar 3.

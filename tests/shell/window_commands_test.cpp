@@ -20,8 +20,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-key_event key(key_code code, key_mods mods = {}) { return {code, 0, mods, false}; }
-key_event letter(char c, key_mods mods = {}) { return {key_code::character, c, mods, false}; }
+key_event key(key_code code, key_mods mods = {}) {
+    return {code, 0, mods, false};
+}
+key_event letter(char c, key_mods mods = {}) {
+    return {key_code::character, c, mods, false};
+}
 constexpr key_mods shift{true, false, false};
 constexpr key_mods ctrl{false, true, false};
 
@@ -60,24 +64,42 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         key_event k;
         int id;
     } table[] = {
-        {letter('C', shift), cmd::copy_track},       {letter('Y', shift), cmd::copy_pattern},
-        {letter('X', shift), cmd::copy_track_segment}, {letter('H', shift), cmd::copy_pattern_segment},
-        {letter('P', shift), cmd::push_track},       {letter('D'), cmd::delete_events},
-        {letter('K'), cmd::keep_events},             {letter('H'), cmd::transform_events},
-        {letter('V', shift), cmd::mirror_pitches},   {letter('Z', shift), cmd::reverse_pitches},
-        {letter('O', shift), cmd::change_speed},     {letter('K', shift), cmd::double_speed},
-        {letter('J', shift), cmd::half_speed},       {letter('X'), cmd::check_track},
-        {letter('O'), cmd::check_note_overlap},      {letter('L', shift), cmd::change_note_length},
-        {letter('F'), cmd::freeze_quantize},         {letter('F', shift), cmd::freeze_track_parameters},
-        {letter('U', shift), cmd::quantize_settings}, {letter('I', shift), cmd::insert_measures},
-        {letter('D', shift), cmd::delete_measures},  {letter('M', shift), cmd::mixdown},
-        {letter('R', shift), cmd::remix_by_channel}, {letter('R', {true, true, false}), cmd::remix_by_note},
-        {letter('Z', ctrl), cmd::undo},              {key(key_code::pad_0), cmd::play},
-        {key(key_code::pad_enter), cmd::stop},       {key(key_code::pad_dot), cmd::pause},
-        {key(key_code::f12), cmd::panic},            {letter('C'), cmd::cycle_button},
-        {letter('P'), cmd::punch_button},            {letter('S'), cmd::solo_button},
-        {letter('T'), cmd::tempo_track_button},      {letter('W'), cmd::signature_track_button},
-        {letter('J'), cmd::mixer_button},            {letter('E'), cmd::event_editor},
+        {letter('C', shift), cmd::copy_track},
+        {letter('Y', shift), cmd::copy_pattern},
+        {letter('X', shift), cmd::copy_track_segment},
+        {letter('H', shift), cmd::copy_pattern_segment},
+        {letter('P', shift), cmd::push_track},
+        {letter('D'), cmd::delete_events},
+        {letter('K'), cmd::keep_events},
+        {letter('H'), cmd::transform_events},
+        {letter('V', shift), cmd::mirror_pitches},
+        {letter('Z', shift), cmd::reverse_pitches},
+        {letter('O', shift), cmd::change_speed},
+        {letter('K', shift), cmd::double_speed},
+        {letter('J', shift), cmd::half_speed},
+        {letter('X'), cmd::check_track},
+        {letter('O'), cmd::check_note_overlap},
+        {letter('L', shift), cmd::change_note_length},
+        {letter('F'), cmd::freeze_quantize},
+        {letter('F', shift), cmd::freeze_track_parameters},
+        {letter('U', shift), cmd::quantize_settings},
+        {letter('I', shift), cmd::insert_measures},
+        {letter('D', shift), cmd::delete_measures},
+        {letter('M', shift), cmd::mixdown},
+        {letter('R', shift), cmd::remix_by_channel},
+        {letter('R', {true, true, false}), cmd::remix_by_note},
+        {letter('Z', ctrl), cmd::undo},
+        {key(key_code::pad_0), cmd::play},
+        {key(key_code::pad_enter), cmd::stop},
+        {key(key_code::pad_dot), cmd::pause},
+        {key(key_code::f12), cmd::panic},
+        {letter('C'), cmd::cycle_button},
+        {letter('P'), cmd::punch_button},
+        {letter('S'), cmd::solo_button},
+        {letter('T'), cmd::tempo_track_button},
+        {letter('W'), cmd::signature_track_button},
+        {letter('J'), cmd::mixer_button},
+        {letter('E'), cmd::event_editor},
         {letter('G'), cmd::grid_editor},
     };
     for (const auto& row : table) {
@@ -88,7 +110,8 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
     // F1..F4 go to a position, F5..F8 recall locators; Shift stores.
     for (int i = 0; i < 4; ++i) {
         const auto f = [&](int n, key_mods m = {}) {
-            const auto* c = s->commands.for_key(*p, key(static_cast<key_code>(static_cast<int>(key_code::f1) + n), m));
+            const auto* c = s->commands.for_key(
+                *p, key(static_cast<key_code>(static_cast<int>(key_code::f1) + n), m));
             return c ? c->id : -1;
         };
         EXPECT_EQ(nums(f(i), f(i, shift), f(i + 4), f(i + 4, shift)),
@@ -179,7 +202,7 @@ TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     ASSERT_EQ(d().song_mode, 1);
     press(letter('L'));
     EXPECT_EQ(nums(d().left_locator, d().right_locator, d().cycle_on),
-               nums(p->step_start(1), p->step(1).end, 1));
+              nums(p->step_start(1), p->step(1).end, 1));
     press(letter('A'));
     EXPECT_EQ(d().song_mode, 0);
 }
@@ -216,8 +239,9 @@ TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand
     build_track(*p, 0, 0, notes(2, song_start, 96));
     s->setup_dialogs = true;
     d().recording = 1;
-    std::vector<int> changing = {cmd::clear_song, cmd::load_song, cmd::load_midi_file, cmd::load_pattern,
-                                 cmd::load_track, cmd::load_syx_file, cmd::undo, cmd::quantize_popup};
+    std::vector<int> changing = {cmd::clear_song,   cmd::load_song,     cmd::load_midi_file,
+                                 cmd::load_pattern, cmd::load_track,    cmd::load_syx_file,
+                                 cmd::undo,         cmd::quantize_popup};
     for (const menu& m : main_menus())
         if (m.title == "F&unctions" || m.title == "E&xtra")
             for (const menu_item& i : m.items)
@@ -267,9 +291,11 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
         }
     }
     dispatch_command(*s, cmd::sync_external);
-    EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)), nums(1, 0));
+    EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)),
+              nums(1, 0));
     dispatch_command(*s, cmd::zoom_first + 5);
-    EXPECT_EQ(nums(s->settings.zoom_index, s->commands.find(cmd::zoom_first + 5)->checked(*p)), nums(5, 1));
+    EXPECT_EQ(nums(s->settings.zoom_index, s->commands.find(cmd::zoom_first + 5)->checked(*p)),
+              nums(5, 1));
 }
 
 }  // namespace
