@@ -244,6 +244,11 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
                                         "Swing Factor: percent -90..100 in steps of 10"}));
     field_values v = initial_values(*t, settings);
     EXPECT_EQ(nums(v[0].number, v[1].number, v[2].number), nums(0, 100, 0));
+    command_dialog shown(*t, settings, v);
+    std::vector<std::int64_t> marked;
+    for (const dialog_control& k : shown.controls())
+        if (k.kind == control_kind::radio_button) marked.push_back(k.get());
+    EXPECT_EQ(marked, nums(1, 0));  // Tight Quantize
     // The Qua pop-up offers NO and the values from fine to coarse.
     const command_record& popup = *table.find(cmd::quantize_popup);
     EXPECT_EQ(popup.fields[0].choices,

@@ -233,6 +233,22 @@ TEST_F(Keys, RecordKeysTakeInReplaceAndOverdubAndBackspaceClearsTheTrack) {
     EXPECT_EQ(nums(d().recording, p->running()), nums(0, 1));
 }
 
+// A held key does not run a command again; Punch is the main window's, Cycle every view's.
+TEST_F(Keys, HeldKeysRunNoCommandAgainAndPunchBelongsToTheMainWindow) {
+    key_event held = letter('C');
+    held.auto_repeat = true;
+    EXPECT_TRUE(press(held));
+    EXPECT_EQ(d().cycle_on, 0);
+    d().main_screen = 0;  // an editor has the window
+    press(letter('P'));
+    EXPECT_EQ(nums(d().punch_on, command_enabled(*s, cmd::punch_button)), nums(0, 0));
+    press(letter('C'));
+    EXPECT_EQ(d().cycle_on, 1);
+    d().main_screen = 1;
+    press(letter('P'));
+    EXPECT_EQ(nums(d().punch_on, command_enabled(*s, cmd::punch_button)), nums(1, 1));
+}
+
 // While a take runs, every command that would change the song is refused with the message and
 // changes nothing; saving, the setup dialogs and the preferences stay at hand.
 TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand) {
