@@ -69,15 +69,6 @@ TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
     EXPECT_EQ(placed(), nums(36, 181, 418, 615, 815));
 }
 
-TEST_F(Quantize, SwingMovesTheSecondOfTwoAndTheThirdOfThreePoints) {
-    notes_at({96, 128, 192 + 96});
-    t->app.quantize_swing = 10;
-    choose(8);  // 96 is the second eighth: 40 ticks later
-    EXPECT_EQ(placed(), nums(136, 96 + 40, 288 + 40));
-    choose(12);  // 128 is the third triplet eighth: 26 later; 96 goes to 64 and is not swung
-    EXPECT_EQ(placed(), nums(128 + 26, 128 + 26, 192 + 128 + 26));
-}
-
 TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     notes_at({5, 100, 250, 290, 470, 700});
     choose(8);
