@@ -242,6 +242,31 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     play_at(6144 + 150, {0x80, 60, 0});
     tr.stop();
     EXPECT_EQ(events(3, 0), (rows{{60, 0x90, song_start + 100}, {60, 0x80, song_start + 150}}));
+    // The parallel pattern runs in song time.
+    d.parallel_selected = 1;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.record_pattern, d.record_offset), nums(parallel_pattern, 0));
+    tr.stop();
+    d.parallel_selected = 0;
+    d.current_step = 1;
+    // Instant record counts from the current step, or with an editor open from the step it
+    // opened on.
+    d.current_step = 0;
+    d.song_start_step = 1;
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 0);
+    rec.instant_stop();
+    d.main_screen = 0;
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 3072);
+    rec.instant_stop();
+    d.main_screen = 1;
+    d.current_step = 1;
+    d.song_mode = 0;  // pattern mode has no offset
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 0);
+    rec.instant_stop();
+    d.song_mode = 1;
 
     // The left locator below the offset, or the right one after the step's end, asks.
     d.cycle_on = 1;
