@@ -248,6 +248,7 @@ void main_window::show_quantize_popup(const quantize_popup_request& r) {
         a->setData(static_cast<int>(i));
     }
     QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)));
+    view_->setFocus(Qt::PopupFocusReason);
     if (!chosen) return;
     // The item's value, with the settings as they stand, for the track the pop-up was opened on.
     s_.prog.app.quantize_popup_track = r.track;

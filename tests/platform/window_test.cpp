@@ -25,6 +25,7 @@
 #include "shell/file_commands.h"
 #include "shell/main_commands.h"
 #include "shell/screen/main_layout.h"
+#include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "tests/platform/song_maker.h"
 #include "tests/shell/recording_canvas.h"
@@ -106,9 +107,44 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     for (std::size_t i = 0; i < midi.size(); ++i)
         note_ons += midi[i].port == 0 && (midi[i].bytes[0] & 0xF0) == 0x90 && midi[i].bytes[2] > 0;
     EXPECT_GT(note_ons, 4);
-    // Num+Enter stops by its key, whatever the keyboard layout.
+    // Num+Enter stops by its key, whatever the keyboard layout; only Stop is lit then.
     QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_FALSE(s->prog.running());
+    w.tick();
+    const region_tree& lamps = s->screen->regions();
+    EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)), nums(0, 1, 0));
+}
+
+// After the name box and after a message the keyboard is the main screen's again: the keypad
+// plays without a click.
+TEST_F(window_fixture, the_keyboard_comes_back_after_a_box) {
+    write_midi_song("keys.mid", 2, 64);
+    main_window w(*s);
+    screen_ui.set_parent(&w);
+    screen_ui.set_field_parent(w.view_widget());
+    w.apply_zoom(2, true);
+    w.show();
+    w.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    ASSERT_TRUE(open_start_file(*s, "keys.mid"));
+    const kestrune::rect name = s->screen->regions().place(rgn::track_name);
+    QTimer::singleShot(0, [] {
+        QWidget* box = QApplication::focusWidget();
+        QTest::keyClicks(box, "Bass");
+        QTest::keyClick(box, Qt::Key_Return);
+    });
+    QTest::mouseDClick(w.view_widget(), Qt::LeftButton, Qt::NoModifier, QPoint(name.left + 4, name.top + 4));
+    EXPECT_EQ(std::string(s->prog.slot(0, 0).name, 4), "Bass");
+    EXPECT_EQ(QApplication::focusWidget(), w.view_widget());
+
+    QString caption, text;
+    answer_box(&caption, &text);
+    s->prog.message("A word");
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    ASSERT_EQ(QApplication::focusWidget(), w.view_widget());
+    QTest::keyClick(w.view_widget(), Qt::Key_0, Qt::KeypadModifier);
+    EXPECT_TRUE(s->prog.running());
+    s->trans.stop();
 }
 
 // A stored place larger than the screen or beyond it is held to the screen's available area; one
