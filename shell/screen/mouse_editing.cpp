@@ -176,7 +176,10 @@ void main_screen::impl::act_transport(int region, int code) {
                 break;
             }
             d.midi_thru = d.midi_thru ? 0 : 1;
-            if (!d.midi_thru) p.wait_request(d.thru_notes_off_request);
+            if (!d.midi_thru) {
+                shared_store(d.input_activity, activity_none);
+                p.wait_request(d.thru_notes_off_request);
+            }
             break;
         case rgn::play:
             if (code == left_button) t.play();

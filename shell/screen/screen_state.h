@@ -22,6 +22,9 @@ namespace kestrune {
 inline constexpr const char* msg_signature_track_active =
     "The Time Signature Track is active!\nChange value in the Time Signature Editor.";
 
+// The engine's activity mailboxes hold this when there is nothing to draw.
+inline constexpr std::uint8_t activity_none = 0xFF;
+
 // What one cell of the screen shows; painting draws it and the tick compares it.
 struct cell_view {
     std::string text;

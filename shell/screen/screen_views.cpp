@@ -11,7 +11,6 @@ namespace kestrune {
 
 namespace {
 
-constexpr int activity_none = 0xFF;
 constexpr int note_off_marker = 128;
 
 std::string number_text(int v) {
@@ -222,7 +221,6 @@ cell_view main_screen::impl::track_view(int region, int row) {
             break;
         case rgn::mute:
             v.text = ts.mute ? "*  " : "   ";
-            v.align = text_align::left;
             if (!ts.mute && track_level[track] > 0) {
                 v.bar = track_level[track];
                 v.bar_off = track_off_marker[track];
