@@ -109,14 +109,14 @@ void set_up_window(kestrune::main_window& w, kestrune::qt_ui& window_ui, kestrun
 #endif
     const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
     const bool zoom_given = o.zoom >= 0;
-    w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), first_start || screenshot || zoom_given);
+    w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), true);
     const user_settings& u = s.settings;
-    if (first_start || screenshot || zoom_given)
-        w.default_place(false);
-    else if (u.window_width <= 0 || u.window_height <= 0)
+    if (screenshot)
+        w.resize(w.zoom_size());  // the whole zoom, whatever screen the picture is taken on
+    else if (first_start || zoom_given || u.window_width <= 0 || u.window_height <= 0)
         w.default_place();
-    else
-        w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
+    else  // the stored corner with the zoom's size, held to the screen
+        w.restore_place(u.window_left, u.window_top, w.width(), w.height());
 }
 
 // The window as it shows, or the help page, into the PNG; the exit status.

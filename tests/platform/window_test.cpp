@@ -147,6 +147,29 @@ TEST_F(window_fixture, the_keyboard_comes_back_after_a_box) {
     s->trans.stop();
 }
 
+// The first start takes the largest zoom that fits the screen; every zoom change gives the
+// window that zoom's size, held to the screen's available area.
+TEST_F(window_fixture, the_window_takes_its_zoom_held_to_the_screen) {
+    main_window w(*s);
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    s->settings.zoom_index = -1;
+    const int first = w.starting_zoom();
+    ASSERT_LT(first, zoom_rows - 1) << "the test wants a screen smaller than the largest zoom";
+    w.apply_zoom(first + 1, false);
+    EXPECT_FALSE(room.size().expandedTo(w.zoom_size()) == room.size()) << first;
+    w.apply_zoom(first, true);
+    w.show();
+    EXPECT_EQ(w.size(), w.zoom_size());
+
+    dispatch_command(*s, cmd::zoom_first + zoom_rows - 1);
+    const QSize frame = w.frameGeometry().size() - w.size();
+    EXPECT_TRUE(room.contains(w.frameGeometry()));
+    EXPECT_EQ(w.size(), (room.size() - frame).boundedTo(w.zoom_size()));
+    dispatch_command(*s, cmd::zoom_first);
+    EXPECT_EQ(w.size(), QSize(325, 283));
+    EXPECT_TRUE(room.contains(w.frameGeometry()));
+}
+
 // A stored place larger than the screen or beyond it is held to the screen's available area; one
 // that fits stays as it was.
 TEST_F(window_fixture, a_stored_place_is_held_to_the_screen) {
