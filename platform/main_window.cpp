@@ -205,6 +205,7 @@ void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
         b->setFocusPolicy(Qt::NoFocus);
         b->setFont(fonts_.small);
         b->setGeometry(to_qt(c.place));
+        b->setToolTip(QString::fromStdString(command_tip(s_, c.command)));
         const int id = c.command;
         connect(b, &QPushButton::clicked, this, [this, id] { dispatch_command(s_, id); });
         buttons_.push_back(b);

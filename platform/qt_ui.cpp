@@ -2,14 +2,18 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressDialog>
+#include <QStandardPaths>
 #include <QStringList>
 #include <cstdio>
+
+#include "files/settings_file.h"
 
 namespace kestrune {
 
@@ -43,6 +47,18 @@ QMessageBox::Icon to_qt(msg_icon i) {
     case msg_icon::question: return QMessageBox::Question;
     }
     return QMessageBox::NoIcon;
+}
+
+// Where a file dialog opens: the folder remembered for its kind, else the desktop's music
+// folder, else home. The program's own folder is only the stored default, never a choice.
+QString start_folder(const std::string& remembered) {
+    const QString asked = QString::fromStdString(remembered);
+    if (!asked.isEmpty() && QDir(asked) != QDir(QString::fromStdString(program_folder_path(""))) &&
+        QDir(asked).exists())
+        return asked;
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    if (!music.isEmpty() && QDir(music).exists()) return music;
+    return QDir::homePath();
 }
 
 // "Song Files (*.sng)|*.sng|All Files (*.*)|*.*" as Qt's name filters.
@@ -152,7 +168,7 @@ void qt_ui::forget_window() {
 std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r) {
     if (giving_up_) return std::nullopt;
     const focus_back back(*this);
-    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), start_folder(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptOpen);
     dlg.setFileMode(QFileDialog::ExistingFile);
     dlg.setNameFilters(name_filters(r.filter));
@@ -164,7 +180,7 @@ std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r)
 std::optional<std::string> qt_ui::save_file_dialog(const file_dialog_request& r) {
     if (giving_up_) return std::nullopt;
     const focus_back back(*this);
-    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), start_folder(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptSave);
     dlg.setFileMode(QFileDialog::AnyFile);
     dlg.setNameFilters(name_filters(r.filter));

@@ -108,15 +108,29 @@ bool open_start_file(session& s, const std::string& command_line_name) {
         call(s.window.title_changed);
     }
     s.trans.rewind(1);
+    s.mark_song_saved();
     call(s.window.menus_changed);
     return loaded;
 }
 
+void session::mark_song_saved() {
+    saved_edits_ = prog.changes.edits();
+    mark_after_command_ = true;
+}
+
+void session::command_finished() {
+    if (mark_after_command_) saved_edits_ = prog.changes.edits();
+    mark_after_command_ = false;
+}
+
 bool confirm_close(session& s) {
-    const msg_answer a = s.prog.screen.message(ask_save_before_closing, msg_icon::question,
-                                               msg_buttons::yes_no_cancel, msg_answer::yes);
-    if (a == msg_answer::cancel) return false;
-    if (a == msg_answer::yes && !save_song(s.prog, s.files)) return false;
+    // A song untouched since it was loaded or saved closes without the question.
+    if (s.song_edited()) {
+        const msg_answer a = s.prog.screen.message(ask_save_before_closing, msg_icon::question,
+                                                   msg_buttons::yes_no_cancel, msg_answer::yes);
+        if (a == msg_answer::cancel) return false;
+        if (a == msg_answer::yes && !save_song(s.prog, s.files)) return false;
+    }
     if (s.editor_open()) call(s.close_editor);
     if (s.prog.running()) s.trans.stop();
     return true;
@@ -159,6 +173,7 @@ bool open_dropped_files(session& s, const std::vector<std::string>& paths) {
     remember_folder(s.files, is_song_name(paths.front()) ? folder_load_song : folder_load_midi,
                     paths.front());
     add_recent_file(s.files, paths.front());
+    s.mark_song_saved();
     p.screen.repaint(-1);
     call(s.window.bring_to_front);
     return true;

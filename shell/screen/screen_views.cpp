@@ -310,6 +310,10 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
     if (!v.text.empty()) {
         rect tr = r;
         tr.top += g.list_font_shortfall;
+        // Texts keep clear of the cell's edges, so neighbouring columns never touch.
+        const int padding = g.width / 4;
+        if (v.align == text_align::left) tr.left += padding;
+        if (v.align == text_align::right) tr.right -= padding;
         const colour_role ink = v.inverted                   ? colour_role::highlight_text
                                 : v.font == font_kind::small ? colour_role::dim_text
                                                              : colour_role::field_text;

@@ -6,11 +6,15 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPainter>
 #include <QScreen>
+#include <QStyle>
+#include <QStyleFactory>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
 #include <QWindow>
+#include <cmath>
 #include <filesystem>
 #include <map>
 
@@ -19,6 +23,7 @@
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
+#include "platform/qt_canvas.h"
 #include "platform/qt_ui.h"
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
@@ -212,6 +217,11 @@ TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) 
     ASSERT_EQ(start_session(q), 0);
     write_midi_song("close.mid", 2, 4);
     ASSERT_TRUE(open_start_file(q, "close.mid"));
+    // Untouched since it loaded: no question. A mute set by key is an edit.
+    EXPECT_TRUE(confirm_close(q));
+    EXPECT_TRUE(script.messages.empty());
+    q.screen = std::make_unique<main_screen>(q.prog, q.trans);
+    press_key(q, key_event{key_code::character, 'Z', {}, false});
 
     script.answers = {msg_answer::cancel};
     EXPECT_FALSE(confirm_close(q));
@@ -220,11 +230,17 @@ TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) 
     EXPECT_FALSE(confirm_close(q));
     script.answers = {msg_answer::no};
     EXPECT_TRUE(confirm_close(q));
+    // Saved: closing asks nothing until the next edit.
+    script.file_names = {(dir / "close.sng").string()};
+    EXPECT_EQ(dispatch_command(q, cmd::save_song), outcome::done);
+    const std::size_t asked = script.messages.size();
+    EXPECT_TRUE(confirm_close(q));
+    EXPECT_EQ(script.messages.size(), asked);
 
     q.prog.d.recording = 1;
     dispatch_command(q, cmd::load_song);
     EXPECT_EQ(script.last_text(), msg_while_recording);
-    EXPECT_EQ(script.dialogs.size(), 1u);  // only the Save dialog above
+    EXPECT_EQ(script.dialogs.size(), 2u);  // only the Save dialogs above
     q.prog.d.recording = 0;
 
     script.answers = {msg_answer::cancel};
@@ -241,6 +257,37 @@ TEST_F(window_fixture, closing_clearing_recent_files_and_the_recording_refusal) 
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(q.files.recent_files.empty());
     end_session(q, false);
+}
+
+// Every text of the screen reads at 4.5:1 or better on its face, in a light and a dark palette.
+TEST(screen_colours, every_text_reads_on_its_face_in_light_and_dark) {
+    const auto luminance = [](const QColor& c) {
+        const auto lin = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * lin(c.redF()) + 0.7152 * lin(c.greenF()) + 0.0722 * lin(c.blueF());
+    };
+    const auto contrast = [&](const QColor& a, const QColor& b) {
+        const double x = luminance(a), y = luminance(b);
+        return (std::max(x, y) + 0.05) / (std::min(x, y) + 0.05);
+    };
+    const QPalette light_desktop = QStyleFactory::create("Fusion")->standardPalette();
+    QPalette dark_desktop = light_desktop;
+    for (auto [role, rgb] : {std::pair{QPalette::Window, 0x202326}, {QPalette::WindowText, 0xfcfcfc},
+                             {QPalette::Button, 0x292c30}, {QPalette::Base, 0x141618}, {QPalette::Text, 0xfcfcfc},
+                             {QPalette::Highlight, 0x3daee9}, {QPalette::HighlightedText, 0xfcfcfc}})
+        dark_desktop.setColor(role, QColor(rgb));
+    dark_desktop.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e7175));
+    QImage image(1, 1, QImage::Format_ARGB32);
+    QPainter painter(&image);
+    const qt_fonts fonts;
+    using enum colour_role;
+    for (const QPalette& palette : {light_desktop, dark_desktop}) {
+        const qt_canvas c(painter, fonts, palette);
+        for (auto [ink, face] : {std::pair{text, window}, {text, panel}, {dim_text, window}, {dim_text, panel},
+                                 {field_text, field}, {highlight_text, highlight}})
+            EXPECT_GE(contrast(c.colour(ink), c.colour(face)), 4.5)
+                << static_cast<int>(ink) << " on " << static_cast<int>(face) << " in "
+                << palette.color(QPalette::Window).name().toStdString();
+    }
 }
 
 TEST(shortcuts, keys_by_their_place_whatever_the_layout) {
