@@ -50,12 +50,12 @@ QMessageBox::Icon to_qt(msg_icon i) {
 }
 
 // Where a file dialog opens: the folder remembered for its kind, else the desktop's music
-// folder, else home. The program's own folder is only the stored default, never a choice.
+// folder, else home. Home and the program's own folder are only the stored defaults.
 QString start_folder(const std::string& remembered) {
-    const QString asked = QString::fromStdString(remembered);
-    if (!asked.isEmpty() && QDir(asked) != QDir(QString::fromStdString(program_folder_path(""))) &&
-        QDir(asked).exists())
-        return asked;
+    const QDir asked(QString::fromStdString(remembered));
+    if (!remembered.empty() && asked != QDir(QString::fromStdString(program_folder_path(""))) &&
+        asked != QDir::home() && asked.exists())
+        return asked.path();
     const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
     if (!music.isEmpty() && QDir(music).exists()) return music;
     return QDir::homePath();
