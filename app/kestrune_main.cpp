@@ -22,6 +22,7 @@
 #include "files/synth_settings.h"
 #ifdef KESTRUNE_DIALOGS
 #include "platform/dialog_host.h"
+#include "shell/dialogs/dialog_frame.h"
 #endif
 #include "platform/help_commands.h"
 #include "platform/help_window.h"
@@ -99,26 +100,30 @@ void set_up_window(kestrune::main_window& w, kestrune::qt_ui& window_ui, kestrun
     window_ui.set_field_parent(w.view_widget());
     window_ui.on_repaint = [&w](int) { w.view_widget()->update(); };
 #ifdef KESTRUNE_DIALOGS
-    window_ui.dialog_runner = [&w](dialog& d) { return run_dialog_window(&w, d); };
+    // A dialog's cells are the main screen's, so it follows the zoom as the window does.
+    window_ui.dialog_runner = [&w, &s](dialog& d) {
+        if (!d.has_cells()) d.set_cells(s.screen->cell_width(), s.screen->cell_height());
+        return run_dialog_window(&w, d);
+    };
     s.setup_dialogs = !screenshot;
 #endif
     const bool first_start = s.settings.zoom_index < 0 || s.settings.zoom_index >= zoom_rows;
     const bool zoom_given = o.zoom >= 0;
-    w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), first_start || screenshot || zoom_given);
+    w.apply_zoom(zoom_given ? o.zoom : w.starting_zoom(), true);
     const user_settings& u = s.settings;
-    if (first_start || screenshot || zoom_given)
-        w.default_place(false);
-    else if (u.window_width <= 0 || u.window_height <= 0)
+    if (screenshot)
+        w.resize(w.zoom_size());  // the whole zoom, whatever screen the picture is taken on
+    else if (first_start || zoom_given || u.window_width <= 0 || u.window_height <= 0)
         w.default_place();
-    else
-        w.restore_place(u.window_left, u.window_top, u.window_width, u.window_height);
+    else  // the stored corner with the zoom's size, held to the screen
+        w.restore_place(u.window_left, u.window_top, w.width(), w.height());
 }
 
 // The window as it shows, or the help page, into the PNG; the exit status.
-int take_screenshot(kestrune::main_window& w, kestrune::session& s, const options& o,
+int take_screenshot(kestrune::main_window& w, const options& o,
                     bool start_file_failed, bool stopped) {
     w.show();
-    s.screen->tick(s.prog.clk.now_ms());
+    w.tick();
     QApplication::processEvents();
     if (!o.help_page.empty()) return help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
     if (start_file_failed) return 1;
@@ -195,7 +200,7 @@ int main(int argc, char** argv) {
         const std::string file = command_line_file(o.file_words);
         const bool loaded = nsm ? false : open_start_file(s, file);
         if (screenshot) {
-            rc = take_screenshot(w, s, o, !file.empty() && !loaded, stop_requested());
+            rc = take_screenshot(w, o, !file.empty() && !loaded, stop_requested());
         } else if (!stop_requested()) {
             running = &w;
             w.show();

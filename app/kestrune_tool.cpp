@@ -73,7 +73,8 @@ bool song_is_empty(const program& p) {
 
 // Loads a file by its extension, as a file named on the command line: a song as it is, a MIDI
 // file into a cleared song, a pattern into pattern 1 of the empty song, a track or sysex file
-// into its track 1. A MIDI file that leaves the song empty counts as a failed load.
+// into its track 1. A MIDI file read cleanly that holds no events is an empty song, said so; one
+// whose reading already failed with its message counts as a failed load.
 bool load_input(program& p, const std::string& path) {
     const std::string ext = extension_upper(path);
     if (ext == ".SNG") return read_song_file(p, path, true) == load_result::loaded;
@@ -81,10 +82,13 @@ bool load_input(program& p, const std::string& path) {
     if (ext == ".TRK") return read_track_file(p, 0, 0, path) == load_result::loaded;
     if (ext == ".SYX") return read_syx_file(p, 0, 0, path) == load_result::loaded;
     if (ext == ".MID" || ext == ".KAR") {
+        const auto* shown = dynamic_cast<const console_ui*>(&p.screen);
+        const int before = shown ? shown->messages() : 0;
         if (read_midi_file(p, path, cleared_song_load) != 1) return false;
         if (!song_is_empty(p)) return true;
+        const bool clean = shown && shown->messages() == before;
         p.message(msg_no_data_in_midi_file);
-        return false;
+        return clean;
     }
     p.message("Unknown file type");
     return false;

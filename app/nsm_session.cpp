@@ -47,6 +47,7 @@ nsm_result nsm_session::open(const std::string& folder) {
         call(s_.files.title_changed);
     }
     s_.trans.rewind(1);
+    s_.mark_song_saved();
     p.screen.repaint(-1);
     return {};
 }
@@ -55,6 +56,7 @@ nsm_result nsm_session::save() {
     program& p = s_.prog;
     if (p.recording()) return {nsm_err_not_now, msg_while_recording};
     if (!write_song_file(p, song_)) return {nsm_err_general, "Can't save " + song_};
+    s_.mark_song_saved();
     return {};
 }
 
@@ -62,8 +64,9 @@ void nsm_session::bind_file_commands() {
     // The session's song is the only song: Save Song saves it, and Load Song stays out.
     if (command_record* save = s_.commands.find(cmd::save_song))
         save->run = [this](program& p, const field_values&) {
-            if (song_.empty() || p.refuse_while_recording()) return outcome::refused;
-            return write_song_file(p, song_) ? outcome::done : outcome::refused;
+            if (song_.empty() || p.refuse_while_recording() || !write_song_file(p, song_)) return outcome::refused;
+            s_.mark_song_saved();
+            return outcome::done;
         };
     if (command_record* load = s_.commands.find(cmd::load_song))
         load->enabled = [](const program&) { return false; };

@@ -57,7 +57,10 @@ struct app_state {
 struct change_counters {
     std::uint32_t song = 0;    // cleared or loaded: views go back to their start
     std::uint32_t tracks = 0;  // the events of a track were rewritten (track functions, undo, takes)
-    std::uint32_t commands = 0;  // commands that changed the song: the closing question asks after one
+    std::uint32_t commands = 0;  // commands that changed the song
+    std::uint32_t values = 0;    // a value, name or mute of the song set by hand on the screen
+    // Every edit of the song: the closing question asks when this moved since the last load or save.
+    std::uint32_t edits() const { return tracks + commands + values; }
 };
 
 // The one undo copy of a track; its chain lies outside all patterns.

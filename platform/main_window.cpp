@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollArea>
 #include <QScrollBar>
 
 #include "platform/help_window.h"
@@ -118,7 +119,13 @@ main_window::main_window(session& s) : s_(s) {
     s_.screen = std::make_unique<main_screen>(s_.prog, s_.trans);
     s_.screen->set_recording_actions(recorder_actions(s_.rec));
     view_ = new screen_view(s_, fonts_, this);
-    setCentralWidget(view_);
+    // A window held smaller than its zoom by the screen scrolls rather than cuts the screen off.
+    auto* area = new QScrollArea(this);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setWidgetResizable(true);
+    area->setWidget(view_);
+    setCentralWidget(area);
     scroll_ = new QScrollBar(Qt::Vertical, view_);
     scroll_->setRange(0, 16);
     scroll_->setSingleStep(1);
@@ -134,7 +141,7 @@ main_window::main_window(session& s) : s_(s) {
     window_hooks& w = s_.window;
     w.title_changed = [this] { setWindowTitle(QString::fromStdString(s_.window_title())); };
     w.menus_changed = [this] { refresh_menus(); };
-    w.relayout = [this] { apply_zoom(s_.settings.zoom_index, false); };
+    w.relayout = [this] { apply_zoom(s_.settings.zoom_index, true); };
     w.default_window_place = [this] { default_place(); };
     w.bring_to_front = [this] {
         raise();
@@ -152,15 +159,34 @@ main_window::~main_window() {
 
 QWidget* main_window::view_widget() const { return view_; }
 
-int main_window::starting_zoom() const {
+QSize main_window::zoom_size() const {
+    // The row's size, but never smaller than what the screen model needs.
+    const zoom_row& row = zoom_table[s_.screen->zoom_index()];
+    return {std::max(row.window_width, s_.screen->client_width()),
+            std::max(row.window_height, s_.screen->client_height() + menuBar()->sizeHint().height())};
+}
+
+QRect main_window::room() const {
+    const QScreen* screen = isVisible() ? this->screen() : QGuiApplication::primaryScreen();
+    if (!screen) return QRect(0, 0, 1024, 768);
+    // Less the window's frame, once the desktop has given it one.
+    const QSize frame = isVisible() ? frameGeometry().size() - geometry().size() : QSize(0, 0);
+    const QRect area = screen->availableGeometry();
+    return QRect(area.topLeft(), area.size() - frame);
+}
+
+int main_window::starting_zoom() {
     const int stored = s_.settings.zoom_index;
     if (stored >= 0 && stored < zoom_rows) return stored;
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    const QSize room = screen ? screen->availableSize() : QSize(1024, 768);
-    int row = 2;
-    for (int z = 0; z < zoom_rows; ++z)
-        if (zoom_table[z].window_width <= room.width() && zoom_table[z].window_height <= room.height()) row = z;
-    return row;
+    // The largest row whose window, laid out, fits the screen's available area.
+    const QSize fits = room().size();
+    qt_font_source fonts;
+    for (int z = zoom_rows - 1; z >= 0; --z) {
+        s_.screen->layout(z, fonts.system_font());
+        const QSize wanted = zoom_size();
+        if (wanted.width() <= fits.width() && wanted.height() <= fits.height()) return z;
+    }
+    return 2;
 }
 
 void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
@@ -179,30 +205,22 @@ void main_window::apply_zoom(int zoom_index, bool resize_to_row) {
         b->setFocusPolicy(Qt::NoFocus);
         b->setFont(fonts_.small);
         b->setGeometry(to_qt(c.place));
+        b->setToolTip(QString::fromStdString(command_tip(s_, c.command)));
         const int id = c.command;
         connect(b, &QPushButton::clicked, this, [this, id] { dispatch_command(s_, id); });
         buttons_.push_back(b);
     }
     sync_buttons();
-    if (resize_to_row) {
-        // The row's size, but never smaller than what the screen needs.
-        const zoom_row& row = zoom_table[s_.settings.zoom_index];
-        resize(std::max(row.window_width, s_.screen->client_width()),
-               std::max(row.window_height, s_.screen->client_height() + menuBar()->sizeHint().height()));
-    }
+    if (resize_to_row) resize(zoom_size().boundedTo(room().size()));
     refresh_menus();
     view_->update();
 }
 
-void main_window::default_place(bool resize_to_client) {
-    const int menu_height = menuBar()->sizeHint().height();
-    if (resize_to_client) resize(s_.screen->client_width(), s_.screen->client_height() + menu_height);
-    if (const QScreen* screen = this->screen()) {
-        const QRect room = screen->availableGeometry();
-        const QSize outer = frameGeometry().size();
-        move(std::max(room.left() - 4, room.left() + (room.width() - outer.width()) / 2),
-             std::max(room.top() - 4, room.top() + (room.height() - outer.height()) / 2));
-    }
+void main_window::default_place() {
+    resize(zoom_size().boundedTo(room().size()));
+    const QRect r = room();
+    move(std::max(r.left() - 4, r.left() + (r.width() - width()) / 2),
+         std::max(r.top() - 4, r.top() + (r.height() - height()) / 2));
 }
 
 void main_window::restore_place(int left, int top, int width, int height) {
@@ -248,6 +266,7 @@ void main_window::show_quantize_popup(const quantize_popup_request& r) {
         a->setData(static_cast<int>(i));
     }
     QAction* chosen = menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)));
+    view_->setFocus(Qt::PopupFocusReason);
     if (!chosen) return;
     // The item's value, with the settings as they stand, for the track the pop-up was opened on.
     s_.prog.app.quantize_popup_track = r.track;

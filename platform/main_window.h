@@ -27,13 +27,15 @@ public:
     explicit main_window(session& s);
     ~main_window() override;
 
-    // Lays the window out at a zoom row; `resize_to_row` gives the window that row's size.
+    // Lays the window out at a zoom row; `resize_to_row` gives the window that row's size, held
+    // to the screen's available area.
     void apply_zoom(int zoom_index, bool resize_to_row);
-    // The first zoom: the stored one, else the last row that fits the screen (row 2 if none).
-    int starting_zoom() const;
-    // Client size from the screen model (unless left out), centred, its corner not above or
-    // left of -4.
-    void default_place(bool resize_to_client = true);
+    // The first zoom: the stored one, else the largest row whose window fits the screen.
+    int starting_zoom();
+    // The zoom row's window size, at least what the screen model needs.
+    QSize zoom_size() const;
+    // The zoom's size held to the screen, centred, its corner not above or left of -4.
+    void default_place();
     // A stored place, held to the available area of its screen (the primary one when it is on
     // none): never larger than that area, and wholly inside it.
     void restore_place(int left, int top, int width, int height);
@@ -60,6 +62,8 @@ protected:
     void changeEvent(QEvent* e) override;
 
 private:
+    // The screen's available area for the window itself, its frame taken off.
+    QRect room() const;
     void build_menus();
     void fill_menu(QMenu* m, const std::vector<menu_item>& items);
     void sync_buttons();

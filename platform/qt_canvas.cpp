@@ -5,6 +5,8 @@
 #include <QFontMetrics>
 #include <QPainterPath>
 #include <QStringDecoder>
+#include <algorithm>
+#include <cmath>
 
 #include "shell/screen/main_screen.h"
 
@@ -34,6 +36,45 @@ QFont made_font(QFont f, const font_spec& want) {
 }
 
 
+// Relative luminance and the contrast of two colours, 1 to 21.
+double luminance(const QColor& c) {
+    const auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+    return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
+}
+
+double contrast(const QColor& a, const QColor& b) {
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+constexpr double readable_contrast = 4.5;
+
+QColor mixed(const QColor& a, const QColor& b, int percent_of_b) {
+    const auto m = [&](int x, int y) { return x + (y - x) * percent_of_b / 100; };
+    return QColor(m(a.red(), b.red()), m(a.green(), b.green()), m(a.blue(), b.blue()));
+}
+
+// A label's ink: the text colour eased toward the face as far as it stays readable on every
+// face a label stands on.
+QColor label_ink(const QPalette& pal) {
+    const QColor ink = pal.color(QPalette::WindowText);
+    const QColor faces[] = {pal.color(QPalette::Window), pal.color(QPalette::Button)};
+    for (int eased = 45; eased > 0; eased -= 5) {
+        const QColor c = mixed(ink, faces[0], eased);
+        if (std::all_of(std::begin(faces), std::end(faces),
+                        [&](const QColor& f) { return contrast(c, f) >= readable_contrast; }))
+            return c;
+    }
+    return ink;
+}
+
+// A face darkened or lightened, away from its ink, until the ink reads on it.
+QColor face_for(QColor face, const QColor& ink) {
+    const QColor away = luminance(ink) > luminance(face) ? QColor(Qt::black) : QColor(Qt::white);
+    for (int step = 0; step < 20 && contrast(face, ink) < readable_contrast; ++step) face = mixed(face, away, 10);
+    return face;
+}
+
 }  // namespace
 
 qt_fonts qt_fonts::for_screen(const main_screen& screen) {
@@ -61,8 +102,9 @@ QColor qt_canvas::colour(colour_role c) const {
     case colour_role::field: return palette_.color(QPalette::Base);
     case colour_role::text: return palette_.color(QPalette::WindowText);
     case colour_role::field_text: return palette_.color(QPalette::Text);
-    case colour_role::dim_text: return palette_.color(QPalette::Disabled, QPalette::WindowText);
-    case colour_role::highlight: return palette_.color(QPalette::Highlight);
+    case colour_role::dim_text: return label_ink(palette_);
+    case colour_role::highlight:
+        return face_for(palette_.color(QPalette::Highlight), palette_.color(QPalette::HighlightedText));
     case colour_role::highlight_text: return palette_.color(QPalette::HighlightedText);
     case colour_role::light: return palette_.color(QPalette::Light);
     case colour_role::shadow: return palette_.color(QPalette::Dark);

@@ -2,14 +2,18 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressDialog>
+#include <QStandardPaths>
 #include <QStringList>
 #include <cstdio>
+
+#include "files/settings_file.h"
 
 namespace kestrune {
 
@@ -45,6 +49,18 @@ QMessageBox::Icon to_qt(msg_icon i) {
     return QMessageBox::NoIcon;
 }
 
+// Where a file dialog opens: the folder remembered for its kind, else the desktop's music
+// folder, else home. Home and the program's own folder are only the stored defaults.
+QString start_folder(const std::string& remembered) {
+    const QDir asked(QString::fromStdString(remembered));
+    if (!remembered.empty() && asked != QDir(QString::fromStdString(program_folder_path(""))) &&
+        asked != QDir::home() && asked.exists())
+        return asked.path();
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    if (!music.isEmpty() && QDir(music).exists()) return music;
+    return QDir::homePath();
+}
+
 // "Song Files (*.sng)|*.sng|All Files (*.*)|*.*" as Qt's name filters.
 QStringList name_filters(const std::string& filter) {
     QStringList parts = QString::fromStdString(filter).split('|');
@@ -59,6 +75,25 @@ QStringList name_filters(const std::string& filter) {
 }
 
 }  // namespace
+
+// The keyboard goes back to the main screen when a box closes, so the keypad plays at once.
+class qt_ui::focus_back {
+public:
+    explicit focus_back(const qt_ui& u) : u_(u) {}
+    ~focus_back() {
+        QWidget* home = u_.field_parent_ ? u_.field_parent_ : u_.parent_;
+        if (!home || u_.giving_up_) return;
+        home->activateWindow();
+        home->setFocus(Qt::OtherFocusReason);
+    }
+    focus_back(const focus_back&) = delete;
+    focus_back& operator=(const focus_back&) = delete;
+
+private:
+    const qt_ui& u_;
+};
+
+void qt_ui::restore_focus() const { focus_back back(*this); }
 
 qt_ui::qt_ui() = default;
 qt_ui::~qt_ui() = default;
@@ -102,6 +137,7 @@ msg_answer qt_ui::message(const std::string& text, msg_icon icon, msg_buttons bu
     if (giving_up_) return escape_answer(buttons);
     // A message interrupts a wait: it shows the arrow.
     while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
+    const focus_back back(*this);
     QMessageBox box(to_qt(icon), QString::fromStdString(caption), QString::fromStdString(text),
                     to_qt(buttons), parent_);
     box.setDefaultButton(to_qt(default_answer));
@@ -131,7 +167,8 @@ void qt_ui::forget_window() {
 
 std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r) {
     if (giving_up_) return std::nullopt;
-    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    const focus_back back(*this);
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), start_folder(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptOpen);
     dlg.setFileMode(QFileDialog::ExistingFile);
     dlg.setNameFilters(name_filters(r.filter));
@@ -142,7 +179,8 @@ std::optional<std::string> qt_ui::open_file_dialog(const file_dialog_request& r)
 
 std::optional<std::string> qt_ui::save_file_dialog(const file_dialog_request& r) {
     if (giving_up_) return std::nullopt;
-    QFileDialog dlg(parent_, QString::fromStdString(r.title), QString::fromStdString(r.folder));
+    const focus_back back(*this);
+    QFileDialog dlg(parent_, QString::fromStdString(r.title), start_folder(r.folder));
     dlg.setAcceptMode(QFileDialog::AcceptSave);
     dlg.setFileMode(QFileDialog::AnyFile);
     dlg.setNameFilters(name_filters(r.filter));
@@ -150,6 +188,12 @@ std::optional<std::string> qt_ui::save_file_dialog(const file_dialog_request& r)
     if (!r.file_name.empty()) dlg.selectFile(QString::fromStdString(r.file_name));
     if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return std::nullopt;
     return dlg.selectedFiles().front().toStdString();
+}
+
+bool qt_ui::run_dialog(dialog& d) {
+    if (giving_up_ || !dialog_runner) return false;
+    const focus_back back(*this);
+    return dialog_runner(d);
 }
 
 void qt_ui::wait_cursor() {
@@ -173,6 +217,7 @@ std::optional<std::string> qt_ui::edit_in_place(int x, int y, int width, int hei
                                                 const std::string& text, int max_length) {
     QWidget* over = field_parent_ ? field_parent_ : parent_;
     if (!over || giving_up_) return std::nullopt;
+    const focus_back back(*this);
     return line_edit_over(over, over->font(), QRect(x, y, width, height), QString::fromStdString(text),
                           max_length);
 }

@@ -38,8 +38,11 @@ public:
     void repaint(int region) override;
     std::optional<std::string> edit_in_place(int x, int y, int width, int height,
                                              const std::string& text, int max_length) override;
-    bool run_dialog(dialog& d) override { return !giving_up_ && dialog_runner && dialog_runner(d); }
+    bool run_dialog(dialog& d) override;
     bool progress(const std::string& title, const std::string& text, double done) override;
+
+    // The keyboard back to the main screen, as after every box and dialog.
+    void restore_focus() const;
 
     // Messages shown so far, for the program's tests.
     int messages_shown() const { return messages_; }
@@ -51,6 +54,7 @@ public:
     void forget_window();
 
 private:
+    class focus_back;
     QWidget* parent_ = nullptr;
     QWidget* field_parent_ = nullptr;
     int wait_depth_ = 0;

@@ -99,6 +99,8 @@ public:
         sf_command(file_, SFC_SET_CLIPPING, nullptr, SF_TRUE);
     }
     ~audio_file() { abandon(); }
+    std::uint64_t frames() const { return frames_; }
+    float peak() const { return peak_; }
 
     bool ok() const { return file_ != nullptr; }
     // Why creating, writing or finishing failed, in the system's or the encoder's words.
@@ -108,7 +110,9 @@ public:
         for (std::uint32_t i = 0; i < frames; ++i) {
             interleaved_[2 * i] = left[i];
             interleaved_[2 * i + 1] = right[i];
+            peak_ = std::max({peak_, std::fabs(left[i]), std::fabs(right[i])});
         }
+        frames_ += frames;
         if (sf_writef_float(file_, interleaved_.data(), frames) == frames) return true;
         why_ = sf_strerror(file_);
         return false;
@@ -142,6 +146,8 @@ private:
     SNDFILE* file_ = nullptr;
     std::vector<float> interleaved_;
     std::string why_;
+    std::uint64_t frames_ = 0;
+    float peak_ = 0;
 };
 
 // The song's sound, written as the engine's time goes on.
@@ -249,7 +255,7 @@ bool audio_file_type(const std::string& path, int* format) {
 }
 
 bool render_audio(ui& screen, const song_loader& load, const render_request& r,
-                  const render_progress& progress, const std::atomic<bool>* cancel) {
+                  const render_progress& progress, const std::atomic<bool>* cancel, render_summary* summary) {
     const auto fail = [&](const std::string& text) {
         screen.message(text, msg_icon::stop);
         return false;
@@ -314,6 +320,7 @@ bool render_audio(ui& screen, const song_loader& load, const render_request& r,
         eng.run_until(clk.now_us());
         if (!out.render_to(clk.now_us())) return done(fail(write_error(file, r.output)));
     } while (!out.quiet() && clk.now_us() < tail_end);
+    if (summary) *summary = {.seconds = double(file.frames()) / synth.sample_rate(), .peak = file.peak()};
     if (!file.commit()) return done(fail(write_error(file, r.output)));
     if (progress) progress(1.0);
     return done(true);

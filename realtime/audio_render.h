@@ -27,6 +27,12 @@ struct render_request {
     int to_bar = 0;  // the last bar that sounds; 0: to the song's end
 };
 
+// What a finished render wrote: its length and its loudest sample (1.0 is full scale).
+struct render_summary {
+    double seconds = 0;
+    float peak = 0;
+};
+
 // Fills the export's own program with the song; shows its own messages when it cannot.
 using song_loader = std::function<bool(program&)>;
 // The part done, 0 to 1, each time it grows.
@@ -40,6 +46,7 @@ bool audio_file_type(const std::string& path, int* format);
 // nothing is left under the output's name: the audio goes to a temporary file beside it, renamed
 // over it only when complete.
 bool render_audio(ui& screen, const song_loader& load, const render_request& r,
-                  const render_progress& progress = {}, const std::atomic<bool>* cancel = nullptr);
+                  const render_progress& progress = {}, const std::atomic<bool>* cancel = nullptr,
+                  render_summary* summary = nullptr);
 
 }  // namespace kestrune

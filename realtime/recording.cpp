@@ -427,6 +427,7 @@ void recorder::store_take(int pattern, int track) {
     // Every stop comes here; without a take there is nothing to store, and a punch armed but
     // never reached has no mute to give back.
     if (!d_.recording) return;
+    ++p_.changes.tracks;  // the take rewrites the track
     p_.screen.wait_cursor();
     event_store s = p_.store();
     take_range r = range_of_take();

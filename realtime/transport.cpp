@@ -36,9 +36,10 @@ void transport::buttons_running() {
     buttons.stop = buttons.pause = false;
 }
 
-void transport::buttons_stopped() {
+void transport::buttons_stopped(bool paused) {
     buttons.play = false;
-    buttons.stop = buttons.pause = true;
+    buttons.stop = true;
+    buttons.pause = paused;
 }
 
 void transport::halt_transport(int mode) {
@@ -79,7 +80,7 @@ void transport::stop() {
     follow = false;
     buttons.record = buttons.overdub = false;
     position_redraw = true;
-    buttons_stopped();
+    buttons_stopped(false);
 }
 
 void transport::pause() {
@@ -100,7 +101,7 @@ void transport::pause() {
         }
         p_.wait_request(d_.all_notes_off_request);
         position_redraw = true;
-        buttons_stopped();
+        buttons_stopped(true);
         return;
     }
     if (!d_.external_sync) locate(p_, d_.position);
@@ -439,7 +440,7 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
 
     if (!event_editor_open && d.engine_request) {
         if (d.engine_request == request_refresh_buttons) {
-            if (shared_load(d.stopped)) buttons_stopped(); else buttons_running();
+            if (shared_load(d.stopped)) buttons_stopped(buttons.pause); else buttons_running();
         } else if (d.engine_request == request_end_take) {
             recorder(p_, *this).end_take();
         }
@@ -474,7 +475,7 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
     if (d.engine_stop) {
         halt_transport(0);
         follow = false;
-        buttons_stopped();
+        buttons_stopped(false);
         position_redraw = true;
         d.engine_stop = 0;
     }

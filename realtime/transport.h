@@ -19,7 +19,7 @@ inline constexpr const char* msg_max_bar_length = "You have reached max bar leng
 struct transport_buttons {
     bool play = false;
     bool stop = true;
-    bool pause = true;
+    bool pause = false;
     bool record = false;
     bool overdub = false;
     bool punch = false;
@@ -97,7 +97,8 @@ private:
     void wait_ms(int ms);
     void send_clock_ports(std::uint8_t a, std::uint8_t b = 0, std::uint8_t c = 0, int n = 1);
     void buttons_running();
-    void buttons_stopped();
+    // Stop lit; Pause too while the position is held by Pause.
+    void buttons_stopped(bool paused);
 
     program& p_;
     dll_data& d_;

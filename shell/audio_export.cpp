@@ -3,6 +3,8 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <cmath>
+#include <cstdio>
 #include <filesystem>
 
 #include "core/command_ids.h"
@@ -43,6 +45,19 @@ private:
     std::string path_;
 };
 
+// "Exported Song.wav" with its length and its loudest sample in dB below full scale.
+std::string export_done_text(const std::string& path, const render_summary& r) {
+    const int seconds = static_cast<int>(r.seconds + 0.5);
+    char length[32];
+    std::snprintf(length, sizeof length, "%d:%02d", seconds / 60, seconds % 60);
+    char peak[32];
+    if (r.peak > 0)
+        std::snprintf(peak, sizeof peak, "%.1f dBFS", 20 * std::log10(r.peak));
+    else
+        std::snprintf(peak, sizeof peak, "silence");
+    return "Exported " + file_name_of(path) + "\nLength " + length + ", peak " + peak;
+}
+
 }  // namespace
 
 std::string audio_name_for(const std::string& song_path) {
@@ -78,11 +93,15 @@ outcome export_audio(session& s) {
         if (!p.screen.progress(export_title, text, done)) cancel = true;
     };
     progress(0);
+    render_summary written;
     const bool made = render_audio(
         p.screen, [&copy](program& into) { return read_song_file(into, copy, true) == load_result::loaded; },
-        {.output = *out, .soundfont = s.setup.soundfont.in_use}, progress, &cancel);
+        {.output = *out, .soundfont = s.setup.soundfont.in_use}, progress, &cancel, &written);
     p.screen.progress(export_title, text, 1);
-    return made ? outcome::done : cancel ? outcome::cancelled : outcome::refused;
+    if (!made) return cancel ? outcome::cancelled : outcome::refused;
+    p.screen.message(export_done_text(*out, written), msg_icon::information, msg_buttons::ok, msg_answer::ok,
+                     export_title);
+    return outcome::done;
 }
 
 void add_audio_export(session& s) {

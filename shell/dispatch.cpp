@@ -18,6 +18,7 @@ outcome dispatch(session& s, int id, const field_values* given) {
                                           [&p](const command_record& r, field_values& v) {
                                               return ask_in_dialog(p, r, v);
                                           });
+    s.command_finished();
     call(s.window.menus_changed);
     return o;
 }
@@ -36,6 +37,14 @@ bool press_key(session& s, const key_event& k) {
         return true;
     }
     return s.screen && s.screen->key_down(k);
+}
+
+std::string command_tip(const session& s, int id) {
+    const command_record* c = s.commands.find(id);
+    if (!c) return {};
+    std::string tip = command_name(c->text);
+    if (!c->shortcut.empty()) tip += " (" + c->shortcut + ")";
+    return tip;
 }
 
 bool command_enabled(const session& s, int id) {

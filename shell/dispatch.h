@@ -4,6 +4,8 @@
 #include "core/command.h"
 #include "core/keys.h"
 
+#include <string>
+
 namespace kestrune {
 
 class session;
@@ -16,6 +18,8 @@ outcome dispatch_command(session& s, int id, field_values values);
 // A key first runs the command whose shortcut it is (held, only a command that repeats); only a
 // key no shortcut claims reaches the screen. True when the key was used.
 bool press_key(session& s, const key_event& k);
+// A button's tip: the command's name and its shortcut, "Cycle (C)".
+std::string command_tip(const session& s, int id);
 // Whether the session's command can run now.
 bool command_enabled(const session& s, int id);
 

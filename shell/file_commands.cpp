@@ -21,13 +21,15 @@ void set_title(session& s, const std::string& title) {
     call(s.window.title_changed);
 }
 
-// A MIDI file becomes a song of the same name: Save then offers "name.sng".
-void midi_file_loaded(session& s, const std::string& path) {
+// A MIDI file becomes a song of the same name: Save then offers "name.sng". Read into a song
+// edited before (kept, not erased), the whole is still unsaved.
+void midi_file_loaded(session& s, const std::string& path, bool was_edited) {
     std::string name = file_name_of(path);
     name = name.substr(0, name.size() - extension_upper(name).size()) + ".sng";
     s.files.current_file_name.clear();
     set_title(s, name);
     s.trans.rewind(1);
+    if (!was_edited) s.mark_song_saved();
 }
 
 bool is_midi_name(const std::string& path) {
@@ -63,6 +65,7 @@ void add_loads(session& s) {
     t.add(file_command(cmd::load_song, "&Load Song...", "Ctrl+O", true, help_page::files, then_repaint([&s, &fs](program& p) {
         if (!load_song(p, fs, false)) return false;
         s.trans.rewind(1);
+        s.mark_song_saved();
         return true;
     })));
     t.add(file_command(cmd::load_pattern, "Load &Pattern...", "", true, help_page::pattern_track_files,
@@ -73,8 +76,9 @@ void add_loads(session& s) {
                        then_repaint([&fs](program& p) { return load_syx_file(p, fs) != 0; })));
     t.add(file_command(cmd::load_midi_file, "Load &MIDI / Karaoke File...", "Ctrl+M", true, help_page::midi_files,
                        then_repaint([&s, &fs](program& p) {
+                           const bool was_edited = s.song_edited();
                            if (!load_midi_file(p, fs, midi_load_mode::ask, {})) return false;
-                           midi_file_loaded(s, fs.current_file_name);
+                           midi_file_loaded(s, fs.current_file_name, was_edited);
                            return true;
                        })));
 }
@@ -82,8 +86,11 @@ void add_loads(session& s) {
 void add_saves(session& s) {
     file_state& fs = s.files;
     command_table& t = s.commands;
-    t.add(file_command(cmd::save_song, "&Save Song...", "Ctrl+S", false, help_page::files,
-                       [&fs](program& p) { return save_song(p, fs); }));
+    t.add(file_command(cmd::save_song, "&Save Song...", "Ctrl+S", false, help_page::files, [&s, &fs](program& p) {
+        if (!save_song(p, fs)) return false;
+        s.mark_song_saved();
+        return true;
+    }));
     t.add(file_command(cmd::save_pattern, "Save P&attern...", "", false, help_page::pattern_track_files,
                        [&fs](program& p) { return save_pattern(p, fs); }));
     t.add(file_command(cmd::save_track, "Save T&rack...", "", false, help_page::pattern_track_files,
@@ -104,6 +111,7 @@ bool clear_song_command(session& s) {
     s.trans.rewind(1);
     s.files.current_file_name.clear();
     set_title(s, untitled_title);
+    s.mark_song_saved();  // nothing in it to lose
     p.screen.repaint(-1);
     return true;
 }
@@ -124,10 +132,12 @@ bool open_recent_file(session& s, int index) {
     }
     int loaded = 0;
     if (is_midi_name(path)) {
+        const bool was_edited = s.song_edited();
         loaded = load_recent_midi_file(p, s.files, path);
-        if (loaded) midi_file_loaded(s, path);
+        if (loaded) midi_file_loaded(s, path, was_edited);
     } else {
         loaded = load_recent_file(p, s.files, path);
+        if (loaded) s.mark_song_saved();
     }
     if (!loaded) p.message(msg_file_not_found);
     p.screen.repaint(-1);

@@ -120,15 +120,29 @@ bool open_start_file(session& s, const std::string& command_line_name) {
         call(s.window.title_changed);
     }
     s.trans.rewind(1);
+    s.mark_song_saved();
     call(s.window.menus_changed);
     return loaded;
 }
 
+void session::mark_song_saved() {
+    saved_edits_ = prog.changes.edits();
+    mark_after_command_ = true;
+}
+
+void session::command_finished() {
+    if (mark_after_command_) saved_edits_ = prog.changes.edits();
+    mark_after_command_ = false;
+}
+
 bool confirm_close(session& s) {
-    const msg_answer a = s.prog.screen.message(ask_save_before_closing, msg_icon::question,
-                                               msg_buttons::yes_no_cancel, msg_answer::yes);
-    if (a == msg_answer::cancel) return false;
-    if (a == msg_answer::yes && !save_song(s.prog, s.files)) return false;
+    // A song untouched since it was loaded or saved closes without the question.
+    if (s.song_edited()) {
+        const msg_answer a = s.prog.screen.message(ask_save_before_closing, msg_icon::question,
+                                                   msg_buttons::yes_no_cancel, msg_answer::yes);
+        if (a == msg_answer::cancel) return false;
+        if (a == msg_answer::yes && !save_song(s.prog, s.files)) return false;
+    }
     if (s.editor_open()) call(s.close_editor);
     if (s.prog.running()) s.trans.stop();
     return true;
@@ -170,6 +184,7 @@ bool open_dropped_files(session& s, const std::vector<std::string>& paths) {
     if (!load_song_by_type(p, s.files)) return false;
     remember_opened_folder(s.files, paths.front());
     add_recent_file(s.files, paths.front());
+    s.mark_song_saved();
     p.screen.repaint(-1);
     call(s.window.bring_to_front);
     return true;

@@ -61,6 +61,12 @@ public:
     std::function<void()> close_editor;
     bool editor_open() const { return prog.d.main_screen == 0; }
 
+    // The song as loaded or saved now: the closing question asks only after a later edit. A
+    // command that loads or saves marks it again once its own count is in.
+    void mark_song_saved();
+    void command_finished();
+    bool song_edited() const { return prog.changes.edits() != saved_edits_; }
+
     // The title the window shows: "Kestrune MIDI Sequencer - Song.sng".
     std::string window_title() const;
     // Recent files as the File menu shows them, newest first.
@@ -68,6 +74,8 @@ public:
 
 private:
     friend void session_tick(session& s, std::int64_t ms);
+    std::uint32_t saved_edits_ = 0;
+    bool mark_after_command_ = false;
     bool timer_busy_ = true;  // true while no tick runs
     bool first_tick_ = true;
 };

@@ -295,8 +295,9 @@ void set_step_length(program& p, int step, std::int32_t length) {
 }
 
 int max_step_pickup(const program& p, int step) {
-    std::int32_t prev = step > 0 ? step_length(p, step - 1) : song_start;
-    return std::max(0, std::min<std::int32_t>(song_start, prev - 1));
+    // The first step has none before it: the whole lead-in.
+    if (step == 0) return song_start;
+    return std::max(0, std::min<std::int32_t>(song_start, step_length(p, step - 1) - 1));
 }
 
 void set_step_pickup(program& p, int step, int pickup) {

@@ -176,7 +176,10 @@ void main_screen::impl::act_transport(int region, int code) {
                 break;
             }
             d.midi_thru = d.midi_thru ? 0 : 1;
-            if (!d.midi_thru) p.wait_request(d.thru_notes_off_request);
+            if (!d.midi_thru) {
+                shared_store(d.input_activity, activity_none);
+                p.wait_request(d.thru_notes_off_request);
+            }
             break;
         case rgn::play:
             if (code == left_button) t.play();
@@ -207,6 +210,7 @@ void main_screen::impl::act_transport(int region, int code) {
 void main_screen::impl::toggle_mute(int track) {
     track_slot& s = p.slot(p.d.current_pattern, track);
     s.mute = s.mute ? 0 : 1;
+    edited();
     if (s.mute) reseat_playing_track(p, p.d.current_pattern, track);
 }
 
@@ -244,6 +248,7 @@ void main_screen::impl::act_song(int region, int row, int code) {
         case rgn::track_numbers: {
             const int track = first_visible + row;
             p.step(cs).track_mask ^= 1U << track;
+            edited();
             if ((p.step(cs).track_mask >> track) & 1U)
                 reseat_playing_track(p, p.step(cs).pattern, track);
             break;
@@ -251,13 +256,16 @@ void main_screen::impl::act_song(int region, int row, int code) {
         case rgn::master_mute: {
             std::uint32_t& word = p.step(song_steps).track_mask;
             word = word ? 0 : ~0U;
+            edited();
             break;
         }
         case rgn::step_insert:
             insert_step(p, cs);
+            edited();
             break;
         case rgn::step_delete:
             delete_step(p, cs);
+            edited();
             break;
         default:
             break;

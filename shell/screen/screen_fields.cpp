@@ -211,7 +211,9 @@ bool main_screen::impl::click_field(int region, int row, int code, key_mods mods
     if (region == rgn::step_length && before == 1 && v > 1 &&
         (v - 1) % signature_in_force(p, f.span_from).bar_ticks() == 0)
         v -= 1;
-    if (v != before) f.set(row, v);
+    if (v == before) return true;
+    f.set(row, v);
+    if (!views_only(region)) edited();
     return true;
 }
 
@@ -227,7 +229,10 @@ bool main_screen::impl::type_into_field(int region, int row) {
     const auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
                                               field_text(p, f.spec, now, place), f.spec.entry_length);
     if (!typed) return true;
-    if (const auto v = parse_field(p, f.spec, *typed, now, place)) f.set(row, *v);
+    if (const auto v = parse_field(p, f.spec, *typed, now, place)) {
+        f.set(row, *v);
+        if (!views_only(region)) edited();
+    }
     return true;
 }
 

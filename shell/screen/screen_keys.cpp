@@ -67,6 +67,7 @@ void main_screen::impl::tempo_key(int step, bool repeat) {
         if (!repeat) p.message(msg_tempo_track_active);
     } else if (!p.d.external_sync) {
         t.set_manual_tempo(std::clamp(p.app.song_tempo + step, min_tempo, max_tempo));
+        edited();
     }
 }
 
@@ -86,17 +87,23 @@ bool main_screen::impl::named_key(const key_event& k) {
         case key_code::backspace:
             if (!main) return false;
             if (!p.slot(d.current_pattern, d.current_track).in_use) return true;
-            if (!p.refuse_while_recording()) delete_track_chain(p, d.current_pattern, d.current_track);
+            if (!p.refuse_while_recording()) {
+                delete_track_chain(p, d.current_pattern, d.current_track);
+                edited();
+            }
             return true;
         case key_code::escape:
             if (main) edit_track_name(d.current_track);
             return main;
         case key_code::insert:
-            if (main) insert_step(p, d.current_step);
-            return main;
         case key_code::del:
-            if (main) delete_step(p, d.current_step);
-            return main;
+            if (!main) return false;
+            if (k.code == key_code::insert)
+                insert_step(p, d.current_step);
+            else
+                delete_step(p, d.current_step);
+            edited();
+            return true;
         default:
             return false;
     }

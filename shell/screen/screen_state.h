@@ -22,6 +22,9 @@ namespace kestrune {
 inline constexpr const char* msg_signature_track_active =
     "The Time Signature Track is active!\nChange value in the Time Signature Editor.";
 
+// The engine's activity mailboxes hold this when there is nothing to draw.
+inline constexpr std::uint8_t activity_none = 0xFF;
+
 // What one cell of the screen shows; painting draws it and the tick compares it.
 struct cell_view {
     std::string text;
@@ -138,6 +141,13 @@ struct main_screen::impl {
     bool single_action(int region) const;
     // Shows the message; the press then waits for the buttons to rise.
     void refuse(const char* text);
+    // A value of the song changed by hand: counted for the closing question.
+    void edited() { ++p.changes.values; }
+    // Fields that move through the song or its view without changing it.
+    static bool views_only(int region) {
+        return region == rgn::position || region == rgn::left_locator || region == rgn::right_locator ||
+               region == rgn::groove || region == rgn::pattern_number;
+    }
     bool refuse_while_recording();
     int row_at(int region, int y) const;
     // The value fields (screen_fields.cpp): a click steps one, a double click types into it.

@@ -11,7 +11,6 @@ namespace kestrune {
 
 namespace {
 
-constexpr int activity_none = 0xFF;
 constexpr int note_off_marker = 128;
 
 std::string number_text(int v) {
@@ -222,7 +221,6 @@ cell_view main_screen::impl::track_view(int region, int row) {
             break;
         case rgn::mute:
             v.text = ts.mute ? "*  " : "   ";
-            v.align = text_align::left;
             if (!ts.mute && track_level[track] > 0) {
                 v.bar = track_level[track];
                 v.bar_off = track_off_marker[track];
@@ -312,6 +310,10 @@ void main_screen::impl::paint_cell(canvas& c, const screen_cell& s) const {
     if (!v.text.empty()) {
         rect tr = r;
         tr.top += g.list_font_shortfall;
+        // Texts keep clear of the cell's edges, so neighbouring columns never touch.
+        const int padding = g.width / 4;
+        if (v.align == text_align::left) tr.left += padding;
+        if (v.align == text_align::right) tr.right -= padding;
         const colour_role ink = v.inverted                   ? colour_role::highlight_text
                                 : v.font == font_kind::small ? colour_role::dim_text
                                                              : colour_role::field_text;

@@ -21,6 +21,7 @@ void main_screen::impl::drop_track(int x, int y, key_mods mods) {
         if (!p.slot(pat, source).in_use) return;
         if (refuse_while_recording()) return;
         delete_track_chain(p, pat, source);
+        edited();
         return;
     }
     const rect rows{tree.place(rgn::track_number).left, tree.place(rgn::track_number).top,
@@ -37,6 +38,7 @@ void main_screen::impl::drop_track(int x, int y, key_mods mods) {
     } else if (mods.ctrl) {
         delete_track_chain(p, pat, source);
     }
+    edited();
     select_track(p, target);
     if (p.app.solo_on) t.solo_follows_track();
 }

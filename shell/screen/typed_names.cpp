@@ -52,6 +52,7 @@ void main_screen::impl::edit_track_name(int track) {
                                         without_right_padding(stored_name(s.name)), name_length);
     if (!typed) return;
     put_name(s.name, typed->empty() ? std::string(no_name) : *typed);
+    edited();
 }
 
 void main_screen::impl::edit_pattern_name() {
@@ -64,6 +65,7 @@ void main_screen::impl::edit_pattern_name() {
     put_name(pat.name, p.d.current_pattern == parallel_pattern ? parallel_pattern_name
                                                                : default_pattern_name);
     put_name(pat.name, *typed);
+    edited();
 }
 
 void main_screen::impl::edit_step_name(int step) {
@@ -71,7 +73,9 @@ void main_screen::impl::edit_step_name(int step) {
     const rect r = row_of(tree.place(rgn::step_name), step - p.d.current_step + 1, g.height);
     auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
                                         stored_name(p.step(step).name), name_length);
-    if (typed) set_step_name(p, step, *typed);
+    if (!typed) return;
+    set_step_name(p, step, *typed);
+    edited();
 }
 
 void main_screen::impl::edit_signature(int region) {
@@ -87,6 +91,7 @@ void main_screen::impl::edit_signature(int region) {
     if (const auto sig = parse_signature(*typed)) {
         e->set_data1(static_cast<std::uint8_t>(sig->numerator));
         e->set_data2(static_cast<std::uint8_t>(sig->denominator));
+        edited();
     }
 }
 

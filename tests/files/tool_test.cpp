@@ -113,6 +113,12 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Unrecognized data!!\nNo data in this MIDI file!\n");
     EXPECT_TRUE(read_bytes(dir.path("e.sng")).empty());
+    // A valid file whose one track holds only its end is an empty song, said so.
+    write_bytes(dir.path("end.mid"), midi_bytes(0, 1, 96).track(track_bytes().end()).b);
+    r = run_tool(dir, "convert '" + dir.path("end.mid") + "' '" + dir.path("end.sng") + "'");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "No data in this MIDI file!\n");
+    EXPECT_FALSE(read_bytes(dir.path("end.sng")).empty());
     // Saves that cannot be made.
     for (const char* out : {"no/dir/x.sng", "no/dir/x.mid"}) {
         r = run_tool(dir, "convert" + song + dir.path(out) + "'");

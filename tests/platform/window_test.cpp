@@ -6,11 +6,15 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPainter>
 #include <QScreen>
+#include <QStyle>
+#include <QStyleFactory>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
 #include <QWindow>
+#include <cmath>
 #include <filesystem>
 #include <map>
 
@@ -19,12 +23,14 @@
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
+#include "platform/qt_canvas.h"
 #include "platform/qt_ui.h"
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/file_commands.h"
 #include "shell/main_commands.h"
 #include "shell/screen/main_layout.h"
+#include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "tests/platform/song_maker.h"
 #include "tests/shell/recording_canvas.h"
@@ -106,9 +112,67 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     for (std::size_t i = 0; i < midi.size(); ++i)
         note_ons += midi[i].port == 0 && (midi[i].bytes[0] & 0xF0) == 0x90 && midi[i].bytes[2] > 0;
     EXPECT_GT(note_ons, 4);
-    // Num+Enter stops by its key, whatever the keyboard layout.
+    // Num+Enter stops by its key, whatever the keyboard layout; only Stop is lit then.
     QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_FALSE(s->prog.running());
+    w.tick();
+    const region_tree& lamps = s->screen->regions();
+    EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)), nums(0, 1, 0));
+}
+
+// After the name box and after a message the keyboard is the main screen's again: the keypad
+// plays without a click.
+TEST_F(window_fixture, the_keyboard_comes_back_after_a_box) {
+    write_midi_song("keys.mid", 2, 64);
+    main_window w(*s);
+    screen_ui.set_parent(&w);
+    screen_ui.set_field_parent(w.view_widget());
+    w.apply_zoom(2, true);
+    w.show();
+    w.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    ASSERT_TRUE(open_start_file(*s, "keys.mid"));
+    const kestrune::rect name = s->screen->regions().place(rgn::track_name);
+    QTimer::singleShot(0, [] {
+        QWidget* box = QApplication::focusWidget();
+        QTest::keyClicks(box, "Bass");
+        QTest::keyClick(box, Qt::Key_Return);
+    });
+    QTest::mouseDClick(w.view_widget(), Qt::LeftButton, Qt::NoModifier, QPoint(name.left + 4, name.top + 4));
+    EXPECT_EQ(std::string(s->prog.slot(0, 0).name, 4), "Bass");
+    EXPECT_EQ(QApplication::focusWidget(), w.view_widget());
+
+    QString caption, text;
+    answer_box(&caption, &text);
+    s->prog.message("A word");
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&w));
+    ASSERT_EQ(QApplication::focusWidget(), w.view_widget());
+    QTest::keyClick(w.view_widget(), Qt::Key_0, Qt::KeypadModifier);
+    EXPECT_TRUE(s->prog.running());
+    s->trans.stop();
+}
+
+// The first start takes the largest zoom that fits the screen; every zoom change gives the
+// window that zoom's size, held to the screen's available area.
+TEST_F(window_fixture, the_window_takes_its_zoom_held_to_the_screen) {
+    main_window w(*s);
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    s->settings.zoom_index = -1;
+    const int first = w.starting_zoom();
+    ASSERT_LT(first, zoom_rows - 1) << "the test wants a screen smaller than the largest zoom";
+    w.apply_zoom(first + 1, false);
+    EXPECT_FALSE(room.size().expandedTo(w.zoom_size()) == room.size()) << first;
+    w.apply_zoom(first, true);
+    w.show();
+    EXPECT_EQ(w.size(), w.zoom_size());
+
+    dispatch_command(*s, cmd::zoom_first + zoom_rows - 1);
+    const QSize frame = w.frameGeometry().size() - w.size();
+    EXPECT_TRUE(room.contains(w.frameGeometry()));
+    EXPECT_EQ(w.size(), (room.size() - frame).boundedTo(w.zoom_size()));
+    dispatch_command(*s, cmd::zoom_first);
+    EXPECT_EQ(w.size(), QSize(325, 283));
+    EXPECT_TRUE(room.contains(w.frameGeometry()));
 }
 
 // A stored place larger than the screen or beyond it is held to the screen's available area; one
@@ -153,6 +217,11 @@ TEST_F(window_fixture, closing_clearing_and_recent_files) {
     ASSERT_EQ(start_session(q), 0);
     write_midi_song("close.mid", 2, 4);
     ASSERT_TRUE(open_start_file(q, "close.mid"));
+    // Untouched since it loaded: no question. A mute set by key is an edit.
+    EXPECT_TRUE(confirm_close(q));
+    EXPECT_TRUE(script.messages.empty());
+    q.screen = std::make_unique<main_screen>(q.prog, q.trans);
+    press_key(q, key_event{key_code::character, 'Z', {}, false});
 
     script.answers = {msg_answer::cancel};
     EXPECT_FALSE(confirm_close(q));
@@ -161,6 +230,12 @@ TEST_F(window_fixture, closing_clearing_and_recent_files) {
     EXPECT_FALSE(confirm_close(q));
     script.answers = {msg_answer::no};
     EXPECT_TRUE(confirm_close(q));
+    // Saved: closing asks nothing until the next edit.
+    script.file_names = {(dir / "close.sng").string()};
+    EXPECT_EQ(dispatch_command(q, cmd::save_song), outcome::done);
+    const std::size_t asked = script.messages.size();
+    EXPECT_TRUE(confirm_close(q));
+    EXPECT_EQ(script.messages.size(), asked);
 
     script.answers = {msg_answer::cancel};
     dispatch_command(q, cmd::clear_song);
@@ -176,6 +251,37 @@ TEST_F(window_fixture, closing_clearing_and_recent_files) {
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(q.files.recent_files.empty());
     end_session(q, false);
+}
+
+// Every text of the screen reads at 4.5:1 or better on its face, in a light and a dark palette.
+TEST(screen_colours, every_text_reads_on_its_face_in_light_and_dark) {
+    const auto luminance = [](const QColor& c) {
+        const auto lin = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * lin(c.redF()) + 0.7152 * lin(c.greenF()) + 0.0722 * lin(c.blueF());
+    };
+    const auto contrast = [&](const QColor& a, const QColor& b) {
+        const double x = luminance(a), y = luminance(b);
+        return (std::max(x, y) + 0.05) / (std::min(x, y) + 0.05);
+    };
+    const QPalette light_desktop = QStyleFactory::create("Fusion")->standardPalette();
+    QPalette dark_desktop = light_desktop;
+    for (auto [role, rgb] : {std::pair{QPalette::Window, 0x202326}, {QPalette::WindowText, 0xfcfcfc},
+                             {QPalette::Button, 0x292c30}, {QPalette::Base, 0x141618}, {QPalette::Text, 0xfcfcfc},
+                             {QPalette::Highlight, 0x3daee9}, {QPalette::HighlightedText, 0xfcfcfc}})
+        dark_desktop.setColor(role, QColor(rgb));
+    dark_desktop.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e7175));
+    QImage image(1, 1, QImage::Format_ARGB32);
+    QPainter painter(&image);
+    const qt_fonts fonts;
+    using enum colour_role;
+    for (const QPalette& palette : {light_desktop, dark_desktop}) {
+        const qt_canvas c(painter, fonts, palette);
+        for (auto [ink, face] : {std::pair{text, window}, {text, panel}, {dim_text, window}, {dim_text, panel},
+                                 {field_text, field}, {highlight_text, highlight}})
+            EXPECT_GE(contrast(c.colour(ink), c.colour(face)), 4.5)
+                << static_cast<int>(ink) << " on " << static_cast<int>(face) << " in "
+                << palette.color(QPalette::Window).name().toStdString();
+    }
 }
 
 TEST(shortcuts, keys_by_their_place_whatever_the_layout) {

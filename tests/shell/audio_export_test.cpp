@@ -49,6 +49,10 @@ TEST(AudioExport, RendersTheSongIntoTheChosenFileAndCancelLeavesNone) {
     const auto bytes = fs::file_size(out);
     EXPECT_GT(bytes, 2u * 48000 * 6);
     EXPECT_LT(bytes, 6u * 48000 * 6);
+    // Then a word with the file's name, its length in whole seconds and a peak below full scale.
+    const int seconds = static_cast<int>((bytes - 44) / (48000.0 * 6) + 0.5);
+    EXPECT_EQ(script.last_text().substr(0, 37), "Exported tune.wav\nLength 0:0" + std::to_string(seconds) + ", peak -");
+    EXPECT_NE(script.last_text().find(" dBFS"), std::string::npos);
     end_session(s, false);
     fs::remove_all(dir);
 }

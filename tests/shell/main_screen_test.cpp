@@ -236,6 +236,12 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.internal_record = 1;
     click(rgn::midi_thru);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while\nInternal Record is active!");
+    // Thru off empties the input meter's mailbox.
+    t->d.internal_record = 0;
+    t->d.midi_thru = 1;
+    t->d.input_activity = 90;
+    click(rgn::midi_thru);
+    EXPECT_EQ(nums(t->d.midi_thru, t->d.input_activity), nums(0, 0xFF));
     // The tempo's left part steps whole beats per minute, the right part hundredths.
     t->d.tempo_track_on = 0;
     const rect tempo = place(rgn::tempo);

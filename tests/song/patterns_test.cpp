@@ -270,6 +270,8 @@ TEST_F(Patterns, StepLengthsAndPickupsStayInBounds) {
         set_step_pickup(p, 3, pickup);
         EXPECT_EQ(p.step(3).pickup, kept) << pickup;
     }
+    set_step_pickup(p, 0, 5000);
+    EXPECT_EQ(p.step(0).pickup, 3072);
     // Shortening the step before holds the pickup inside it.
     set_step_length(p, 2, 300);
     EXPECT_EQ(p.step(3).pickup, 299);
