@@ -115,15 +115,6 @@ void remove_marked(track_edit& g, const record_marks& marks) {
     sl.blocks = static_cast<std::uint16_t>(sl.blocks - s.free_chain(event_store::first_slot(rest)));
 }
 
-outcome check_track(program& p, int pattern, int track) {
-    track_edit g(p, pattern, track);
-    if (!g) return outcome::refused;
-    if (!confirmed(p, msg_check_track)) return outcome::cancelled;
-    g.begin();
-    repair_track(g);
-    return outcome::done;
-}
-
 }  // namespace
 
 void repair_track(track_edit& g) {
@@ -137,19 +128,8 @@ void repair_track(track_edit& g) {
 }
 
 command_record check_track_command() {
-    return {
-        .id = cmd::check_track,
-        .text = "Check &Track",
-        .shortcut = "X",
-        .views = {.main_screen = true, .editor = true},
-        .changes_song = true,
-        .undo = undo_kind::track,
-        .needs = command_needs::track_data,
-        .help = std::string(help_page::check_track),
-        .run = [](program& p, const field_values&) {
-            return check_track(p, p.d.current_pattern, p.d.current_track);
-        },
-    };
+    return asking_track_command(cmd::check_track, "Check &Track", "X", help_page::check_track, msg_check_track,
+                                repair_track);
 }
 
 }  // namespace kestrune

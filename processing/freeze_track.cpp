@@ -25,32 +25,14 @@ void freeze_parameters(event_store& s, track_slot& sl) {
     sl.compress = sl.velocity = sl.transpose = sl.delay = 0;
 }
 
-outcome freeze(program& p, int pattern, int track) {
-    track_edit g(p, pattern, track);
-    if (!g) return outcome::refused;
-    if (!confirmed(p, msg_freeze_parameters)) return outcome::cancelled;
-    g.begin();
-    event_store s = g.store();
-    freeze_parameters(s, g.slot());
-    return outcome::done;
-}
-
 }  // namespace
 
 command_record freeze_track_command() {
-    return {
-        .id = cmd::freeze_track_parameters,
-        .text = "Freeze &Track Parameters",
-        .shortcut = "Shift+F",
-        .views = {.main_screen = true, .editor = true},
-        .changes_song = true,
-        .undo = undo_kind::track,
-        .needs = command_needs::track_data,
-        .help = std::string(help_page::freeze),
-        .run = [](program& p, const field_values&) {
-            return freeze(p, p.d.current_pattern, p.d.current_track);
-        },
-    };
+    return asking_track_command(cmd::freeze_track_parameters, "Freeze &Track Parameters", "Shift+F",
+                                help_page::freeze, msg_freeze_parameters, [](track_edit& g) {
+                                    event_store s = g.store();
+                                    freeze_parameters(s, g.slot());
+                                });
 }
 
 }  // namespace kestrune

@@ -125,15 +125,10 @@ private:
 };
 
 outcome modify(program& p, const field_values& v) {
-    keep_values(p, cmd::modify_track, v);
-    track_edit g(p, p.d.current_pattern, p.d.current_track);
-    if (!g) return outcome::refused;
-    const auto span = chosen_span(p, v[range].number, v[left].number, v[right].number);
-    if (!span) return outcome::done;
-    g.begin();
-    event_store s = g.store();
-    modify_pass(p, g.pattern(), v).run(s, g.slot().first, *span);
-    return outcome::done;
+    return run_on_span(p, v, cmd::modify_track, {range, left, right}, [&p, &v](track_edit& g, const track_span& span) {
+        event_store s = g.store();
+        modify_pass(p, g.pattern(), v).run(s, g.slot().first, span);
+    });
 }
 
 }  // namespace

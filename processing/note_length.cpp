@@ -72,15 +72,10 @@ void change_lengths(event_store& s, ref32 first, int op, std::int32_t v, const t
 }
 
 outcome change_note_length(program& p, const field_values& v) {
-    keep_values(p, cmd::change_note_length, v);
-    track_edit g(p, p.d.current_pattern, p.d.current_track);
-    if (!g) return outcome::refused;
-    const auto span = chosen_span(p, v[range].number, v[left].number, v[right].number);
-    if (!span) return outcome::done;
-    g.begin();
-    event_store s = g.store();
-    change_lengths(s, g.slot().first, v[operation].number, v[length].number, *span);
-    return outcome::done;
+    return run_on_span(p, v, cmd::change_note_length, {range, left, right}, [&v](track_edit& g, const track_span& span) {
+        event_store s = g.store();
+        change_lengths(s, g.slot().first, v[operation].number, v[length].number, span);
+    });
 }
 
 }  // namespace

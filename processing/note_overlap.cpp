@@ -32,32 +32,14 @@ void end_before_next(event_store& s, ref32 first) {
     }
 }
 
-outcome check_overlap(program& p, int pattern, int track) {
-    track_edit g(p, pattern, track);
-    if (!g) return outcome::refused;
-    if (!confirmed(p, msg_check_overlap)) return outcome::cancelled;
-    g.begin();
-    event_store s = g.store();
-    end_before_next(s, g.slot().first);
-    return outcome::done;
-}
-
 }  // namespace
 
 command_record check_note_overlap_command() {
-    return {
-        .id = cmd::check_note_overlap,
-        .text = "Check Note &Overlap",
-        .shortcut = "O",
-        .views = {.main_screen = true, .editor = true},
-        .changes_song = true,
-        .undo = undo_kind::track,
-        .needs = command_needs::track_data,
-        .help = std::string(help_page::check_note_overlap),
-        .run = [](program& p, const field_values&) {
-            return check_overlap(p, p.d.current_pattern, p.d.current_track);
-        },
-    };
+    return asking_track_command(cmd::check_note_overlap, "Check Note &Overlap", "O", help_page::check_note_overlap,
+                                msg_check_overlap, [](track_edit& g) {
+                                    event_store s = g.store();
+                                    end_before_next(s, g.slot().first);
+                                });
 }
 
 }  // namespace kestrune

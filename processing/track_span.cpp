@@ -41,4 +41,37 @@ bool confirmed(program& p, const char* question) {
            msg_answer::ok;
 }
 
+command_record asking_track_command(int id, const char* text, const char* shortcut, std::string_view help,
+                                    const char* question, track_work work) {
+    return {
+        .id = id,
+        .text = text,
+        .shortcut = shortcut,
+        .views = {.main_screen = true, .editor = true},
+        .changes_song = true,
+        .undo = undo_kind::track,
+        .needs = command_needs::track_data,
+        .help = std::string(help),
+        .run = [question, work = std::move(work)](program& p, const field_values&) {
+            track_edit g(p, p.d.current_pattern, p.d.current_track);
+            if (!g) return outcome::refused;
+            if (!confirmed(p, question)) return outcome::cancelled;
+            g.begin();
+            work(g);
+            return outcome::done;
+        },
+    };
+}
+
+outcome run_on_span(program& p, const field_values& v, int key, span_fields f, const span_work& work) {
+    keep_values(p, key, v);
+    track_edit g(p, p.d.current_pattern, p.d.current_track);
+    if (!g) return outcome::refused;
+    const auto span = chosen_span(p, v[f.range].number, v[f.left].number, v[f.right].number);
+    if (!span) return outcome::done;
+    g.begin();
+    work(g, *span);
+    return outcome::done;
+}
+
 }  // namespace kestrune

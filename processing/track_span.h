@@ -3,11 +3,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/command.h"
 #include "core/program.h"
+#include "processing/track_edit.h"
 
 namespace kestrune {
 
@@ -36,5 +39,19 @@ void keep_values(program& p, int key, const field_values& v);
 
 // The question a track function asks before it starts; true on OK.
 bool confirmed(program& p, const char* question);
+
+// The record of a track function without a dialog, on the current track: its question, then
+// `work` on the track of a begun guard.
+using track_work = std::function<void(track_edit&)>;
+command_record asking_track_command(int id, const char* text, const char* shortcut, std::string_view help,
+                                    const char* question, track_work work);
+
+// A dialog's run on the current track: its values kept under `key`; the span of the fields
+// range, left and right (nothing done when the locators cross); then `work` on the begun guard.
+struct span_fields {
+    int range, left, right;
+};
+using span_work = std::function<void(track_edit&, const track_span&)>;
+outcome run_on_span(program& p, const field_values& v, int key, span_fields f, const span_work& work);
 
 }  // namespace kestrune
