@@ -82,8 +82,8 @@ void add_condition_rows(dialog_layout& d, bool transform) {
                                        value_box(channel_high + 2 * r, {22, y, 29, y + 1})});
     }
     if (!transform)
-        d.items.insert(d.items.end(), {label("Note Length", {2, 11, 12, 12}), combo_box(length_mode, {13, 11, 26, 12}),
-                                       value_box(length, {13, 12, 29, 13})});
+        d.items.insert(d.items.end(), {label("Note Length", {2, 11, 15, 12}), combo_box(length_mode, {15, 11, 29, 12}),
+                                       value_box(length, {15, 12, 31, 13})});
 }
 
 void add_result_rows(dialog_layout& d) {
@@ -101,7 +101,7 @@ void add_result_rows(dialog_layout& d) {
 
 dialog_layout layout(const variant& v) {
     const bool transform = v.mode == select_mode::transform;
-    const int width = transform ? 71 : 36, height = 25;
+    const int width = transform ? 71 : 36, height = 28;
     dialog_layout d{.title = v.title, .width = width, .height = height};
     add_condition_rows(d, transform);
     if (transform) add_result_rows(d);
@@ -109,7 +109,8 @@ dialog_layout layout(const variant& v) {
         group_box("Locators", {1, 15, 35, 21}),
         value_box(left, {2, 16, 16, 17}), value_box(right, {18, 16, 32, 17}),
         combo_box(range, {2, 18, 20, 19}),
-        dialog_item{.kind = control_kind::push_button, .text = "DO IT", .cells = {1, height - 3, 10, height - 1}},
+        // Applies and leaves the dialog open, so that a condition can run several times.
+        dialog_item{.kind = control_kind::push_button, .text = "DO IT", .cells = {width - 11, 22, width - 1, 24}},
     });
     for (dialog_item& i : ok_cancel(width, height, true)) d.items.push_back(std::move(i));
     return d;
