@@ -1,5 +1,8 @@
 #include "processing/select_events.h"
 
+#include <queue>
+#include <vector>
+
 namespace kestrune {
 
 namespace {
@@ -24,6 +27,7 @@ public:
 
     ref32 run(ref32 first, int& blocks) {
         for (ref32 e = first; is_event_status(s_.status(e)); e = s_.next_event(e)) take(e);
+        flush(last_position + 1);
         out_.terminate();
         const ref32 chain = out_.cut();
         if (chain != null_ref) blocks = out_.count_chain_blocks();
@@ -40,11 +44,11 @@ private:
             if (!keeping()) copy_outside(e);
         } else if (is_long_head_status(ev.status())) {
             const bool chosen = c_.type == event_type::all || c_.type == own_type(ev.status());
-            if (chosen == keeping()) out_.copy_event(e);
+            if (chosen == keeping()) copy(e);
         } else if (!matches(ev)) {
             if (!keeping()) copy_outside(e);
         } else if (!ev.is_note_on()) {
-            if (keeping() && !(ev.status() < 0xA0 && ev.data2() == 0)) out_.put(ev);
+            if (keeping() && !(ev.status() < 0xA0 && ev.data2() == 0)) copy(e);
         } else {
             take_note(e);
         }
@@ -75,8 +79,22 @@ private:
     }
 
     void put_note(ref32 e, ref32 off) {
-        out_.put(s_.at(e));
-        if (is_event_status(s_.status(off))) out_.put(s_.at(off));
+        copy(e);
+        if (is_event_status(s_.status(off))) held_.push({s_.position(off), serial_++, off});
+    }
+
+    // The new chain comes out in order: a note-off waits until nothing before it is left to
+    // copy, and at one position keeps its place behind what was copied before its note-on.
+    void copy(ref32 e) {
+        flush(s_.position(e));
+        out_.copy_event(e);
+        ++serial_;
+    }
+    void flush(std::int32_t up_to) {
+        while (!held_.empty() && held_.top().position <= up_to) {
+            out_.put(s_.at(held_.top().off));
+            held_.pop();
+        }
     }
 
     // What Delete copies of what it leaves: notes with their note-offs, and channel events
@@ -86,13 +104,24 @@ private:
         if (ev.is_note_on())
             put_note(e, s_.find_note_off(e));
         else if (within(ev.status(), 0xA0, 0xEF))
-            out_.put(ev);
+            copy(e);
     }
+
+    struct held_off {
+        std::int32_t position;
+        std::int64_t serial;
+        ref32 off;
+        bool operator>(const held_off& o) const {
+            return position != o.position ? position > o.position : serial > o.serial;
+        }
+    };
 
     event_store& s_;
     const event_condition& c_;
     std::int32_t from_, to_;
     chain_builder out_;
+    std::priority_queue<held_off, std::vector<held_off>, std::greater<>> held_;
+    std::int64_t serial_ = 0;
 };
 
 }  // namespace
