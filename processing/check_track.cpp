@@ -15,7 +15,6 @@ namespace {
 
 constexpr int reserved_blocks = 3;
 constexpr std::uint8_t release_velocity = 0x40;
-constexpr std::uint8_t own_channels = 16;
 
 bool has_note_off(const event_store& s, ref32 note_on) {
     int depth = 0;
@@ -75,7 +74,7 @@ bool may_double(const midi_event& ev) { return !is_long_head_status(ev.status())
 void mark_doubles(const event_store& s, const track_slot& sl, record_marks& marks) {
     std::vector<ref32> events;
     for (ref32 e = sl.first; is_event_status(s.status(e)); e = s.next_event(e)) events.push_back(e);
-    const std::uint8_t status_mask = sl.channel == own_channels ? 0xFF : 0xF0;
+    const std::uint8_t status_mask = sl.channel == channel_as_recorded ? 0xFF : 0xF0;
     for (std::size_t i = events.size(); i-- > 0;) {
         const midi_event& later = s.at(events[i]);
         if (marks.marked(events[i]) || !may_double(later)) continue;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int left_code = 1;  // a check box toggles on the left button, whichever increases
 constexpr std::int32_t percent_factor = 10;
-constexpr std::int32_t no_channel_change = 16;
+constexpr std::int32_t no_channel_change = channel_as_recorded;
 constexpr int tempo_hundreds_cells_x2 = 7;  // left of 3.5 cells from the right: whole beats
 constexpr int tempo_tens_cells_x2 = 3;      // left of 1.5 cells: tenths
 
