@@ -27,11 +27,11 @@ protected:
     outcome run(int id, const std::vector<std::pair<std::string, std::int32_t>>& set = {}) {
         const command_record& c = *table.find(id);
         field_values v = initial_values(p, c);
-        for (const auto& [label, value] : set) {
+        for (const auto& one : set) {
             const auto at = std::find_if(c.fields.begin(), c.fields.end(),
-                                         [&](const field_spec& f) { return f.label == label; });
-            EXPECT_NE(at, c.fields.end()) << label;
-            if (at != c.fields.end()) v[static_cast<std::size_t>(at - c.fields.begin())].number = value;
+                                         [&one](const field_spec& f) { return f.label == one.first; });
+            EXPECT_NE(at, c.fields.end()) << one.first;
+            if (at != c.fields.end()) v[static_cast<std::size_t>(at - c.fields.begin())].number = one.second;
         }
         const outcome o = run_command(p, c, v);
         EXPECT_EQ(check_pool(p), "");
