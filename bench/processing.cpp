@@ -1,6 +1,9 @@
-// Figures of track processing: quantizing a track of 100,000 events (Smart 16 with swing) and
-// storing a take of 100,000 events with quantize into a track of 1,000. Prints `name value` lines;
-// `--quick` uses small input for a single CI run.
+// Figures of track processing: quantizing a track of 100,000 events (Smart 16 with swing),
+// storing a take of 100,000 events with quantize into a track of 1,000, and the track functions
+// run as their commands (undo copy included) on a track of 100,000 events: Freeze Track
+// Parameters, Delete Events (a filter that rewrites the chain), Transform Events (with the check
+// that follows it), Check Track and Change Note Length. Prints `name value` lines; `--quick` uses
+// small input for a single CI run.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -11,6 +14,9 @@
 #include "bench/quiet_ui.h"
 #include "core/clock.h"
 #include "engine/engine.h"
+#include "core/command_ids.h"
+#include "core/command_table.h"
+#include "processing/commands.h"
 #include "processing/quantize.h"
 #include "realtime/recording.h"
 #include "song/event_store.h"
@@ -69,6 +75,56 @@ void give_track(program& p, int track, const std::vector<midi_event>& events) {
     sl.in_use = 1;
 }
 
+// The median time of a command on track 1 of pattern 0 with its dialog's first values, `prepare`
+// run before each (untimed).
+template <class F>
+double command_ms(program& p, int id, int runs, F prepare) {
+    command_table table;
+    add_processing_commands(table);
+    const command_record& c = *table.find(id);
+    std::vector<double> ms;
+    for (int i = 0; i < runs; ++i) {
+        prepare();
+        const field_values v = initial_values(p, c);
+        const auto a = stopwatch::now();
+        run_command(p, c, v);
+        ms.push_back(millis(a, stopwatch::now()));
+    }
+    return median(ms);
+}
+
+void track_functions(program& p, const std::vector<midi_event>& notes, int runs) {
+    const auto fresh = [&p, &notes] {
+        delete_track_chain(p, 0, 1);
+        give_track(p, 1, notes);
+    };
+    p.d.current_track = 1;
+    const double freeze = command_ms(p, cmd::freeze_track_parameters, runs, [&] {
+        fresh();
+        track_slot& sl = p.slot(0, 1);
+        sl.channel = 2;
+        sl.transpose = 1;
+        sl.velocity = 1;
+        sl.compress = 1;
+        sl.delay = 1;
+    });
+    // No controller on the track: the whole chain is copied.
+    p.app.dialog_values[cmd::delete_events] = {{5}, {0}, {15}, {0}, {127}, {0}, {127}, {0}, {0}, {0}, {0}, {0}};
+    const double filter = command_ms(p, cmd::delete_events, runs, fresh);
+    // Note velocities raised by 10.
+    p.app.dialog_values[cmd::delete_events][0].number = 3;
+    p.app.dialog_values[cmd::transform_events] = {{2}, {-1}, {-1}, {-1}, {-1}, {0}, {10}, {0}};
+    const double transform = command_ms(p, cmd::transform_events, runs, fresh);
+    const double check = command_ms(p, cmd::check_track, runs, fresh);
+    p.app.dialog_values[cmd::change_note_length] = {{2}, {10}, {0}, {0}, {0}};
+    const double length = command_ms(p, cmd::change_note_length, runs, fresh);
+    std::printf("freeze_100k_ms %.2f\n", freeze);
+    std::printf("filter_100k_ms %.2f\n", filter);
+    std::printf("transform_100k_ms %.2f\n", transform);
+    std::printf("check_track_100k_ms %.2f\n", check);
+    std::printf("note_length_100k_ms %.2f\n", length);
+}
+
 int run(bool quick) {
     const int events = quick ? 2000 : 100000;
     const int runs = quick ? 1 : 7;
@@ -109,6 +165,7 @@ int run(bool quick) {
     }
     std::printf("quantize_100k_ms %.2f\n", median(quantize));
     std::printf("store_take_100k_ms %.2f\n", median(take));
+    track_functions(p, notes, runs);
     p.shut_down();
     return 0;
 }

@@ -26,6 +26,12 @@ enum class field_kind : std::uint8_t {
     text,         // a name: typed only
 };
 
+// A value that shows as a word of its own instead of its number: "NO", "Cha", "Off".
+struct named_value {
+    std::int32_t value;
+    std::string text;
+};
+
 struct field_spec {
     std::string label;  // also its name for apply: lower case, spaces as underscores
     field_kind kind = field_kind::number;
@@ -36,6 +42,7 @@ struct field_spec {
     std::vector<std::string> choices{};     // a choice's texts, in the order of their values
     int entry_length = 10;                  // characters the typed entry holds
     bool locator = false;                   // shown and entered through the song's locator offset
+    std::vector<named_value> named{};       // shown, typed and given to apply by their word
 };
 
 // A value held to the field's range, the upper limit first.

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 
 #include "core/clock.h"
 #include "core/engine_link.h"
+#include "core/field.h"
 #include "core/song_settings.h"
 #include "core/ui.h"
 
@@ -44,6 +46,9 @@ struct app_state {
         bool reset_on_stop = false;
         std::uint8_t midi_click = 0;
     } internal_record_saved;
+    // What the track functions' dialogs keep between openings, by the number of the command (or
+    // family of commands) they belong to.
+    std::map<int, field_values> dialog_values;
     // The take that runs: whether its start kept the track's undo copy (a replace), and how many
     // of its cycle passes are quantized. A missing input is told of once.
     bool take_undo_kept = false;

@@ -204,6 +204,9 @@ static_assert(offsetof(chain_cursor, beat_in_bar) == 24);
 inline constexpr int tracks_per_pattern = 32;
 inline constexpr int name_length = 10;
 
+// A track channel that keeps each event's own.
+inline constexpr std::uint8_t channel_as_recorded = 16;
+
 struct track_slot {
     ref32 first;
     ref32 play;
@@ -212,7 +215,7 @@ struct track_slot {
     std::int8_t delay;
     std::int8_t velocity;
     std::uint8_t in_use;
-    std::uint8_t channel;  // 16 = as recorded
+    std::uint8_t channel;  // channel_as_recorded, or the channel every event plays on
     std::uint8_t quantize;
     std::uint8_t mute;
     std::int8_t transpose;

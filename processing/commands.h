@@ -15,5 +15,15 @@ void add_processing_commands(command_table& table);
 std::vector<command_record> quantize_commands();
 // Undo, from the menu, its key and the button (undo_command.cpp).
 command_record undo_command_record();
+// Freeze Track Parameters (freeze_track.cpp) and Modify Track (modify_track.cpp).
+command_record freeze_track_command();
+command_record modify_track_command();
+// Delete, Keep and Transform Events with their one dialog (event_commands.cpp).
+std::vector<command_record> event_commands();
+// Check Track, Check Note Overlap and Change Note Length (check_track.cpp, note_overlap.cpp,
+// note_length.cpp).
+command_record check_track_command();
+command_record check_note_overlap_command();
+command_record change_note_length_command();
 
 }  // namespace kestrune

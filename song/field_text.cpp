@@ -14,7 +14,7 @@ namespace {
 
 constexpr int left_code = 1;  // a check box toggles on the left button, whichever increases
 constexpr std::int32_t percent_factor = 10;
-constexpr std::int32_t no_channel_change = 16;
+constexpr std::int32_t no_channel_change = channel_as_recorded;
 constexpr int tempo_hundreds_cells_x2 = 7;  // left of 3.5 cells from the right: whole beats
 constexpr int tempo_tens_cells_x2 = 3;      // left of 1.5 cells: tenths
 
@@ -39,11 +39,24 @@ std::optional<std::int32_t> choice_of(const field_spec& f, std::string_view type
     return std::nullopt;
 }
 
+std::string_view trimmed(std::string_view t) {
+    while (!t.empty() && t.front() == ' ') t.remove_prefix(1);
+    while (!t.empty() && t.back() == ' ') t.remove_suffix(1);
+    return t;
+}
+
+std::optional<std::int32_t> named_of(const field_spec& f, std::string_view typed) {
+    for (const named_value& n : f.named)
+        if (!trimmed(n.text).empty() && same_choice(trimmed(typed), trimmed(n.text))) return n.value;
+    return std::nullopt;
+}
+
 // What a typed entry reads as, in the field's shown units (before the locator shift).
 std::optional<std::int32_t> read_entry(const program& p, const field_spec& f,
                                        std::string_view text, std::int32_t now,
                                        const field_place& at) {
-    std::optional<std::int32_t> v;
+    std::optional<std::int32_t> v = named_of(f, text);
+    if (v) return v;
     switch (f.kind) {
     case field_kind::one_based:
         if ((v = parse_integer(text))) *v -= 1;
@@ -87,6 +100,8 @@ std::int32_t tempo_unit(const position_pointer& at) {
 
 std::string field_text(const program& p, const field_spec& f, std::int32_t value,
                        const field_place& at) {
+    for (const named_value& n : f.named)
+        if (n.value == value) return n.text;
     const std::int32_t v = value + locator_shift(f, at);
     switch (f.kind) {
     case field_kind::one_based: return std::to_string(v + 1);
@@ -173,7 +188,9 @@ std::optional<field_value> parse_field_argument(const program& p, const field_sp
     return field_value{*v, {}};
 }
 
-std::string field_kind_text(const field_spec& f) {
+namespace {
+
+std::string kind_text(const field_spec& f) {
     const auto range = [](std::int32_t low, std::int32_t high) {
         return std::to_string(low) + ".." + std::to_string(high);
     };
@@ -199,6 +216,15 @@ std::string field_kind_text(const field_spec& f) {
     case field_kind::number: break;
     }
     return "number " + range(f.low, f.high);
+}
+
+}  // namespace
+
+std::string field_kind_text(const field_spec& f) {
+    std::string s = kind_text(f);
+    for (const named_value& n : f.named)
+        if (!trimmed(n.text).empty()) s += ", " + std::to_string(n.value) + " as " + field_name(trimmed(n.text));
+    return s;
 }
 
 }  // namespace kestrune

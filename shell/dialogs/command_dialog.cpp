@@ -35,6 +35,8 @@ void command_dialog::add_value(const dialog_item& item) {
 void command_dialog::add_item(const dialog_item& item) {
     if (item.kind == control_kind::value) return add_value(item);
     dialog_control c{.kind = item.kind, .text = item.text, .cells = item.cells};
+    // A push button of a record's dialog runs the command and leaves the dialog open.
+    if (item.kind == control_kind::push_button) c.pressed = [this] { c_.run(prog(), values_); };
     if (item.field >= 0) {
         const auto i = static_cast<std::size_t>(item.field);
         const std::int32_t choice = item.choice;

@@ -1,0 +1,127 @@
+#include "processing/select_events.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+constexpr std::int32_t bar = 3072;
+
+class SelectEvents : public ::testing::Test {
+protected:
+    // Runs the pass on pattern 0 track 0 over [from, to) and gives what the track holds.
+    records run(const event_condition& c, std::int32_t from = 0, std::int32_t to = last_position) {
+        {
+            track_edit g(p, 0, 0);
+            EXPECT_TRUE(g.begin());
+            EXPECT_TRUE(filter_events(g, c, from, to));
+        }
+        EXPECT_EQ(check_pool(p), "");
+        return read_track(p, 0, 0);
+    }
+
+    // The track holds these records, its old chain given back.
+    track_slot& fill(const records& recs) {
+        track_slot& sl = p.slot(0, 0);
+        if (sl.in_use) p.store().free_chain(sl.first);
+        return give_track(p, 0, 0, recs);
+    }
+
+    test_program t;
+    program& p = *t;
+};
+
+TEST_F(SelectEvents, DeleteOfAllEventsLeavesAnEmptyTrackInUseWithItsNameAndUnmuted) {
+    records recs = {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10), ev(0x80, 60, 64, bar + 20)};
+    for (const midi_event& e : long_event(st::sysex, bar + 30, sysex_payload(9))) recs.push_back(e);
+    for (const midi_event& e : text_event(bar + 40, "Verse", false)) recs.push_back(e);
+    track_slot& sl = fill(recs);
+    std::memcpy(sl.name, "Drums     ", 10);
+    sl.mute = 1;
+    EXPECT_EQ(difference(run({.mode = select_mode::remove}), {}), "");
+    EXPECT_EQ(nums(sl.in_use, sl.mute, name_of(sl.name) == "Drums     "), nums(1, 0, 1));
+}
+
+TEST_F(SelectEvents, NoteLengthsAreComparedStrictlyAndANoteWithoutEndMeetsEveryLengthTest) {
+    // Notes of 10 and 11 ticks, a note that never ends, and an orphan note-off.
+    const records recs = {ev(0x80, 50, 0, bar),         ev(0x90, 60, 100, bar + 100),
+                          ev(0x90, 60, 0, bar + 110),   ev(0x90, 61, 100, bar + 200),
+                          ev(0x80, 61, 64, bar + 211),  ev(0x90, 62, 100, bar + 300)};
+    fill(recs);
+    // Shorter than 10 selects only the note without end: the 10-tick note stays; the orphan
+    // note-off goes, as in every Delete.
+    EXPECT_EQ(difference(run({.mode = select_mode::remove, .type = event_type::note,
+                              .length_mode = length_test::shorter, .length = 10}),
+                         {ev(0x90, 60, 100, bar + 100), ev(0x90, 60, 0, bar + 110),
+                          ev(0x90, 61, 100, bar + 200), ev(0x80, 61, 64, bar + 211)}),
+              "");
+    fill(recs);
+    EXPECT_EQ(difference(run({.mode = select_mode::keep, .type = event_type::note,
+                              .length_mode = length_test::longer, .length = 10}),
+                         {ev(0x90, 61, 100, bar + 200), ev(0x80, 61, 64, bar + 211),
+                          ev(0x90, 62, 100, bar + 300)}),
+              "");
+}
+
+TEST_F(SelectEvents, ConditionsTestChannelAndDataRangesAndNotesTravelWhole) {
+    fill(
+               {ev(0x93, 60, 100, bar), ev(0xB3, 7, 90, bar), ev(0xB3, 10, 64, bar), ev(0xB4, 7, 90, bar),
+                ev(0xC3, 5, 0, bar), ev(0x83, 60, 64, bar + 50)});
+    // Controller 7 on channel 4 (3 stored): the second byte is tested too.
+    EXPECT_EQ(difference(run({.mode = select_mode::remove, .type = event_type::control, .channel_low = 3,
+                              .channel_high = 3, .data1_low = 7, .data1_high = 7, .data2_low = 90,
+                              .data2_high = 90}),
+                         {ev(0x93, 60, 100, bar), ev(0xB3, 10, 64, bar), ev(0xB4, 7, 90, bar),
+                          ev(0xC3, 5, 0, bar), ev(0x83, 60, 64, bar + 50)}),
+              "");
+    // Keep of channel 4's events: the note keeps its note-off, which no type reaches alone.
+    EXPECT_EQ(difference(run({.mode = select_mode::keep, .type = event_type::all_channel,
+                              .channel_low = 3, .channel_high = 3}),
+                         {ev(0x93, 60, 100, bar), ev(0xB3, 10, 64, bar), ev(0xC3, 5, 0, bar),
+                          ev(0x83, 60, 64, bar + 50)}),
+              "");
+}
+
+TEST_F(SelectEvents, BetweenTheLocatorsDeleteCopiesOnlyNotesAndChannelEventsOutsideAndKeepNothing) {
+    records recs = {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10)};
+    const records sysex = long_event(st::sysex, bar + 20, sysex_payload(9));
+    recs.insert(recs.end(), sysex.begin(), sysex.end());
+    // Inside: a note whose end lies outside, and a controller.
+    recs.insert(recs.end(), {ev(0x90, 62, 100, bar + 100), ev(0xB0, 1, 5, bar + 150),
+                             ev(0x80, 60, 64, bar + 160), ev(0x80, 62, 64, bar + 300)});
+    fill(recs);
+    EXPECT_EQ(difference(run({.mode = select_mode::remove}, bar + 100, bar + 200),
+                         {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10), ev(0x80, 60, 64, bar + 160)}),
+              "");
+    fill(recs);
+    EXPECT_EQ(difference(run({.mode = select_mode::keep}, bar + 100, bar + 200),
+                         {ev(0x90, 62, 100, bar + 100), ev(0xB0, 1, 5, bar + 150), ev(0x80, 62, 64, bar + 300)}),
+              "");
+    // Keep of Sys Ex keeps the whole message and nothing else.
+    fill(recs);
+    EXPECT_EQ(difference(run({.mode = select_mode::keep, .type = event_type::sysex}), sysex), "");
+}
+
+TEST_F(SelectEvents, APoolThatCannotHoldTheNewChainLeavesTheTrackAsItWas) {
+    fill(notes(40, bar, 10));
+    const records before = read_track(p, 0, 0);
+    {
+        track_edit g(p, 0, 0, {.undo = undo_kind::none});
+        ASSERT_TRUE(g.begin());
+        const std::int32_t keep_free = p.slot(0, 0).blocks + 2;
+        while (p.d.free_blocks > keep_free) p.store().alloc_block();
+        EXPECT_FALSE(filter_events(g, {.mode = select_mode::remove}, 0, last_position));
+    }
+    EXPECT_EQ(difference(read_track(p, 0, 0), before), "");
+}
+
+}  // namespace
+}  // namespace kestrune
