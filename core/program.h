@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "core/clock.h"
+#include "core/editor_state.h"
 #include "core/engine_link.h"
 #include "core/song_settings.h"
 #include "core/ui.h"
@@ -86,6 +87,7 @@ public:
     song_settings song;
     change_counters changes;
     undo_copy undo;
+    editor_state editor;
 
     // A view of the pool; the operations come with song/event_store.h at the call site.
     template <class Store = event_store>

@@ -230,6 +230,8 @@ void main_window::tick() {
     s_.screen->take_buttons_changed();
     sync_buttons();
     if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
+    // The track list's scroll bar hides while an editor or the mixer has the work area.
+    if (scroll_->isVisible() != (s_.prog.d.main_screen != 0)) scroll_->setVisible(s_.prog.d.main_screen != 0);
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
