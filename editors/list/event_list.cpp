@@ -58,6 +58,7 @@ void moved(program& p) { ++p.editor.moves; }
 // The first shown event from e on, or the end.
 ref32 shown_from(const program& p, ref32 e) {
     const event_store s = p.store();
+    if (is_end(p, e)) return e;
     return s.at(e).is_event() && row_shown(p, s.at(e)) ? e : next_shown(p, e);
 }
 
