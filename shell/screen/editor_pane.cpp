@@ -46,9 +46,13 @@ void main_screen::impl::refresh_editor(std::int64_t ms) {
     if (p.editor.heard.status && ms - p.editor.heard.since_ms >= heard_note_ms && !mouse.any_held())
         end_heard_note(p);
     step_input_tick(p);
+    // Play and Pause put the list back on the song position; stopped, it stays where the
+    // musician puts it, and Unlock jumps once.
+    const bool running = p.running();
+    if (running && !list_was_running) p.editor.position_follow = true;
+    list_was_running = running;
     if (follow_due(p)) follow_position(p);
-    // Stopped, the list stays where the musician puts it: Unlock jumps once.
-    if (!p.running() && !mouse.any_held()) p.editor.position_follow = false;
+    if (!running && !mouse.any_held()) p.editor.position_follow = false;
     const auto& all = editor_buttons();
     for (std::size_t i = 0; i < all.size(); ++i) {
         child_button& b = buttons[main_button_count + i];

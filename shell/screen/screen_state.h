@@ -182,6 +182,7 @@ struct main_screen::impl {
     // switch between it and the panes, its rows on each tick, its clicks and keys.
     editor_geometry eg;
     list_painter list;
+    bool list_was_running = false;
     bool editor_up() const { return p.editor.open() && !main_view(); }
     void place_editor();
     void show_editor(bool up);

@@ -9,6 +9,7 @@
 #include "editors/list/list_edit.h"
 #include "editors/list/step_input.h"
 #include "processing/undo.h"
+#include "realtime/transport.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
@@ -180,6 +181,25 @@ TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {
     step_rest(p);
     EXPECT_EQ(nums(p.d.step_position, p.editor.step_tie_units, p.d.step_chord_ready), nums(3072 + 96, 2, 0));
     expect_sound();
+}
+
+TEST_F(EventList, EditsDuringPlaybackEndTheNotesTheyTakeAwayAndPlayTheNewOnes) {
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3072 + 768), ev(0x90, 62, 90, 3072 + 192),
+          ev(0x80, 62, 64, 3072 + 300)});
+    transport tr(p);
+    tr.play();
+    t.run_ms(ms_of(96));
+    // Key 60 sounds; deleting it ends it at once, and key 62, moved up to 64, plays as 64.
+    ASSERT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 60, 90}));
+    t.midi.clear();
+    ASSERT_EQ(delete_event(p), outcome::done);
+    t.run_ms(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x80, 60, 64}}));
+    set_row_data(p, p.editor.cursor, row_data::data1, 64);
+    t.midi.clear();
+    t.run_ms(ms_of(300));
+    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x90, 64, 90}, {0x80, 64, 64}}));
+    tr.stop();
 }
 
 }  // namespace
