@@ -49,6 +49,10 @@ struct editor_state {
         std::uint8_t port = 0;
         std::int64_t since_ms = 0;
     } heard{};
+    // Where the highlight stood, and the track changes the list has caught up with: a change
+    // made elsewhere (Undo) puts the highlight on the first event from that position on.
+    std::int32_t cursor_position = 0;
+    std::uint32_t tracks_seen = 0;
     // Counted up whenever the cursor or the rows move, so that the list repaints.
     std::uint32_t moves = 0;
 

@@ -12,10 +12,15 @@ namespace {
 // The commands that open an editor, and leave it when it is the one open.
 command_record opener(int id, const char* text, const char* shortcut, editor_kind kind,
                       std::string_view help) {
-    return {.id = id, .text = text, .shortcut = shortcut, .views = {true, true, true},
-            .help = std::string(help),
-            .checked = [kind](const program& p) { return p.editor.kind == kind; },
-            .run = [kind](program& p, const field_values&) { return toggle_editor(p, kind); }};
+    command_record r{.id = id, .text = text, .shortcut = shortcut, .views = {true, true, true},
+                     .help = std::string(help),
+                     .run = [kind](program& p, const field_values&) { return toggle_editor(p, kind); }};
+    // The menu item reads "Leave &Event Editor" while its editor is open.
+    if (shortcut[0] != 0)
+        r.current_text = [kind, text = std::string(text)](const program& p) {
+            return p.editor.kind == kind ? "Leave " + text : text;
+        };
+    return r;
 }
 
 }  // namespace

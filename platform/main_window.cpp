@@ -310,6 +310,11 @@ void main_window::refresh_menus() {
         const command_record* c = s_.commands.find(id);
         a->setEnabled(command_enabled(s_, id));
         if (c && c->checked) a->setChecked(c->checked(s_.prog));
+        if (c && c->current_text) {
+            QString text = QString::fromStdString(c->current_text(s_.prog));
+            if (!c->shortcut.empty()) text += '\t' + QString::fromStdString(c->shortcut);
+            if (a->text() != text) a->setText(text);
+        }
     }
     if (s_.screen) s_.screen->set_allow_double_clicks(s_.settings.allow_double_clicks != 0);
     const auto& recent = s_.recent_files();

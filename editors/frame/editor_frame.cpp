@@ -122,6 +122,7 @@ outcome toggle_editor(program& p, editor_kind kind) {
     ed.step_offset = p.d.song_mode ? p.step_start(p.d.current_step) - song_start : 0;
     p.app.editor_dirty = false;
     p.d.punch_on = 0;
+    ed.tracks_seen = p.changes.tracks;
     cursor_to_start(p);
     shared_store(p.d.main_screen, std::int16_t{0});
     return outcome::done;
@@ -180,15 +181,25 @@ void list_painter::paint(canvas& c, const rect& clip, const program& p, const ed
     if (shown_.size() != static_cast<std::size_t>(list_rows)) refresh(p, g);
     const rect frame = g.region(erg::frame);
     if (!frame.intersects(clip)) return;
-    c.fill_rect(frame, colour_role::panel);
+    // Only what meets the clip: a tick repaints a few rows at a time.
+    const auto within = [&clip](const rect& r) {
+        return rect{std::max(r.left, clip.left), std::max(r.top, clip.top), std::min(r.right, clip.right),
+                    std::min(r.bottom, clip.bottom)};
+    };
     const rect list = g.region(erg::list);
-    c.fill_rect(list, colour_role::field);
-    c.frame_rect(list, colour_role::shadow);
+    const rect header_strip{list.left, list.top - g.cell_height, frame.right, list.top};
+    // The rows fill the list themselves: a repaint of rows alone paints nothing under them.
+    if (!list.contains(clip.left, clip.top) || !list.contains(clip.right - 1, clip.bottom - 1)) {
+        c.fill_rect(within(frame), colour_role::panel);
+        c.fill_rect(within(list), colour_role::field);
+        c.frame_rect(list, colour_role::shadow);
+    }
     // One character to a cell: each column's piece of the text stands over its region.
     static constexpr std::size_t pieces[] = {0, 16, 24, 28, 32, 37, event_row_width};
     static constexpr int header_at[] = {2, 16, 24, 29, 33, 38};
-    std::string_view header = list_header;
+    std::string_view header = header_strip.intersects(clip) ? list_header : "";
     for (int col : header_at) {
+        if (header.empty()) break;
         header.remove_prefix(1);
         const std::size_t tab = header.find('\t');
         const int x = list.left + col * g.cell_width;
@@ -211,9 +222,9 @@ void list_painter::paint(canvas& c, const rect& clip, const program& p, const ed
             c.text({left, place.top + g.list_font_shortfall, right, place.bottom}, piece, font_kind::list, ink);
         }
     }
-    c.icon(g.region(erg::row_up), icon_row_up);
-    c.icon(g.region(erg::row_down), icon_row_down);
-    if (!step_text_.empty()) {
+    if (g.region(erg::row_up).intersects(clip)) c.icon(g.region(erg::row_up), icon_row_up);
+    if (g.region(erg::row_down).intersects(clip)) c.icon(g.region(erg::row_down), icon_row_down);
+    if (!step_text_.empty() && g.region(erg::step_position).intersects(clip)) {
         const rect s = g.region(erg::step_position);
         c.fill_rect(s, colour_role::field);
         c.text(s, step_text_, font_kind::list, colour_role::field_text, text_align::right);

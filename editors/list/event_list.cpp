@@ -53,7 +53,11 @@ ref32 prev_shown(const program& p, ref32 e) {
 
 namespace {
 
-void moved(program& p) { ++p.editor.moves; }
+void moved(program& p) {
+    editor_state& ed = p.editor;
+    ++ed.moves;
+    if (ed.cursor != null_ref && p.store().at(ed.cursor).is_event()) ed.cursor_position = p.store().position(ed.cursor);
+}
 
 // The first shown event from e on, or the end.
 ref32 shown_from(const program& p, ref32 e) {
@@ -94,6 +98,18 @@ void settle_cursor(program& p) {
     ed.cursor = c;
     ed.cursor_row = shown_above(p, c, ed.cursor_row);
     moved(p);
+}
+
+void relocate_cursor(program& p) {
+    editor_state& ed = p.editor;
+    ed.tracks_seen = p.changes.tracks;
+    const ref32 first = edited_first(p);
+    if (first == null_ref) return cursor_to_start(p);
+    const event_store s = p.store();
+    ref32 e = s.find_at_position(first, ed.cursor_position, no_loop);
+    if (s.status(e) == st::forward_link) e = s.chain_end(first);
+    ed.cursor = shown_from(p, e);
+    settle_cursor(p);
 }
 
 list_row_events list_rows_of(const program& p) {

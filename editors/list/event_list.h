@@ -30,6 +30,9 @@ void settle_cursor(program& p);
 // The rows as they are painted: `cursor_row` rows above the highlight, the rest below; the end
 // row shows blank, and no row follows it.
 list_row_events list_rows_of(const program& p);
+// After the track changed under the list: the highlight on the first shown event at or after
+// where it stood.
+void relocate_cursor(program& p);
 // Up (-1) or Down (+1) by one shown event; false at either end.
 bool move_cursor(program& p, int delta);
 // The highlight on the row at `row` when it holds an event; false for a blank row.

@@ -75,6 +75,7 @@ void land_cursor(program& p, const cursor_target& t, int row_delta) {
     }
     ed.cursor = e;
     ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, list_rows - 1);
+    ed.tracks_seen = p.changes.tracks;
     settle_cursor(p);
 }
 

@@ -80,7 +80,7 @@ void step_input_tick(program& p) {
         d.step_position = std::min(d.step_position + p.app.edit_grid, last_step_input_position);
         p.editor.step_tie_units = 1;
         shared_store(d.step_chord_ready, std::int16_t{0});
-        settle_cursor(p);
+        relocate_cursor(p);
     }
     if (shared_load(d.step_rest_ready)) {
         step_rest(p);

@@ -46,6 +46,7 @@ void main_screen::impl::refresh_editor(std::int64_t ms) {
     if (p.editor.heard.status && ms - p.editor.heard.since_ms >= heard_note_ms && !mouse.any_held())
         end_heard_note(p);
     step_input_tick(p);
+    if (p.changes.tracks != p.editor.tracks_seen) relocate_cursor(p);
     // Play and Pause put the list back on the song position; stopped, it stays where the
     // musician puts it, and Unlock jumps once.
     const bool running = p.running();
