@@ -2,6 +2,9 @@
 // panes, its buttons show, and its list follows the model on each tick.
 #include "editors/list/step_input.h"
 #include "shell/screen/screen_state.h"
+#include "song/event_store.h"
+
+#include <algorithm>
 
 namespace kestrune {
 
@@ -96,6 +99,16 @@ bool main_screen::impl::editor_key(const key_event& k) {
         return true;
     }
     if (k.auto_repeat || k.code != key_code::character) return false;
+    // L and R put the locators at the highlighted event (R one tick after it).
+    if ((k.character == 'L' || k.character == 'R') && !k.mods.shift) {
+        if (ed.cursor == null_ref || is_end(p, ed.cursor)) return true;
+        const std::int32_t at = p.store().position(ed.cursor) + ed.step_offset;
+        if (k.character == 'L')
+            t.set_left_locator(at);
+        else
+            t.set_right_locator(std::min(at + 1, last_locator_position));
+        return true;
+    }
     static constexpr std::int16_t grids[] = {192, 128, 96, 64, 48, 32, 24, 16};
     if (k.character >= '1' && k.character <= '8') {
         p.app.edit_grid = grids[k.character - '1'];
