@@ -85,6 +85,22 @@ double help_open_ms(program& p, QWidget* window, int runs) {
     return *std::max_element(times.begin(), times.end());
 }
 
+// The window's ticks while the song plays, each with the repaints it causes, in µs.
+std::vector<double> playing_ticks(session& s, main_window& w, int n) {
+    s.trans.play();
+    std::vector<double> ticks;
+    for (int i = 0; i < n; ++i) {
+        QElapsedTimer t;
+        t.start();
+        w.tick();
+        QApplication::processEvents();
+        ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
+        std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
+    }
+    s.trans.stop();
+    return ticks;
+}
+
 // A new song whose first track holds `notes` notes of 20 ticks each, back to back: far denser
 // than anyone plays, and as many events as the default pool holds.
 bool dense_track(program& p, int notes) {
@@ -120,17 +136,7 @@ bool list_figures(session& s, main_window& w, bool quick) {
         w.view_widget()->repaint(list.left, list.top, list.width(), list.height());
         repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
     }
-    s.trans.play();
-    std::vector<double> ticks;
-    for (int i = 0; i < (quick ? 40 : 800); ++i) {
-        QElapsedTimer t;
-        t.start();
-        w.tick();
-        QApplication::processEvents();
-        ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
-        std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
-    }
-    s.trans.stop();
+    const std::vector<double> ticks = playing_ticks(s, w, quick ? 40 : 800);
     std::printf("list_repaint_ms %.2f\n", percentile(repaints, 0.5));
     std::printf("list_follow_tick_us %.1f\n", percentile(ticks, 0.99));
     return true;
@@ -177,17 +183,7 @@ int main(int argc, char** argv) {
                 repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
             }
 
-            s.trans.play();
-            std::vector<double> ticks;
-            for (int i = 0; i < (quick ? 40 : 800); ++i) {
-                QElapsedTimer t;
-                t.start();
-                w.tick();
-                QApplication::processEvents();
-                ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
-                std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
-            }
-            s.trans.stop();
+            const std::vector<double> ticks = playing_ticks(s, w, quick ? 40 : 800);
             std::printf("tick_p99_us %.1f\n", percentile(ticks, 0.99));
             std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
             std::printf("help_open_ms %.1f\n", help_open_ms(s.prog, &w, quick ? 3 : 10));

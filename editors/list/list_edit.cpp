@@ -224,13 +224,18 @@ bool put_note_off(chain_edit& edit, ref32 on) {
     return edit.insert(same, off);
 }
 
+// Inserts are for the event list, not while it follows the song, and need a few blocks in hand.
+bool insert_refused(const program& p) {
+    const editor_state& ed = p.editor;
+    return ed.position_follow || ed.cursor == null_ref || ed.kind != editor_kind::event_list ||
+           p.d.free_blocks <= insert_reserve_blocks;
+}
+
 }  // namespace
 
 outcome insert_note(program& p) {
     editor_state& ed = p.editor;
-    if (ed.position_follow || ed.cursor == null_ref || p.editor.kind != editor_kind::event_list)
-        return outcome::refused;
-    if (p.d.free_blocks <= insert_reserve_blocks) return outcome::refused;
+    if (insert_refused(p)) return outcome::refused;
     const ref32 c = ed.cursor;
     const event_store s = p.store();
     const midi_event row = s.at(c);
@@ -270,9 +275,7 @@ outcome insert_note(program& p) {
 
 outcome insert_other(program& p) {
     editor_state& ed = p.editor;
-    if (ed.position_follow || ed.cursor == null_ref || p.editor.kind != editor_kind::event_list)
-        return outcome::refused;
-    if (p.d.free_blocks <= insert_reserve_blocks) return outcome::refused;
+    if (insert_refused(p)) return outcome::refused;
     const ref32 c = ed.cursor;
     const event_store s = p.store();
     const short_event& lo = ed.last_other;
