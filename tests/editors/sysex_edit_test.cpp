@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <optional>
 #include <string>
 #include <tuple>
 
 #include "editors/sysex/long_event_text.h"
+#include "editors/sysex/sysex_edit.h"
+#include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
 
 namespace kestrune {
 namespace {
@@ -71,6 +76,108 @@ TEST(TextForDialog, HoldsTwoHundredCharactersAndNoMore) {
     full.insert(full.begin(), 'a');
     EXPECT_FALSE(text_for_dialog(full));
     EXPECT_FALSE(text_payload(std::string(max_text_chars + 1, 'a')));
+}
+
+using namespace testing;
+
+// A track of 28 notes, a long event behind them and one note after it, edited through dialogs
+// whose answers are scripted: a text typed and OK, or nothing for Cancel.
+class LongEventEdit : public ::testing::Test {
+protected:
+    LongEventEdit() {
+        p.ask_dialog = [this](const command_record& c, field_values& v) {
+            titles.push_back(c.dialog.title);
+            shown.push_back(v[0].text);
+            if (answers.empty() || !answers.front()) return false;
+            v[0].text = *answers.front();
+            answers.pop_front();
+            return true;
+        };
+    }
+    void give(const records& long_event) {
+        records recs = notes(28, 3072, 1);
+        recs.insert(recs.end(), long_event.begin(), long_event.end());
+        recs.push_back(after);
+        give_track(p, 0, 0, recs);
+    }
+    ref32 head() const { return nth_record(p.store(), p.slot(0, 0).first, 28); }
+    // The track as it should read with `long_event` in place of the one it was given.
+    records with(const records& long_event) const {
+        records recs = notes(28, 3072, 1);
+        recs.insert(recs.end(), long_event.begin(), long_event.end());
+        recs.push_back(after);
+        return recs;
+    }
+
+    test_program t;
+    program& p = *t;
+    const midi_event after = ev(0x90, 64, 100, 3200);
+    std::deque<std::optional<std::string>> answers;
+    std::vector<std::string> titles, shown;
+};
+
+TEST_F(LongEventEdit, SysexGrowsIntoANewBlockAndShrinksBackAfterAWrongTextWasSaidAndKept) {
+    give(long_event(st::sysex, 3100, {0x01, 0x02, 0x03, st::sysex_end}));
+    answers = {"F0,,F7", "f0,10,11,12,13,14,15,16,17,18,19,1a,1b,1c,1d,1e,1f,20,21,22,23,f7"};
+    EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::done);
+    EXPECT_EQ(titles, (std::vector<std::string>{"Edit System Exclusive", "Edit System Exclusive"}));
+    // The wrong text is said, and the dialog opens again on it.
+    EXPECT_EQ(shown, (std::vector<std::string>{"F0,01,02,03,F7", "F0,,F7"}));
+    EXPECT_EQ(t.screen.messages.at(0).text, sysex_error_text(sysex_error::bad_character));
+    const records grown = {
+        ev(st::sysex, 0x10, 0x11, 3100),
+        {{0x12, 0x13, 0x14, 0x15, 0x16, 0x17}},
+        {{0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D}},
+        {{0x1E, 0x1F, 0x20, 0x21, 0x22, 0x23}},
+        {{st::sysex_end, 0, 0, 0, 0, 0}},
+    };
+    EXPECT_EQ(difference(read_track(p, 0, 0), with(grown)), "");
+    EXPECT_EQ(nums(p.slot(0, 0).blocks, p.undo.available), nums(2, 1));
+    EXPECT_EQ(check_pool(p), "");
+
+    answers = {"F0,7F,F7"};
+    EXPECT_EQ(edit_sysex_event(p, 0, 0, head()), outcome::done);
+    EXPECT_EQ(shown.back(), "F0,10,11,12,13,14,15,16,17,18,19,1A,1B,1C,1D,1E,1F,20,21,22,23,F7");
+    EXPECT_EQ(difference(read_track(p, 0, 0), with({ev(st::sysex, 0x7F, st::sysex_end, 3100)})), "");
+    EXPECT_EQ(p.slot(0, 0).blocks, 1);
+    EXPECT_EQ(check_pool(p), "");
+}
+
+TEST_F(LongEventEdit, CancelTooLongAndLowMemoryLeaveTheEventAsItWas) {
+    give(long_event(st::sysex, 3100, sysex_payload(max_sysex_bytes - 1)));
+    const records before = read_track(p, 0, 0);
+    const std::uint32_t changes = p.changes.tracks;
+    answers = {"F0,01,F7"};
+    EXPECT_EQ(edit_text_event(p, 0, 0, head()), outcome::refused);  // no text
+    answers = {std::nullopt};
+    EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::cancelled);
+    const int free = p.d.free_blocks;
+    p.d.free_blocks = 9;
+    EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), msg_not_enough_memory);
+    p.d.free_blocks = free;
+    EXPECT_EQ(shown.size(), 1u);
+    EXPECT_EQ(read_track(p, 0, 0).size(), before.size());
+
+    give(long_event(st::sysex, 3100, sysex_payload(max_sysex_bytes)));
+    EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), msg_long_message);
+    EXPECT_EQ(nums(shown.size(), p.changes.tracks - changes), nums(1, 0));
+}
+
+TEST_F(LongEventEdit, ALyricKeepsItsKindAndItsLineEndsAndATooLongTextIsSaidAndKept) {
+    give(text_event(3100, "la\r\nli", true));
+    const std::string too_long(max_text_chars + 1, 'x');
+    answers = {too_long, "la\u00B6\u00B6lo \u00B6\u00B6"};
+    EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::done);
+    EXPECT_EQ(titles.front(), "Edit Lyric Event");
+    EXPECT_EQ(shown, (std::vector<std::string>{"la\u00B6\u00B6li", too_long}));
+    EXPECT_EQ(t.screen.last_text(), msg_long_message);
+    records lyric = {ev(st::text, 'l', 'a', 3100), {{0x0D, 0x0A, 'l', 'o', ' ', 0x0D}}, {{0x0A, 0, 0, 0, 0, 0}}};
+    lyric.front().set_spare_nibble(2);
+    EXPECT_EQ(difference(read_track(p, 0, 0), with(lyric)), "");
+    EXPECT_EQ(check_pool(p), "");
+    EXPECT_EQ(long_kind_of(empty_long_event(long_kind::lyric, 0)), long_kind::lyric);
 }
 
 }  // namespace
