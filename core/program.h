@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "core/clock.h"
+#include "core/command.h"
 #include "core/editor_state.h"
 #include "core/engine_link.h"
 #include "core/song_settings.h"
@@ -93,6 +94,9 @@ public:
     change_counters changes;
     undo_copy undo;
     editor_state editor;
+    // Asks for a command's values in its dialog on the frame, true on OK: for a dialog that a
+    // command's own run opens. The window sets it; unset, there is no one to ask.
+    dialog_asker ask_dialog{};
 
     // A view of the pool; the operations come with song/event_store.h at the call site.
     template <class Store = event_store>

@@ -27,4 +27,10 @@ midi_event empty_long_event(long_kind kind, std::int32_t position);
 // cancelled: nothing changed.
 outcome edit_long_event(program& p, int pattern, int track, ref32 event);
 
+// The two dialogs edit_long_event chooses between, for a caller that knows the kind: the sysex
+// dialog on a head of status 0xF0, the text or lyric dialog on a head of status 0xF3. Same
+// contract as edit_long_event.
+outcome edit_sysex_event(program& p, int pattern, int track, ref32 event);
+outcome edit_text_event(program& p, int pattern, int track, ref32 event);
+
 }  // namespace kestrune
