@@ -32,6 +32,7 @@ inline constexpr int step_input = 5244;
 inline constexpr int insert_note = 5245;
 inline constexpr int insert_other = 5246;
 inline constexpr int change_event = 5247;
+inline constexpr int edit_long_event = 5248;  // Escape: the sysex or text dialog of the row
 
 // The general commands.
 inline constexpr int quit = 1;

@@ -4,6 +4,7 @@
 #include "editors/frame/editor_frame.h"
 #include "editors/list/list_edit.h"
 #include "editors/list/step_input.h"
+#include "editors/sysex/sysex_edit.h"
 #include "realtime/transport.h"
 #include "song/event_store.h"
 #include "services/help_pages.h"
@@ -56,6 +57,11 @@ void add_list_commands(command_table& table) {
                           [](program& p) { return requantize_note(p, true); }));
     table.add(edit_record(cmd::dequantize_note, "Deq", "Shift+Q",
                           [](program& p) { return requantize_note(p, false); }));
+    table.add(editor_record(cmd::edit_long_event, "Edit Sys Ex/Text", "Esc", [](program& p) {
+        const ref32 c = p.editor.cursor;
+        if (c == null_ref || is_end(p, c)) return outcome::refused;
+        return edit_long_event(p, p.app.edit_pattern, p.d.current_track, c);
+    }));
     table.add(editor_record(cmd::step_input, "Step Input", "", toggle_step_input));
     static const char* const filter_names[] = {"on", "off", "prg", "pw", "aft", "ctr"};
     for (int i = 0; i <= cmd::filter_last - cmd::filter_first; ++i) {

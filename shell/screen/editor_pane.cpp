@@ -1,6 +1,7 @@
 // The editor in the work area: while it is open its regions take the place of the song and track
 // panes, its buttons show, and its list follows the model on each tick.
 #include "editors/list/step_input.h"
+#include "editors/sysex/sysex_edit.h"
 #include "shell/screen/screen_state.h"
 #include "song/event_store.h"
 
@@ -76,6 +77,13 @@ void main_screen::impl::act_editor(int region, int row, int code) {
     }
     if (!is_list_column(region)) return;
     ed.position_follow = false;
+    if (region == erg::event && code == right_button) {
+        // The sysex or text dialog of the row, highlighted or not.
+        if (cursor_to_row(p, row)) edit_long_event(p, p.app.edit_pattern, p.d.current_track, ed.cursor);
+        wait_release = mouse.any_held();
+        mouse.clear();
+        return;
+    }
     if (row != ed.cursor_row) {
         // The first click on a row only moves the highlight there.
         if (cursor_to_row(p, row)) hear_row(p, ed.cursor);
