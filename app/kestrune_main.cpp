@@ -31,6 +31,9 @@
 #include "shell/synth_commands.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
+#include "shell/dispatch.h"
+#include "song/patterns.h"
+#include "core/command_ids.h"
 
 namespace {
 
@@ -38,6 +41,9 @@ struct options {
     std::string screenshot;  // the PNG to write; empty for the window
     int zoom = -1;           // -1: the stored zoom
     std::string help_page;   // a screenshot of the help window on this page
+    std::string editor;      // "list": the screenshot shows the event list of --pattern, --track
+    int pattern = 0;         // 0-based, as kestrune-tool dump counts
+    int track = 0;
     std::vector<std::string> file_words;
 };
 
@@ -45,7 +51,8 @@ int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
-                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n");
+                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n"
+                 "       kestrune --screenshot PNG --editor list --pattern P --track T [--zoom 0-7] FILE\n");
     return 2;
 }
 
@@ -69,6 +76,18 @@ std::string parse(const QStringList& args, options& o) {
         } else if (a == "--help-page") {
             if (!has_value) return needs_value(a, "a page such as html/index.htm");
             o.help_page = args[++i].toStdString();
+        } else if (a == "--editor") {
+            if (!has_value) return needs_value(a, "list");
+            o.editor = args[++i].toStdString();
+            if (o.editor != "list") return "--editor takes list, not " + o.editor;
+        } else if (a == "--pattern" || a == "--track") {
+            if (!has_value) return needs_value(a);
+            bool ok = false;
+            const int v = args[++i].toInt(&ok);
+            const int count = a == "--pattern" ? kestrune::pattern_count - 2 : kestrune::tracks_per_pattern;
+            if (!ok || v < 0 || v >= count)
+                return a + " takes 0 to " + std::to_string(count - 1) + ", not " + args[i].toStdString();
+            (a == "--pattern" ? o.pattern : o.track) = v;
         } else if (a.starts_with("--")) {
             return "unknown option " + a;
         } else {
@@ -76,6 +95,7 @@ std::string parse(const QStringList& args, options& o) {
         }
     }
     if (!o.help_page.empty() && o.screenshot.empty()) return "--help-page goes with --screenshot";
+    if (!o.editor.empty() && o.screenshot.empty()) return "--editor goes with --screenshot";
     return {};
 }
 
@@ -130,6 +150,14 @@ int take_screenshot(kestrune::main_window& w, const options& o,
     if (stopped) {
         std::fprintf(stderr, "kestrune: ended by a signal before the screenshot\n");
         return 1;
+    }
+    if (!o.editor.empty()) {
+        kestrune::select_pattern(s.prog, o.pattern);
+        kestrune::select_track(s.prog, o.track);
+        // A refusal ("No data on this track!") is on standard error already.
+        if (kestrune::dispatch_command(s, kestrune::cmd::event_editor) != kestrune::outcome::done) return 1;
+        w.tick();
+        QApplication::processEvents();
     }
     QImageWriter png(QString::fromStdString(o.screenshot), "PNG");
     if (png.write(w.screenshot())) return 0;

@@ -2,7 +2,9 @@
 // paint of a 32-track song, written out as a screenshot), tick_p99_us (the 25 ms tick while that
 // song plays, with the repaints it causes), repaint_ms (a full repaint at zoom 7) and
 // help_open_ms (F1 in a dialog to its help page painted, the slowest of several, the first of
-// which makes the help window).
+// which makes the help window); with the event list open on one dense track at zoom 7,
+// list_repaint_ms (its 16 rows painted) and list_follow_tick_us (the tick while the list follows
+// the song playing).
 #include <QApplication>
 #include <QElapsedTimer>
 #include <algorithm>
@@ -24,6 +26,11 @@
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
 #include "platform/main_window.h"
+#include "editors/frame/editor_frame.h"
+#include "shell/dispatch.h"
+#include "song/event_store.h"
+#include "song/patterns.h"
+#include "shell/screen/region_tree.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 #include "bench/measure.h"
@@ -78,6 +85,63 @@ double help_open_ms(program& p, QWidget* window, int runs) {
     return *std::max_element(times.begin(), times.end());
 }
 
+// The window's ticks while the song plays, each with the repaints it causes, in µs.
+std::vector<double> playing_ticks(session& s, main_window& w, int n) {
+    s.trans.play();
+    std::vector<double> ticks;
+    for (int i = 0; i < n; ++i) {
+        QElapsedTimer t;
+        t.start();
+        w.tick();
+        QApplication::processEvents();
+        ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
+        std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
+    }
+    s.trans.stop();
+    return ticks;
+}
+
+// A new song whose first track holds `notes` notes of 20 ticks each, back to back: far denser
+// than anyone plays, and as many events as the default pool holds.
+bool dense_track(program& p, int notes) {
+    clear_song(p);
+    event_store st = p.store();
+    chain_builder b(st);
+    for (int n = 0; n < notes; ++n) {
+        const auto key = static_cast<std::uint8_t>(48 + n % 24);
+        b.put(midi_event::make(0x90, key, 100, song_start + 20 * n));
+        b.put(midi_event::make(0x80, key, 64, song_start + 20 * n + 19));
+    }
+    if (!b.terminate() || !b.ok()) return false;
+    track_slot& sl = p.slot(0, 0);
+    sl.first = sl.play = b.cut();
+    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
+    sl.in_use = 1;
+    return true;
+}
+
+// The event list's figures: a repaint of its rows, and the tick while it follows the song.
+bool list_figures(session& s, main_window& w, bool quick) {
+    if (!dense_track(s.prog, quick ? 2000 : 48000)) return false;
+    select_pattern(s.prog, 0);
+    select_track(s.prog, 0);
+    if (dispatch_command(s, cmd::event_editor) != outcome::done) return false;
+    w.tick();
+    QApplication::processEvents();
+    const kestrune::rect list = s.screen->regions().place(erg::list);
+    std::vector<double> repaints;
+    for (int i = 0; i < (quick ? 5 : 50); ++i) {
+        QElapsedTimer t;
+        t.start();
+        w.view_widget()->repaint(list.left, list.top, list.width(), list.height());
+        repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+    }
+    const std::vector<double> ticks = playing_ticks(s, w, quick ? 40 : 800);
+    std::printf("list_repaint_ms %.2f\n", percentile(repaints, 0.5));
+    std::printf("list_follow_tick_us %.1f\n", percentile(ticks, 0.99));
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -119,20 +183,11 @@ int main(int argc, char** argv) {
                 repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
             }
 
-            s.trans.play();
-            std::vector<double> ticks;
-            for (int i = 0; i < (quick ? 40 : 800); ++i) {
-                QElapsedTimer t;
-                t.start();
-                w.tick();
-                QApplication::processEvents();
-                ticks.push_back(static_cast<double>(t.nsecsElapsed()) / 1e3);
-                std::this_thread::sleep_for(std::chrono::milliseconds(tick_period_ms));
-            }
-            s.trans.stop();
+            const std::vector<double> ticks = playing_ticks(s, w, quick ? 40 : 800);
             std::printf("tick_p99_us %.1f\n", percentile(ticks, 0.99));
             std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
             std::printf("help_open_ms %.1f\n", help_open_ms(s.prog, &w, quick ? 3 : 10));
+            if (!list_figures(s, w, quick)) return 1;
         }
         end_session(s, false);
     }

@@ -43,6 +43,8 @@ enum class colour_role {
     activity,        // activity bars
     activity_off,    // the note-off marker of an activity bar
     peak,            // an activity bar above velocity 126
+    // The event list's rows, one colour per kind of event.
+    note_row, control_row, program_row, pressure_row, wheel_row, own_row,
 };
 
 enum class text_align { left, right, centre };

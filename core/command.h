@@ -109,6 +109,8 @@ struct command_record {
     std::function<bool(const program&)> enabled{};
     // A check item's mark; empty for an item without one.
     std::function<bool(const program&)> checked{};
+    // The menu text as it stands now, where it changes ("Leave &Event Editor"); empty: `text`.
+    std::function<std::string(const program&)> current_text{};
     std::function<outcome(program&, const field_values&)> run{};
 };
 

@@ -19,6 +19,21 @@ inline constexpr int punch_button = 5207;
 inline constexpr int mixer_button = 5209;
 inline constexpr int editor_context_help = 5251;
 
+// The editor's child buttons and keys, shown only while an editor is open.
+inline constexpr int editor_ok = 5231;
+inline constexpr int unlock = 5233;
+inline constexpr int editor_delete = 5234;
+inline constexpr int cue = 5235;
+inline constexpr int filter_first = 5236;  // on, off, prg, pw, aft, ctr
+inline constexpr int filter_last = 5241;
+inline constexpr int quantize_note = 5242;
+inline constexpr int dequantize_note = 5243;
+inline constexpr int step_input = 5244;
+inline constexpr int insert_note = 5245;
+inline constexpr int insert_other = 5246;
+inline constexpr int change_event = 5247;
+inline constexpr int edit_long_event = 5248;  // Escape: the sysex or text dialog of the row
+
 // The general commands.
 inline constexpr int quit = 1;
 inline constexpr int mixer_program_first = 101;

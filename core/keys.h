@@ -16,7 +16,7 @@ struct key_mods {
 enum class key_code {
     character,  // `character` holds 'A'..'Z' or '0'..'9', upper case
     left, right, up, down,
-    insert, del, backspace, escape, enter, space,
+    insert, del, backspace, escape, enter, space, tab,
     f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12,
     pad_plus, pad_minus, pad_enter, pad_0, pad_star, pad_dot, pad_slash,
     other,

@@ -7,6 +7,8 @@
 #include <map>
 
 #include "core/clock.h"
+#include "core/command.h"
+#include "core/editor_state.h"
 #include "core/engine_link.h"
 #include "core/field.h"
 #include "core/song_settings.h"
@@ -99,6 +101,10 @@ public:
     song_settings song;
     change_counters changes;
     undo_copy undo;
+    editor_state editor;
+    // Asks for a command's values in its dialog on the frame, true on OK: for a dialog that a
+    // command's own run opens. The window sets it; unset, there is no one to ask.
+    dialog_asker ask_dialog{};
 
     // A view of the pool; the operations come with song/event_store.h at the call site.
     template <class Store = event_store>

@@ -1,11 +1,35 @@
 #include "editors/editor_commands.h"
 
 #include "core/command_ids.h"
+#include "editors/frame/editor_frame.h"
+#include "editors/list/list_commands.h"
 #include "services/help_pages.h"
 
 namespace kestrune {
 
+namespace {
+
+// The commands that open an editor, and leave it when it is the one open.
+command_record opener(int id, const char* text, const char* shortcut, editor_kind kind,
+                      std::string_view help) {
+    command_record r{.id = id, .text = text, .shortcut = shortcut, .views = {true, true, true},
+                     .help = std::string(help),
+                     .run = [kind](program& p, const field_values&) { return toggle_editor(p, kind); }};
+    // The menu item reads "Leave &Event Editor" while its editor is open.
+    if (shortcut[0] != 0)
+        r.current_text = [kind, text = std::string(text)](const program& p) {
+            return p.editor.kind == kind ? "Leave " + text : text;
+        };
+    return r;
+}
+
+}  // namespace
+
 void add_editor_commands(command_table& table) {
+    table.add(opener(cmd::event_button, "Event", "", editor_kind::event_list, help_page::event_editor));
+    table.add(opener(cmd::event_editor, "&Event Editor", "E", editor_kind::event_list,
+                     help_page::event_editor));
+    add_list_commands(table);
     // The editors still to come: greyed in the Windows menu and on the buttons until their
     // records have run functions.
     const struct {
@@ -14,9 +38,7 @@ void add_editor_commands(command_table& table) {
         const char* shortcut;
         std::string_view help;
     } planned[] = {
-        {cmd::event_button, "Event", "", help_page::event_editor},
         {cmd::grid_button, "Grid", "", help_page::grid_editor},
-        {cmd::event_editor, "&Event Editor", "E", help_page::event_editor},
         {cmd::grid_editor, "&Grid Editor", "G", help_page::grid_editor},
         {cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", help_page::tempo_signature_editors},
         {cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",

@@ -80,6 +80,11 @@ void add_help_commands(session& s, QWidget* window) {
     bind(s, cmd::help_index, page(help_page::index));
     bind(s, cmd::key_commands_help, page(help_page::key_commands));
     bind(s, cmd::tutorial, page(help_page::tutorial));
+    // The editor's Help button: the page of the editor in use.
+    bind(s, cmd::editor_context_help, [window, &s] {
+        show_help(window, s.prog.editor.kind == editor_kind::grid ? help_page::grid_editor
+                                                                  : help_page::event_editor);
+    });
     bind(s, cmd::version_history,
          [window] { show_text_file(window, program_data_path(history_file_name)); });
     auto* updates = new update_poller(s, window);

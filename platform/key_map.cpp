@@ -66,6 +66,7 @@ key_code plain_code(int k) {
     case Qt::Key_Delete: return key_code::del;
     case Qt::Key_Backspace: return key_code::backspace;
     case Qt::Key_Escape: return key_code::escape;
+    case Qt::Key_Tab: return key_code::tab;
     case Qt::Key_Return: return key_code::enter;
     case Qt::Key_Enter: return key_code::pad_enter;
     case Qt::Key_Space: return key_code::space;

@@ -248,6 +248,8 @@ void main_window::tick() {
     s_.screen->take_buttons_changed();
     sync_buttons();
     if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
+    // The track list's scroll bar hides while an editor or the mixer has the work area.
+    if (scroll_->isVisible() != (s_.prog.d.main_screen != 0)) scroll_->setVisible(s_.prog.d.main_screen != 0);
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
@@ -327,6 +329,11 @@ void main_window::refresh_menus() {
         const command_record* c = s_.commands.find(id);
         a->setEnabled(command_enabled(s_, id));
         if (c && c->checked) a->setChecked(c->checked(s_.prog));
+        if (c && c->current_text) {
+            QString text = QString::fromStdString(c->current_text(s_.prog));
+            if (!c->shortcut.empty()) text += '\t' + QString::fromStdString(c->shortcut);
+            if (a->text() != text) a->setText(text);
+        }
     }
     if (s_.screen) s_.screen->set_allow_double_clicks(s_.settings.allow_double_clicks != 0);
     const auto& recent = s_.recent_files();

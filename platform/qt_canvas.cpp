@@ -112,6 +112,12 @@ QColor qt_canvas::colour(colour_role c) const {
     case colour_role::activity: return dark ? QColor(0x3d, 0xc4, 0x4d) : QColor(0x2a, 0xa0, 0x3a);
     case colour_role::activity_off: return palette_.color(QPalette::Mid);
     case colour_role::peak: return QColor(0xe0, 0x3c, 0x31);
+    case colour_role::note_row: return palette_.color(QPalette::Text);
+    case colour_role::control_row: return dark ? QColor(0x6c, 0xb4, 0xff) : QColor(0x1a, 0x4f, 0xa8);
+    case colour_role::program_row: return dark ? QColor(0xe8, 0x9c, 0x4a) : QColor(0xa4, 0x52, 0x00);
+    case colour_role::pressure_row: return dark ? QColor(0x4c, 0xd0, 0x5a) : QColor(0x1f, 0x7d, 0x2e);
+    case colour_role::wheel_row: return dark ? QColor(0xd0, 0x7c, 0xe0) : QColor(0x7a, 0x2a, 0x8c);
+    case colour_role::own_row: return dark ? QColor(0xe0, 0x60, 0x60) : QColor(0xa8, 0x1c, 0x1c);
     }
     return palette_.color(QPalette::Window);
 }

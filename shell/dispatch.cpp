@@ -1,6 +1,5 @@
 #include "shell/dispatch.h"
 
-#include "shell/dialogs/command_dialog.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 
@@ -14,10 +13,7 @@ outcome dispatch(session& s, int id, const field_values* given) {
     if (!c || !is_enabled(s.prog, *c)) return outcome::refused;
     program& p = s.prog;
     const outcome o = given ? run_command(p, *c, *given)
-                            : run_command(p, *c, initial_values(p, *c),
-                                          [&p](const command_record& r, field_values& v) {
-                                              return ask_in_dialog(p, r, v);
-                                          });
+                            : run_command(p, *c, initial_values(p, *c), p.ask_dialog);
     s.command_finished();
     call(s.window.menus_changed);
     return o;

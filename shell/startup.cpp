@@ -7,6 +7,7 @@
 #include "files/smf_reader.h"
 #include "files/song_file.h"
 #include "core/command_ids.h"
+#include "shell/dialogs/command_dialog.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
 #include "shell/screen/main_screen.h"
@@ -23,6 +24,7 @@ session::session(engine_link& eng, ui& screen_ui, clock& clk)
     files.rewind = [this] { trans.rewind(1); };
     files.title_changed = [this] { call(window.title_changed); };
     files.recent_files_changed = [this] { call(window.menus_changed); };
+    prog.ask_dialog = [this](const command_record& c, field_values& v) { return ask_in_dialog(prog, c, v); };
 }
 
 session::~session() = default;

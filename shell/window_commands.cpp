@@ -2,6 +2,7 @@
 // dialogs, preferences and zoom, About and Quit. They reach the session, so they are bound here.
 #include <cstring>
 
+#include "editors/list/list_commands.h"
 #include "core/command_ids.h"
 #include "core/records.h"
 #include "core/version.h"
@@ -53,6 +54,7 @@ void add_transport_commands(session& s) {
     table.add(simple(cmd::stop, "Stop", "Num+Enter", help_page::transport, [&t] { t.stop(); }));
     table.add(simple(cmd::pause, "Pause", "Num+.", help_page::transport, [&t] { t.pause(); }));
     table.add(simple(cmd::panic, "Panic", "F12", help_page::transport, [&t] { t.panic(); }));
+    table.add(cue_command(t));
     for (int i = 0; i < cmd::memory_keys; ++i) {
         const std::string f = std::to_string(i + 1), g = std::to_string(i + 5);
         table.add(simple(cmd::memory_position_first + i, "Go To Position " + f, "F" + f, help_page::locators,

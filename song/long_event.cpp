@@ -1,5 +1,7 @@
 #include "song/long_event.h"
 
+#include <algorithm>
+
 namespace kestrune {
 
 int long_event_records(std::size_t payload_bytes) {
@@ -49,6 +51,29 @@ int insert_event_records(event_store& s, ref32 e, const std::vector<midi_event>&
         if (i + 1 < n) r = s.next_record(r);
     }
     return taken;
+}
+
+bool rewrite_long_event(event_store& s, ref32 head, const std::vector<midi_event>& records,
+                        std::uint16_t& chain_blocks) {
+    const int old_n = s.event_length(head);
+    const int new_n = static_cast<int>(records.size());
+    ref32 behind = head;  // behind the records both the old and the new event have
+    for (int i = 0; i < std::min(old_n, new_n); ++i) behind = s.next_record(behind);
+    int balance = 0;
+    if (new_n > old_n) {
+        balance = s.insert_records(behind, new_n - old_n);
+        if (balance < 0) return false;
+    } else {
+        balance = -s.delete_records(behind, old_n - new_n);
+    }
+    ref32 r = head;
+    for (const midi_event& e : records) {
+        s.at(r) = e;
+        r = s.next_record(r);
+    }
+    s.data().free_blocks -= balance;
+    chain_blocks = static_cast<std::uint16_t>(chain_blocks + balance);
+    return true;
 }
 
 void set_quantize_shift(midi_event& on, midi_event& off, std::int8_t d) {

@@ -26,6 +26,13 @@ std::vector<std::uint8_t> read_long_payload(const event_store& s, ref32 head);
 // blocks taken, or -1 (nothing changed) when the free list cannot hold them.
 int insert_event_records(event_store& s, ref32 e, const std::vector<midi_event>& records);
 
+// Rewrites the long event whose head is at `head` as `records` (head first) in place: its records
+// are overwritten, further ones inserted behind them or those left over deleted, and the block
+// balance goes to free_blocks and `chain_blocks`. False, nothing changed, when the free list
+// cannot hold the records.
+bool rewrite_long_event(event_store& s, ref32 head, const std::vector<midi_event>& records,
+                        std::uint16_t& chain_blocks);
+
 // Spare-bit marks of quantize on a note's two records: the displacement d split over them.
 void set_quantize_shift(midi_event& note_on, midi_event& note_off, std::int8_t d);
 std::int8_t quantize_shift(const midi_event& note_on, const midi_event& note_off);

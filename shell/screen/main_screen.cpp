@@ -87,6 +87,7 @@ void main_screen::layout(int zoom_index, const font_metrics& system_font) {
     build_main_tree(m.tree, m.g);
     m.tree.hide(rgn::time, !m.p.app.clock_field_on);
     m.place_buttons();
+    m.place_editor();
     m.build_cells();
     m.mark_all_dirty();
 }
@@ -115,6 +116,7 @@ font_spec main_screen::font(font_kind f) const {
 
 void main_screen::set_list_font_height(int pixels) {
     m_->g.list_font_shortfall = std::max(0, m_->g.height - pixels);
+    m_->eg.list_font_shortfall = m_->g.list_font_shortfall;
     m_->mark_all_dirty();
 }
 
@@ -145,6 +147,7 @@ void main_screen::paint(canvas& c, const rect& clip) {
     if (m.tree.empty()) return;
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
+    if (m.editor_up()) m.list.paint(c, clip, m.p, m.eg);
     for (screen_cell& s : m.cells) {
         if (!s.place.intersects(clip) || !m.on_screen(s)) continue;
         // A paint shows the model as it stands, even before the tick has seen a change.
@@ -160,7 +163,7 @@ void main_screen::paint(canvas& c, const rect& clip) {
 void main_screen::impl::refresh_buttons() {
     const bool pressed[main_button_count] = {false,
                                              false,
-                                             false,
+                                             p.editor.kind == editor_kind::event_list && !main_view(),
                                              false,
                                              p.d.cycle_on != 0,
                                              p.d.punch_on != 0,
@@ -211,6 +214,7 @@ void main_screen::impl::follow_engine() {
     const bool up = main_view();
     if (up != shown_main_view) {
         shown_main_view = up;
+        show_editor(editor_up());
         mark_all_dirty();
     }
 }
@@ -257,7 +261,12 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
 
 void main_screen::wheel(int x, int y, int steps) {
     impl& m = *m_;
-    if (!m.main_view() || steps == 0) return;
+    if (steps == 0) return;
+    if (m.editor_up() && m.tree.place(rgn::work_area).contains(x, y)) {
+        m.editor_wheel(steps);
+        return;
+    }
+    if (!m.main_view()) return;
     const screen_region* hit = m.tree.find_region_at_point(x, y);
     if (!hit) return;
     const int region = hit->number;
@@ -272,7 +281,7 @@ void main_screen::wheel(int x, int y, int steps) {
 
 bool main_screen::key_down(const key_event& k) {
     impl& m = *m_;
-    const bool used = m.key(k);
+    const bool used = m.editor_key(k) || m.key(k);
     if (used) m.refresh_cells();
     return used;
 }
@@ -294,6 +303,7 @@ void main_screen::tick(std::int64_t ms) {
     m.update_activity();
     m.refresh_buttons();
     m.refresh_cells();
+    m.refresh_editor(ms);
 }
 
 void main_screen::set_double_click_time(int ms) {

@@ -22,6 +22,7 @@ constexpr int drag_hold_ms = 150;
 
 bool main_screen::impl::takes_double_click(int region) const {
     if (!allow_double_clicks) return false;
+    if (is_list_column(region)) return editor_up() && region != erg::event;
     switch (region) {
         case rgn::position:
         case rgn::left_locator:
@@ -105,7 +106,7 @@ void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std
     if (!hit) return;
     const int region = hit->number;
     const bool in_pane = tree.place(rgn::work_area).contains(x, y);
-    if (in_pane && !main_view()) return;
+    if (in_pane && !main_view() && region < erg::frame) return;
     press = {region, row_at(region, y), x, y, mods, ms};
     if (region == rgn::quantize) {
         const int track = first_visible + press.row;
@@ -157,6 +158,10 @@ void main_screen::impl::run_press(std::int64_t ms) {
 
 void main_screen::impl::act(int code) {
     const int region = press.region;
+    if (region >= erg::frame) {
+        act_editor(region, press.row, code);
+        return;
+    }
     if (click_field(region, press.row, code, press.mods)) return;
     if (region >= rgn::position && tree.place(rgn::transport_panel).contains(press.x, press.y)) {
         act_transport(region, code);

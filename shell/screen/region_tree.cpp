@@ -45,7 +45,7 @@ bool region_tree::find_region_by_number(int number, rect& out) const {
 const screen_region* region_tree::hit_list(int first, int x, int y) const {
     for (int i = first; i >= 0; i = regions_[static_cast<std::size_t>(i)].next) {
         const screen_region& r = regions_[static_cast<std::size_t>(i)];
-        if (!r.rectangle.contains(x, y)) continue;
+        if (r.hidden || !r.rectangle.contains(x, y)) continue;
         const screen_region* deeper = hit_list(r.child, x, y);
         return deeper ? deeper : &r;
     }

@@ -158,6 +158,7 @@ screen_field main_screen::impl::song_field(int region) {
 }
 
 screen_field main_screen::impl::field_of(int region) {
+    if (is_list_column(region)) return editor_up() ? list_field_of(region) : screen_field{};
     track_column c{};
     if (is_track_column(region, c)) {
         if (!main_view()) return {};
@@ -234,6 +235,18 @@ bool main_screen::impl::type_into_field(int region, int row) {
         if (!views_only(region)) edited();
     }
     return true;
+}
+
+screen_field main_screen::impl::list_field_of(int region) {
+    auto at_row = [this, region](int row) {
+        const list_row_events rows = list_rows_of(p);
+        return list_column_field(p, region, rows[static_cast<std::size_t>(std::clamp(row, 0, list_rows - 1))]);
+    };
+    const list_field now = at_row(p.editor.cursor_row);
+    if (!now.get) return {};
+    return {now.spec, [at_row](int row) { return at_row(row).get(); },
+            [at_row](int row, std::int32_t v) { at_row(row).set(v); },
+            [at_row](int row) { return !at_row(row).get; }, now.span_from};
 }
 
 }  // namespace kestrune

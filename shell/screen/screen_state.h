@@ -11,6 +11,8 @@
 
 #include "core/field.h"
 #include "core/program.h"
+#include "editors/frame/editor_frame.h"
+#include "editors/list/list_fields.h"
 #include "realtime/transport.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
@@ -185,6 +187,20 @@ struct main_screen::impl {
     void edit_signature(int region);
     void refresh_buttons();
     rect drag_line() const;
+
+    // The editor in the work area (editor_pane.cpp): its regions and buttons at the layout, the
+    // switch between it and the panes, its rows on each tick, its clicks and keys.
+    editor_geometry eg;
+    list_painter list;
+    bool list_was_running = false;
+    bool editor_up() const { return p.editor.open() && !main_view(); }
+    void place_editor();
+    void show_editor(bool up);
+    void refresh_editor(std::int64_t ms);
+    void act_editor(int region, int row, int code);
+    bool editor_key(const key_event& k);
+    void editor_wheel(int steps);
+    screen_field list_field_of(int region);
 };
 
 }  // namespace kestrune

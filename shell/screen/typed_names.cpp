@@ -97,6 +97,14 @@ void main_screen::impl::edit_signature(int region) {
 
 void main_screen::impl::double_click_at(int region, int row) {
     mouse.clear();
+    if (is_list_column(region)) {
+        // Only the highlighted row, and not where a double click has nothing to type.
+        const list_row_events rows = list_rows_of(p);
+        if (editor_up() && row == p.editor.cursor_row &&
+            list_column_field(p, region, rows[static_cast<std::size_t>(row)]).typed)
+            type_into_field(region, row);
+        return;
+    }
     if (!main_view() && region >= rgn::work_area && region != rgn::position) return;
     if (region == rgn::track_name)
         edit_track_name(first_visible + row);

@@ -1,0 +1,62 @@
+// What the editor that takes over the work area keeps while it is open: which list it shows, the
+// highlighted row and its event, the row filters and what Insert Note and Insert Other make.
+#pragma once
+
+#include <cstdint>
+
+#include "core/records.h"
+
+namespace kestrune {
+
+enum class editor_kind : std::uint8_t { none, event_list, grid, tempo_list, signature_list };
+
+inline constexpr int list_rows = 16;
+
+// A short message's status and data, as the inserts remember it.
+struct short_event {
+    std::uint8_t status;
+    std::uint8_t data1;
+    std::uint8_t data2;
+};
+
+// What Insert Other makes on the end row.
+enum class other_kind : std::uint8_t { last_other, sysex, text, lyric };
+
+struct row_filters {
+    bool on = true;    // note-ons
+    bool off = false;  // note-offs
+    bool prg = true;
+    bool pw = true;
+    bool aft = true;
+    bool ctr = true;
+};
+
+struct editor_state {
+    editor_kind kind = editor_kind::none;
+    ref32 cursor = null_ref;  // the event in the highlighted row
+    int cursor_row = 0;       // 0..15
+    bool position_follow = true;
+    std::int32_t step_offset = 0;  // start of the song step less the song's start, in song mode
+    row_filters filters{};
+    short_event last_note{0x90, 64, 64};
+    short_event last_other{0xA0, 64, 64};
+    other_kind other = other_kind::last_other;
+    std::int16_t step_tie_units = 1;
+    // The note a heard row started, ended by the next one or a short while later.
+    struct heard_note {
+        std::uint8_t status = 0;  // 0: none sounds
+        std::uint8_t note = 0;
+        std::uint8_t port = 0;
+        std::int64_t since_ms = 0;
+    } heard{};
+    // Where the highlight stood, and the track changes the list has caught up with: a change
+    // made elsewhere (Undo) puts the highlight on the first event from that position on.
+    std::int32_t cursor_position = 0;
+    std::uint32_t tracks_seen = 0;
+    // Counted up whenever the cursor or the rows move, so that the list repaints.
+    std::uint32_t moves = 0;
+
+    bool open() const { return kind != editor_kind::none; }
+};
+
+}  // namespace kestrune

@@ -1,0 +1,206 @@
+#include "editors/list/event_list.h"
+
+#include <gtest/gtest.h>
+
+#include "core/command_ids.h"
+#include "core/command_table.h"
+#include "editors/editor_commands.h"
+#include "editors/frame/editor_frame.h"
+#include "editors/list/list_edit.h"
+#include "editors/list/step_input.h"
+#include "processing/undo.h"
+#include "realtime/transport.h"
+#include "tests/support/chain_checker.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+struct EventList : ::testing::Test {
+    test_program t;
+    program& p = *t;
+
+    // The list of a new track with these records, each one on the next track.
+    void open(const records& recs) {
+        leave_editor(p);
+        p.d.current_track = static_cast<std::int16_t>(next_track++);
+        give_track(p, 0, p.d.current_track, recs);
+        ASSERT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
+        p.editor.position_follow = false;
+    }
+    int next_track = 0;
+    records track() const { return read_track(p, 0, p.d.current_track); }
+    // The highlighted event's bytes, or the end record's status alone.
+    midi_event cursor() const { return p.store().at(p.editor.cursor); }
+    void down(int n) {
+        for (int i = 0; i < n; ++i) ASSERT_TRUE(move_cursor(p, 1));
+    }
+    void expect_sound() const {
+        EXPECT_EQ(check_pool(p), "");
+        const track_slot& sl = p.slot(0, p.d.current_track);
+        EXPECT_EQ(check_chain(p.store(), sl.first, sl.blocks), "");
+    }
+};
+
+TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
+    open({ev(0xC0, 5, 0, 3072), ev(0x90, 60, 90, 3072), ev(0xB0, 7, 100, 3100),
+          ev(0x80, 60, 64, 3168)});
+    // Note-offs are hidden at first; the end row is blank and nothing follows it.
+    list_row_events rows = list_rows_of(p);
+    EXPECT_EQ(nums(p.store().status(rows[0]), p.store().status(rows[1]), p.store().status(rows[2]),
+                   rows[3]),
+              nums(0xC0, 0x90, 0xB0, 0));
+    EXPECT_FALSE(move_cursor(p, -1));
+    down(3);
+    EXPECT_TRUE(cursor().is_end());
+    EXPECT_FALSE(move_cursor(p, 1));
+    // "off" on shows the note-off; "ctr" off hides the controller under the highlight, which
+    // goes to the event before it.
+    p.editor.filters.off = true;
+    ASSERT_TRUE(move_cursor(p, -1));
+    ASSERT_TRUE(move_cursor(p, -1));
+    EXPECT_EQ(cursor().status(), 0xB0);
+    p.editor.filters.ctr = false;
+    settle_cursor(p);
+    EXPECT_EQ(nums(cursor().status(), p.editor.cursor_row), nums(0x90, 1));
+}
+
+TEST_F(EventList, InsertNoteOnTheEndRowOfAnEmptyTrackAndTheSessionUndoesInOneStep) {
+    open({});
+    EXPECT_TRUE(cursor().is_end());
+    const records before = track();
+    ASSERT_EQ(insert_note(p), outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0x90, 64, 64, 3072), ev(0x80, 64, 64, 3073)}), "");
+    // A second edit in the same session keeps the first copy.
+    move_cursor(p, -1);
+    ASSERT_EQ(change_event(p), outcome::done);  // a note-on with velocity keeps its kind
+    set_row_data(p, p.editor.cursor, row_data::data1, 67);
+    EXPECT_EQ(difference(track(), {ev(0x90, 67, 64, 3072), ev(0x80, 67, 64, 3073)}), "");
+    expect_sound();
+    ASSERT_TRUE(undo_command(p, undo_context::editor));
+    EXPECT_EQ(difference(track(), before), "");
+    ASSERT_TRUE(undo_command(p, undo_context::editor));
+    EXPECT_EQ(difference(track(), {ev(0x90, 67, 64, 3072), ev(0x80, 67, 64, 3073)}), "");
+}
+
+TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
+    // Beside a note of the same key one tick on, the later note's note-off is doubled.
+    open({ev(0xB0, 1, 0, 3100), ev(0x90, 60, 90, 3101), ev(0x80, 60, 64, 3200)});
+    p.editor.last_note = {0x90, 60, 80};
+    ASSERT_EQ(insert_note(p), outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0xB0, 1, 0, 3100), ev(0x90, 60, 80, 3100), ev(0x90, 60, 90, 3101),
+                                   ev(0x80, 60, 64, 3200), ev(0x80, 60, 64, 3200)}),
+              "");
+    EXPECT_EQ(nums(cursor().data2(), p.editor.cursor_row), nums(80, 1));
+    // On a note-on row the note is doubled and becomes the next note inserted.
+    ASSERT_EQ(insert_note(p), outcome::done);
+    EXPECT_EQ(nums(track().size(), p.editor.last_note.data2), nums(7, 80));
+    // With no later note of the key the new note has no length.
+    open({ev(0xB0, 1, 0, 3100)});
+    p.editor.last_note = {0x91, 40, 70};
+    ASSERT_EQ(insert_note(p), outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0xB0, 1, 0, 3100), ev(0x91, 40, 70, 3100), ev(0x81, 40, 64, 3100)}), "");
+    expect_sound();
+}
+
+TEST_F(EventList, DeleteTakesTheNoteOffAlongAndAsksBeforeALoneNoteOff) {
+    open({ev(0x90, 60, 90, 3072), ev(0xB0, 7, 1, 3080), ev(0x80, 60, 64, 3168), ev(0x80, 62, 64, 3170)});
+    ASSERT_EQ(delete_event(p), outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0xB0, 7, 1, 3080), ev(0x80, 62, 64, 3170)}), "");
+    EXPECT_EQ(cursor().status(), 0xB0);
+    p.editor.filters.off = true;
+    down(1);
+    t.screen.answers = {msg_answer::no};
+    EXPECT_EQ(delete_event(p), outcome::cancelled);
+    EXPECT_EQ(track().size(), 2u);
+    // The last event goes: the highlight moves up onto the one before.
+    t.screen.answers = {msg_answer::yes};
+    ASSERT_EQ(delete_event(p), outcome::done);
+    EXPECT_EQ(nums(track().size(), cursor().status(), p.editor.cursor_row), nums(1, 0xB0, 0));
+    // Following the song, Delete does nothing.
+    p.editor.position_follow = true;
+    EXPECT_EQ(delete_event(p), outcome::refused);
+    expect_sound();
+}
+
+TEST_F(EventList, ChangeEventCyclesTheKindsAndRefusesALongSysex) {
+    open({ev(0xB3, 7, 100, 3072)});
+    const int kinds[] = {0xC3, 0xD3, 0xE3, 0xF0, 0xF3, 0xF3, 0xA3};
+    for (int want : kinds) {
+        ASSERT_EQ(change_event(p), outcome::done);
+        EXPECT_EQ(cursor().status(), want);
+    }
+    // The pitch wheel's data came back on the P-Press; the text's second turn was a lyric.
+    EXPECT_EQ(nums(cursor().data1(), cursor().data2(), p.editor.other == other_kind::last_other),
+              nums(7, 100, 1));
+    open(long_event(0xF0, 3072, sysex_payload(9)));
+    EXPECT_EQ(change_event(p), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), msg_long_sysex);
+}
+
+TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNextNote) {
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3168), ev(0x90, 60, 90, 3300),
+          ev(0x80, 60, 64, 3400)});
+    move_row_event(p, p.editor.cursor, 20);
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 90, 3092), ev(0x80, 60, 64, 3188), ev(0x90, 60, 90, 3300),
+                                   ev(0x80, 60, 64, 3400)}),
+              "");
+    set_note_length(p, p.editor.cursor, 1000);
+    EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3299);
+    set_row_data(p, p.editor.cursor, row_data::data2, 0);
+    EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
+    expect_sound();
+}
+
+TEST_F(EventList, FollowingThePositionHighlightsTheLastEventBeforeIt) {
+    open(notes(40, 3072, 96));
+    p.d.position = 3072 + 96 * 20 + 5;
+    follow_position(p);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 20);
+}
+
+TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {
+    open({});
+    p.app.edit_grid = 48;
+    ASSERT_EQ(toggle_step_input(p), outcome::done);
+    p.d.step_position = 3072;
+    p.d.step_chord[0] = ev(0x90, 60, 100, 0);
+    p.d.step_chord[1] = ev(0x90, 64, 90, 0);
+    p.d.step_chord_count = 2;
+    p.d.step_chord_position = 3072;
+    p.d.step_chord_ready = 1;
+    step_input_tick(p);
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, 3072), ev(0x90, 64, 90, 3072), ev(0x80, 60, 64, 3119),
+                                   ev(0x80, 64, 64, 3119)}),
+              "");
+    // A rest with a key held ties the next chord one step longer.
+    p.d.step_notes_held = 1;
+    step_rest(p);
+    EXPECT_EQ(nums(p.d.step_position, p.editor.step_tie_units, p.d.step_chord_ready), nums(3072 + 96, 2, 0));
+    expect_sound();
+}
+
+TEST_F(EventList, EditsDuringPlaybackEndTheNotesTheyTakeAwayAndPlayTheNewOnes) {
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3072 + 768), ev(0x90, 62, 90, 3072 + 192),
+          ev(0x80, 62, 64, 3072 + 300)});
+    transport tr(p);
+    tr.play();
+    t.run_ms(ms_of(96));
+    // Key 60 sounds; deleting it ends it at once, and key 62, moved up to 64, plays as 64.
+    ASSERT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 60, 90}));
+    t.midi.clear();
+    ASSERT_EQ(delete_event(p), outcome::done);
+    t.run_ms(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x80, 60, 64}}));
+    set_row_data(p, p.editor.cursor, row_data::data1, 64);
+    t.midi.clear();
+    t.run_ms(ms_of(300));
+    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x90, 64, 90}, {0x80, 64, 64}}));
+    tr.stop();
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include "editors/frame/editor_frame.h"
+#include "shell/screen/main_layout.h"
+#include "shell/screen/main_screen.h"
+#include "shell/screen/region_tree.h"
+#include "song/event_store.h"
+#include "tests/shell/recording_canvas.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+// The event list in the main window, driven by mouse and keys as the window drives it.
+struct EditorPane : ::testing::Test {
+    test_program t;
+    program& p = *t;
+    main_screen screen{p};
+    std::int64_t now = 10'000;
+
+    EditorPane() {
+        screen.layout(2, {7, 16, 0});
+        give_track(p, 0, 0, {ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3168), ev(0x90, 62, 90, 3264),
+                             ev(0x80, 62, 64, 3360)});
+        EXPECT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
+        ticks(1);
+    }
+    void ticks(int n) {
+        for (int i = 0; i < n; ++i) screen.tick(now += 25);
+    }
+    std::pair<int, int> at(int region, int row) const {
+        const rect r = screen.regions().place(region);
+        return {(r.left + r.right) / 2, r.top + row * screen.cell_height() + screen.cell_height() / 2};
+    }
+    void click(int region, int row, int button = left_button) {
+        auto [x, y] = at(region, row);
+        screen.mouse_down(x, y, button, {}, now);
+        screen.mouse_up(x, y, button, now + 10);
+        ticks(30);  // past the double-click time
+    }
+    const midi_event& row_event(int row) const { return p.store().at(list_rows_of(p)[static_cast<std::size_t>(row)]); }
+};
+
+TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
+    EXPECT_TRUE(screen.regions().is_hidden(rgn::track_pane));
+    EXPECT_FALSE(screen.regions().is_hidden(erg::list));
+    recording_canvas c;
+    screen.paint(c, {0, 0, 4000, 4000});
+    EXPECT_TRUE(c.has_text("Note    "));
+    EXPECT_TRUE(c.has_text(" D 4"));
+    // Leaving gives the panes back.
+    leave_editor(p);
+    ticks(1);
+    EXPECT_FALSE(screen.regions().is_hidden(rgn::track_pane));
+    EXPECT_TRUE(screen.regions().is_hidden(erg::list));
+}
+
+TEST_F(EditorPane, AClickMovesTheHighlightThenStepsTheFieldAndADoubleClickTypesIntoIt) {
+    p.editor.position_follow = false;
+    click(erg::data1, 1);
+    EXPECT_EQ(nums(p.editor.cursor_row, row_event(1).data1()), nums(1, 62));
+    click(erg::data1, 1);
+    EXPECT_EQ(row_event(1).data1(), 63);
+    click(erg::data1, 1, right_button);
+    click(erg::data1, 1, right_button);
+    EXPECT_EQ(row_event(1).data1(), 61);
+    // The note-off went along with the note.
+    EXPECT_EQ(p.store().at(p.store().find_note_off(p.editor.cursor)).data1(), 61);
+    t.screen.typed = {"77"};
+    auto [x, y] = at(erg::data2, 1);
+    screen.double_click(x, y, left_button, {}, now);
+    ticks(1);
+    EXPECT_EQ(row_event(1).data2(), 77);
+}
+
+TEST_F(EditorPane, TheListFollowsThePlayPositionAndRepaintsOnlyWhatMoved) {
+    p.d.stopped = 0;
+    p.d.position = 3300;
+    ticks(1);
+    screen.take_dirty();
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3264);
+    // Within the same event no row is painted again.
+    p.d.position = 3310;
+    ticks(1);
+    for (const rect& r : screen.take_dirty()) EXPECT_FALSE(r.intersects(screen.regions().place(erg::list)));
+    // Keys take the list out of following.
+    key_event down;
+    down.code = key_code::up;
+    EXPECT_TRUE(screen.key_down(down));
+    EXPECT_EQ(nums(p.editor.position_follow, p.store().position(p.editor.cursor)), nums(0, 3072));
+    p.d.stopped = 1;
+}
+
+}  // namespace
+}  // namespace kestrune
