@@ -440,11 +440,18 @@ void player::mixer_rows(std::int64_t at) {
     const int p = shared_load(d.mixer_send_port);
     if (p < 0 || p > 3) return;
     mixer_port& m = d.mixer[p];
+    // A take running while the mixer moves keeps the moves, as played.
+    const bool take = d.record_enable && d.input_armed && !d.internal_record;
+    auto out = [&](std::uint8_t a, std::uint8_t b, std::uint8_t c, int n) {
+        send(p, a, b, c, n, at);
+        if (take && record(midi_event::make(a, b, n > 2 ? c : 0, record_stamp())))
+            shared_store(d.take_has_data, 1);
+    };
     for (int c = 0; c < 16; ++c) {
         const auto ch = static_cast<std::uint8_t>(c);
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
             if (view[c] == sent[c]) return;
-            send(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
+            out(0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3);
             sent[c] = view[c];
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
@@ -454,13 +461,13 @@ void player::mixer_rows(std::int64_t at) {
         const bool bank = m.bank_view[c] != m.bank_sent[c];
         if (bank) {
             const int v = std::clamp<int>(m.bank_view[c], 0, 16383);
-            send(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
-            send(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
+            out(0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3);
+            out(0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3);
             m.bank_sent[c] = m.bank_view[c];
         }
         // A program follows its bank, so a new bank always takes a program with it.
         if (bank || m.program_view[c] != m.program_sent[c]) {
-            send(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
+            out(0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2);
             m.program_sent[c] = m.program_view[c];
         }
     }

@@ -309,6 +309,19 @@ TEST_F(Input, InternalRecordingTakesWhatAPortPlaysInsteadOfTheInput) {
               nums(0x90, song_start + 48, song_start + 96));
 }
 
+TEST_F(Input, MixerMovesDuringATakeAreRecordedAsPlayed) {
+    arm_take(song_start);
+    t.run_ms(ms_of(96));
+    mixer_port& m = d.mixer[0];
+    m.pan_view[4] = 30;
+    d.mixer_send_port = 0;
+    t.run_ms(1);
+    const auto v = take();
+    ASSERT_EQ(v.size(), 1u);
+    EXPECT_EQ(nums(v[0].status(), v[0].data1(), v[0].data2(), v[0].position()),
+              nums(0xB4, 10, 30, song_start + 96));
+}
+
 TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     mixer_port& m = d.mixer[2];
     for (int c = 0; c < 16; ++c) {
