@@ -1,7 +1,8 @@
 // The program: `kestrune [--zoom N] [FILE]` opens the main window on FILE, else on "Default.sng"
 // in the current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints
 // the window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
-// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing.
+// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing;
+// with --mixer it shows the mixer open.
 // Under an NSM session (NSM_URL set) the song comes from the session instead of FILE.
 #include <QApplication>
 #include <QImage>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "app/command_line.h"
+#include "core/command_ids.h"
 #include "app/console_ui.h"
 #include "app/nsm_session.h"
 #include "app/quit_signals.h"
@@ -27,6 +29,7 @@
 #include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
+#include "shell/dispatch.h"
 #include "shell/synth_commands.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
@@ -37,6 +40,7 @@ struct options {
     std::string screenshot;  // the PNG to write; empty for the window
     int zoom = -1;           // -1: the stored zoom
     std::string help_page;   // a screenshot of the help window on this page
+    bool mixer = false;      // a screenshot with the mixer open
     std::vector<std::string> file_words;
 };
 
@@ -44,7 +48,7 @@ int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
-                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n");
+                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [--mixer] [FILE]\n");
     return 2;
 }
 
@@ -68,6 +72,8 @@ std::string parse(const QStringList& args, options& o) {
         } else if (a == "--help-page") {
             if (!has_value) return needs_value(a, "a page such as html/index.htm");
             o.help_page = args[++i].toStdString();
+        } else if (a == "--mixer") {
+            o.mixer = true;
         } else if (a.starts_with("--")) {
             return "unknown option " + a;
         } else {
@@ -75,6 +81,7 @@ std::string parse(const QStringList& args, options& o) {
         }
     }
     if (!o.help_page.empty() && o.screenshot.empty()) return "--help-page goes with --screenshot";
+    if (o.mixer && o.screenshot.empty()) return "--mixer goes with --screenshot";
     return {};
 }
 
@@ -118,7 +125,9 @@ void set_up_window(kestrune::main_window& w, kestrune::qt_ui& window_ui, kestrun
 int take_screenshot(kestrune::main_window& w, kestrune::session& s, const options& o,
                     bool start_file_failed, bool stopped) {
     w.show();
+    if (o.mixer) kestrune::dispatch_command(s, kestrune::cmd::mixer_button);
     s.screen->tick(s.prog.clk.now_ms());
+    w.follow_screen();
     QApplication::processEvents();
     if (!o.help_page.empty()) return help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
     if (start_file_failed) return 1;

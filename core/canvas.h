@@ -43,6 +43,8 @@ enum class colour_role {
     activity,        // activity bars
     activity_off,    // the note-off marker of an activity bar
     peak,            // an activity bar above velocity 126
+    control_on,      // a mixer knob, a group switch on
+    lamp,            // a mixer knob while its channel plays a note
 };
 
 enum class text_align { left, right, centre };

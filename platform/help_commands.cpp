@@ -80,6 +80,7 @@ void add_help_commands(session& s, QWidget* window) {
     bind(s, cmd::help_index, page(help_page::index));
     bind(s, cmd::key_commands_help, page(help_page::key_commands));
     bind(s, cmd::tutorial, page(help_page::tutorial));
+    bind(s, cmd::mixer_help, page(help_page::mixer));
     bind(s, cmd::version_history,
          [window] { show_text_file(window, program_data_path(history_file_name)); });
     auto* updates = new update_poller(s, window);

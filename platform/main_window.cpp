@@ -129,6 +129,13 @@ main_window::main_window(session& s) : s_(s) {
         view_->update();
     });
     s_.screen->set_double_click_time(QApplication::doubleClickInterval());
+    mixer_names names;
+    for (std::size_t port = 0; port < names.names.size(); ++port) {
+        names.names[port] = &s_.patches[port].names;
+        names.gm[port] = &s_.patches[port].gm;
+    }
+    names.shown = &s_.settings.show_patch_names;
+    s_.screen->mixer().set_names(names);
     build_menus();
 
     window_hooks& w = s_.window;
@@ -224,12 +231,18 @@ void main_window::start_timer() { timer_.start(); }
 
 void main_window::tick() {
     session_tick(s_, s_.prog.clk.now_ms());
+    follow_screen();
+}
+
+void main_window::follow_screen() {
     if (!s_.screen) return;
     for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
     // Pressed states come with the screen's notice; enabled states follow the commands.
     s_.screen->take_buttons_changed();
     sync_buttons();
     if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
+    if (const auto popup = s_.screen->mixer().take_popup()) show_program_popup(*popup);
+    if (scroll_->isVisible() != s_.screen->scroll_bar_shown()) scroll_->setVisible(s_.screen->scroll_bar_shown());
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
@@ -254,6 +267,22 @@ void main_window::show_quantize_popup(const quantize_popup_request& r) {
     field_values v = initial_values(s_.prog, *c);
     v.front().number = chosen->data().toInt();
     dispatch_command(s_, c->id, std::move(v));
+}
+
+void main_window::show_program_popup(const program_popup_request& r) {
+    QMenu menu(this);
+    int chosen = 0;
+    for (const popup_group& g : r.menu) {
+        QMenu* in = g.title.empty() ? &menu : menu.addMenu(QString::fromStdString(g.title));
+        for (const popup_item& item : g.items) {
+            QAction* a = in->addAction(QString::fromStdString(item.text));
+            a->setCheckable(true);
+            a->setChecked(item.checked);
+            connect(a, &QAction::triggered, &menu, [&chosen, id = item.command] { chosen = id; });
+        }
+    }
+    menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)));
+    if (chosen) dispatch_command(s_, chosen);
 }
 
 void main_window::sync_buttons() {

@@ -70,6 +70,8 @@ QColor qt_canvas::colour(colour_role c) const {
     case colour_role::activity: return dark ? QColor(0x3d, 0xc4, 0x4d) : QColor(0x2a, 0xa0, 0x3a);
     case colour_role::activity_off: return palette_.color(QPalette::Mid);
     case colour_role::peak: return QColor(0xe0, 0x3c, 0x31);
+    case colour_role::control_on: return dark ? QColor(0x3c, 0xc8, 0xc0) : QColor(0x00, 0x80, 0x80);
+    case colour_role::lamp: return QColor(0xf0, 0xd0, 0x20);
     }
     return palette_.color(QPalette::Window);
 }
