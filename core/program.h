@@ -53,6 +53,11 @@ struct app_state {
         bool reset_on_stop = false;
         std::uint8_t midi_click = 0;
     } internal_record_saved;
+    // The take that runs: whether its start kept the track's undo copy (a replace), and how many
+    // of its cycle passes are quantized. A missing input is told of once.
+    bool take_undo_kept = false;
+    int passes_quantized = 0;
+    bool told_no_input = false;
 };
 
 // Change counters, one per area of the model. Whoever changes an area counts it up; a view keeps

@@ -57,7 +57,29 @@ TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) 
                               {1, 0xF0, 3472}}));
     EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
     EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
-    EXPECT_EQ(nums(t->d.recording, t->undo.available), nums(0, 0));
+    // Undo after a take into an empty track empties it again.
+    EXPECT_EQ(t->d.recording, 0);
+    undo_apply(*t);
+    EXPECT_EQ(events(), rows{});
+}
+
+TEST_F(Recording, EveryHeldNoteGetsItsOwnNoteOffAndEveryEarlyNoteMovesToTheStart) {
+    rec.record_start(record_mode::replace);
+    play_at(song_start - 20, {0x90, 50, 90});  // its note-off moves past the start with it
+    play_at(song_start - 10, {0x80, 50, 0});
+    play_at(song_start - 5, {0x90, 52, 90});  // played after that note-off, early all the same
+    play_at(song_start + 100, {0x90, 60, 90});
+    play_at(song_start + 200, {0x90, 60, 80});  // the same key again, both held at the stop
+    play_at(song_start + 300, {});
+    tr.stop();
+    EXPECT_EQ(events(), (rows{{50, 0x90, 3072},
+                              {52, 0x90, 3072},
+                              {50, 0x80, 3082},
+                              {60, 0x90, 3172},
+                              {60, 0x90, 3272},
+                              {60, 0x80, 3371},
+                              {60, 0x80, 3371},
+                              {52, 0x80, 3376}}));  // ended at the stop, then moved with its note
 }
 
 TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
@@ -74,8 +96,10 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
     rec.record_start(record_mode::replace);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
     play_at(3500, {0x90, 40, 90});
+    play_at(3600, {});
     tr.stop();
-    const rows replaced{{40, 0x90, 3500}};
+    // Still held at the stop: ended where the take stopped.
+    const rows replaced{{40, 0x90, 3500}, {40, 0x80, 3599}};
     EXPECT_EQ(events(), replaced);
     undo_apply(*t);
     EXPECT_EQ(events(), overdubbed);
@@ -104,7 +128,7 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
-    rec.punch_start();
+    tr.play();
     while (t->d.recording && t->d.position < 4000) {
         t.run_ms(1);
         tr.tick(false);
@@ -116,6 +140,36 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
                               {43, 0x90, 4000}}));
     EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute, t->undo.available),
               nums(0, 0, 0, 1));
+}
+
+TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
+    build_track(*t, 0, 0,
+                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                 ev(0x80, 41, 0, 3550), ev(0x90, 42, 80, 4000), ev(0x80, 42, 0, 4050)});
+    t->d.left_locator = 3456;
+    t->d.right_locator = 3840;
+    t->d.punch_on = 1;
+    tr.play();
+    EXPECT_EQ(nums(t->d.position, t->d.recording), nums(3456 - 768, 1));  // a bar of pre-roll
+    play_at(3400, {0x90, 60, 90});  // in the pre-roll: not taken
+    play_at(3500, {0x90, 61, 90});
+    play_at(3600, {0x80, 61, 0});
+    play_at(3700, {0x90, 62, 90});  // held over the right locator: ended there
+    while (t->d.recording && t->d.position < 4100) {
+        t.run_ms(1);
+        tr.tick(false);
+    }
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
+                              {40, 0x80, 3150},
+                              {61, 0x90, 3500},
+                              {61, 0x80, 3600},
+                              {62, 0x90, 3700},
+                              {62, 0x80, 3839},
+                              {42, 0x90, 4000},
+                              {42, 0x80, 4050}}));
+    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->running()), nums(0, 0, 1));
+    undo_apply(*t);
+    EXPECT_EQ(events()[2], nums(41, 0x90, 3500));
 }
 
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
@@ -130,13 +184,14 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
         play_at(song_start + 100, {0x90, static_cast<std::uint8_t>(60 + pass), 90});
         play_at(song_start + 200, {0x80, static_cast<std::uint8_t>(60 + pass), 0});
         while (d.position >= song_start + 200) t.run_ms(1);
-        rec.tick();
+        if (pass == 0) rec.tick();  // the later passes are closed without a tick to see them
     }
     EXPECT_EQ(d.cycle_passes, 3);
     EXPECT_EQ(t->store().position(t->slot(take_pattern, 0).first), song_start + 96);
     rec.mute_last_pass();
     tr.stop();
-    // Each pass keeps its number in the channel nibble.
+    // Each pass keeps its number in the channel nibble; the one the tick did not see is
+    // quantized at the stop.
     EXPECT_EQ(events(),
               (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
 }
@@ -206,7 +261,19 @@ TEST_F(Recording, InputNeedsNoTickOfTheWindowWhileATakeRuns) {
     // The window is busy (a file dialog, a long repaint): nothing but the engine runs.
     for (int i = 0; i < 600; ++i) t.feed({0x90, static_cast<std::uint8_t>(i % 128), 90}, 3);
     tr.stop();
-    EXPECT_EQ(events().size(), 600u);
+    // Each with the note-off the stop gives a note still held.
+    EXPECT_EQ(events().size(), 1200u);
+}
+
+TEST_F(Recording, RecordWithNoSourceConnectedSaysSoOnceAndRecordsAllTheSame) {
+    t.midi.connect_input(-1, true);
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(t->d.recording, t.screen.messages.size()), nums(1, 1));
+    EXPECT_EQ(t.screen.last_text(), msg_no_input);
+    tr.stop();
+    rec.instant_start(false);
+    rec.instant_stop();
+    EXPECT_EQ(t.screen.messages.size(), 1u);
 }
 
 class SmallPool : public Recording {
@@ -222,6 +289,24 @@ TEST_F(SmallPool, RunningOutMidTakeLeavesTheOldTrack) {
     tr.stop();
     EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
     EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
+}
+
+TEST_F(SmallPool, ATakeWithNoRoomToMergeLeavesTheTrackByteForByteAndSaysWhyOnce) {
+    build_track(*t, 0, 0, notes(100 * block_slots, song_start, 1));
+    build_track(*t, 0, 1, notes((t->d.free_blocks - 60) * block_slots, song_start, 1));
+    const records before = read_track(*t, 0, 0);
+    t->d.left_locator = song_start + 96;
+    t->d.right_locator = song_start + 192;
+    t->d.punch_on = 1;
+    tr.play();
+    play_at(song_start + 100, {0x90, 70, 90});
+    play_at(song_start + 150, {0x80, 70, 0});
+    tr.stop();
+    // The track needs 100 blocks more to merge with the take: 60 are free.
+    EXPECT_EQ(difference(read_track(*t, 0, 0), before), "");
+    ASSERT_EQ(t.screen.messages.size(), 1u);
+    EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
+    EXPECT_EQ(check_pool(*t), "");
 }
 
 }  // namespace

@@ -254,8 +254,10 @@ TEST_F(Transport, CycleAndPunchTurnEachOtherOffAndStayAsTheyAreDuringATake) {
         ASSERT_EQ(t.screen.messages.size(), 2u);
         EXPECT_EQ(t.screen.messages[0].text + t.screen.messages[1].text, std::string(text) + text);
     }
-    // Turned on while running, the cycle is ready for its first jump.
+    // Turned on while running, the cycle is ready for its first jump. Punch goes off first: Play
+    // with punch armed starts a punch take.
     t->d.recording = t->d.internal_record = 0;
+    tr.toggle_punch();
     add_sorted(*t, 0, 0,
                {ev(0x90, 60, 100, song_start + 768), ev(0x90, 61, 100, song_start + 900)});
     tr.play();
