@@ -87,12 +87,10 @@ void mixer_view::mouse_up(int button) {
     drag_ = mixer_part::none;
 }
 
-void mixer_view::double_click(int x, int y, int button, key_mods mods, std::int64_t ms) {
+void mixer_view::double_click(int x, int y, int button) {
+    // Elsewhere the pair's second press has already acted.
     const mixer_hit h = hit(x, y);
-    if (button != left_button || !takes_double_click(h)) {
-        mouse_down(x, y, button, mods, ms);
-        return;
-    }
+    if (button != left_button || !takes_double_click(h)) return;
     mouse_.clear();
     press_ = {};
     type_into(h);

@@ -92,7 +92,7 @@ public:
     void mouse_down(int x, int y, int button, key_mods mods, std::int64_t ms);
     void mouse_up(int button);
     void mouse_move(int x, int y, key_mods mods);
-    void double_click(int x, int y, int button, key_mods mods, std::int64_t ms);
+    void double_click(int x, int y, int button);
     // The mouse's repeats, the mixer's timer and what changed on screen.
     void tick(std::int64_t ms);
     bool buttons_down() const { return !mouse_.idle() || drag_ != mixer_part::none; }

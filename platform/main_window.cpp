@@ -291,7 +291,8 @@ void main_window::sync_buttons() {
         QPushButton* b = buttons_[i];
         const child_button& c = model[i];
         if (b->isDown() != c.pressed) b->setDown(c.pressed);
-        if (b->isVisible() != c.visible) b->setVisible(c.visible);
+        // Hidden by the model, not by a window not yet shown.
+        if (b->isHidden() == c.visible) b->setVisible(c.visible);
         if (b->geometry() != to_qt(c.place)) b->setGeometry(to_qt(c.place));
         b->setEnabled(command_enabled(s_, c.command));
     }

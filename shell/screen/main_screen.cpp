@@ -264,7 +264,7 @@ void main_screen::mouse_move(int x, int y, key_mods mods, std::int64_t) {
 void main_screen::double_click(int x, int y, int button, key_mods mods, std::int64_t ms) {
     impl& m = *m_;
     if (m.in_mixer(x, y)) {
-        m.mixer.double_click(x, y, button, mods, ms);
+        m.mixer.double_click(x, y, button);
         return;
     }
     const screen_region* hit = m.tree.find_region_at_point(x, y);
