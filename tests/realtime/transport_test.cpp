@@ -343,19 +343,5 @@ TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
     EXPECT_EQ(nums(t->d.stopped, t->d.engine_stop), nums(1, 0));
 }
 
-TEST_F(Transport, MemoryLocatorsAreKeptWithTheSongAndRecallGoesToTheLeftWithTheCycleOn) {
-    t->d.left_locator = song_start + 768;
-    t->d.right_locator = song_start + 2 * 768;
-    tr.memory_locator_key(2, true);
-    EXPECT_EQ(nums(t->song.position_memory[8], t->song.position_memory[9]),
-              nums(song_start + 768, song_start + 2 * 768));
-    tr.memory_locator_key(0, false);  // the defaults of a new song
-    EXPECT_EQ(nums(t->d.left_locator, t->d.right_locator), nums(3072, 6144));
-    t->d.cycle_on = 1;
-    tr.memory_locator_key(2, false);
-    // Stopped with the cycle on: at the left locator.
-    EXPECT_EQ(nums(t->d.left_locator, t->d.position), nums(song_start + 768, song_start + 768));
-}
-
 }  // namespace
 }  // namespace kestrune
