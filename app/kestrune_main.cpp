@@ -1,7 +1,8 @@
 // The program: `kestrune [--zoom N] [FILE]` opens the main window on FILE, else on "Default.sng"
 // in the current folder. `kestrune --screenshot PNG [--zoom N] [FILE]` starts the same way, paints
 // the window into PNG and exits: 0 when done, 1 when FILE could not be loaded, 2 on a usage error.
-// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing.
+// With --help-page PAGE the screenshot is of the help window on that page, 1 when it is missing;
+// with --mixer it shows the mixer open.
 // Under an NSM session (NSM_URL set) the song comes from the session instead of FILE.
 #include <QApplication>
 #include <QImage>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "app/command_line.h"
+#include "core/command_ids.h"
 #include "app/console_ui.h"
 #include "app/nsm_session.h"
 #include "app/quit_signals.h"
@@ -28,6 +30,7 @@
 #include "platform/help_window.h"
 #include "platform/main_window.h"
 #include "platform/qt_ui.h"
+#include "shell/dispatch.h"
 #include "shell/synth_commands.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
@@ -44,6 +47,7 @@ struct options {
     std::string editor;      // "list": the screenshot shows the event list of --pattern, --track
     int pattern = 0;         // 0-based, as kestrune-tool dump counts
     int track = 0;
+    bool mixer = false;      // a screenshot with the mixer open
     std::vector<std::string> file_words;
 };
 
@@ -51,7 +55,7 @@ int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
-                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [FILE]\n"
+                 "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [--mixer] [FILE]\n"
                  "       kestrune --screenshot PNG --editor list --pattern P --track T [--zoom 0-7] FILE\n");
     return 2;
 }
@@ -88,6 +92,8 @@ std::string parse(const QStringList& args, options& o) {
             if (!ok || v < 0 || v >= count)
                 return a + " takes 0 to " + std::to_string(count - 1) + ", not " + args[i].toStdString();
             (a == "--pattern" ? o.pattern : o.track) = v;
+        } else if (a == "--mixer") {
+            o.mixer = true;
         } else if (a.starts_with("--")) {
             return "unknown option " + a;
         } else {
@@ -96,6 +102,7 @@ std::string parse(const QStringList& args, options& o) {
     }
     if (!o.help_page.empty() && o.screenshot.empty()) return "--help-page goes with --screenshot";
     if (!o.editor.empty() && o.screenshot.empty()) return "--editor goes with --screenshot";
+    if (o.mixer && o.screenshot.empty()) return "--mixer goes with --screenshot";
     return {};
 }
 
@@ -140,9 +147,10 @@ void set_up_window(kestrune::main_window& w, kestrune::qt_ui& window_ui, kestrun
 }
 
 // The window as it shows, or the help page, into the PNG; the exit status.
-int take_screenshot(kestrune::main_window& w, const options& o,
+int take_screenshot(kestrune::main_window& w, kestrune::session& s, const options& o,
                     bool start_file_failed, bool stopped) {
     w.show();
+    if (o.mixer) kestrune::dispatch_command(s, kestrune::cmd::mixer_button);
     w.tick();
     QApplication::processEvents();
     if (!o.help_page.empty()) return help_screenshot(&w, o.help_page, o.screenshot) ? 0 : 1;
@@ -228,7 +236,7 @@ int main(int argc, char** argv) {
         const std::string file = command_line_file(o.file_words);
         const bool loaded = nsm ? false : open_start_file(s, file);
         if (screenshot) {
-            rc = take_screenshot(w, o, !file.empty() && !loaded, stop_requested());
+            rc = take_screenshot(w, s, o, !file.empty() && !loaded, stop_requested());
         } else if (!stop_requested()) {
             running = &w;
             w.show();

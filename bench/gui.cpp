@@ -5,6 +5,8 @@
 // which makes the help window); with the event list open on one dense track at zoom 7,
 // list_repaint_ms (its 16 rows painted) and list_follow_tick_us (the tick while the list follows
 // the song playing).
+// which makes the help window); with the mixer open, mixer_repaint_ms (all 16 strips at zoom 7)
+// and mixer_move_to_wire_us (a fader's mouse press to its message in the capture backend).
 #include <QApplication>
 #include <QElapsedTimer>
 #include <algorithm>
@@ -25,12 +27,14 @@
 #include "processing/commands.h"
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
+#include "mixer/mixer_view.h"
 #include "platform/main_window.h"
 #include "editors/frame/editor_frame.h"
 #include "shell/dispatch.h"
 #include "song/event_store.h"
 #include "song/patterns.h"
 #include "shell/screen/region_tree.h"
+#include "shell/dispatch.h"
 #include "shell/screen/main_screen.h"
 #include "shell/startup.h"
 #include "bench/measure.h"
@@ -140,6 +144,37 @@ bool list_figures(session& s, main_window& w, bool quick) {
     std::printf("list_repaint_ms %.2f\n", percentile(repaints, 0.5));
     std::printf("list_follow_tick_us %.1f\n", percentile(ticks, 0.99));
     return true;
+// The mixer open at the window's zoom: its frame repainted whole, then faders pressed at the ends
+// of their slots in turn, each timed until its controller reaches the backend.
+void mixer_figures(session& s, main_window& w, capture_backend& midi, bool quick) {
+    dispatch_command(s, cmd::mixer_button);
+    w.tick();
+    QApplication::processEvents();
+    mixer_view& m = s.screen->mixer();
+    const kestrune::rect f = m.frame();
+    std::vector<double> paints;
+    for (int i = 0; i < (quick ? 5 : 50); ++i) {
+        QElapsedTimer t;
+        t.start();
+        w.view_widget()->repaint(QRect(f.left, f.top, f.width(), f.height()));
+        paints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+    }
+    std::vector<double> moves;
+    for (int i = 0; i < (quick ? 32 : 640); ++i) {
+        const kestrune::rect fader = m.place(mixer_part::fader, i % 16);
+        const QPointF at((fader.left + fader.right) / 2.0, (i / 16) % 2 ? fader.top : fader.bottom);
+        QMouseEvent press(QEvent::MouseButtonPress, at, at, Qt::LeftButton, Qt::LeftButton, {});
+        QMouseEvent release(QEvent::MouseButtonRelease, at, at, Qt::LeftButton, Qt::NoButton, {});
+        midi.clear();
+        const auto t0 = stopwatch::now();
+        QApplication::sendEvent(w.view_widget(), &press);
+        while (midi.size() == 0 && micros(t0, stopwatch::now()) < 1e5) {
+        }
+        moves.push_back(micros(t0, stopwatch::now()));
+        QApplication::sendEvent(w.view_widget(), &release);
+    }
+    std::printf("mixer_repaint_ms %.2f\n", percentile(paints, 0.5));
+    std::printf("mixer_move_to_wire_us %.1f\n", percentile(moves, 0.99));
 }
 
 }  // namespace
@@ -188,6 +223,7 @@ int main(int argc, char** argv) {
             std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
             std::printf("help_open_ms %.1f\n", help_open_ms(s.prog, &w, quick ? 3 : 10));
             if (!list_figures(s, w, quick)) return 1;
+            mixer_figures(s, w, midi, quick);
         }
         end_session(s, false);
     }

@@ -45,6 +45,8 @@ enum class colour_role {
     peak,            // an activity bar above velocity 126
     // The event list's rows, one colour per kind of event.
     note_row, control_row, program_row, pressure_row, wheel_row, own_row,
+    control_on,      // a mixer knob, a group switch on
+    lamp,            // a mixer knob while its channel plays a note
 };
 
 enum class text_align { left, right, centre };

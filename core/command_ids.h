@@ -121,4 +121,10 @@ inline constexpr int memory_locators_first = 5321;  // F5..F8: recall the stored
 inline constexpr int store_locators_first = 5325;   // Shift+F5..F8: store the locators
 inline constexpr int memory_keys = 4;
 
+// The mixer's child buttons beside OK, which runs mixer_button.
+inline constexpr int mixer_store = 5401;
+inline constexpr int mixer_recall = 5402;
+inline constexpr int define_mixer_control = 5403;
+inline constexpr int mixer_help = 5404;
+
 }  // namespace kestrune::cmd

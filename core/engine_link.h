@@ -56,6 +56,8 @@ public:
     // Returns once the engine is outside its tick, so that a change made with `stopped` held at 1
     // cannot meet a tick that began before.
     virtual void wait_idle() {}
+    // Has the engine thread look at the block now instead of at its next tick.
+    virtual void look_now() {}
     // The next message for the UI thread, an engine_message_id and its two values; false when
     // there is none.
     virtual bool poll_message(int*, std::int32_t*, std::int32_t*) { return false; }

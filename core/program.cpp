@@ -39,6 +39,7 @@ void program::wait_request(std::uint8_t& flag) {
         eng.serve_requests();
         return;
     }
+    eng.look_now();
     // The engine clears the byte within a tick; give up on a dead engine rather than hang.
     const std::int64_t deadline = clk.now_ms() + 2000;
     while (shared_load(flag) != 0) {
@@ -51,19 +52,22 @@ void program::wait_request(std::uint8_t& flag) {
 }
 
 void program::reset_mixer() {
-    constexpr std::int16_t never_sent = -1;
+    constexpr std::int16_t no_port = -1;
     // The engine stops looking at the rows before they change.
-    shared_store(d.mixer_send_port, never_sent);
+    shared_store(d.mixer_send_port, no_port);
     for (mixer_port& m : d.mixer) {
         m = mixer_port{};
+        // The sent rows agree with the views: nothing waits, so the first move sends itself
+        // alone and leaves the instrument's other settings as the song made them.
         for (int c = 0; c < 16; ++c) {
-            m.fader_play[c] = m.fader_view[c] = 100;
-            m.pan_play[c] = m.pan_view[c] = 64;
-            m.fader_sent[c] = m.pan_sent[c] = m.reverb_sent[c] = m.chorus_sent[c] = never_sent;
-            m.program_sent[c] = m.bank_sent[c] = never_sent;
+            m.fader_play[c] = m.fader_view[c] = m.fader_sent[c] = 100;
+            m.pan_play[c] = m.pan_view[c] = m.pan_sent[c] = 64;
         }
     }
+    // Clearing the song empties the snapshots too, so a new song starts with none of the old
+    // one's mixes; the song loader keeps them over its own clearing for a file that has none.
     song.mixer_snapshots = default_mixer_snapshots();
+    for (bool& pending : app.mixer.pending_send) pending = false;
 }
 
 void program::internal_record_off() {

@@ -34,6 +34,15 @@ struct app_state {
     int edit_pattern = 0;
     bool editor_dirty = false;
     int mixer_port = -1;
+    // The mixer's own choices; they outlast closing it.
+    struct mixer_choices {
+        int shown_port = 0;
+        int snapshot_slot = 0;
+        // Value fields changed by the mouse: sent on the mixer's next tick with the buttons up,
+        // in the order program, reverb, chorus, bank.
+        bool pending_send[4] = {};
+        int popup_channel = 0;  // the strip whose program field opened the pop-up
+    } mixer;
     // The track whose Qua field opened the quantize pop-up; -1 for the current track.
     int quantize_popup_track = -1;
     bool clock_field_on = false;

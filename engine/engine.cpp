@@ -342,6 +342,10 @@ void engine::cleanup_func_in_dll() {
 
 void engine::serve_requests() { player_->serve_requests(clock_->now_us()); }
 
+void engine::look_now() {
+    if (thread_.joinable()) sem_post(&wake_);
+}
+
 void engine::attach(clock& c, midi_backend* backend) {
     clock_ = &c;
     clock_is_real_ = dynamic_cast<system_clock*>(clock_) != nullptr;

@@ -32,6 +32,7 @@ public:
     const pool_layout& layout() const override { return layout_; }
     bool runs_on_own_thread() const override { return thread_.joinable(); }
     void serve_requests() override;
+    void look_now() override;
     void wait_idle() override;
 
     bool initialised() const { return arena_.valid(); }

@@ -85,6 +85,7 @@ void add_help_commands(session& s, QWidget* window) {
         show_help(window, s.prog.editor.kind == editor_kind::grid ? help_page::grid_editor
                                                                   : help_page::event_editor);
     });
+    bind(s, cmd::mixer_help, page(help_page::mixer));
     bind(s, cmd::version_history,
          [window] { show_text_file(window, program_data_path(history_file_name)); });
     auto* updates = new update_poller(s, window);

@@ -136,6 +136,13 @@ main_window::main_window(session& s) : s_(s) {
         view_->update();
     });
     s_.screen->set_double_click_time(QApplication::doubleClickInterval());
+    mixer_names names;
+    for (std::size_t port = 0; port < names.names.size(); ++port) {
+        names.names[port] = &s_.patches[port].names;
+        names.gm[port] = &s_.patches[port].gm;
+    }
+    names.shown = &s_.settings.show_patch_names;
+    s_.screen->mixer().set_names(names);
     build_menus();
 
     window_hooks& w = s_.window;
@@ -242,14 +249,19 @@ void main_window::start_timer() { timer_.start(); }
 
 void main_window::tick() {
     session_tick(s_, s_.prog.clk.now_ms());
+    follow_screen();
+}
+
+void main_window::follow_screen() {
     if (!s_.screen) return;
     for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
     // Pressed states come with the screen's notice; enabled states follow the commands.
     s_.screen->take_buttons_changed();
     sync_buttons();
     if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
+    if (const auto popup = s_.screen->mixer().take_popup()) show_program_popup(*popup);
     // The track list's scroll bar hides while an editor or the mixer has the work area.
-    if (scroll_->isVisible() != (s_.prog.d.main_screen != 0)) scroll_->setVisible(s_.prog.d.main_screen != 0);
+    if (scroll_->isVisible() != s_.screen->scroll_bar_shown()) scroll_->setVisible(s_.screen->scroll_bar_shown());
     if (scroll_->value() != s_.screen->scroll_value()) {
         const QSignalBlocker hold(scroll_);
         scroll_->setValue(s_.screen->scroll_value());
@@ -277,13 +289,30 @@ void main_window::show_quantize_popup(const quantize_popup_request& r) {
     dispatch_command(s_, c->id, std::move(v));
 }
 
+void main_window::show_program_popup(const program_popup_request& r) {
+    QMenu menu(this);
+    int chosen = 0;
+    for (const popup_group& g : r.menu) {
+        QMenu* in = g.title.empty() ? &menu : menu.addMenu(QString::fromStdString(g.title));
+        for (const popup_item& item : g.items) {
+            QAction* a = in->addAction(QString::fromStdString(item.text));
+            a->setCheckable(true);
+            a->setChecked(item.checked);
+            connect(a, &QAction::triggered, &menu, [&chosen, id = item.command] { chosen = id; });
+        }
+    }
+    menu.exec(view_->mapToGlobal(QPoint(r.x, r.y)));
+    if (chosen) dispatch_command(s_, chosen);
+}
+
 void main_window::sync_buttons() {
     const auto& model = s_.screen->buttons();
     for (std::size_t i = 0; i < buttons_.size() && i < model.size(); ++i) {
         QPushButton* b = buttons_[i];
         const child_button& c = model[i];
         if (b->isDown() != c.pressed) b->setDown(c.pressed);
-        if (b->isVisible() != c.visible) b->setVisible(c.visible);
+        // Hidden by the model, not by a window not yet shown.
+        if (b->isHidden() == c.visible) b->setVisible(c.visible);
         if (b->geometry() != to_qt(c.place)) b->setGeometry(to_qt(c.place));
         b->setEnabled(command_enabled(s_, c.command));
     }

@@ -10,6 +10,7 @@
 
 #include "platform/qt_canvas.h"
 #include "shell/main_commands.h"
+#include "mixer/mixer_view.h"
 #include "shell/screen/main_screen.h"
 
 class QAction;
@@ -41,6 +42,8 @@ public:
     void restore_place(int left, int top, int width, int height);
     // One tick of the 25 ms timer: the shell's tick, then what changed on screen.
     void tick();
+    // What changed on screen: repaints, buttons, pop-ups, the scroll bar.
+    void follow_screen();
     // Starts the 25 ms timer.
     void start_timer();
     // The whole window as it shows now, at the screen's device pixel ratio.
@@ -68,6 +71,7 @@ private:
     void fill_menu(QMenu* m, const std::vector<menu_item>& items);
     void sync_buttons();
     void show_quantize_popup(const quantize_popup_request& r);
+    void show_program_popup(const program_popup_request& r);
     void store_window_place();
 
     session& s_;

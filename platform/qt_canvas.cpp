@@ -118,6 +118,8 @@ QColor qt_canvas::colour(colour_role c) const {
     case colour_role::pressure_row: return dark ? QColor(0x4c, 0xd0, 0x5a) : QColor(0x1f, 0x7d, 0x2e);
     case colour_role::wheel_row: return dark ? QColor(0xd0, 0x7c, 0xe0) : QColor(0x7a, 0x2a, 0x8c);
     case colour_role::own_row: return dark ? QColor(0xe0, 0x60, 0x60) : QColor(0xa8, 0x1c, 0x1c);
+    case colour_role::control_on: return dark ? QColor(0x3c, 0xc8, 0xc0) : QColor(0x00, 0x80, 0x80);
+    case colour_role::lamp: return QColor(0xf0, 0xd0, 0x20);
     }
     return palette_.color(QPalette::Window);
 }

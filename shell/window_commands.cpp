@@ -6,6 +6,7 @@
 #include "core/command_ids.h"
 #include "core/records.h"
 #include "core/version.h"
+#include "mixer/mixer_model.h"
 #include "realtime/recording_commands.h"
 #include "services/help_pages.h"
 #include "shell/main_commands.h"
@@ -180,6 +181,20 @@ void add_help_items(command_table& table) {
         table.add({.id = i.id, .text = i.text, .views = every_view, .help = std::string(i.help)});
 }
 
+// The views that take the work area: one at a time, each closed through the session's hook.
+void bind_view_switches(session& s) {
+    command_record* mixer = s.commands.find(cmd::mixer_button);
+    if (!mixer || !mixer->run) return;
+    mixer->run = [&s, toggle = mixer->run](program& p, const field_values& v) {
+        if (!mixer_open(p) && s.editor_open()) call(s.close_editor);
+        const outcome o = toggle(p, v);
+        s.close_editor = nullptr;
+        if (mixer_open(p)) s.close_editor = [&p] { close_mixer(p); };
+        call(s.window.menus_changed);
+        return o;
+    };
+}
+
 }  // namespace
 
 void add_window_commands(session& s) {
@@ -190,6 +205,7 @@ void add_window_commands(session& s) {
     add_help_items(s.commands);
     s.commands.add(simple(cmd::quit, "&Quit", "Ctrl+Q", help_page::main_window, [&s] { call(s.window.close); }));
     s.commands.add(simple(cmd::about, "&About...", "", help_page::index, [&s] { about(s.prog); }));
+    bind_view_switches(s);
 }
 
 }  // namespace kestrune

@@ -29,6 +29,9 @@ void main_screen::impl::place_buttons() {
         b.text = places[i].text;
         b.place = places[i].place;
     }
+    // The mixer's own, shown while it is.
+    for (const mixer_button_place& m : mixer.buttons())
+        buttons.push_back({.command = m.command, .text = m.text, .place = m.place, .visible = mixer_shown()});
 }
 
 void main_screen::impl::build_cells() {
@@ -86,6 +89,7 @@ void main_screen::layout(int zoom_index, const font_metrics& system_font) {
     m.g = make_cells(m.zoom, system_font);
     build_main_tree(m.tree, m.g);
     m.tree.hide(rgn::time, !m.p.app.clock_field_on);
+    m.mixer.layout(m.g.width, m.g.height);
     m.place_buttons();
     m.place_editor();
     m.build_cells();
@@ -126,6 +130,9 @@ const std::vector<child_button>& main_screen::buttons() const {
 rect main_screen::scroll_bar_place() const {
     return scroll_bar_rect(m_->g);
 }
+bool main_screen::scroll_bar_shown() const {
+    return m_->main_view();
+}
 int main_screen::scroll_value() const {
     return m_->first_visible;
 }
@@ -133,6 +140,10 @@ int main_screen::scroll_value() const {
 void main_screen::scroll_to(int first_visible_track) {
     m_->first_visible = std::clamp(first_visible_track, 0, max_first_visible_track);
     m_->refresh_cells();
+}
+
+mixer_view& main_screen::mixer() {
+    return m_->mixer;
 }
 
 const region_tree& main_screen::regions() const {
@@ -158,11 +169,12 @@ void main_screen::paint(canvas& c, const rect& clip) {
     m.paint_labels(c, clip);
     if (m.dragging && m.drag_line().intersects(clip))
         c.fill_rect(m.drag_line(), colour_role::highlight);
+    if (m.mixer_shown()) m.mixer.paint(c, clip);
 }
 
 void main_screen::impl::refresh_buttons() {
     const bool pressed[main_button_count] = {false,
-                                             false,
+                                             mixer_open(p),
                                              p.editor.kind == editor_kind::event_list && !main_view(),
                                              false,
                                              p.d.cycle_on != 0,
@@ -194,6 +206,11 @@ void main_screen::impl::refresh_buttons() {
             buttons_changed = true;
         }
     }
+    for (std::size_t i = main_button_count; i < buttons.size(); ++i)
+        if (buttons[i].visible != mixer_shown()) {
+            buttons[i].visible = mixer_shown();
+            buttons_changed = true;
+        }
 }
 
 void main_screen::impl::follow_engine() {
@@ -215,22 +232,28 @@ void main_screen::impl::follow_engine() {
     if (up != shown_main_view) {
         shown_main_view = up;
         show_editor(editor_up());
+        mixer.redraw_all();
         mark_all_dirty();
     }
 }
 
 void main_screen::mouse_down(int x, int y, int button, key_mods mods, std::int64_t ms) {
     // The press acts on the next tick, from its latch if the button is already up by then.
-    m_->begin_press(x, y, button, mods, ms);
+    if (m_->in_mixer(x, y))
+        m_->mixer.mouse_down(x, y, button, mods, ms);
+    else
+        m_->begin_press(x, y, button, mods, ms);
 }
 
 void main_screen::mouse_up(int x, int y, int button, std::int64_t) {
+    m_->mixer.mouse_up(button);
     m_->end_press(x, y, button);
 }
 
-void main_screen::mouse_move(int, int y, key_mods mods, std::int64_t) {
+void main_screen::mouse_move(int x, int y, key_mods mods, std::int64_t) {
     impl& m = *m_;
     m.last_mods = mods;
+    if (m.mixer_shown()) m.mixer.mouse_move(x, y, mods);
     if (!m.dragging) return;
     m.dirty.push_back(m.drag_line());
     m.drag_y = y;
@@ -244,6 +267,10 @@ void main_screen::mouse_move(int, int y, key_mods mods, std::int64_t) {
 
 void main_screen::double_click(int x, int y, int button, key_mods mods, std::int64_t ms) {
     impl& m = *m_;
+    if (m.in_mixer(x, y)) {
+        m.mixer.double_click(x, y, button);
+        return;
+    }
     const screen_region* hit = m.tree.find_region_at_point(x, y);
     if (!hit) return;
     const int region = hit->number;
@@ -298,8 +325,12 @@ void main_screen::tick(std::int64_t ms) {
     const bool held = m.mouse.any_held();
     m.t.buttons.rewind = m.rewind_key || (held && m.press.region == rgn::rewind);
     m.t.buttons.forward = m.forward_key || (held && m.press.region == rgn::forward);
-    m.t.tick(held, !m.main_view());
+    m.t.tick(held || m.mixer.buttons_down(), !m.main_view());
     m.follow_engine();
+    if (m.mixer_shown()) {
+        m.mixer.tick(ms);
+        for (const rect& r : m.mixer.take_dirty()) m.dirty.push_back(r);
+    }
     m.update_activity();
     m.refresh_buttons();
     m.refresh_cells();
@@ -308,6 +339,7 @@ void main_screen::tick(std::int64_t ms) {
 
 void main_screen::set_double_click_time(int ms) {
     m_->double_click_ms = std::max(1, ms);
+    m_->mixer.set_double_click_time(m_->double_click_ms);
 }
 void main_screen::set_allow_double_clicks(bool on) {
     m_->allow_double_clicks = on;

@@ -11,16 +11,14 @@
 
 #include "core/canvas.h"
 #include "core/keys.h"
+#include "song/mouse_model.h"
 
 namespace kestrune {
 
 class program;
 class transport;
 class region_tree;
-
-// Mouse button codes as the screen model counts them.
-inline constexpr int left_button = 1;
-inline constexpr int right_button = 2;
+class mixer_view;
 
 // How the platform makes one of the three fonts: pixel height and average width, weight
 // (400 normal, 700 bold) and whether the font is of fixed pitch.
@@ -97,6 +95,7 @@ public:
     const std::vector<child_button>& buttons() const;
     // The track list's scroll bar: place, and the first visible track (0..16).
     rect scroll_bar_place() const;
+    bool scroll_bar_shown() const;
     int scroll_value() const;
     void scroll_to(int first_visible_track);
 
@@ -127,6 +126,9 @@ public:
     std::optional<quantize_popup_request> take_quantize_popup();
     // True once after the child buttons' pressed states or places changed.
     bool take_buttons_changed();
+
+    // The mixer, shown in place of the panes while it is open.
+    mixer_view& mixer();
 
     // The region tree of the current layout, and the transport the screen drives.
     const region_tree& regions() const;

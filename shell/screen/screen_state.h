@@ -16,7 +16,8 @@
 #include "realtime/transport.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
-#include "shell/screen/mouse_model.h"
+#include "mixer/mixer_view.h"
+#include "song/mouse_model.h"
 #include "shell/screen/region_tree.h"
 
 namespace kestrune {
@@ -104,6 +105,9 @@ struct main_screen::impl {
     void mark_all_dirty() { dirty.assign(1, client()); }
 
     bool main_view() const { return p.d.main_screen != 0; }
+    mixer_view mixer{p};
+    bool mixer_shown() const { return !main_view() && mixer_open(p); }
+    bool in_mixer(int x, int y) const { return mixer_shown() && mixer.frame().contains(x, y); }
     bool shown_main_view = true;
     std::uint32_t shown_song = p.changes.song;  // the song the track list was scrolled for
     static constexpr int no_pattern_change = 0xFF;

@@ -71,7 +71,7 @@ TEST_F(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
               nums(0, 0, 0, 1, 1, 1, 2));
     EXPECT_EQ(nums(d.mixer_send_port, d.mixer[2].fader_view[3], d.mixer[2].pan_view[3],
                    d.mixer[2].fader_sent[3], p.song.mixer_snapshots[1][0]),
-              nums(-1, 100, 64, -1, 100));
+              nums(-1, 100, 64, 100, 100));
     event_store s = p.store();
     EXPECT_EQ(difference(read_chain(s, d.tempo_chain.first), {tempo(12000, 0)}), "");
     for (const chain_cursor* c : {&d.signature_chain, &d.signature_track})

@@ -1,4 +1,4 @@
-#include "shell/screen/mouse_model.h"
+#include "song/mouse_model.h"
 
 #include <algorithm>
 

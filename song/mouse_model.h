@@ -11,6 +11,9 @@
 namespace kestrune {
 
 inline constexpr int default_double_click_ms = 400;
+// Mouse button codes as the screens count them.
+inline constexpr int left_button = 1;
+inline constexpr int right_button = 2;
 
 class mouse_model {
   public:

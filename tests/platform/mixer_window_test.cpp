@@ -1,0 +1,121 @@
+// The mixer in the window, offscreen: opened by its button, its controls moved by the mouse and
+// what that sends in the capture backend.
+#include <gtest/gtest.h>
+
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTest>
+#include <QTimer>
+
+#include "core/command_ids.h"
+#include "mixer/mixer_view.h"
+#include "platform/main_window.h"
+#include "tests/platform/window_fixture.h"
+#include "tests/support/song_builder.h"
+
+namespace kestrune::testing {
+namespace {
+
+QPoint centre(const rect& r) { return {(r.left + r.right) / 2, (r.top + r.bottom) / 2}; }
+
+struct mixer_window : window_fixture {
+    std::unique_ptr<main_window> w;
+    mixer_port* m = nullptr;
+
+    void open() {
+        w = std::make_unique<main_window>(*s);
+        screen_ui.set_parent(w.get());
+        screen_ui.set_field_parent(w->view_widget());
+        w->apply_zoom(3, true);
+        w->show();
+        for (QPushButton* b : w->child_buttons()) {
+            // The mixer's own buttons wait for it.
+            if (b->text() == "Store") {
+                EXPECT_FALSE(b->isVisible());
+            }
+            if (b->text() == "Mixer") QTest::mouseClick(b, Qt::LeftButton);
+        }
+        w->tick();
+        m = &s->prog.d.mixer[0];
+    }
+    rect at(mixer_part part, int channel) { return s->screen->mixer().place(part, channel); }
+    void drag(int channel, int to_y, Qt::KeyboardModifiers mods = {}) {
+        QWidget* v = w->view_widget();
+        const rect f = at(mixer_part::fader, channel);
+        QTest::mousePress(v, Qt::LeftButton, mods, centre(f));
+        QMouseEvent move(QEvent::MouseMove, QPointF(centre(f).x(), to_y), v->mapToGlobal(QPointF(centre(f).x(), to_y)),
+                         Qt::NoButton, Qt::LeftButton, mods);
+        QApplication::sendEvent(v, &move);
+        QTest::mouseRelease(v, Qt::LeftButton, mods, QPoint(centre(f).x(), to_y));
+    }
+    // What port A was sent since the last look, once the engine has had its tick.
+    std::vector<std::vector<int>> sent() {
+        QTest::qWait(30);
+        auto v = sent_bytes(midi, 0);
+        midi.clear();
+        return v;
+    }
+};
+
+TEST_F(mixer_window, faders_dials_and_switches_follow_the_mouse_and_reach_the_wire) {
+    open();
+    ASSERT_TRUE(mixer_open(s->prog));
+    for (QPushButton* b : w->child_buttons())
+        if (b->text() == "Store") {
+            EXPECT_TRUE(b->isVisible());
+        }
+    EXPECT_FALSE(w->findChild<QScrollBar*>()->isVisible());
+    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{}));
+    // A fader pulled to the top, another pushed below the bottom of its slot.
+    drag(2, at(mixer_part::fader, 2).top - 50);
+    EXPECT_EQ(sent().back(), (std::vector<int>{0xB2, 7, 127}));
+    // The group switches, and a fader pushed below its slot. (Grouped drags: the model's test.)
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::group, 2)));
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::group, 3)));
+    drag(3, at(mixer_part::fader, 3).bottom + 50);
+    EXPECT_EQ(nums(m->fader_view[3], m->group[2], m->group[3]), nums(0, 1, 1));
+    // The dial by angle: left of its centre.
+    const rect dial = at(mixer_part::pan, 5);
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, QPoint(dial.left + 1, centre(dial).y()));
+    EXPECT_EQ(m->pan_view[5], 18);
+    // Solo is exclusive; Ctrl adds.
+    for (int c : {6, 7}) QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::solo, c)));
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, Qt::ControlModifier, centre(at(mixer_part::solo, 8)));
+    EXPECT_EQ(nums(m->solo[6], m->solo[7], m->solo[8], m->any_solo), nums(0, 1, 1, 1));
+    sent();
+    // A double click types a value in place.
+    QTimer::singleShot(0, [&] {
+        auto* edit = w->view_widget()->findChild<QLineEdit*>();
+        ASSERT_NE(edit, nullptr);
+        QTest::keyClicks(edit, "40");
+        QTest::keyClick(edit, Qt::Key_Return);
+    });
+    QTest::mouseDClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::reverb, 4)));
+    EXPECT_EQ(m->reverb_view[4], 40);
+    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xB4, 91, 40}}));
+}
+
+TEST_F(mixer_window, the_program_field_opens_the_named_menu) {
+    s->settings.show_patch_names[0][1] = 1;
+    s->patches[0].names[42] = "Cello";
+    s->patches[0].gm = 1;
+    open();
+    QTimer::singleShot(0, [&] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        EXPECT_EQ(menu->actions().at(5)->text(), "Strings");
+        menu->actions().at(5)->menu()->actions().at(2)->trigger();
+        menu->close();
+    });
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::program, 1)));
+    w->tick();
+    EXPECT_EQ(m->program_view[1], 42);
+    sent();
+    w->tick();
+    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xC1, 42}}));
+}
+
+}  // namespace
+}  // namespace kestrune::testing
