@@ -144,6 +144,8 @@ bool list_figures(session& s, main_window& w, bool quick) {
     std::printf("list_repaint_ms %.2f\n", percentile(repaints, 0.5));
     std::printf("list_follow_tick_us %.1f\n", percentile(ticks, 0.99));
     return true;
+}
+
 // The mixer open at the window's zoom: its frame repainted whole, then faders pressed at the ends
 // of their slots in turn, each timed until its controller reaches the backend.
 void mixer_figures(session& s, main_window& w, capture_backend& midi, bool quick) {

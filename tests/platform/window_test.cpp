@@ -333,7 +333,8 @@ TEST_F(window_fixture, every_shortcut_runs_its_command_and_the_plain_keys_reach_
     QWidget* view = w.view_widget();
     int sent = 0;
     for (const command_record& c : s->commands.all()) {
-        if (c.shortcut.empty()) continue;
+        // The editors' own keys are theirs only while an editor is open.
+        if (c.shortcut.empty() || !c.views.main_screen) continue;
         ran.clear();
         const auto [key, mods] = qt_key_of(c.shortcut);
         QTest::keyClick(view, static_cast<Qt::Key>(key), mods);

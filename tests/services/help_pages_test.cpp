@@ -110,13 +110,16 @@ TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
     started_session st;
     for (const command_record& c : st.s.commands.all()) {
         if (c.shortcut.empty()) continue;
-        // Each shortcut stands in a cell of its own, beside the command's name.
+        // Each shortcut stands in a cell of its own, beside the command's name; a key the main
+        // window and an editor both use has a row for each.
         const std::string cell = "<td>" + c.shortcut + "</td>";
-        const auto at = keys.find(cell);
-        ASSERT_NE(at, std::string::npos) << c.shortcut << " of " << c.text;
-        const std::string row =
-            keys.substr(keys.rfind("<tr>", at), keys.find("</tr>", at) - keys.rfind("<tr>", at));
-        EXPECT_NE(row.find(command_name(c.text)), std::string::npos) << row << " for " << c.text;
+        bool named = false;
+        for (auto at = keys.find(cell); at != std::string::npos && !named; at = keys.find(cell, at + 1)) {
+            const auto row = keys.rfind("<tr>", at);
+            named = keys.substr(row, keys.find("</tr>", at) - row).find(command_name(c.text)) !=
+                    std::string::npos;
+        }
+        EXPECT_TRUE(named) << c.shortcut << " of " << c.text;
     }
 }
 
