@@ -34,7 +34,7 @@ void add_processing_commands(command_table& table) {
              check_note_overlap_command(),
              change_note_length_command(),
              freeze_track_command(),
-             planned(cmd::mixdown, "&Mixdown 32 Tracks", "Shift+M", help_page::mixdown),
+             mixdown_command(),
              planned(cmd::remix_by_note, "Remix Track By &Note Number", "Ctrl+Shift+R", help_page::remix),
              planned(cmd::remix_by_channel, "Remix Track By &Channel", "Shift+R", help_page::remix),
          })

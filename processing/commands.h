@@ -37,6 +37,8 @@ std::vector<command_record> speed_commands();
 command_record push_track_command();
 command_record mirror_pitches_command();
 command_record reverse_pitches_command();
+// Mixdown 32 Tracks (mixdown.cpp).
+command_record mixdown_command();
 // Where Change Speed puts a position for a factor (2.0 plays twice as fast).
 std::int32_t scaled_position(std::int32_t pos, float factor);
 

@@ -93,5 +93,27 @@ TEST_F(CopyCommands, CopyPatternNeedsAnEmptyDestinationAndCopiesEveryTrackWithIt
               nums(4, 1, parallel_pattern, 7));
 }
 
+TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
+    p.d.current_pattern = 1;
+    track_slot& alone = give_track(p, 1, 4, {ev(0xC0, 5, 0, bar1)});
+    put_name(alone.name, "Alone");
+    EXPECT_EQ(run(cmd::mixdown), outcome::done);
+    EXPECT_EQ(name_of(alone.name), "Alone     ");
+
+    p.d.current_pattern = 0;
+    track_slot& low = give_track(p, 0, 2, {ev(0xC0, 5, 0, bar1 + 10)});
+    track_slot& mid = give_track(p, 0, 5, {ev(0xB0, 7, 90, bar1)});
+    track_slot& top = give_track(p, 0, 9, {ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)});
+    low.channel = top.channel = 16;
+    mid.channel = 3;
+    low.quantize = 6;
+    EXPECT_EQ(run(cmd::mixdown), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 2), {ev(0xB3, 7, 90, bar1), ev(0xC0, 5, 0, bar1 + 10),
+                                              ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)}),
+              "");
+    EXPECT_EQ(nums(name_of(low.name) == "mixdown   ", low.quantize, low.loop_length, mid.in_use, top.in_use),
+              nums(1, 0, no_loop, 0, 0));
+}
+
 }  // namespace
 }  // namespace kestrune
