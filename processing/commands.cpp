@@ -21,12 +21,11 @@ void add_processing_commands(command_table& table) {
     for (command_record& c : event_commands()) table.add(std::move(c));
     for (command_record& c : measures_commands()) table.add(std::move(c));
     for (command_record& c : speed_commands()) table.add(std::move(c));
+    for (command_record& c : segment_commands()) table.add(std::move(c));
     for (command_record& c : std::vector<command_record>{
              modify_track_command(),
              copy_track_command(),
              copy_pattern_command(),
-             planned(cmd::copy_track_segment, "Copy Track &Segment...", "Shift+X", help_page::copy_track_segment),
-             planned(cmd::copy_pattern_segment, "Copy Pattern Se&gment...", "Shift+H", help_page::copy_pattern_segment),
              push_track_command(),
              mirror_pitches_command(),
              reverse_pitches_command(),

@@ -29,6 +29,8 @@ command_record change_note_length_command();
 // Copy Track with Part Copy and Extract (copy_track.cpp), Copy Pattern (copy_pattern.cpp).
 command_record copy_track_command();
 command_record copy_pattern_command();
+// Copy Track Segment and Copy Pattern Segment (copy_segment.cpp).
+std::vector<command_record> segment_commands();
 // Insert Measures and Delete Measures (measures.cpp).
 std::vector<command_record> measures_commands();
 // Half, Double and User Defined Speed (change_speed.cpp), Push Track (push_track.cpp), Mirror

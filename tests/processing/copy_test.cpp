@@ -93,6 +93,36 @@ TEST_F(CopyCommands, CopyPatternNeedsAnEmptyDestinationAndCopiesEveryTrackWithIt
               nums(4, 1, parallel_pattern, 7));
 }
 
+TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
+    fill({ev(0x90, 60, 100, bar1 + 10), ev(0xB0, 7, 90, bar1 + 50), ev(0x80, 60, 0, bar1 + 900)});
+    const records dest = {ev(0x90, 50, 100, bar1 + 1000), ev(0xB1, 1, 1, bar1 + 1600), ev(0x80, 50, 0, bar1 + 2000),
+                          ev(0xB1, 1, 2, bar1 + 5000)};
+    give_track(p, 0, 1, dest);
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 768;
+    const std::vector<std::pair<std::string, std::int32_t>> twice = {
+        {"Destination Track", 1}, {"Target Position", bar1 + 1536}, {"Copies", 2}, {"Replace", 1}};
+    EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::done);
+    // The note hanging over the target ends before it; each copy's note ends at its right - 1.
+    EXPECT_EQ(difference(read_track(p, 0, 1),
+                         {ev(0x90, 50, 100, bar1 + 1000), ev(0x80, 50, 0, bar1 + 1535), ev(0x90, 60, 100, bar1 + 1546),
+                          ev(0xB0, 7, 90, bar1 + 1586), ev(0x80, 60, 0, bar1 + 2303), ev(0x90, 60, 100, bar1 + 2314),
+                          ev(0xB0, 7, 90, bar1 + 2354), ev(0x80, 60, 0, bar1 + 3071), ev(0xB1, 1, 2, bar1 + 5000)}),
+              "");
+    EXPECT_EQ(p.slot(take_pattern, 1).in_use, 0);
+    p.d.current_track = 1;
+    EXPECT_EQ(run(cmd::undo), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+
+    p.d.current_track = 0;
+    EXPECT_EQ(run(cmd::copy_track_segment, {{"Destination Track", 1}, {"Target Position", last_position - 100}}),
+              outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "That's to much!");
+    t.screen.answers = {msg_answer::no};
+    EXPECT_EQ(run(cmd::copy_track_segment, {{"Target Position", bar1 + 100}}), outcome::cancelled);
+    EXPECT_EQ(t.screen.last_text(), "Segment overlaps! Do you want this?");
+}
+
 TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
     p.d.current_pattern = 1;
     track_slot& alone = give_track(p, 1, 4, {ev(0xC0, 5, 0, bar1)});
