@@ -9,7 +9,7 @@
 
 namespace kestrune {
 
-// Every command of this folder, the ones still to come greyed (a record without a run function).
+// Every command of this folder.
 void add_processing_commands(command_table& table);
 
 // Quantize Settings, Freeze Quantize, and the Qua pop-up's Quantize (quantize_commands.cpp).
@@ -41,6 +41,8 @@ command_record mirror_pitches_command();
 command_record reverse_pitches_command();
 // Mixdown 32 Tracks (mixdown.cpp).
 command_record mixdown_command();
+// Remix Track By Channel and By Note Number (remix.cpp).
+std::vector<command_record> remix_commands();
 // Where Change Speed puts a position for a factor (2.0 plays twice as fast).
 std::int32_t scaled_position(std::int32_t pos, float factor);
 

@@ -145,5 +145,30 @@ TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
               nums(1, 0, no_loop, 0, 0));
 }
 
+TEST_F(CopyCommands, RemixSpreadsChannelsAndKeysOverFreeTracksAndSaysWhatIsLeft) {
+    track_slot& src = fill({ev(0x90, 60, 100, bar1), ev(0xB2, 7, 90, bar1 + 5), ev(0x80, 60, 0, bar1 + 10)});
+    put_name(src.name, "Piano");
+    give_track(p, 0, 1, {ev(0xC0, 1, 0, bar1)});
+    EXPECT_EQ(run(cmd::remix_by_channel), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 2), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 10)}), "");
+    EXPECT_EQ(difference(read_track(p, 0, 3), {ev(0xB2, 7, 90, bar1 + 5)}), "");
+    EXPECT_EQ(nums(p.slot(0, 2).channel, p.slot(0, 3).channel, p.slot(0, 4).in_use, src.in_use), nums(0, 2, 0, 0));
+    EXPECT_EQ(name_of(p.slot(0, 3).name), "Piano    3");
+    EXPECT_EQ(t.screen.last_text(), "Source track deleted!");
+
+    // One free track: the lowest key goes there; poly pressure travels with its key.
+    for (int tr = 1; tr < tracks_per_pattern - 1; ++tr)
+        if (!p.slot(0, tr).in_use) give_track(p, 0, tr, {ev(0xC0, 1, 0, bar1)});
+    const records rest = {ev(0x90, 62, 100, bar1 + 1), ev(0xA0, 62, 30, bar1 + 2), ev(0x80, 62, 0, bar1 + 6),
+                          ev(0xB0, 7, 90, bar1 + 7)};
+    fill({ev(0x90, 60, 100, bar1), rest[0], rest[1], ev(0xA0, 60, 9, bar1 + 3), ev(0x80, 60, 0, bar1 + 5), rest[2],
+          rest[3]});
+    EXPECT_EQ(run(cmd::remix_by_note), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3), ev(0x80, 60, 0, bar1 + 5)}),
+              "");
+    EXPECT_EQ(difference(track(), rest), "");
+    EXPECT_EQ(t.screen.last_text(), "Not enough tracks for all\ndifferent pitches to be extracted!");
+}
+
 }  // namespace
 }  // namespace kestrune
