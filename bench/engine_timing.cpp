@@ -57,11 +57,7 @@ public:
     bool open_output(int, int) override { return true; }
     void close_output(int) override {}
     bool output_open(int port) const override { return port >= 0 && port < output_ports; }
-    bool open_input(int, midi_input_sink* sink) override {
-        sink_.store(sink);
-        return true;
-    }
-    void close_input() override { sink_.store(nullptr); }
+    void listen(midi_input_sink* sink) override { sink_.store(sink); }
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override {
         const std::int64_t at = steady_us();
         if (n == 0) return;
@@ -225,14 +221,14 @@ int run(double seconds) {
     p.d.midi_thru = 1;
     p.d.thru_port = 0;
     p.d.thru_channel = 16;  // as played
-    midi.open_input(0, &eng.playback());
+    midi.listen(&eng.playback());
     std::vector<double> thru_playing;
     const figures r6 = play(p, eng, midi, 6, seconds, &thru_playing);
     const figures r1 = play(p, eng, midi, 1, seconds);
     eng.set_timer_resolution(6);
     const figures th = thru_stopped(midi, 400);
     const figures tp = summary(thru_playing);
-    midi.close_input();
+    midi.listen(nullptr);
     const double idle = idle_cpu_percent(std::min(seconds, 2.0));
     p.shut_down();
 

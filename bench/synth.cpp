@@ -36,21 +36,6 @@ namespace {
 
 using namespace dense_song;
 
-// jackd -d dummy under a name of this process's own, made the default server for its clients;
-// not running when jackd is missing or does not come up.
-class dummy_jack_server {
-public:
-    dummy_jack_server(int rate, int period) {
-        std::string why;
-        pid_ = testing::start_dummy_jackd("kestrune-bench-" + std::to_string(getpid()), rate, period, &why);
-    }
-    ~dummy_jack_server() { testing::stop_dummy_jackd(pid_, SIGTERM); }
-    bool running() const { return pid_ > 0; }
-
-private:
-    pid_t pid_ = -1;
-};
-
 double now_s() {
     using namespace std::chrono;
     return duration<double>(steady_clock::now().time_since_epoch()).count();
@@ -69,7 +54,7 @@ double render_factor(double seconds) {
 }
 
 double live_onset_p99(int hits) {
-    dummy_jack_server server(48000, 256);
+    testing::dummy_jack_server server(48000, 256);
     if (!server.running()) {
         std::fprintf(stderr, "live_onset_p99_us: no JACK server could be started\n");
         return -1;

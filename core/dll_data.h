@@ -394,5 +394,15 @@ template <class T, class V>
 inline void shared_store(T& field, V value) {
     std::atomic_ref<T>(field).store(static_cast<T>(value), std::memory_order_release);
 }
+// Takes a field's value and leaves `value` in its place, with no write of the other side between.
+template <class T, class V>
+inline T shared_exchange(T& field, V value) {
+    return std::atomic_ref<T>(field).exchange(static_cast<T>(value), std::memory_order_acq_rel);
+}
+// Sets bits of a field that the other side clears.
+template <class T, class V>
+inline void shared_set_bits(T& field, V bits) {
+    std::atomic_ref<T>(field).fetch_or(static_cast<T>(bits), std::memory_order_acq_rel);
+}
 
 }  // namespace kestrune

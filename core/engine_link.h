@@ -68,7 +68,12 @@ public:
     virtual std::vector<std::string> output_device_names() const { return {}; }
     virtual std::vector<std::string> input_device_names() const { return {}; }
     virtual bool open_output_port(int /*port*/) { return false; }
+    // The input port is always open; this makes the choice in midi_in_device its only source.
     virtual bool open_input_port() { return false; }
+    // A source is connected to the input, however the connection was made.
+    virtual bool input_connected() { return false; }
+    // Reads the device lists again; the ports keep their devices, the input shows its source.
+    virtual void refresh_devices() {}
     // A port (0 to 3) or the input whose device went away since it was opened; the engine keeps
     // running and connects it again when the device is back. Lost from the moment msg_device_lost
     // is posted.

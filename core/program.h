@@ -49,6 +49,11 @@ struct app_state {
     // What the track functions' dialogs keep between openings, by the number of the command (or
     // family of commands) they belong to.
     std::map<int, field_values> dialog_values;
+    // The take that runs: whether its start kept the track's undo copy (a replace), and how many
+    // of its cycle passes are quantized. A missing input is told of once.
+    bool take_undo_kept = false;
+    int passes_quantized = 0;
+    bool told_no_input = false;
 };
 
 // Change counters, one per area of the model. Whoever changes an area counts it up; a view keeps

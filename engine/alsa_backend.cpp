@@ -16,11 +16,6 @@ constexpr const char* port_names[output_ports] = {"Port A", "Port B", "Port C", 
 // Errors become a failed open or a lost message; RtMidi would otherwise throw or print.
 void quiet(RtMidiError::Type, const std::string&, void*) {}
 
-std::int64_t steady_us() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
 bool own_port(const std::string& full) {
     return full.rfind(std::string(client) + ":", 0) == 0;
 }
@@ -77,17 +72,25 @@ std::unique_ptr<Midi> make_client() {
 
 }  // namespace
 
-std::string alsa_display_name(const std::string& full) {
-    // Drop a trailing " <client>:<port>" made of digits.
+bool alsa_address(const std::string& full, seq_address* a) {
+    // A trailing " <client>:<port>" made of digits.
     const std::size_t space = full.rfind(' ');
-    if (space == std::string::npos) return full;
+    if (space == std::string::npos) return false;
     const std::string tail = full.substr(space + 1);
     const std::size_t colon = tail.find(':');
-    if (colon == std::string::npos || colon == 0 || colon + 1 == tail.size()) return full;
+    if (colon == std::string::npos || colon == 0 || colon + 1 == tail.size() || colon > 3 ||
+        tail.size() - colon > 4)
+        return false;
     const bool digits = std::all_of(tail.begin(), tail.end(),
                                     [](char ch) { return ch == ':' || (ch >= '0' && ch <= '9'); });
-    if (!digits || tail.find(':', colon + 1) != std::string::npos) return full;
-    return full.substr(0, space);
+    if (!digits || tail.find(':', colon + 1) != std::string::npos) return false;
+    *a = {std::stoi(tail.substr(0, colon)), std::stoi(tail.substr(colon + 1))};
+    return true;
+}
+
+std::string alsa_display_name(const std::string& full) {
+    seq_address a;
+    return alsa_address(full, &a) ? full.substr(0, full.rfind(' ')) : full;
 }
 
 std::string alsa_same_device(const std::vector<std::string>& full_names, const std::string& full) {
@@ -104,11 +107,13 @@ alsa_backend::alsa_backend() {
     lister_out_ = make_client<RtMidiOut>();
     lister_in_ = make_client<RtMidiIn>();
     available_ = lister_out_ && lister_in_;
+    if (available_) in_ = std::make_unique<alsa_input>();
+    if (in_ && !in_->ok()) in_.reset();
 }
 
 alsa_backend::~alsa_backend() {
     for (int p = 0; p < output_ports; ++p) close_output(p);
-    close_input();
+    listen(nullptr);
 }
 
 std::vector<std::string> alsa_backend::output_devices() {
@@ -179,47 +184,65 @@ void alsa_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std:
     gate_[port].leave();
 }
 
-bool alsa_backend::connect_input(const std::string& full, midi_input_sink* sink) {
-    auto in = make_client<RtMidiIn>();
-    if (!in) return false;
-    in->ignoreTypes(false, false, false);
-    sink_.store(sink, std::memory_order_release);
-    in->setCallback(on_input, this);
-    if (!open_by_name(*in, full, "In")) {
-        sink_.store(nullptr);
-        return false;
-    }
-    in_ = std::move(in);
-    return true;
+void alsa_backend::listen(midi_input_sink* sink) {
+    if (in_) in_->listen(sink);
 }
 
-void alsa_backend::drop_input() {
-    if (in_) {
-        in_->closePort();  // returns once RtMidi's input thread has stopped
-        in_.reset();
-    }
-    sink_.store(nullptr);
+std::vector<std::string> alsa_backend::input_connections(
+    const std::vector<std::string>& ports) const {
+    std::vector<std::string> names;
+    if (!in_) return names;
+    for (const seq_address& from : in_->sources())
+        for (const std::string& full : ports)
+            if (seq_address a; alsa_address(full, &a) && a == from) names.push_back(full);
+    return names;
 }
 
-bool alsa_backend::open_input(int device, midi_input_sink* sink) {
-    close_input();
+bool alsa_backend::connect_input(int device, bool only) {
     std::lock_guard hold(control_);
-    if (!available_ || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
-        return false;
-    const std::string& full = inputs_[static_cast<std::size_t>(device)];
-    if (!connect_input(full, sink)) return false;
-    input_chosen_ = full;
-    input_sink_ = sink;
-    input_state_.store(device_state::connected);
-    return true;
+    if (!in_) return device < 0 && only;
+    if (only) {
+        for (const seq_address& from : in_->sources()) in_->disconnect(from);
+        input_ = {};
+    }
+    bool ok = device < 0 && only;
+    if (device >= 0 && device < static_cast<int>(inputs_.size())) {
+        const std::string& full = inputs_[static_cast<std::size_t>(device)];
+        seq_address from;
+        ok = alsa_address(full, &from) && in_->connect(from);
+        if (ok) input_ = {full, device_state::connected};
+    }
+    input_state_.store(input_.state);
+    return ok;
 }
 
-void alsa_backend::close_input() {
+int alsa_backend::connected_input() {
     std::lock_guard hold(control_);
-    drop_input();
-    input_chosen_.clear();
-    input_sink_ = nullptr;
-    input_state_.store(device_state::closed);
+    const std::vector<std::string> now = input_connections(inputs_);
+    if (now.empty()) return -1;
+    const bool chosen = std::find(now.begin(), now.end(), input_.name) != now.end();
+    const auto at = std::find(inputs_.begin(), inputs_.end(), chosen ? input_.name : now.front());
+    return static_cast<int>(at - inputs_.begin());
+}
+
+int alsa_backend::default_input() {
+    std::lock_guard hold(control_);
+    for (std::size_t i = 0; in_ && i < inputs_.size(); ++i)
+        if (seq_address a; alsa_address(inputs_[i], &a) && in_->hardware(a))
+            return static_cast<int>(i);
+    return -1;
+}
+
+void alsa_backend::watch_input(const std::vector<std::string>& ports) {
+    // A lost device may come back under other numbers; one still connected keeps its own.
+    const std::string back = alsa_same_device(ports, input_.name);
+    const bool there = lost(input_.state) ? !back.empty() : listed(ports, input_.name);
+    const input_watch w = follow_input(input_, there, input_connections(ports));
+    input_ = w.next;
+    seq_address from;
+    if (w.reconnect && alsa_address(back, &from) && in_->connect(from))
+        input_ = {back, device_state::connected};
+    input_state_.store(input_.state);
 }
 
 void alsa_backend::watch_devices() {
@@ -240,23 +263,7 @@ void alsa_backend::watch_devices() {
             }
         }
     }
-    const device_state s = input_state_.load();
-    if (s == device_state::connected && !listed(ins, input_chosen_)) {
-        drop_input();
-        input_state_.store(device_state::gone);
-    } else if (s == device_state::gone) {
-        const std::string back = alsa_same_device(ins, input_chosen_);
-        if (!back.empty() && connect_input(back, input_sink_)) {
-            input_chosen_ = back;
-            input_state_.store(device_state::connected);
-        }
-    }
-}
-
-void alsa_backend::on_input(double, std::vector<unsigned char>* message, void* self) {
-    const std::int64_t at = steady_us();
-    midi_input_sink* sink = static_cast<alsa_backend*>(self)->sink_.load(std::memory_order_acquire);
-    if (sink && message && !message->empty()) sink->midi_in(message->data(), message->size(), at);
+    if (in_) watch_input(ins);
 }
 
 }  // namespace kestrune

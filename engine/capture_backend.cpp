@@ -24,9 +24,13 @@ void capture_backend::close_output(int port) {
     if (port >= 0 && port < 4) open_[port] = false;
 }
 
-bool capture_backend::open_input(int device, midi_input_sink* sink) {
-    if (device < 0 || device >= static_cast<int>(inputs.size())) return false;
-    sink_ = sink;
+bool capture_backend::connect_input(int device, bool only) {
+    if (only) source_ = -1;
+    if (device < 0 && only) return true;
+    if (device < 0 || device >= static_cast<int>(inputs.size()) ||
+        std::find(refuse_devices.begin(), refuse_devices.end(), device) != refuse_devices.end())
+        return false;
+    if (source_ < 0) source_ = device;
     return true;
 }
 

@@ -105,23 +105,63 @@ bool engine::open_output_port(int port) {
 }
 
 bool engine::open_input_port() {
-    dll_data& d = data_;
     std::lock_guard hold(devices_);
-    if (backend_) backend_->close_input();
-    d.midi_in_handle = 0;
+    return connect_input(true);
+}
+
+bool engine::connect_input(bool only) {
+    dll_data& d = data_;
     seen_[input_slot] = device_state::closed;
     news_[input_slot].store(device_back);
     any_news_.store(true, std::memory_order_release);
     const int choice = d.midi_in_device;
-    if (choice <= 0) return true;
-    const int device = choice - (d.midi_in_has_mapper ? 2 : 1);
-    if (!backend_ || device < 0 || device >= d.midi_in_count || !backend_->open_input(device, player_.get())) {
-        d.midi_in_device = 0;
-        return false;
+    if (choice <= 0 && (!only || !backend_))
+        return true;  // nothing chosen: what is connected stays
+    const int device = choice > 0 ? choice - (d.midi_in_has_mapper ? 2 : 1) : -1;
+    const bool listed = device >= 0 && device < d.midi_in_count;
+    const bool ok =
+        backend_ && (choice <= 0 || listed) && backend_->connect_input(listed ? device : -1, only);
+    if (!ok) d.midi_in_device = 0;
+    if (backend_) seen_[input_slot] = backend_->input_state();
+    return ok;
+}
+
+bool engine::input_connected() {
+    auto connected = [this] {
+        std::lock_guard hold(devices_);
+        return backend_ && backend_->connected_input() >= 0;
+    };
+    if (connected()) return true;
+    // A source that appeared after the device lists were read counts once they are read again.
+    refresh_devices();
+    return connected();
+}
+
+void engine::refresh_devices() {
+    std::lock_guard hold(devices_);
+    if (!arena_.valid()) return;
+    dll_data& d = data_;
+    // Each port keeps its device by name, wherever the device now stands in the list.
+    const std::vector<std::string> before = output_names_;
+    enumerate_devices();
+    for (int p = 0; p < output_ports; ++p) {
+        const int device = d.midi_out_device[p] - (d.midi_out_has_mapper ? 2 : 1);
+        if (device < 0 || device >= static_cast<int>(before.size())) continue;
+        const auto now = std::find(output_names_.begin(), output_names_.end(),
+                                   before[static_cast<std::size_t>(device)]);
+        if (now != output_names_.end())
+            d.midi_out_device[p] = static_cast<std::int16_t>(now - output_names_.begin() +
+                                                             (d.midi_out_has_mapper ? 2 : 1));
     }
-    d.midi_in_handle = 1;
-    seen_[input_slot] = device_state::connected;
-    return true;
+    show_connected_input();
+}
+
+void engine::show_connected_input() {
+    dll_data& d = data_;
+    const int source = backend_ ? backend_->connected_input() : -1;
+    const bool listed = source >= 0 && source < d.midi_in_count;
+    d.midi_in_device =
+        static_cast<std::int16_t>(listed ? source + (d.midi_in_has_mapper ? 2 : 1) : 0);
 }
 
 // A lost port keeps its handle and its choice; the backend connects it again underneath, its gate
@@ -131,7 +171,7 @@ void engine::watch_devices() {
     if (!backend_ || !arena_.valid()) return;
     backend_->watch_devices();
     for (int slot = 0; slot < watch_slots; ++slot) {
-        const bool open = slot == input_slot ? data_.midi_in_handle != 0 : data_.midi_out_handle[slot] != 0;
+        const bool open = slot == input_slot || data_.midi_out_handle[slot] != 0;
         if (!open) continue;
         const device_state now = slot == input_slot ? backend_->input_state() : backend_->output_state(slot);
         std::uint8_t news = 0;
@@ -168,6 +208,21 @@ bool engine::input_lost() const { return lost_.load(std::memory_order_acquire) >
 std::uint32_t engine::blocks_for_units(int units) {
     units = std::clamp(units, 1, static_cast<int>(max_memory_units));
     return (static_cast<std::uint32_t>(units) * events_per_unit + block_slots - 1) / block_slots;
+}
+
+void engine::start_input(bool first_start) {
+    dll_data& d = data_;
+    // The input port listens from the start, whatever is connected to it and however.
+    d.midi_in_handle = backend_ ? 1 : 0;
+    if (!backend_) return;
+    backend_->listen(player_.get());
+    // A first start takes the machine's first keyboard or interface, when it has one.
+    const int hardware = first_start ? backend_->default_input() : -1;
+    if (hardware >= 0)
+        d.midi_in_device = static_cast<std::int16_t>(hardware + (d.midi_in_has_mapper ? 2 : 1));
+    std::lock_guard hold(devices_);
+    connect_input(false);  // connections made elsewhere stay
+    show_connected_input();
 }
 
 std::int16_t engine::init_func_in_dll() {
@@ -218,15 +273,17 @@ std::int16_t engine::init_func_in_dll() {
 
     // Devices: lists, then the ports and the input the settings name.
     enumerate_devices();
-    if (std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device),
-                    [](std::int16_t c) { return c == 0; })) {
+    const bool first_start = d.midi_in_device == 0 &&
+                             std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device),
+                                         [](std::int16_t c) { return c == 0; });
+    if (first_start) {
         // Nothing chosen yet: sound by default, where the backend has a device for it.
         const int device = backend_ ? backend_->default_output() : -1;
         if (device >= 0) d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);
     }
     bool any_output = false;
     for (int p = 0; p < 4; ++p) any_output |= open_output_port(p) && d.midi_out_handle[p] != 0;
-    open_input_port();
+    start_input(first_start);
     d.midi_not_configured = any_output ? 0 : 1;
 
     next_tick_us_ = clock_->now_us();
@@ -263,7 +320,7 @@ void engine::format_pool(std::uint32_t blocks) {
 
 void engine::cleanup_func_in_dll() {
     stop_thread();
-    if (backend_ && arena_.valid()) backend_->close_input();
+    if (backend_ && arena_.valid()) backend_->listen(nullptr);
     if (arena_.valid()) {
         // Nothing may keep sounding once the engine is gone.
         data_.stopped = 1;

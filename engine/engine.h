@@ -55,7 +55,11 @@ public:
     // Opens a port's device from midi_out_device (0 = none); on failure the port is closed and its
     // choice set to 0. Call with the engine parked and all notes ended.
     bool open_output_port(int port) override;
+    // The choice in midi_in_device becomes the input's only source (choice 0: none).
     bool open_input_port() override;
+    bool input_connected() override;
+    // Lists the devices again, each port keeping its device, the input showing its source.
+    void refresh_devices() override;
     std::vector<std::string> output_device_names() const override { return output_names_; }
     std::vector<std::string> input_device_names() const override { return input_names_; }
     const std::vector<std::string>& output_names() const { return output_names_; }
@@ -78,6 +82,13 @@ private:
     void thread_main();
     void step(std::int64_t now_us);
     void report_devices();
+    // Start-up: the input port listens, and the stored choice, or on a first start the machine's
+    // first input device, is connected beside what is connected already.
+    void start_input(bool first_start);
+    // With devices_ held: connects the choice in midi_in_device; and sets it to the source
+    // connected now, however it was connected.
+    bool connect_input(bool only);
+    void show_connected_input();
     void watch_main();
 
     dll_data data_{};

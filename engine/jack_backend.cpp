@@ -62,7 +62,7 @@ jack_backend::jack_backend() {
 
 jack_backend::~jack_backend() {
     for (int p = 0; p < output_ports; ++p) close_output(p);
-    close_input();
+    listen(nullptr);
     leave_server();
 }
 
@@ -148,8 +148,8 @@ void jack_backend::server_gone() {
         gate_[p].close();
         if (state_[p].load() != device_state::closed) state_[p].store(device_state::system_gone);
     }
-    sink_.store(nullptr);
-    if (input_state_.load() != device_state::closed) input_state_.store(device_state::system_gone);
+    if (input_.state != device_state::closed) input_.state = device_state::system_gone;
+    input_state_.store(input_.state);
     leave_server();
     // Nothing sends or drains now, and what was queued was for the server that went.
     for (int p = 0; p < output_ports; ++p) {
@@ -183,20 +183,18 @@ void jack_backend::check_connections() {
             state_[p].store(device_state::connected);
         }
     }
-    const device_state s = input_state_.load();
-    if (s == device_state::connected && !jack_port_connected_to(in_, input_source_.c_str())) {
-        input_state_.store(device_state::gone);
-    } else if (lost(s) && there(input_source_) && connect(input_source_, jack_port_name(in_))) {
-        sink_.store(input_sink_, std::memory_order_release);
-        input_state_.store(device_state::connected);
-    }
+    const input_watch w = follow_input(input_, there(input_.name), input_connections());
+    input_ = w.next;
+    if (w.reconnect && connect(input_.name, jack_port_name(in_)))
+        input_.state = device_state::connected;
+    input_state_.store(input_.state);
 }
 
 void jack_backend::watch_devices() {
     std::lock_guard hold(control_);
     if (client_ && !alive_.load()) server_gone();
     // A new server is looked for only while a port waits for one.
-    bool waiting = lost(input_state_.load());
+    bool waiting = lost(input_.state);
     for (const auto& s : state_) waiting = waiting || lost(s.load());
     if (!client_ && waiting) join_server();
     check_connections();
@@ -258,33 +256,67 @@ device_state jack_backend::output_state(int port) const {
     return port >= 0 && port < output_ports ? state_[port].load() : device_state::closed;
 }
 
-bool jack_backend::open_input(int device, midi_input_sink* sink) {
-    close_input();
+void jack_backend::listen(midi_input_sink* sink) {
     std::lock_guard hold(control_);
-    if (!running() || !sink || device < 0 || device >= static_cast<int>(inputs_.size()))
-        return false;
-    const std::string& source = inputs_[static_cast<std::size_t>(device)];
     sink_.store(sink, std::memory_order_release);
-    const int r = jack_connect(client_, source.c_str(), jack_port_name(in_));
-    if (r != 0 && r != EEXIST) {
-        sink_.store(nullptr);
-        return false;
-    }
-    input_source_ = source;
-    input_sink_ = sink;
-    input_state_.store(device_state::connected);
-    return true;
+    if (!sink) wait_cycles(1);  // a cycle that still holds the old sink has finished with it
 }
 
-void jack_backend::close_input() {
+std::vector<std::string> jack_backend::input_connections() const {
+    std::vector<std::string> names;
+    if (!running()) return names;
+    if (const char** ports = jack_port_get_all_connections(client_, in_)) {
+        for (const char** p = ports; *p; ++p) names.emplace_back(*p);
+        jack_free(ports);
+    }
+    return names;
+}
+
+int jack_backend::input_index(const std::string& name) const {
+    const auto at = std::find(inputs_.begin(), inputs_.end(), name);
+    return at == inputs_.end() ? -1 : static_cast<int>(at - inputs_.begin());
+}
+
+bool jack_backend::connect_input(int device, bool only) {
     std::lock_guard hold(control_);
-    if (input_state_.load() == device_state::closed) return;
-    sink_.store(nullptr, std::memory_order_release);
-    wait_cycles(1);  // a cycle that still holds the old sink has finished with it
-    if (running()) jack_disconnect(client_, input_source_.c_str(), jack_port_name(in_));
-    input_source_.clear();
-    input_sink_ = nullptr;
-    input_state_.store(device_state::closed);
+    if (!running()) return device < 0 && only;
+    const std::string ours = jack_port_name(in_);
+    if (only) {
+        for (const std::string& source : input_connections())
+            jack_disconnect(client_, source.c_str(), ours.c_str());
+        input_ = {};
+    }
+    bool ok = device < 0 && only;
+    if (device >= 0 && device < static_cast<int>(inputs_.size())) {
+        const std::string& source = inputs_[static_cast<std::size_t>(device)];
+        const int r = jack_connect(client_, source.c_str(), ours.c_str());
+        ok = r == 0 || r == EEXIST;
+        if (ok) input_ = {source, device_state::connected};
+    }
+    input_state_.store(input_.state);
+    return ok;
+}
+
+int jack_backend::connected_input() {
+    std::lock_guard hold(control_);
+    const std::vector<std::string> now = input_connections();
+    if (std::find(now.begin(), now.end(), input_.name) != now.end())
+        return input_index(input_.name);
+    for (const std::string& source : now)
+        if (const int i = input_index(source); i >= 0) return i;
+    return -1;
+}
+
+int jack_backend::default_input() {
+    std::lock_guard hold(control_);
+    int found = -1;
+    if (!running()) return found;
+    if (const char** ports = jack_get_ports(client_, nullptr, JACK_DEFAULT_MIDI_TYPE,
+                                            JackPortIsPhysical | JackPortIsOutput)) {
+        for (const char** p = ports; *p && found < 0; ++p) found = input_index(*p);
+        jack_free(ports);
+    }
+    return found;
 }
 
 void jack_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
@@ -393,6 +425,8 @@ int jack_backend::process(std::uint32_t frames) {
                        period_us};
     // One constant latency: a period, and the margin for the engine thread's wake-up.
     const std::int64_t latency = jack_latency_frames(frames, rate);
+    input_delay_us_.store(std::llround(static_cast<double>(latency) * period_us / frames),
+                          std::memory_order_relaxed);
 
     // Input first: MIDI thru it starts goes out in this same cycle.
     void* in = jack_port_get_buffer(in_, frames);
@@ -401,7 +435,7 @@ int jack_backend::process(std::uint32_t frames) {
     for (std::uint32_t i = 0; sink && i < count; ++i) {
         jack_midi_event_t ev;
         if (jack_midi_event_get(&ev, in, i) == 0 && ev.size > 0)
-            sink->midi_in(ev.buffer, ev.size, jack_input_time(c, ev.time));
+            sink->midi_in(ev.buffer, ev.size, jack_input_time(c, ev.time, latency));
     }
 
     for (int p = 0; p < output_ports; ++p) {

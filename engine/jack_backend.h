@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/input_source.h"
 #include "engine/jack_cycle.h"
 #include "engine/midi_backend.h"
 
@@ -41,8 +42,16 @@ public:
     bool open_output(int port, int device) override;
     void close_output(int port) override;
     bool output_open(int port) const override;
-    bool open_input(int device, midi_input_sink* sink) override;
-    void close_input() override;
+    // The input port "In" takes what any other client connects to it.
+    void listen(midi_input_sink* sink) override;
+    bool connect_input(int device, bool only) override;
+    int connected_input() override;
+    // The first MIDI source of the machine's own hardware.
+    int default_input() override;
+    // An input's time is that of its frame, which the callback reads up to one latency later.
+    std::int64_t input_delay_us() const override {
+        return input_delay_us_.load(std::memory_order_relaxed);
+    }
     // The engine thread's and MIDI thru's messages go through a queue each.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
     void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
@@ -71,6 +80,9 @@ private:
     // With control_ held: notes connections that went away and makes those that can be made.
     void check_connections();
     std::vector<std::string> other_ports(unsigned long flags) const;
+    // With control_ held: the ports connected to the input now.
+    std::vector<std::string> input_connections() const;
+    int input_index(const std::string& name) const;
     // With the client active: the audio part's outputs, registered, joined and connected to the
     // sound card; nothing when the part cannot play.
     void take_audio_part();
@@ -92,10 +104,10 @@ private:
     // The port each of ours was connected to, kept while it is lost, and what became of it.
     std::string target_[output_ports];
     std::atomic<device_state> state_[output_ports] = {};
-    std::string input_source_;
-    midi_input_sink* input_sink_ = nullptr;
+    input_source input_;  // with control_ held; its state is copied beside for reading
     std::atomic<device_state> input_state_{device_state::closed};
     std::atomic<midi_input_sink*> sink_{nullptr};
+    std::atomic<std::int64_t> input_delay_us_{0};
     std::atomic<bool> alive_{false};
     jack_audio_part* audio_part_ = nullptr;
     jack_port_t* audio_out_[2] = {};

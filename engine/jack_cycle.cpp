@@ -17,8 +17,10 @@ std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us,
     return std::llround(frames) + latency_frames;
 }
 
-std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset) {
-    return c.start_us + std::llround((static_cast<double>(offset) / c.frames - 1.0) * c.period_us);
+std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset,
+                             std::int64_t latency_frames) {
+    const double frames = static_cast<double>(offset) - static_cast<double>(latency_frames);
+    return c.start_us + std::llround(frames * c.period_us / c.frames);
 }
 
 // ---- the queue ----

@@ -31,9 +31,11 @@ struct jack_cycle {
 std::int64_t jack_frame_offset(const jack_cycle& c, std::int64_t due_us,
                                std::int64_t latency_frames);
 
-// When an input event at `offset` in cycle `c` arrived: the frames of a cycle were received during
-// the period before it started.
-std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset);
+// The time of an input event at `offset` in cycle `c`: the time whose output would be written on
+// the same frame, so that what another client plays in time with the program's output is heard
+// as played there.
+std::int64_t jack_input_time(const jack_cycle& c, std::uint32_t offset,
+                             std::int64_t latency_frames);
 
 // Receives the messages a cycle writes: jack_midi_event_reserve in the process callback.
 class jack_event_writer {

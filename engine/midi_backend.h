@@ -39,8 +39,18 @@ public:
     virtual bool open_output(int port, int device) = 0;
     virtual void close_output(int port) = 0;
     virtual bool output_open(int port) const = 0;
-    virtual bool open_input(int device, midi_input_sink* sink) = 0;
-    virtual void close_input() = 0;
+    // The input port is always there and takes what is connected to it, however the connection
+    // was made (here, or in a patchbay); the sink hears it from now on, null for nobody.
+    virtual void listen(midi_input_sink* /*sink*/) {}
+    // Connects a source to the input port; with `only`, whatever was connected before lets go,
+    // so that device -1 leaves nothing connected.
+    virtual bool connect_input(int device, bool only) { return device < 0 && only; }
+    // A source connected to the input port now, as a device number; -1 for none.
+    virtual int connected_input() { return -1; }
+    // The first source that is a device of the machine (a keyboard, an interface), -1 for none.
+    virtual int default_input() { return -1; }
+    // How long after its own time an input message can reach the sink at most.
+    virtual std::int64_t input_delay_us() const { return 0; }
     // Called on the engine thread: sends one complete message due at `due_us` on the engine's
     // clock. Real-time safe.
     virtual void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) = 0;
@@ -84,18 +94,21 @@ public:
     bool output_open(int port) const override {
         return output_state(port) == device_state::connected;
     }
-    bool open_input(int device, midi_input_sink* sink) override;
-    void close_input() override { sink_ = nullptr; }
+    void listen(midi_input_sink* sink) override { sink_ = sink; }
+    bool connect_input(int device, bool only) override;
+    int connected_input() override { return source_; }
+    int default_input() override { return hardware_input; }
+    std::int64_t input_delay_us() const override { return input_delay; }
     // Safe from the engine thread and the input's thread at once.
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
     device_state output_state(int port) const override;
     device_state input_state() const override {
-        return sink_ ? device_state::connected : device_state::closed;
+        return source_ >= 0 ? device_state::connected : device_state::closed;
     }
     // What watch_devices makes of a port's device from now on: lost, or back.
     void set_output_state(int port, device_state s);
 
-    // Feeds bytes to the input as if a device had sent them.
+    // Feeds bytes to the input as if a connected device had sent them.
     void inject(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us);
 
     std::size_t size() const { return count_; }
@@ -107,8 +120,10 @@ public:
     std::vector<std::string> outputs{"Capture Out 1", "Capture Out 2", "Capture Out 3", "Capture Out 4"};
     std::vector<std::string> inputs{"Capture In"};
     std::vector<int> refuse_devices;  // device numbers whose open fails
+    int hardware_input = -1;          // what default_input offers
+    std::int64_t input_delay = 0;     // what input_delay_us says
 
-private:
+  private:
     std::vector<message> log_;
     std::size_t count_ = 0;
     std::size_t dropped_ = 0;
@@ -116,6 +131,7 @@ private:
     std::atomic<device_state> lost_[4] = {};  // closed: as open_ says
     write_lock log_lock_;
     midi_input_sink* sink_ = nullptr;
+    int source_ = -1;
 };
 
 }  // namespace kestrune

@@ -139,29 +139,33 @@ void player::process(std::int64_t now_us) {
         hold_ = false;
         last_us_ = now_us;
         drain_input(false);
-        return;
-    }
-    if (!was_running_) resume(now_us);
-    was_running_ = true;
-    if (hold_ || d_.external_sync) {
-        // Under external sync the clock input moves the position, not the time.
-        if (!d_.external_sync) last_us_ = now_us;
-        if (d_.external_sync && pending_clocks_ > 0 && !hold_) {
-            advance_ticks(8 * pending_clocks_, now_us);
-            pending_clocks_ = 0;
+    } else {
+        if (!was_running_) resume(now_us);
+        was_running_ = true;
+        if (hold_ || d_.external_sync) {
+            // Under external sync the clock input moves the position, not the time.
+            if (!d_.external_sync) last_us_ = now_us;
+            if (d_.external_sync && pending_clocks_ > 0 && !hold_) {
+                advance_ticks(8 * pending_clocks_, now_us);
+                pending_clocks_ = 0;
+            }
+            drain_input(false);
+        } else {
+            // Input that is due after where the engine stands takes it there first.
+            drain_input(true);
+            advance(now_us);
         }
-        drain_input(false);
-        return;
     }
-    // Each input is stamped with the position at its arrival.
-    drain_input(true);
-    advance(now_us);
+    end_punch_when_due(now_us);
 }
 
 void player::resume(std::int64_t now_us) {
     dll_data& d = d_;
     last_us_ = now_us;
     fine_rest_ = 0;
+    std::int64_t rn, rd;
+    rate(&rn, &rd);
+    course_.restart(now_us, fine_from_field(d.fine_position), rn, rd);
     std::int32_t pos = d.position;
     // The beat fields come from the locate; a negative remainder counts back from the beat.
     int tpb = d.ticks_per_beat > 0 ? d.ticks_per_beat : 192;
@@ -239,6 +243,7 @@ void player::advance(std::int64_t now_us) {
         if (rd != rate_den_) fine_rest_ = 0;  // a remainder only carries within one rate
         rate_den_ = rd;
         const std::int64_t fine = fine_from_field(d.fine_position);
+        if (!course_.runs_at(rn, rd)) course_.change(last_us_, fine, rn, rd);
         const wide num = static_cast<wide>(now_us - last_us_) * rn + fine_rest_;
         const std::int64_t target = fine + static_cast<std::int64_t>(num / rd);
         const limit lim = next_limit(pos);
@@ -249,7 +254,7 @@ void player::advance(std::int64_t now_us) {
             play_tracks(s, pos, lim.pos, false);
             beats_and_clock(s, lim.pos, false);
             set_position(lim_fine);
-            punch(lim.pos);
+            punch(lim.pos, t);
             fine_rest_ = 0;
             last_us_ = t;
             at_limit(lim, t);
@@ -259,7 +264,7 @@ void player::advance(std::int64_t now_us) {
         play_tracks(s, pos, to, true);
         beats_and_clock(s, to, true);
         set_position(target);
-        punch(to);
+        punch(to, now_us);
         fine_rest_ = static_cast<std::int64_t>(num % rd);
         last_us_ = now_us;
     }

@@ -11,8 +11,9 @@
 #include "core/dll_data.h"
 #include "core/engine_link.h"
 #include "core/spsc_ring.h"
-#include "engine/open_notes.h"
 #include "engine/midi_backend.h"
+#include "engine/open_notes.h"
+#include "engine/position_course.h"
 #include "song/event_store.h"
 
 namespace kestrune {
@@ -36,7 +37,8 @@ public:
     // Notes now sounding from playback, for tests and checks.
     int open_note_count() const { return notes_.count(); }
 
-    // Input from the backend's thread: queued for the engine thread, never blocking.
+    // Input from the backends' threads: queued for the engine thread, never blocking for longer
+    // than another input's handing over.
     void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override;
     // Called after input was queued, to wake the engine thread.
     using wake_function = void (*)(void*);
@@ -110,7 +112,9 @@ private:
     // Input, on the engine thread.
     void drain_input(bool follow_time);
     void input_byte(std::uint8_t b, std::int64_t at);
-    void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
+    void input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at);
+    // A message played at `at` into the take, when the take takes it.
+    void take_in(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at);
     void realtime_in(std::uint8_t b, std::int64_t at);
     // MIDI thru, on the input's thread as the input arrives.
     void thru_input(const std::uint8_t* bytes, std::size_t n, std::int64_t at);
@@ -123,14 +127,29 @@ private:
     void sysex_byte(std::uint8_t b);
     void sysex_end(bool complete);
     void advance_ticks(int ticks, std::int64_t at);
-    void punch(std::int32_t pos);
+    // Punches in at the left locator and out at the right one, reached at `at`.
+    void punch(std::int32_t pos, std::int64_t at);
+    // The end of a punch take is asked for once what was played before the right locator is in.
+    void end_punch_when_due(std::int64_t now_us);
     // Closes the pass of a cycle take into the next free slot of the working pattern.
     void close_pass();
     // The record area: one record at record_cursor; false when the take has no room left.
     bool record(const midi_event& e);
     ref32 record_slot();
-    std::int32_t record_stamp() const;
+    // The song position at `at`, to the nearest tick; and whether the take takes input played
+    // there.
+    std::int32_t position_at(std::int64_t at) const;
+    bool takes_input(std::int32_t pos) const;
+    std::int32_t record_stamp(std::int32_t pos) const;
+    // The take's held notes are counted from its first record on.
+    void forget_held_notes_of_a_new_take();
+    // Counts the take's held notes; false for the note-off of a note a pass's end has ended.
+    bool follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
+    // A note held over a pass's end ends there.
+    void end_held_notes();
     void mixer_rows(std::int64_t at);
+    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
+                    std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;
@@ -140,6 +159,15 @@ private:
     arena& a_;
     event_store store_;
     midi_backend* backend_ = nullptr;
+
+    position_course course_;
+    std::int64_t punch_end_due_ = never;
+    // The notes a take holds now, and those a pass's end ended whose own note-offs are still to
+    // come.
+    struct held_notes {
+        std::uint8_t open[16][128];
+        std::uint8_t ended[16][128];
+    } held_{};
 
     bool was_running_ = false;
     bool hold_ = false;  // stopped at a stop step or at the last position until the next start
@@ -162,6 +190,8 @@ private:
         std::uint8_t bytes[64];
     };
     spsc_ring<input_chunk, 1024> input_;
+    write_lock input_lock_;  // the ring has one producer at a time: each system's input comes on
+                             // its own thread
     std::atomic<std::size_t> input_dropped_{0};
     wake_function wake_ = nullptr;
     void* wake_arg_ = nullptr;

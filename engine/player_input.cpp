@@ -36,6 +36,7 @@ std::size_t thru_note_bit(int port, std::uint8_t channel, std::uint8_t key) {
 }  // namespace
 
 void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) {
+    input_lock_.lock();
     thru_input(bytes, n, at_us);
     while (n > 0) {
         input_chunk c;
@@ -50,6 +51,7 @@ void player::midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_u
         bytes += take;
         n -= take;
     }
+    input_lock_.unlock();
     if (wake_) wake_(wake_arg_);
 }
 
@@ -128,7 +130,7 @@ void player::input_byte(std::uint8_t b, std::int64_t at) {
         running_status_ = b;
         data_count_ = 0;
         if (data_bytes(b) == 0) {
-            input_short(b, 0, 0);
+            input_short(b, 0, 0, at);
             running_status_ = 0;
         }
         return;
@@ -141,7 +143,7 @@ void player::input_byte(std::uint8_t b, std::int64_t at) {
     data_[data_count_++] = b;
     if (data_count_ < data_bytes(running_status_)) return;
     const std::uint8_t status = running_status_;
-    input_short(status, data_[0], data_count_ > 1 ? data_[1] : 0);
+    input_short(status, data_[0], data_count_ > 1 ? data_[1] : 0, at);
     data_count_ = 0;
     if (status >= 0xF0) running_status_ = 0;  // system common cancels running status
 }
@@ -192,7 +194,7 @@ void player::realtime_in(std::uint8_t b, std::int64_t at) {
     }
 }
 
-void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
+void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at) {
     dll_data& d = d_;
     if (status >= 0xF0) {
         // A Song Position Pointer under external sync: the UI thread locates there.
@@ -208,10 +210,14 @@ void player::input_short(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) 
     if (type == 0x90 && d2 > 0) shared_store(d.input_activity, d2);
     if (d.step_input_on) step_input(status, d1, d2);
 
-    if (d.record_enable && d.input_armed && !d.internal_record) {
-        midi_event e = midi_event::make(status, d1, d2, record_stamp());
-        if (record(e)) shared_store(d.take_has_data, 1);
-    }
+    take_in(status, d1, d2, at);
+}
+
+void player::take_in(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, std::int64_t at) {
+    const std::int32_t pos = position_at(at);
+    if (takes_input(pos) && follow_held_note(status, d1, d2) &&
+        record(midi_event::make(status, d1, d2, record_stamp(pos))))
+        shared_store(d_.take_has_data, 1);
 }
 
 void player::thru(std::uint8_t status, std::uint8_t d1, std::uint8_t d2, int size, std::int64_t at) {
@@ -280,8 +286,63 @@ void player::step_input(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
     }
 }
 
-std::int32_t player::record_stamp() const {
-    return std::clamp(d_.position - d_.record_offset, 0, last_position);
+std::int32_t player::position_at(std::int64_t at) const {
+    const std::int64_t fine = course_.fine_at(at, fine_from_field(shared_load(d_.fine_position)));
+    return tick_of(fine + fine_per_tick / 2);
+}
+
+bool player::takes_input(std::int32_t pos) const {
+    const dll_data& d = d_;
+    if (!d.input_armed || d.internal_record || d.record_paused) return false;
+    // An armed punch takes what was played between the locators, however late it is drained.
+    if (d.punch_on) return d.recording && pos >= d.left_locator && pos < d.right_locator;
+    return d.record_enable != 0;
+}
+
+std::int32_t player::record_stamp(std::int32_t pos) const {
+    return std::clamp(pos - d_.record_offset, 0, last_position);
+}
+
+void player::forget_held_notes_of_a_new_take() {
+    // A cycle take's passes hand theirs on to the next.
+    const dll_data& d = d_;
+    if (d.record_cursor == d.record_write && (!d.cycle_recording || d.cycle_passes == 0))
+        held_ = {};
+}
+
+bool player::follow_held_note(std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {
+    forget_held_notes_of_a_new_take();
+    const std::uint8_t type = status & 0xF0;
+    if (type != 0x80 && type != 0x90) return true;
+    std::uint8_t& open = held_.open[status & 0x0F][d1 & 0x7F];
+    std::uint8_t& ended = held_.ended[status & 0x0F][d1 & 0x7F];
+    if (type == 0x90 && d2 > 0) {
+        if (open < 0xFF) ++open;
+        return true;
+    }
+    if (open > 0) {
+        --open;
+        return true;
+    }
+    // A note that began before the take: a punch has no use for its end, which would only
+    // stray among the notes of the track around it.
+    if (ended == 0) return !(d_.punch_on || d_.instant_punch);
+    --ended;
+    return false;
+}
+
+void player::end_held_notes() {
+    const dll_data& d = d_;
+    const std::int32_t at = record_stamp(d.right_locator - 1);
+    for (int c = 0; c < 16; ++c)
+        for (int k = 0; k < 128; ++k)
+            for (std::uint8_t& open = held_.open[c][k]; open > 0; --open) {
+                const auto off =
+                    midi_event::make(static_cast<std::uint8_t>(0x80 | c),
+                                     static_cast<std::uint8_t>(k), release_velocity, at);
+                if (!record(off)) return;
+                if (held_.ended[c][k] < 0xFF) ++held_.ended[c][k];
+            }
 }
 
 ref32 player::record_slot() {
@@ -310,15 +371,17 @@ bool player::record(const midi_event& e) {
     return true;
 }
 
-void player::sysex_begin(std::int64_t) {
+void player::sysex_begin(std::int64_t at) {
     dll_data& d = d_;
     in_sysex_ = true;
     sysex_index_ = 0;
     sysex_recording_ = false;
-    if (d.filter_sysex || !d.record_enable || !d.input_armed || d.internal_record) return;
+    const std::int32_t pos = position_at(at);
+    if (d.filter_sysex || !takes_input(pos)) return;
+    forget_held_notes_of_a_new_take();
     sysex_head_ = record_slot();
     if (sysex_head_ == null_ref) return;
-    store_.at(sysex_head_) = midi_event::make(st::sysex, 0, 0, record_stamp());
+    store_.at(sysex_head_) = midi_event::make(st::sysex, 0, 0, record_stamp(pos));
     sysex_recording_ = true;
     shared_store(d.sysex_open, 1);
     shared_store(d.take_has_data, 1);
@@ -365,8 +428,10 @@ void player::close_pass() {
     const int i = d.cycle_passes;
     if (i >= 31) return;  // slot 31 belongs to the finished take
     const ref32 first = d.record_write;
+    if (d.record_cursor == first || d.record_cursor == null_ref || sysex_recording_)
+        return;  // nothing played this round
+    end_held_notes();
     const ref32 c = d.record_cursor;
-    if (c == first || c == null_ref || sysex_recording_) return;  // nothing played this round
     if (store_.status(c) == st::forward_link) return;
     const ref32 next = store_.link(event_store::forward_link(d.record_block));
     if (next == null_ref || store_.link(event_store::forward_link(next)) == null_ref) return;
@@ -384,11 +449,12 @@ void player::close_pass() {
     s.first = s.play = first;
     s.blocks = 0;
     shared_store(s.in_use, 1);
-    shared_store(d.cycle_pass_mask, static_cast<std::int16_t>(d.cycle_pass_mask | (1 << (i & 15))));
+    // The count first: the tick quantizes the passes it counts, the mask only tells it to look.
     shared_store(d.cycle_passes, static_cast<std::uint8_t>(i + 1));
+    shared_set_bits(d.cycle_pass_mask, static_cast<std::int16_t>(1 << (i & 15)));
 }
 
-void player::punch(std::int32_t pos) {
+void player::punch(std::int32_t pos, std::int64_t at) {
     dll_data& d = d_;
     if (!d.punch_on || !d.recording) return;
     const bool inside = pos >= d.left_locator && pos < d.right_locator;
@@ -400,8 +466,21 @@ void player::punch(std::int32_t pos) {
         shared_store(d.engine_request, request_refresh_buttons);
     } else if (!inside && d.punched_in && pos >= d.right_locator && d.record_enable) {
         shared_store(d.record_enable, 0);
-        shared_store(d.engine_request, request_end_take);
+        // What was played before the right locator may still be on its way from the device.
+        const std::int64_t delay =
+            (backend_ ? backend_->input_delay_us() : 0) +
+            std::int64_t{std::clamp(shared_load(d.timer_resolution), 1, 20)} * 1000;
+        punch_end_due_ = at + delay;
     }
+}
+
+void player::end_punch_when_due(std::int64_t now_us) {
+    if (now_us < punch_end_due_) return;
+    punch_end_due_ = never;
+    // A take stopped meanwhile is stored already; a new one is not this one's to end.
+    const dll_data& d = d_;
+    if (d.recording && d.punched_in && !d.record_enable)
+        shared_store(d_.engine_request, request_end_take);
 }
 
 void player::advance_ticks(int ticks, std::int64_t at) {
@@ -429,10 +508,12 @@ void player::advance_ticks(int ticks, std::int64_t at) {
         play_tracks(s, pos, to, true);
         beats_and_clock(s, to, true);
         set_position(goal);
-        punch(to);
+        punch(to, at);
         break;
     }
     last_us_ = at;
+    // Clocks move the position in steps: input between two stands at the first.
+    course_.change(at, fine_from_field(d.fine_position), 0, 1);
 }
 
 void player::mixer_rows(std::int64_t at) {
@@ -444,7 +525,8 @@ void player::mixer_rows(std::int64_t at) {
         const auto ch = static_cast<std::uint8_t>(c);
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
             if (view[c] == sent[c]) return;
-            send(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
+            mixer_move(p, 0xB0 | ch, cc,
+                       static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
             sent[c] = view[c];
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
@@ -454,16 +536,25 @@ void player::mixer_rows(std::int64_t at) {
         const bool bank = m.bank_view[c] != m.bank_sent[c];
         if (bank) {
             const int v = std::clamp<int>(m.bank_view[c], 0, 16383);
-            send(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
-            send(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
+            mixer_move(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
+            mixer_move(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
             m.bank_sent[c] = m.bank_view[c];
         }
         // A program follows its bank, so a new bank always takes a program with it.
         if (bank || m.program_view[c] != m.program_sent[c]) {
-            send(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2, at);
+            mixer_move(p, 0xC0 | ch,
+                       static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2,
+                       at);
             m.program_sent[c] = m.program_view[c];
         }
     }
+}
+
+void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
+                        std::int64_t at) {
+    send(port, a, b, c, n, at);
+    // A take records the mixer's moves as it records input.
+    take_in(a, b, n > 2 ? c : 0, at);
 }
 
 void player::mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {

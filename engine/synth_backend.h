@@ -57,8 +57,6 @@ public:
     // What is queued plays, then every voice of the port's channels ends.
     void close_output(int port) override;
     bool output_open(int port) const override;
-    bool open_input(int, midi_input_sink*) override { return false; }
-    void close_input() override {}
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
 
     std::uint64_t late_messages() const;

@@ -1,5 +1,7 @@
 #include "engine/system_backend.h"
 
+#include <algorithm>
+
 #include "engine/alsa_backend.h"
 #include "engine/jack_backend.h"
 #include "engine/synth_backend.h"
@@ -30,7 +32,7 @@ system_backend::system_backend(std::vector<system> systems) : systems_(std::move
 
 system_backend::~system_backend() {
     for (int p = 0; p < output_ports; ++p) close_output(p);
-    close_input();
+    listen(nullptr);
     // In list order: the synth lets go of the JACK client before the client goes.
     for (auto& s : systems_) s.backend.reset();
 }
@@ -93,19 +95,47 @@ bool system_backend::output_open(int port) const {
     return s >= 0 && systems_[static_cast<std::size_t>(s)].backend->output_open(port);
 }
 
-bool system_backend::open_input(int device, midi_input_sink* sink) {
-    close_input();
-    if (device < 0 || device >= static_cast<int>(inputs_.size())) return false;
-    const place at = inputs_[static_cast<std::size_t>(device)];
-    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_input(at.device, sink))
-        return false;
-    input_owner_ = at.system;
-    return true;
+void system_backend::listen(midi_input_sink* sink) {
+    for (auto& s : systems_) s.backend->listen(sink);
 }
 
-void system_backend::close_input() {
-    const int s = input_owner_.exchange(-1);
-    if (s >= 0) systems_[static_cast<std::size_t>(s)].backend->close_input();
+bool system_backend::connect_input(int device, bool only) {
+    const bool listed = device >= 0 && device < static_cast<int>(inputs_.size());
+    const int owner = listed ? inputs_[static_cast<std::size_t>(device)].system : -1;
+    if (only)
+        for (std::size_t s = 0; s < systems_.size(); ++s)
+            if (static_cast<int>(s) != owner) systems_[s].backend->connect_input(-1, true);
+    if (!listed) return device < 0 && only;
+    return systems_[static_cast<std::size_t>(owner)].backend->connect_input(
+        inputs_[static_cast<std::size_t>(device)].device, only);
+}
+
+int system_backend::merged_input(int system, int device) const {
+    for (std::size_t i = 0; i < inputs_.size(); ++i)
+        if (inputs_[i].system == system && inputs_[i].device == device) return static_cast<int>(i);
+    return -1;
+}
+
+int system_backend::connected_input() {
+    for (std::size_t s = 0; s < systems_.size(); ++s) {
+        const int device = systems_[s].backend->connected_input();
+        if (device >= 0) return merged_input(static_cast<int>(s), device);
+    }
+    return -1;
+}
+
+int system_backend::default_input() {
+    for (std::size_t s = 0; s < systems_.size(); ++s) {
+        const int device = systems_[s].backend->default_input();
+        if (device >= 0) return merged_input(static_cast<int>(s), device);
+    }
+    return -1;
+}
+
+std::int64_t system_backend::input_delay_us() const {
+    std::int64_t most = 0;
+    for (const auto& s : systems_) most = std::max(most, s.backend->input_delay_us());
+    return most;
 }
 
 void system_backend::send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) {
@@ -144,9 +174,14 @@ device_state system_backend::output_state(int port) const {
 }
 
 device_state system_backend::input_state() const {
-    const int s = input_owner_.load();
-    return s >= 0 ? systems_[static_cast<std::size_t>(s)].backend->input_state()
-                  : device_state::closed;
+    // A lost source is news however many others are connected.
+    device_state state = device_state::closed;
+    for (const auto& s : systems_) {
+        const device_state here = s.backend->input_state();
+        if (lost(here)) return here;
+        if (here == device_state::connected) state = here;
+    }
+    return state;
 }
 
 }  // namespace kestrune

@@ -33,8 +33,13 @@ public:
     bool open_output(int port, int device) override;
     void close_output(int port) override;
     bool output_open(int port) const override;
-    bool open_input(int device, midi_input_sink* sink) override;
-    void close_input() override;
+    // Every system's input port feeds the sink; a device connects to its own system's port, and
+    // with `only` every other system's port lets go of its sources too.
+    void listen(midi_input_sink* sink) override;
+    bool connect_input(int device, bool only) override;
+    int connected_input() override;
+    int default_input() override;
+    std::int64_t input_delay_us() const override;
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
     void send_from_input(int port, const std::uint8_t* bytes, std::size_t n,
                          std::int64_t due_us) override;
@@ -69,12 +74,13 @@ private:
     };
     static std::vector<std::string> merge(std::vector<system>& systems, std::vector<place>& places,
                                           bool outputs);
+    // The merged number of a system's own input device, -1 when it is not listed.
+    int merged_input(int system, int device) const;
 
     std::vector<system> systems_;
     std::vector<place> outputs_;
     std::vector<place> inputs_;
     std::atomic<int> owner_[output_ports];
-    std::atomic<int> input_owner_{-1};
 };
 
 }  // namespace kestrune

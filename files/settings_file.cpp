@@ -235,9 +235,11 @@ void apply_settings(program& p, const user_settings& s, file_state& fs) {
     p.app.clock_field_on = s.show_clock != 0;
     fs.recent_files = s.recent_files;
     fs.remember_file_paths = s.remember_file_paths != 0;
-    const std::string program_folder = program_folder_path("");
-    for (std::size_t i = 0; i < 4; ++i)
-        fs.folders[i] = s.folders[i].empty() ? program_folder : s.folders[i];
+    // Until a folder is remembered the file dialogs open in the user's home, never among the
+    // program's own files.
+    const char* home = std::getenv("HOME");
+    const std::string start = home && *home ? std::string(home) + "/" : program_folder_path("");
+    for (std::size_t i = 0; i < 4; ++i) fs.folders[i] = s.folders[i].empty() ? start : s.folders[i];
 }
 
 void gather_settings(const program& p, user_settings& s, const file_state& fs) {

@@ -58,8 +58,6 @@ public:
     }
     void close_output(int) override {}
     bool output_open(int port) const override { return port >= 0 && port < output_ports; }
-    bool open_input(int, midi_input_sink*) override { return false; }
-    void close_input() override {}
     void send(int port, const std::uint8_t* b, std::size_t n, std::int64_t due_us) override {
         messages.push_back({due_us, port, bytes.size(), n});
         bytes.insert(bytes.end(), b, b + n);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
+#include "core/midi_message.h"
 #include "processing/quantize.h"
 #include "processing/range_delete.h"
 #include "processing/track_edit.h"
@@ -20,9 +22,9 @@ constexpr int pass_slots = 31;          // slots 0..30 of the working pattern ho
 constexpr int take_slot = 31;           // a finished take on its way into a used track
 constexpr int merge_spare_blocks = 10;  // left free beyond the passes before merging
 constexpr int close_note_blocks = 4;    // free blocks needed to end the notes left open
+constexpr int undo_spare_blocks = 3;    // what an undo copy needs beyond the track's own
 constexpr std::int32_t early_window = 24;
 constexpr std::int32_t max_count_in = 3072;
-constexpr std::uint8_t release_velocity = 64;
 
 // How a take's own steps edit a track: during the take, with no copy of their own.
 constexpr track_edit_options take_edit{.undo = undo_kind::none, .empty_ok = true, .during_take = true};
@@ -52,6 +54,7 @@ void recorder::punch_off() {
 void recorder::prepare_cycle() {
     d_.cycle_passes = 0;
     d_.cycle_pass_mask = 0;
+    p_.app.passes_quantized = 0;
     const track_slot& t = p_.slot(d_.current_pattern, d_.current_track);
     for (int i = 0; i < tracks_per_pattern; ++i) {
         track_slot& s = p_.slot(take_pattern, i);
@@ -67,7 +70,19 @@ void recorder::prepare_cycle() {
     d_.cycle_recording = 1;
 }
 
+void recorder::warn_no_input() {
+    if (d_.internal_record || p_.eng.input_connected()) {
+        p_.app.told_no_input = false;
+        return;
+    }
+    // Said once; the take runs all the same and holds what the mixer sends.
+    if (p_.app.told_no_input) return;
+    p_.app.told_no_input = true;
+    p_.message(msg_no_input, msg_icon::information);
+}
+
 void recorder::arm_record_area() {
+    p_.app.take_undo_kept = false;
     d_.record_cursor = d_.record_write;
     d_.record_block = d_.record_first_block;
     d_.input_armed = 1;
@@ -76,6 +91,15 @@ void recorder::arm_record_area() {
     d_.sysex_chunks = 0;
     d_.sysex_bytes = 0;
     d_.sysex_open = 0;
+}
+
+void recorder::place_take() {
+    const int step = std::clamp<int>(d_.current_step, 0, song_steps - 1);
+    d_.record_pattern = d_.current_pattern;
+    d_.record_offset = 0;
+    if (!d_.song_mode) return;
+    d_.record_pattern = d_.parallel_selected ? parallel_pattern : p_.step(step).pattern;
+    if (!d_.parallel_selected) d_.record_offset = p_.step_start(step) - song_start;
 }
 
 std::int32_t recorder::bar_before_step() const {
@@ -116,27 +140,20 @@ void recorder::record_start(record_mode mode) {
             internal_switches_off();
         }
     }
+    warn_no_input();
     const int track = d_.current_track;
-    if (!d_.song_mode)
-        d_.record_pattern = d_.current_pattern;
-    else
-        d_.record_pattern =
-            d_.parallel_selected
-                ? parallel_pattern
-                : p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1)).pattern;
+    place_take();
     std::int32_t start = song_start;
     if (d_.cycle_on) {
         prepare_cycle();
         start = d_.left_locator;
     }
-    d_.record_offset = 0;
     const std::int32_t bar = bar_before_step();
     const song_step& step = p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1));
     const std::int32_t step_begin = p_.step_start(d_.current_step);
     if (d_.song_mode) {
         if (!d_.cycle_on) start = step_begin - (step.pickup + bar - 1) / bar * bar;
         if (!d_.parallel_selected) {
-            d_.record_offset = step_begin - song_start;
             if (d_.cycle_on &&
                 (d_.left_locator < d_.record_offset || step.end < d_.right_locator) &&
                 p_.screen.message(msg_locators_outside, msg_icon::question, msg_buttons::yes_no,
@@ -151,13 +168,15 @@ void recorder::record_start(record_mode mode) {
     if (step.pickup % bar == 0 || !d_.song_mode || d_.cycle_on) start -= count_in;
     start = std::clamp(start, 0, last_position);
 
-    if (mode == record_mode::replace && p_.slot(d_.record_pattern, track).in_use) {
+    const bool replace = mode == record_mode::replace && p_.slot(d_.record_pattern, track).in_use;
+    if (replace) {
         p_.screen.wait_cursor();
         undo_save(p_, d_.record_pattern, track);
         delete_track_chain(p_, d_.record_pattern, track);
         p_.screen.arrow_cursor();
     }
     run_take(start, mode, false);
+    p_.app.take_undo_kept = replace;
 }
 
 void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
@@ -183,8 +202,8 @@ void recorder::punch_start() {
     if (!d_.punch_on) return;
     tr_.halt_transport(0);
     if (!mixer_port_matches()) return;
-    d_.record_pattern = d_.current_pattern;
-    d_.record_offset = 0;
+    warn_no_input();
+    place_take();
     track_slot& t = p_.slot(d_.record_pattern, d_.current_track);
     d_.punch_track = d_.current_track;
     d_.punch_saved_mute = t.mute;
@@ -207,6 +226,7 @@ void recorder::instant_start(bool shift) {
         p_.app.internal_record_saved.valid = false;
         internal_switches_off();
     }
+    warn_no_input();
     d_.record_pattern = d_.current_pattern;
     if (d_.cycle_on) prepare_cycle();
     d_.record_offset = 0;
@@ -259,27 +279,45 @@ void recorder::count_pass_blocks(int i) {
 
 void recorder::close_open_notes(track_slot& dest, std::int32_t end) {
     event_store s = p_.store();
+    // Held notes by channel and key, each note-off ending one of them, as the chain runs; and
+    // where the last of each began, so that its note-off does not come before it.
+    struct held {
+        int count = 0;
+        std::int32_t last_on = 0;
+    };
+    std::vector<held> notes(16 * 128);
     for (ref32 e = dest.first; is_event_status(s.status(e)); e = s.next_event(e)) {
-        if (d_.free_blocks < close_note_blocks) return;
-        const midi_event on = s.at(e);
-        if (!on.is_note_on() || is_event_status(s.status(s.find_note_off(e)))) continue;
-        const ref32 at = s.chain_end(dest.first);
-        const int taken = s.insert_record(at);
-        if (taken < 0) return;
-        dest.blocks = static_cast<std::uint16_t>(dest.blocks + taken);
-        d_.free_blocks -= taken;
-        s.at(at) = midi_event::make(static_cast<std::uint8_t>(0x80 | (on.status() & 0x0F)),
-                                    on.data1(), release_velocity, std::max(0, end - 1));
+        const midi_event& ev = s.at(e);
+        held& h = notes[static_cast<std::size_t>((ev.status() & 0x0F) * 128 + ev.data1())];
+        if (ev.is_note_on()) {
+            ++h.count;
+            h.last_on = ev.position();
+        } else if (ev.is_note_off() && h.count > 0) {
+            --h.count;
+        }
     }
+    for (std::size_t i = 0; i < notes.size(); ++i)
+        for (held& h = notes[i]; h.count > 0; --h.count) {
+            if (d_.free_blocks < close_note_blocks) return;
+            const ref32 at = s.chain_end(dest.first);
+            const int taken = s.insert_record(at);
+            if (taken < 0) return;
+            dest.blocks = static_cast<std::uint16_t>(dest.blocks + taken);
+            d_.free_blocks -= taken;
+            s.at(at) = midi_event::make(note_off_status(static_cast<int>(i / 128)),
+                                        static_cast<std::uint8_t>(i % 128), release_velocity,
+                                        std::max({0, end - 1, h.last_on}));
+        }
 }
 
 void recorder::move_early_events(ref32 first, std::int32_t start) {
     event_store s = p_.store();
-    for (ref32 e = first; is_event_status(s.status(e)) && s.position(e) < start;
-         e = s.next_event(e)) {
+    // The whole take as it was recorded: a note-off moved with its note-on lands at the start or
+    // after it, so nothing is moved twice, and what came later is still looked at.
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) {
         midi_event& ev = s.at(e);
         const std::int32_t d = start - ev.position();
-        if (d >= early_window) continue;
+        if (d <= 0 || d >= early_window) continue;
         if (ev.is_note_on()) {
             const ref32 off = s.find_note_off(e);
             if (is_event_status(s.status(off)))
@@ -289,22 +327,54 @@ void recorder::move_early_events(ref32 first, std::int32_t start) {
     }
 }
 
-bool recorder::merge_passes(track_edit& target) {
+int recorder::pass_blocks(int channel) {
     event_store s = p_.store();
-    track_slot& t = target.slot();
     int sum = 0;
     for (int i = 0; i < pass_slots; ++i) {
         track_slot& pass = p_.slot(take_pattern, i);
         if (!pass.in_use) continue;
         // Each pass keeps its number in the status, unless the track plays as recorded.
-        if (t.channel != 16)
+        if (channel != 16 && pass.blocks == 0)
             for (ref32 e = pass.first; is_event_status(s.status(e)); e = s.next_event(e))
                 if (s.status(e) < st::sysex)
                     s.at(e).set_status(static_cast<std::uint8_t>((s.status(e) & 0xF0) + i));
         count_pass_blocks(i);
         sum += pass.blocks;
     }
-    if (sum + merge_spare_blocks >= d_.free_blocks) return false;
+    return sum;
+}
+
+int recorder::merge_need(int pattern, int track, int take_blocks) {
+    const track_slot& t = p_.slot(pattern, track);
+    const int passes = pass_blocks(t.channel);
+    // The merged chain is built before the old one goes.
+    const int merged = t.in_use     ? t.blocks + take_blocks + passes
+                       : passes > 0 ? take_blocks + passes
+                                    : 0;
+    return merged + merge_spare_blocks;
+}
+
+bool recorder::room_for(const chain_builder& take, int pattern, int track) {
+    const int need = take.blocks() + merge_need(pattern, track, take.blocks());
+    return need <= d_.free_blocks;
+}
+
+void recorder::keep_take_undo(int pattern, int track, int need) {
+    // A replace kept the track's copy at its start, before the count-in.
+    if (p_.app.take_undo_kept) return;
+    const track_slot& t = p_.slot(pattern, track);
+    if (t.blocks + undo_spare_blocks + need > d_.free_blocks) {
+        // The take comes first: without room for both, there is no copy.
+        undo_free(p_);
+        p_.message(msg_undo_no_memory, msg_icon::warning);
+        return;
+    }
+    undo_save(p_, pattern, track);
+}
+
+void recorder::merge_passes(track_edit& target) {
+    event_store s = p_.store();
+    track_slot& t = target.slot();
     for (int i = 0; i < tracks_per_pattern; ++i) {
         track_slot& pass = p_.slot(take_pattern, i);
         if (!pass.in_use || pass.mute) continue;
@@ -313,11 +383,10 @@ bool recorder::merge_passes(track_edit& target) {
         merge_chains(b, s, pass.first, t.first != null_ref ? t.first : s.layout().static_end);
         b.terminate();
         const ref32 merged = b.cut();
-        if (merged == null_ref) return false;
+        if (merged == null_ref) return;  // counted beforehand: cannot happen
         target.replace_chain(merged, b.count_chain_blocks());
         delete_track_chain(p_, take_pattern, i);
     }
-    return true;
 }
 
 void recorder::finish_take() {
@@ -329,7 +398,29 @@ void recorder::finish_take() {
     d_.recording = 0;
     d_.punched_in = 0;
     d_.instant_punch = 0;
+    p_.app.take_undo_kept = false;
     p_.screen.arrow_cursor();
+}
+
+recorder::take_range recorder::range_of_take() const {
+    const std::int32_t pos = d_.position;
+    // A plain take ends where it stopped.
+    take_range r{song_start, pos - d_.record_offset, false};
+    if (d_.punched_in) {
+        r.start = d_.left_locator;
+        r.end = d_.right_locator;
+        if ((pos > r.start && pos < r.end) || r.end <= r.start) r.end = pos;
+    }
+    if (d_.instant_punch) {
+        r.start = d_.instant_punch_start;
+        r.end = pos;
+    }
+    if (d_.punched_in || d_.instant_punch) {
+        r.start -= d_.record_offset;
+        r.end -= d_.record_offset;
+    }
+    r.punch = d_.punched_in || d_.instant_punch || d_.punch_on;
+    return r;
 }
 
 void recorder::store_take(int pattern, int track) {
@@ -338,24 +429,10 @@ void recorder::store_take(int pattern, int track) {
     if (!d_.recording) return;
     p_.screen.wait_cursor();
     event_store s = p_.store();
-    const std::int32_t pos = d_.position;
-    std::int32_t start = song_start, end = last_position;
-    if (d_.punched_in) {
-        start = d_.left_locator;
-        end = d_.right_locator;
-        if ((pos > start && pos < end) || end <= start) end = pos;
-    }
-    if (d_.instant_punch) {
-        start = d_.instant_punch_start;
-        end = pos;
-    }
-    if (d_.punched_in || d_.instant_punch) {
-        start -= d_.record_offset;
-        end -= d_.record_offset;
-    }
+    take_range r = range_of_take();
     if (d_.punch_on || d_.instant_punch) {
         restore_punch_mute(pattern);
-        if (end < start) {
+        if (r.end < r.start) {
             d_.punched_in = 0;
             d_.instant_punch = 0;
             d_.take_has_data = 0;
@@ -364,7 +441,7 @@ void recorder::store_take(int pattern, int track) {
     const bool punched = d_.punched_in || d_.instant_punch;
     if (!d_.take_has_data) {
         // A punch with nothing played erases its range.
-        if (punched && p_.slot(pattern, track).in_use) erase_range(pattern, track, start, end);
+        if (punched && p_.slot(pattern, track).in_use) erase_range(pattern, track, r.start, r.end);
         if (punched) punch_off();
         finish_take();
         return;
@@ -372,13 +449,15 @@ void recorder::store_take(int pattern, int track) {
     d_.play_pattern = static_cast<std::uint8_t>(pattern);
     d_.current_pattern = static_cast<std::int16_t>(pattern);
 
+    quantize_new_passes();
     chain_builder take(s, d_.record_cursor);
     if (d_.sysex_open) {
         p_.message(msg_sysex_incomplete);
-    } else if (!take.terminate() || !take.ok()) {
+    } else if (!take.terminate() || !take.ok() || !room_for(take, pattern, track)) {
+        // Nothing is cut: the take's blocks stay free, the track stays as it was.
         p_.message(msg_no_memory_left);
     } else {
-        store_chain(pattern, track, take, {start, end, punched || d_.punch_on});
+        store_chain(pattern, track, take, r);
         if (d_.sysex_chunks > 0)
             p_.message("SYSEX recorded!\n" + std::to_string(d_.sysex_chunks) + " chunks",
                        msg_icon::information);
@@ -395,7 +474,9 @@ void recorder::erase_range(int pattern, int track, std::int32_t start, std::int3
 }
 
 void recorder::shape_take(track_slot& dest, int pattern, int quantize, const take_range& r) {
-    if (r.punch) close_open_notes(dest, r.end);
+    // No note of a take is left sounding: a punch ends them at its end, any other take where it
+    // stopped.
+    close_open_notes(dest, r.end);
     if (quantize != 0) quantize_track(p_, pattern, dest.first, quantize);
     if (!d_.cycle_recording) {
         move_early_events(dest.first, d_.punch_on ? r.start : song_start);
@@ -406,13 +487,14 @@ void recorder::shape_take(track_slot& dest, int pattern, int quantize, const tak
 
 void recorder::store_chain(int pattern, int track, chain_builder& take, const take_range& r) {
     // Cut and counted before anything else builds in the record area.
+    const int need = merge_need(pattern, track, take.blocks());
     const ref32 first = take.cut();
     const int blocks = take.count_chain_blocks();
     track_slot& t = p_.slot(pattern, track);
     const bool merging = t.in_use != 0;
     char name[sizeof t.name];
     std::copy(std::begin(t.name), std::end(t.name), name);
-    if (merging) undo_save(p_, pattern, track);
+    keep_take_undo(pattern, track, need);
     // The track stays hidden from the engine until the take is in.
     track_edit target(p_, pattern, track, take_edit);
     target.begin();
@@ -424,10 +506,10 @@ void recorder::store_chain(int pattern, int track, chain_builder& take, const ta
         track_edit held(p_, take_pattern, take_slot, take_edit);
         held.begin();
         held.replace_chain(first, blocks);
-        if (r.punch && !delete_range(target, r.start, r.end)) p_.message(msg_no_memory_left);
+        if (r.punch) delete_range(target, r.start, r.end);  // room counted beforehand
         shape_take(held.slot(), pattern, t.quantize, r);
     }
-    if (!merge_passes(target)) p_.message(msg_no_memory_left);
+    merge_passes(target);
     if (!merging)
         put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
     else
@@ -445,18 +527,21 @@ void recorder::mute_last_pass() {
     }
 }
 
-void recorder::tick() {
-    const int mask = shared_load(d_.cycle_pass_mask);
-    if (mask == 0) return;
-    shared_store(d_.cycle_pass_mask, 0);
+void recorder::quantize_new_passes() {
     const int passes = std::min<int>(shared_load(d_.cycle_passes), pass_slots);
-    for (int i = 0; i < passes; ++i) {
+    for (int& i = p_.app.passes_quantized; i < passes; ++i) {
         track_slot& s = p_.slot(take_pattern, i);
-        if (!(mask & (1 << (i & 15))) || !s.in_use || s.quantize == 0) continue;
+        if (!s.in_use || s.quantize == 0) continue;
         // The pass plays on meanwhile: the engine is parked, not told to end its notes.
         program::park parked(p_);
         quantize_track(p_, d_.record_pattern, s.first, s.quantize);
     }
+}
+
+void recorder::tick() {
+    // The engine may close a pass at any moment: the mask is taken in one exchange, and the count
+    // of passes, not the bits that repeat past 16, says which are new.
+    if (shared_exchange(d_.cycle_pass_mask, 0) != 0) quantize_new_passes();
 }
 
 bool recorder::internal_recording_allowed() {

@@ -24,6 +24,10 @@ inline constexpr const char* msg_no_memory_left =
     "No memory left! Increase the requested memory\namount with MIDI/Memory Setup.";
 inline constexpr const char* msg_cycle_mode = "Can't do this in Cycle mode!";
 inline constexpr const char* msg_punch_active = "Can't do this while\nPunch is active!";
+inline constexpr const char* msg_no_input =
+    "No MIDI input is connected!\nChoose a device for Input from in\nOptions/MIDI Setup, or "
+    "connect one\n"
+    "to Kestrune's In port in a patchbay.";
 inline constexpr const char* recorded_name = " recorded ";
 inline constexpr const char* mixer_data_name = "mixer data";
 
@@ -72,6 +76,11 @@ class recorder {
 
   private:
     bool mixer_port_matches();
+    // Said once while no source is connected to the input and internal recording is off.
+    void warn_no_input();
+    // The pattern the take goes into and the offset of its positions: in song mode the current
+    // step's pattern counted from its start, or the parallel pattern counted as the song.
+    void place_take();
     void prepare_cycle();
     void arm_record_area();
     void run_take(std::int32_t start, record_mode mode, bool punch);
@@ -80,14 +89,27 @@ class recorder {
     void internal_switches_off();
     void restore_punch_mute(int pattern);
     void count_pass_blocks(int slot);
+    // Every pass's blocks counted off the free list, each pass's number in its statuses unless
+    // the track plays channels as recorded (`channel` 16); returns their sum.
+    int pass_blocks(int channel);
+    // The passes the engine closed since the last look, quantized once each.
+    void quantize_new_passes();
+    // Every note left open gets a note-off at end - 1, however many are open on one key.
     void close_open_notes(track_slot& dest, std::int32_t end);
     void move_early_events(ref32 first, std::int32_t s);
-    // The span a punch replaces, in the take's positions.
+    // The span a punch replaces, in the take's positions; a plain take's end is where it stopped.
     struct take_range {
         std::int32_t start;
         std::int32_t end;
         bool punch;
     };
+    take_range range_of_take() const;
+    // Blocks the store needs beside the take: the merged chain, built before the old one goes.
+    int merge_need(int pattern, int track, int take_blocks);
+    bool room_for(const chain_builder& take, int pattern, int track);
+    // The undo copy of the track the take goes into, where the start kept none and the store
+    // keeps room for it.
+    void keep_take_undo(int pattern, int track, int need);
     // A punch that played nothing erases its range from the track.
     void erase_range(int pattern, int track, std::int32_t start, std::int32_t end);
     // The take, cut off the record area, into the track: as the track itself when it is empty,
@@ -95,7 +117,7 @@ class recorder {
     void store_chain(int pattern, int track, chain_builder& take, const take_range& r);
     // What a take goes through before it is merged: open notes ended, quantize, early events.
     void shape_take(track_slot& dest, int pattern, int quantize, const take_range& r);
-    bool merge_passes(track_edit& target);
+    void merge_passes(track_edit& target);
     void finish_take();
     std::int32_t bar_before_step() const;
 

@@ -16,9 +16,12 @@ std::string formatted(const char* fmt, int v) {
 }  // namespace
 
 midi_setup_dialog::midi_setup_dialog(program& p, setup_settings& s) : p_(p), s_(s) {
+    // Devices plugged in or connected since are shown; the input shows what is connected to it.
+    p.eng.refresh_devices();
     const dll_data& d = p.d;
     // Stored choices show only if they lie within the device lists.
     input_choice = d.midi_in_device > 0 && d.midi_in_device <= d.midi_in_count ? d.midi_in_device : 0;
+    shown_input_ = input_choice;
     for (int i = 0; i < 4; ++i) {
         const int c = d.midi_out_device[i];
         output_choice[static_cast<std::size_t>(i)] = c > 0 && c <= d.midi_out_count ? c : 0;
@@ -73,8 +76,9 @@ int midi_setup_dialog::ok() {
                 p_.message(text);
             }
         }
+        // A new choice replaces what was connected to the input; the one shown leaves it be.
         d.midi_in_device = static_cast<std::int16_t>(std::max(0, input_choice));
-        if (!p_.eng.open_input_port()) {
+        if (input_choice != shown_input_ && !p_.eng.open_input_port()) {
             ++failures;
             p_.message(msg_cant_open_input);
         }

@@ -49,7 +49,8 @@ public:
     static std::vector<std::string> delay_entries();  // "xxx Ticks", -7 to 7
     static std::vector<std::string> spp_entries();    // "xxx MIDI Clocks", 6 to 48
 
-    // Fields as the dialog shows them; the choices are held to the lists.
+    // Fields as the dialog shows them; the choices are held to the lists. The input shows the
+    // source connected to it, however the connection was made.
     int input_choice;
     std::array<int, 4> output_choice;
     std::array<bool, 4> sync_ports;
@@ -63,6 +64,7 @@ public:
 private:
     program& p_;
     setup_settings& s_;
+    int shown_input_;
 };
 
 class memory_setup_dialog {

@@ -57,6 +57,11 @@ void transport::halt_transport(int mode) {
 }
 
 void transport::play() {
+    // With punch armed, Play starts the take that the engine punches in and out.
+    if (d_.punch_on) {
+        recorder(p_, *this).punch_start();
+        return;
+    }
     halt_transport(0);
     rewind(0);
     clock_start(d_.position);

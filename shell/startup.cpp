@@ -86,6 +86,17 @@ bool is_song_name(const std::string& path) { return extension_upper(path) == ".S
 
 }  // namespace
 
+namespace {
+
+// A file opened from outside the program's dialogs is loaded and saved again where it came from.
+void remember_opened_folder(file_state& fs, const std::string& path) {
+    const bool song = is_song_name(path);
+    remember_folder(fs, song ? folder_load_song : folder_load_midi, path);
+    remember_folder(fs, song ? folder_save_song : folder_save_midi, path);
+}
+
+}  // namespace
+
 bool open_start_file(session& s, const std::string& command_line_name) {
     // Recent files that have gone since the last run leave the menu.
     auto& recent = s.files.recent_files;
@@ -102,6 +113,7 @@ bool open_start_file(session& s, const std::string& command_line_name) {
     }
     s.files.current_file_name = command_line_name;
     const bool loaded = load_song_by_type(s.prog, s.files) != 0;
+    if (loaded && !command_line_name.empty()) remember_opened_folder(s.files, command_line_name);
     if (!loaded) {
         s.files.current_file_name.clear();
         s.files.current_file_title = untitled_title;
@@ -156,8 +168,7 @@ bool open_dropped_files(session& s, const std::vector<std::string>& paths) {
     if (p.running()) s.trans.stop();
     s.files.current_file_name = paths.front();
     if (!load_song_by_type(p, s.files)) return false;
-    remember_folder(s.files, is_song_name(paths.front()) ? folder_load_song : folder_load_midi,
-                    paths.front());
+    remember_opened_folder(s.files, paths.front());
     add_recent_file(s.files, paths.front());
     p.screen.repaint(-1);
     call(s.window.bring_to_front);

@@ -463,13 +463,15 @@ ref32 chain_builder::cut() {
     return first;
 }
 
-int chain_builder::count_chain_blocks() {
-    dll_data& d = s_->data();
+int chain_builder::blocks() const {
     int n = 0;
-    for (ref32 b = d.record_block; b != null_ref; b = s_->link(b)) {
-        d.free_blocks -= 1;
-        ++n;
-    }
+    for (ref32 b = s_->data().record_block; b != null_ref; b = s_->link(b)) ++n;
+    return n;
+}
+
+int chain_builder::count_chain_blocks() {
+    const int n = blocks();
+    s_->data().free_blocks -= n;
     return n;
 }
 

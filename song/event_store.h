@@ -112,6 +112,8 @@ public:
     bool ok() const;
     // Cuts the chain off the record area; returns its first record, or null_ref unless ok().
     ref32 cut();
+    // The blocks the chain fills, cut or not.
+    int blocks() const;
     // Takes the new chain's blocks off free_blocks; returns their number.
     int count_chain_blocks();
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/alsa_backend.h"
+#include "engine/input_source.h"
 #include "engine/jack_backend.h"
 #include "engine/system_backend.h"
 
@@ -190,6 +191,34 @@ TEST(AlsaNames, ClientAndPortNumbersAreDroppedAndALostDeviceIsFoundByName) {
     EXPECT_EQ(alsa_same_device(now, "Synth:In 20:0"), "Synth:In 20:0");
     EXPECT_EQ(alsa_same_device(now, "Keys:Port 2 28:1"), "Keys:Port 2 24:1");
     EXPECT_EQ(alsa_same_device(now, "Gone:Out 30:0"), "");
+    // The numbers say which port to connect the input to.
+    seq_address a;
+    ASSERT_TRUE(alsa_address("Keys:Port 2 24:1", &a));
+    EXPECT_EQ(std::make_pair(a.client, a.port), std::make_pair(24, 1));
+    EXPECT_FALSE(alsa_address("Synth 2", &a));
+}
+
+TEST(InputSource, TheWatchFollowsConnectionsMadeAnywhereAndReconnectsALostDevice) {
+    using state = device_state;
+    auto follow = [](input_source s, bool there, std::vector<std::string> connected) {
+        const input_watch w = follow_input(s, there, connected);
+        return std::make_tuple(w.next.name, w.next.state, w.reconnect);
+    };
+    // Connected in a patchbay: that is the source now.
+    EXPECT_EQ(follow({"", state::closed}, false, {"keys"}),
+              std::make_tuple("keys", state::connected, false));
+    // The user took the connection away, the device stays: another connection, or none, follows.
+    EXPECT_EQ(follow({"keys", state::connected}, true, {"pads"}),
+              std::make_tuple("pads", state::connected, false));
+    EXPECT_EQ(follow({"keys", state::connected}, true, {}),
+              std::make_tuple("", state::closed, false));
+    // The device went away: lost until it is back, then connected again.
+    EXPECT_EQ(follow({"keys", state::connected}, false, {"pads"}),
+              std::make_tuple("keys", state::gone, false));
+    EXPECT_EQ(follow({"keys", state::gone}, false, {"pads"}),
+              std::make_tuple("keys", state::gone, false));
+    EXPECT_EQ(follow({"keys", state::system_gone}, true, {}),
+              std::make_tuple("keys", state::system_gone, true));
 }
 
 // ---- the merged list and routing, over stand-in systems ----
@@ -265,19 +294,28 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
     m.close_output(1);
     EXPECT_FALSE(t.alsa->output_open(1));
 
-    // Input comes from the chosen system only; moving to ALSA lets go of JACK.
+    // Every system's input is heard, however its sources were connected; a choice made with
+    // `only` leaves that one source connected over all systems, and device numbers are merged.
     recording_sink sink;
     const std::uint8_t note[3] = {0x90, 64, 90};
-    ASSERT_TRUE(m.open_input(2, &sink));  // JACK: pads:out
+    m.listen(&sink);
     t.jack->inject(note, 3, 42);
     t.alsa->inject(note, 3, 43);
-    ASSERT_TRUE(m.open_input(0, &sink));
-    t.jack->inject(note, 3, 44);
-    t.alsa->inject(note, 3, 45);
-    m.close_input();
+    t.jack->hardware_input = 1;
+    EXPECT_EQ(std::make_pair(m.connected_input(), m.default_input()), std::make_pair(-1, 2));
+    ASSERT_TRUE(m.connect_input(2, true));  // JACK: pads:out
+    ASSERT_TRUE(m.connect_input(0, true));  // ALSA: Keys, and JACK lets go
+    EXPECT_EQ(std::make_pair(m.connected_input(), t.jack->connected_input()),
+              std::make_pair(0, -1));
+    ASSERT_TRUE(m.connect_input(2, false));  // beside it
+    EXPECT_EQ(std::make_pair(t.alsa->connected_input(), t.jack->connected_input()),
+              std::make_pair(0, 1));
+    ASSERT_TRUE(m.connect_input(-1, true));
+    EXPECT_EQ(m.connected_input(), -1);
+    EXPECT_FALSE(m.connect_input(3, false));
+    m.listen(nullptr);
     t.alsa->inject(note, 3, 46);
-    EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 45}));
-    EXPECT_FALSE(m.open_input(3, &sink));
+    EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 43}));
 }
 
 // ---- the machine's own systems ----
@@ -343,13 +381,14 @@ TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
         }
     } sink;
     sink.log = &keys;
-    ASSERT_TRUE(m.open_input(in, &sink));
+    m.listen(&sink);
+    ASSERT_TRUE(m.connect_input(in, true));
     const auto before = std::chrono::steady_clock::now();
     const std::vector<unsigned char> sysex = {0xF0, 0x7E, 0x01, 0xF7};
     keyboard.sendMessage(&sysex);
     for (int i = 0; i < 5000 && keys.size() == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    m.close_input();
+    m.listen(nullptr);
     ASSERT_EQ(keys.size(), 1u);
     EXPECT_EQ(keys.got[0], sysex);  // sysex is passed on, not filtered here
     EXPECT_GE(

@@ -36,6 +36,17 @@ class Input : public ::testing::Test {
         arm(t, from);
         t.run_ms(0);
     }
+    // Input played at `at_us` that reaches the engine only now.
+    void late(const std::vector<std::uint8_t>& bytes, std::int64_t at_us) {
+        t.midi.inject(bytes.data(), bytes.size(), at_us);
+        t.eng.run_until(t.clk.now_us());
+    }
+    // The keys of the take's notes and note-offs with their positions.
+    std::vector<std::vector<std::int64_t>> take_rows() {
+        std::vector<std::vector<std::int64_t>> v;
+        for (const midi_event& e : take()) v.push_back(nums(e.status(), e.data1(), e.position()));
+        return v;
+    }
     // The take as it stands in the record area, closed with an end record for checking.
     std::vector<midi_event> take() {
         event_store s = t->store();
@@ -270,29 +281,73 @@ TEST_F(Input, CyclePassesCloseIntoTheWorkingPatternAndPlayBack) {
     EXPECT_EQ(testing::check_chain(t->store(), t->slot(take_pattern, 1).first), "");
 }
 
-TEST_F(Input, PunchArmsRecordingBetweenTheLocatorsAndAsksForTheEndOfTheTake) {
+TEST_F(Input, InputIsStampedWhereTheSongStoodWhenItWasPlayedHoweverLateItComes) {
+    // 120 bpm up to 3264, reached after 500 ms, then 60 bpm: 384 ticks a second, then 192.
+    append(*t, d.tempo_chain.first, d.tempo_chain.blocks, {tempo(6000, 3072 + 192)});
+    d.tempo_track_on = 1;
+    arm_take(3072);
+    const std::int64_t t0 = t.clk.now_us();
+    t.run_ms(1000);
+    EXPECT_EQ(d.position, 3264 + 96);
+    late({0x90, 60, 100}, t0 + 250'000);  // 3072 + 96
+    late({0x90, 61, 100}, t0 + 750'000);  // 3264 + 48
+    late({0x80, 60, 0}, t0 + 999'000);    // 3264 + 95.8, to the nearest tick
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{
+                               {0x90, 60, 3168}, {0x90, 61, 3312}, {0x80, 60, 3360}}));
+}
+
+TEST_F(Input, PunchTakesWhatWasPlayedBetweenTheLocatorsHoweverLateItComes) {
     add_sorted(*t, 0, 3, {ev(0x90, 40, 100, song_start + 700)});
-    d.left_locator = song_start + 192;
-    d.right_locator = song_start + 384;
+    d.left_locator = song_start + 192;   // reached after 500 ms
+    d.right_locator = song_start + 384;  // after 1000 ms
     d.punch_on = 1;
     d.punch_track = 3;
     d.record_pattern = 0;
+    t.midi.input_delay = 30'000;
     arm(t, song_start);
     d.record_enable = 0;  // the punch arms it
     t.run_ms(0);
-    t.feed({0x90, 60, 100}, ms_of(96));  // before the left locator: not recorded
+    const std::int64_t t0 = t.clk.now_us();
+    t.feed({0x90, 59, 100}, ms_of(96));  // before the left locator: not recorded
     EXPECT_TRUE(take().empty());
     t.run_ms(ms_of(110));
     // The punched track is held silent meanwhile.
     EXPECT_EQ(nums(d.punched_in, d.record_enable, d.engine_request, t->slot(0, 3).mute),
               nums(1, 1, 1, 1));
-    t.feed({0x90, 62, 100}, 5);
-    t.run_ms(ms_of(200));
-    EXPECT_EQ(nums(d.record_enable, d.engine_request), nums(0, 2));
-    t.feed({0x90, 64, 100}, 5);
-    auto v = take();
-    ASSERT_EQ(v.size(), 1u);
-    EXPECT_EQ(v[0].data1(), 62);
+    late({0x90, 60, 100}, t0 + 490'000);  // played before the left locator
+    late({0x90, 62, 100}, t0 + 600'000);
+    t.run_ms(ms_of(190));                 // 12 ticks, 31 ms, past the right locator
+    late({0x90, 63, 100}, t0 + 990'000);  // played before the right locator
+    t.feed({0x90, 64, 100});              // and after it
+    // The end of the take waits for what may still be on its way, and a timer period: asked
+    // for 36 ms after the right locator, give or take the period.
+    EXPECT_EQ(nums(d.record_enable, d.engine_request), nums(0, 1));
+    t.run_ms(12);
+    EXPECT_EQ(d.engine_request, 2);
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x90, 62, song_start + 230},
+                                                                   {0x90, 63, song_start + 380}}));
+}
+
+TEST_F(Input, ANoteHeldOverTheLoopEndsWithItsPassAndItsOwnNoteOffIsLeftOut) {
+    d.left_locator = 3072;
+    d.right_locator = 3072 + 384;
+    d.cycle_on = d.cycle_recording = 1;
+    arm_take(3072);
+    // The same key twice, both held over the loop's end.
+    t.feed({0x90, 60, 100}, ms_of(300));
+    t.feed({0x90, 60, 90}, ms_of(10));
+    t.run_ms(ms_of(384 - 310 + 50));
+    t.feed({0x80, 60, 0});
+    t.feed({0x80, 60, 0});
+    t.feed({0x90, 62, 100}, 1);
+    event_store s = t->store();
+    std::vector<std::vector<std::int64_t>> pass;
+    for (ref32 e = t->slot(take_pattern, 0).first; is_event_status(s.status(e));
+         e = s.next_event(e))
+        pass.push_back(nums(s.status(e), s.at(e).data1(), s.position(e)));
+    EXPECT_EQ(pass, (std::vector<std::vector<std::int64_t>>{
+                        {0x90, 60, 3372}, {0x90, 60, 3382}, {0x80, 60, 3455}, {0x80, 60, 3455}}));
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x90, 62, 3072 + 50}}));
 }
 
 TEST_F(Input, InternalRecordingTakesWhatAPortPlaysInsteadOfTheInput) {
@@ -348,6 +403,15 @@ TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     const auto v = t.midi.messages();
     ASSERT_EQ(v.size(), 2u);
     EXPECT_EQ(v[1].bytes[0], 0x95);
+    // A take holds the mixer's moves as it holds input.
+    m.pan_view[5] = 20;  // as the track left it
+    d.mixer_send_port = 2;
+    arm_take(song_start);
+    m.fader_view[3] = 80;
+    t.run_ms(1);
+    EXPECT_EQ(
+        take_rows(),
+        (std::vector<std::vector<std::int64_t>>{{0xB3, d.mixer_define_controller, song_start}}));
 }
 
 }  // namespace

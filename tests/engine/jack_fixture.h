@@ -75,6 +75,8 @@ class probe {
         if (client_ && !dead_.load()) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
+    // Whether libjack has told the client that its server is gone.
+    bool dead() const { return dead_.load(); }
     jack_client_t* client() const { return client_; }
     jack_port_t* in() const { return in_; }
     std::string in_name() const { return jack_port_name(in_); }

@@ -121,6 +121,8 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
         handle_engine_messages(p);
         sleep_ms(5);
     }
+    // The probe must hear of it too before it is left unclosed, however late libjack tells it.
+    for (int i = 0; i < 2000 && !pr.dead(); ++i) sleep_ms(5);
     ASSERT_EQ(screen.messages.size(), 2u);
     EXPECT_EQ(screen.messages[0].text,
               "Port A has lost its MIDI device \"" + name + "\":\nthe JACK server has stopped!");
@@ -190,7 +192,7 @@ TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
     EXPECT_EQ(pr.count(), 2);
 }
 
-TEST_F(JackIntegration, InputReachesTheSinkWithItsArrivalTime) {
+TEST_F(JackIntegration, InputReachesTheSinkWithTheTimeOfItsFrame) {
     struct sink final : midi_input_sink {
         std::array<std::int64_t, 16> at{};
         std::array<std::uint8_t, 16> status{};
@@ -207,7 +209,8 @@ TEST_F(JackIntegration, InputReachesTheSinkWithItsArrivalTime) {
     ASSERT_TRUE(jack.running());
     const int device = index_of(jack.input_devices(), pr.out_name());
     ASSERT_GE(device, 0);
-    ASSERT_TRUE(jack.open_input(device, &in));
+    jack.listen(&in);
+    ASSERT_TRUE(jack.connect_input(device, true));
 
     const std::int64_t frame = pr.play_pair(480);  // 10 ms apart
     ASSERT_GE(frame, 0);
@@ -215,13 +218,14 @@ TEST_F(JackIntegration, InputReachesTheSinkWithItsArrivalTime) {
     ASSERT_EQ(in.n.load(), 2);
     EXPECT_EQ(in.status[0], 0x90);
     EXPECT_EQ(in.status[1], 0x80);
-    // The frames of a cycle arrived during the period before it.
+    // A frame's time is the one whose output the backend writes on that frame: one latency
+    // before the cycle's time of the frame.
     const double start = pr.written_start_us(), cycle = pr.written_period_us();
-    EXPECT_NEAR(static_cast<double>(in.at[0]), start - cycle, 2.0);
-    EXPECT_NEAR(static_cast<double>(in.at[1]), start - cycle + cycle * 480 / period, 2.0);
+    EXPECT_NEAR(static_cast<double>(in.at[0]), start - latency * cycle / period, 2.0);
+    EXPECT_NEAR(static_cast<double>(in.at[1]), start + (480 - latency) * cycle / period, 2.0);
     EXPECT_LE(in.at[0], steady_us());
 
-    jack.close_input();
+    jack.listen(nullptr);
     ASSERT_GE(pr.play_pair(0), 0);
     sleep_ms(60);
     EXPECT_EQ(in.n.load(), 2);

@@ -170,13 +170,14 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     const std::string beside = program_folder_path(settings_file_name);
     ASSERT_FALSE(std::filesystem::exists(beside)) << "a stray settings file beside the tests";
 
-    // No file anywhere: the defaults, the folders at the program's, nothing said.
+    // No file anywhere: the defaults, the folders at the user's home, nothing said.
+    scoped_env user_home("HOME", dir.path("home").c_str());
     test_program t;
     user_settings s;
     file_state fs;
     load_settings(*t, s, fs);
     EXPECT_EQ(nums(t->d.midi_out_device[0], t->d.memory_units), nums(0, 10));
-    EXPECT_EQ(fs.folders[folder_load_song], program_folder_path(""));
+    EXPECT_EQ(fs.folders[folder_load_song], dir.path("home") + "/");
     EXPECT_TRUE(std::filesystem::is_directory(dir.path("config") + "/Vandrelle/Kestrune"));
 
     // A file beside the program is read when the per-user folder has none.

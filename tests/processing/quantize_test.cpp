@@ -8,7 +8,9 @@
 #include <fstream>
 
 #include "files/song_file.h"
+#include "processing/undo.h"
 #include "song/event_store.h"
+#include "song/patterns.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
@@ -67,15 +69,6 @@ TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
     EXPECT_EQ(placed(), nums(36, 181, 418, 615, 815));
 }
 
-TEST_F(Quantize, SwingMovesTheSecondOfTwoAndTheThirdOfThreePoints) {
-    notes_at({96, 128, 192 + 96});
-    t->app.quantize_swing = 10;
-    choose(8);  // 96 is the second eighth: 40 ticks later
-    EXPECT_EQ(placed(), nums(136, 96 + 40, 288 + 40));
-    choose(12);  // 128 is the third triplet eighth: 26 later; 96 goes to 64 and is not swung
-    EXPECT_EQ(placed(), nums(128 + 26, 128 + 26, 192 + 128 + 26));
-}
-
 TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
     notes_at({5, 100, 250, 290, 470, 700});
     choose(8);
@@ -111,6 +104,135 @@ TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) 
                {ev(0x90, 40, 90, song_start + 672 + 30), ev(0x80, 40, 0, song_start + 672 + 70)});
     ASSERT_TRUE(choose_quantize(*t, parallel_pattern, 0, 12));
     EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 0).first), song_start + 672);
+}
+
+// Where one note, alone on track 1 (so no drift), lands from `c` ticks into the second bar of 4/4.
+class QuantizeTables : public Quantize {
+  protected:
+    std::int32_t landing(int n, int c) {
+        constexpr std::int32_t bar = song_start + 768;
+        build_track(*t, 0, 1, {ev(0x90, 60, 90, bar + c), ev(0x80, 60, 0, bar + c + 10)});
+        EXPECT_TRUE(choose_quantize(*t, 0, 1, n));
+        const std::int32_t at = t->store().position(t->slot(0, 1).first) - bar;
+        delete_track_chain(*t, 0, 1);
+        return at;
+    }
+    // Each pair as (threshold, target): a note one tick before the threshold goes to the target,
+    // a note on it to the next pair's target. The last pair's threshold is never reached.
+    void check(int n, const std::vector<std::pair<int, int>>& pairs) {
+        for (std::size_t i = 0; i + 1 < pairs.size(); ++i) {
+            const auto [threshold, target] = pairs[i];
+            EXPECT_EQ(landing(n, threshold - 1), target) << n << " before " << threshold;
+            EXPECT_EQ(landing(n, threshold), pairs[i + 1].second) << n << " at " << threshold;
+        }
+    }
+};
+
+TEST_F(QuantizeTables, EveryPairOfTheTightAndSmartTablesAndOfThirtyTwoAndFortyEight) {
+    using v = std::vector<std::pair<int, int>>;
+    const v tight[] = {
+        {{96, 0}, {288, 192}, {480, 384}, {672, 576}, {0, 768}},
+        {{64, 0}, {192, 128}, {320, 256}, {0, 384}},
+        {{48, 0}, {144, 96}, {240, 192}, {336, 288}, {0, 384}},
+        {{32, 0}, {96, 64}, {160, 128}, {0, 192}},
+        {{24, 0}, {72, 48}, {120, 96}, {168, 144}, {0, 192}},
+        {{16, 0}, {48, 32}, {80, 64}, {112, 96}, {144, 128}, {176, 160}, {0, 192}},
+    };
+    const v smart[] = {
+        {{96, 0}, {224, 192}, {320, 256}, {448, 384}, {544, 512}, {672, 576}, {0, 768}},
+        {{64, 0}, {160, 128}, {224, 192}, {320, 256}, {0, 384}},
+        {{48, 0}, {112, 96}, {160, 128}, {224, 192}, {272, 256}, {336, 288}, {0, 384}},
+        {{32, 0}, {80, 64}, {112, 96}, {160, 128}, {0, 192}},
+        {{24, 0}, {56, 48}, {80, 64}, {112, 96}, {136, 128}, {168, 144}, {0, 192}},
+        {{16, 0},
+         {40, 32},
+         {56, 48},
+         {80, 64},
+         {112, 96},
+         {132, 128},
+         {152, 144},
+         {176, 160},
+         {0, 192}},
+    };
+    const v grid_32 = {{12, 0},    {36, 24},   {60, 48},   {84, 72}, {108, 96},
+                       {132, 120}, {156, 144}, {180, 168}, {0, 192}};
+    const v grid_48 = {{8, 0},     {24, 16},   {40, 32},   {56, 48},   {72, 64},
+                       {88, 80},   {104, 96},  {120, 112}, {136, 128}, {152, 144},
+                       {168, 160}, {184, 176}, {0, 192}};
+    const int ns[] = {4, 6, 8, 12, 16, 24};
+    for (bool is_smart : {false, true}) {
+        set_smart_quantize(*t, is_smart);
+        for (int i = 0; i < 6; ++i) check(ns[i], is_smart ? smart[i] : tight[i]);
+        check(32, grid_32);
+        check(48, grid_48);
+    }
+    // The cycle repeats: a bar later in the cycle lands as early in it.
+    EXPECT_EQ(landing(8, 384 + 47), 384);
+}
+
+TEST_F(QuantizeTables, FullSwingMovesTheSwungPointOfEachValueByItsAmountAndNoOther) {
+    t->app.quantize_swing = 10;
+    // The second point of two (straight values), the third of three (triplets).
+    const int n[] = {4, 6, 8, 12, 16, 24, 32, 48};
+    const int swing[] = {80, 53, 40, 26, 20, 13, 10, 6};
+    for (int i = 0; i < 8; ++i) {
+        const int step = 768 / n[i], swung = n[i] % 3 == 0 ? 2 * step : step;
+        EXPECT_EQ(landing(n[i], swung), swung + swing[i]) << n[i];
+        EXPECT_EQ(landing(n[i], swung - step), swung - step) << n[i];
+    }
+    // Swing -90 % pulls the point earlier; strength does not scale it.
+    t->app.quantize_swing = -9;
+    t->app.quantize_strength = 50;
+    EXPECT_EQ(landing(16, 48 + 4), 48 + 2 - 18);
+}
+
+TEST_F(Quantize, BarLinesOfFiveEightAtSixDriftUntouchedAtEightAndOnlyNotesMove) {
+    // 5/8: bars of 480 ticks, not a whole number of 128-tick steps. The note on the second bar
+    // line is measured from the track's start: 3552 lies 96 into a cycle and goes to 128, 32
+    // later; the note ten ticks after that bar line goes back onto it.
+    midi_event& sig = t->store().at(t->d.signature_chain.first);
+    sig.set_data1(5);
+    sig.set_data2(8);
+    t->d.active_signature = t->d.signature_chain;
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 40, 90, 3552), ev(0x80, 40, 0, 3592), ev(0x90, 41, 90, 3552 + 480 + 10),
+                ev(0x90, 41, 0, 3552 + 480 + 50), ev(0xB0, 7, 100, 3552 + 480 + 10),
+                ev(0xC0, 5, 0, 3552 + 480 + 20)});
+    choose(6);
+    EXPECT_EQ(placed(), nums(3552 + 32 - song_start, 3552 + 480 - song_start));
+    std::vector<std::int64_t> others;
+    const event_store s = t->store();
+    for (ref32 e = t->slot(0, 0).first; is_event_status(s.status(e)); e = s.next_event(e))
+        if (s.status(e) >= 0xB0) others.push_back(s.position(e));
+    EXPECT_EQ(others, nums(3552 + 490, 3552 + 500));
+
+    // At 8 a late note leaves no drift: the next note 144 into the cycle still goes to 192.
+    delete_track_chain(*t, 0, 0);
+    t->d.active_signature = t->d.signature_chain;
+    sig.set_data1(4);
+    sig.set_data2(4);
+    notes_at({47, 144});
+    choose(8);
+    EXPECT_EQ(placed(), nums(0, 192));
+}
+
+// At 12 the drift is held to 42 before it is halved: 31 late leaves 15; 46 late then makes 61,
+// held to 42, halved to 21, so the next (64, 96) threshold stands at 117.
+TEST_F(Quantize, TheDriftIsHeldToTwoThirdsOfAStepBeforeItIsHalved) {
+    notes_at({31, 192 + 110, 384 + 113, 576 + 31, 768 + 110, 960 + 118});
+    choose(12);
+    EXPECT_EQ(placed(), nums(0, 192 + 64, 384 + 64, 576, 768 + 64, 960 + 128));
+}
+
+TEST_F(Quantize, UndoAfterFreezeBringsTheShiftsAndTheValueBack) {
+    notes_at({30, 200});
+    choose(16);
+    t.screen.answers = {msg_answer::ok};
+    ASSERT_TRUE(freeze_quantize(*t, 0, 0));
+    undo_apply(*t);
+    EXPECT_EQ(t->slot(0, 0).quantize, 16);
+    choose(0);
+    EXPECT_EQ(placed(), nums(30, 200));
 }
 
 namespace fs = std::filesystem;

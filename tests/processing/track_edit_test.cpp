@@ -76,19 +76,5 @@ TEST_F(TrackEdit, RefusesWithItsMessagesAndOtherwiseHidesTheTrackAndGivesItBackS
     EXPECT_EQ(check_pool(p), "");
 }
 
-TEST_F(TrackEdit, AnEditorSessionKeepsOneUndoCopyForAllItsEdits) {
-    d.main_screen = 0;  // the event editor has the window, on pattern 2 track 5
-    p.app.edit_pattern = 2;
-    d.current_track = 5;
-    for (int key : {70, 71}) {
-        track_edit g(p, 2, 5);
-        ASSERT_TRUE(g.begin());
-        p.store().at(g.slot().first).set_data1(static_cast<std::uint8_t>(key));
-    }
-    // The copy holds the track as it was before the first edit of this opening.
-    EXPECT_EQ(keys(p.undo.slot.first), nums(60, 61, 62));
-    EXPECT_EQ(keys(p.slot(2, 5).first), nums(71, 61, 62));
-}
-
 }  // namespace
 }  // namespace kestrune

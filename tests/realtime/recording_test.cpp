@@ -57,7 +57,29 @@ TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) 
                               {1, 0xF0, 3472}}));
     EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
     EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
-    EXPECT_EQ(nums(t->d.recording, t->undo.available), nums(0, 0));
+    // Undo after a take into an empty track empties it again.
+    EXPECT_EQ(t->d.recording, 0);
+    undo_apply(*t);
+    EXPECT_EQ(events(), rows{});
+}
+
+TEST_F(Recording, EveryHeldNoteGetsItsOwnNoteOffAndEveryEarlyNoteMovesToTheStart) {
+    rec.record_start(record_mode::replace);
+    play_at(song_start - 20, {0x90, 50, 90});  // its note-off moves past the start with it
+    play_at(song_start - 10, {0x80, 50, 0});
+    play_at(song_start - 5, {0x90, 52, 90});  // played after that note-off, early all the same
+    play_at(song_start + 100, {0x90, 60, 90});
+    play_at(song_start + 200, {0x90, 60, 80});  // the same key again, both held at the stop
+    play_at(song_start + 300, {});
+    tr.stop();
+    EXPECT_EQ(events(), (rows{{50, 0x90, 3072},
+                              {52, 0x90, 3072},
+                              {50, 0x80, 3082},
+                              {60, 0x90, 3172},
+                              {60, 0x90, 3272},
+                              {60, 0x80, 3371},
+                              {60, 0x80, 3371},
+                              {52, 0x80, 3376}}));  // ended at the stop, then moved with its note
 }
 
 TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
@@ -74,20 +96,15 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
     rec.record_start(record_mode::replace);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
     play_at(3500, {0x90, 40, 90});
+    play_at(3600, {});
     tr.stop();
-    const rows replaced{{40, 0x90, 3500}};
+    // Still held at the stop: ended where the take stopped.
+    const rows replaced{{40, 0x90, 3500}, {40, 0x80, 3599}};
     EXPECT_EQ(events(), replaced);
     undo_apply(*t);
     EXPECT_EQ(events(), overdubbed);
     EXPECT_EQ(t->slot(0, 0).name[undo_mark_index], '!');
     undo_apply(*t);
-    EXPECT_EQ(events(), replaced);
-    // From the mixer only the undo's own track: another one gets the message and no change.
-    t->d.main_screen = 0;
-    t->app.mixer_port = 0;
-    t->d.current_track = 1;
-    undo_command(*t, undo_context::mixer);
-    EXPECT_EQ(t.screen.last_text(), msg_mixer_cant_undo);
     EXPECT_EQ(events(), replaced);
     // The copy's blocks come back when the song is cleared.
     clear_song(*t);
@@ -104,7 +121,7 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
-    rec.punch_start();
+    tr.play();
     while (t->d.recording && t->d.position < 4000) {
         t.run_ms(1);
         tr.tick(false);
@@ -118,6 +135,36 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
               nums(0, 0, 0, 1));
 }
 
+TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
+    build_track(*t, 0, 0,
+                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                 ev(0x80, 41, 0, 3550), ev(0x90, 42, 80, 4000), ev(0x80, 42, 0, 4050)});
+    t->d.left_locator = 3456;
+    t->d.right_locator = 3840;
+    t->d.punch_on = 1;
+    tr.play();
+    EXPECT_EQ(nums(t->d.position, t->d.recording), nums(3456 - 768, 1));  // a bar of pre-roll
+    play_at(3400, {0x90, 60, 90});  // in the pre-roll: not taken
+    play_at(3500, {0x90, 61, 90});
+    play_at(3600, {0x80, 61, 0});
+    play_at(3700, {0x90, 62, 90});  // held over the right locator: ended there
+    while (t->d.recording && t->d.position < 4100) {
+        t.run_ms(1);
+        tr.tick(false);
+    }
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
+                              {40, 0x80, 3150},
+                              {61, 0x90, 3500},
+                              {61, 0x80, 3600},
+                              {62, 0x90, 3700},
+                              {62, 0x80, 3839},
+                              {42, 0x90, 4000},
+                              {42, 0x80, 4050}}));
+    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->running()), nums(0, 0, 1));
+    undo_apply(*t);
+    EXPECT_EQ(events()[2], nums(41, 0x90, 3500));
+}
+
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     dll_data& d = t->d;
     d.left_locator = song_start;
@@ -126,19 +173,207 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     t->slot(0, 0).channel = 0;
     t->slot(0, 0).quantize = 16;
     rec.record_start(record_mode::overdub);
-    for (int pass = 0; pass < 3; ++pass) {
+    for (int pass = 0; pass < 4; ++pass) {
         play_at(song_start + 100, {0x90, static_cast<std::uint8_t>(60 + pass), 90});
         play_at(song_start + 200, {0x80, static_cast<std::uint8_t>(60 + pass), 0});
         while (d.position >= song_start + 200) t.run_ms(1);
-        rec.tick();
+        if (pass == 0) rec.tick();  // the later passes are closed without a tick to see them
     }
-    EXPECT_EQ(d.cycle_passes, 3);
+    EXPECT_EQ(d.cycle_passes, 4);
     EXPECT_EQ(t->store().position(t->slot(take_pattern, 0).first), song_start + 96);
+    // B twice: the last pass, then the one before it, each silenced in the working group.
     rec.mute_last_pass();
+    EXPECT_EQ(nums(d.silence_pattern, d.silence_track), nums(2, 3));
+    rec.mute_last_pass();
+    EXPECT_EQ(nums(d.silence_pattern, d.silence_track), nums(2, 2));
     tr.stop();
-    // Each pass keeps its number in the channel nibble.
+    // Each pass keeps its number in the channel nibble; the one the tick did not see is
+    // quantized at the stop.
     EXPECT_EQ(events(),
               (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
+}
+
+// The count-in is a bar of the meter before the step, two with the preference, never above 3072;
+// a cycle take counts in before the left locator, a song-mode one with a part-bar pickup too.
+TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
+    dll_data& d = t->d;
+    midi_event& sig = t->store().at(d.signature_chain.first);
+    sig.set_data1(3);
+    sig.set_data2(4);
+    d.active_signature = d.signature_chain;
+    tr.two_bar_count_in = true;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(d.position, song_start - 2 * 576);
+    tr.stop();
+    sig.set_data1(9);  // two bars of 9/4 are 3456 ticks: held to 3072
+    d.cycle_on = 1;
+    d.left_locator = 4 * song_start;
+    d.right_locator = 4 * song_start + 1728;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(d.position, 3 * song_start);
+    tr.stop();
+    // Song mode, step 1 from 6144 with half a bar of pickup, cycling a bar inside the step.
+    sig.set_data1(4);
+    tr.two_bar_count_in = false;
+    d.song_mode = 1;
+    t->step(0).end = 6144;
+    t->step(1).end = 9216;
+    t->step(1).pickup = 384;
+    d.current_step = 1;
+    d.left_locator = 6912;
+    d.right_locator = 7680;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.position, d.record_offset), nums(6912 - 768, 6144 - song_start));
+    tr.stop();
+}
+
+// In song mode a take of step 1 lands in its pattern at its place in the pattern; a cycle that
+// reaches outside the step asks first.
+TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAsk) {
+    dll_data& d = t->d;
+    d.song_mode = 1;
+    t->step(0).end = 6144;
+    t->step(1).end = 9216;
+    t->step(1).pattern = 3;
+    d.current_step = 1;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.record_pattern, d.record_offset, d.position), nums(3, 3072, 6144 - 768));
+    play_at(6144 + 100, {0x90, 60, 90});
+    play_at(6144 + 150, {0x80, 60, 0});
+    tr.stop();
+    EXPECT_EQ(events(3, 0), (rows{{60, 0x90, song_start + 100}, {60, 0x80, song_start + 150}}));
+    // The parallel pattern runs in song time.
+    d.parallel_selected = 1;
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.record_pattern, d.record_offset), nums(parallel_pattern, 0));
+    tr.stop();
+    d.parallel_selected = 0;
+    d.current_step = 1;
+    // Instant record counts from the current step, or with an editor open from the step it
+    // opened on.
+    d.current_step = 0;
+    d.song_start_step = 1;
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 0);
+    rec.instant_stop();
+    d.main_screen = 0;
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 3072);
+    rec.instant_stop();
+    d.main_screen = 1;
+    d.current_step = 1;
+    d.song_mode = 0;  // pattern mode has no offset
+    rec.instant_start(false);
+    EXPECT_EQ(d.record_offset, 0);
+    rec.instant_stop();
+    d.song_mode = 1;
+
+    // The left locator below the offset, or the right one after the step's end, asks.
+    d.cycle_on = 1;
+    const struct {
+        std::int32_t left, right;
+        bool asks;
+    } cases[] = {{3072, 9216, false}, {6144, 7000, false}, {3071, 7000, true}, {6144, 9217, true}};
+    for (const auto& c : cases) {
+        d.current_step = 1;
+        d.left_locator = c.left;
+        d.right_locator = c.right;
+        t.screen.messages.clear();
+        t.screen.answers = {msg_answer::no};
+        rec.record_start(record_mode::overdub);
+        EXPECT_EQ(nums(t.screen.messages.size(), d.recording, d.cycle_recording),
+                  c.asks ? nums(1, 0, 0) : nums(0, 1, 1))
+            << c.left << " " << c.right;
+        EXPECT_EQ(t.screen.last_text() == msg_locators_outside, c.asks);
+        tr.stop();
+    }
+    d.current_step = 1;
+    t.screen.answers = {msg_answer::yes};
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(d.recording, d.cycle_recording), nums(1, 1));
+    tr.stop();
+}
+
+// With the Mixer open on port A: a track on another port is refused, an empty one records on
+// every channel, and Record on a track in use asks whether to overdub.
+TEST_F(Recording, TheMixersQuestionsAndTheInternalRecordingsYes) {
+    dll_data& d = t->d;
+    d.main_screen = 0;
+    t->app.mixer_port = 0;
+    t->slot(0, 0).port = 1;
+    rec.record_key(record_mode::overdub);
+    EXPECT_EQ(nums(d.recording, t.screen.last_text() == msg_mixer_port_differs), nums(0, 1));
+    t->slot(0, 0).port = 0;
+    d.thru_channel = 3;
+    rec.record_key(record_mode::overdub);
+    EXPECT_EQ(nums(d.recording, t->slot(0, 0).channel, d.thru_channel), nums(1, 16, 16));
+    tr.stop();
+
+    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
+    t.screen.messages.clear();
+    t.screen.answers = {msg_answer::cancel, msg_answer::yes, msg_answer::no};
+    rec.record_key(record_mode::replace);
+    EXPECT_EQ(nums(d.recording, t.screen.messages.size()), nums(0, 1));
+    EXPECT_EQ(t.screen.last_text(), msg_use_overdub);
+    rec.record_key(record_mode::replace);  // Yes: overdub keeps the track
+    EXPECT_EQ(nums(d.recording, t->slot(0, 0).in_use), nums(1, 1));
+    tr.stop();
+    rec.record_key(record_mode::replace);  // No: replace empties it
+    EXPECT_EQ(nums(d.recording, t->slot(0, 0).in_use), nums(1, 0));
+    tr.stop();
+    // In an editor the Record keys do nothing; on the main screen they ask nothing.
+    t->app.mixer_port = -1;
+    rec.record_key(record_mode::overdub);
+    EXPECT_EQ(d.recording, 0);
+    d.main_screen = 1;
+    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
+    t.screen.messages.clear();
+    rec.record_key(record_mode::replace);
+    EXPECT_EQ(nums(d.recording, t.screen.messages.size(), t->slot(0, 0).in_use), nums(1, 0, 0));
+    tr.stop();
+
+    // Internal recording answered Yes stays on, with thru, the click and Reset On Stop off.
+    d.midi_thru = d.midi_click = 1;
+    t->app.reset_on_stop = true;
+    rec.set_internal_recording({true, 0});
+    d.midi_thru = d.midi_click = 1;
+    t->app.reset_on_stop = true;
+    t.screen.answers = {msg_answer::yes};
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(t.screen.last_text(), msg_internal_recording_question);
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, t->app.reset_on_stop),
+              nums(1, 0, 0, 0));
+    tr.stop();
+}
+
+// Merging a take of one block into a track of one needs the take, the merged chain (track and
+// take) and ten blocks more: 13 free blocks store it, 12 leave the track as it was. The track's
+// undo copy needs its block and three more beyond that: 17.
+TEST_F(Recording, TheMergeNeedsRoomForTheTakeTheMergedChainAndTenBlocksAndTheUndoCopyFourMore) {
+    const struct {
+        int free;
+        std::size_t events;
+        const char* said;
+    } cases[] = {{12, 2, msg_no_memory_left},
+                 {13, 4, msg_undo_no_memory},
+                 {16, 4, msg_undo_no_memory},
+                 {17, 4, ""}};
+    int track = 0;
+    for (const auto& c : cases) {
+        t->d.current_track = static_cast<std::int16_t>(track);
+        build_track(*t, 0, track, {ev(0x90, 50, 80, 3264), ev(0x80, 50, 0, 3300)});
+        rec.record_start(record_mode::overdub);
+        play_at(3400, {0x90, 70, 90});
+        play_at(3500, {0x80, 70, 0});
+        const std::int32_t real = t->d.free_blocks;
+        t->d.free_blocks = c.free;
+        t.screen.messages.clear();
+        tr.stop();
+        t->d.free_blocks += real - c.free;
+        EXPECT_EQ(events(0, track++).size(), c.events) << c.free;
+        EXPECT_EQ(t.screen.last_text(), c.said) << c.free;
+        EXPECT_EQ(t->undo.available, *c.said == 0) << c.free;
+    }
 }
 
 TEST_F(Recording, AnUnfinishedSysexAtStopStoresNothing) {
@@ -206,7 +441,19 @@ TEST_F(Recording, InputNeedsNoTickOfTheWindowWhileATakeRuns) {
     // The window is busy (a file dialog, a long repaint): nothing but the engine runs.
     for (int i = 0; i < 600; ++i) t.feed({0x90, static_cast<std::uint8_t>(i % 128), 90}, 3);
     tr.stop();
-    EXPECT_EQ(events().size(), 600u);
+    // Each with the note-off the stop gives a note still held.
+    EXPECT_EQ(events().size(), 1200u);
+}
+
+TEST_F(Recording, RecordWithNoSourceConnectedSaysSoOnceAndRecordsAllTheSame) {
+    t.midi.connect_input(-1, true);
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(nums(t->d.recording, t.screen.messages.size()), nums(1, 1));
+    EXPECT_EQ(t.screen.last_text(), msg_no_input);
+    tr.stop();
+    rec.instant_start(false);
+    rec.instant_stop();
+    EXPECT_EQ(t.screen.messages.size(), 1u);
 }
 
 class SmallPool : public Recording {
@@ -222,6 +469,24 @@ TEST_F(SmallPool, RunningOutMidTakeLeavesTheOldTrack) {
     tr.stop();
     EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
     EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
+}
+
+TEST_F(SmallPool, ATakeWithNoRoomToMergeLeavesTheTrackByteForByteAndSaysWhyOnce) {
+    build_track(*t, 0, 0, notes(100 * block_slots, song_start, 1));
+    build_track(*t, 0, 1, notes((t->d.free_blocks - 60) * block_slots, song_start, 1));
+    const records before = read_track(*t, 0, 0);
+    t->d.left_locator = song_start + 96;
+    t->d.right_locator = song_start + 192;
+    t->d.punch_on = 1;
+    tr.play();
+    play_at(song_start + 100, {0x90, 70, 90});
+    play_at(song_start + 150, {0x80, 70, 0});
+    tr.stop();
+    // The track needs 100 blocks more to merge with the take: 60 are free.
+    EXPECT_EQ(difference(read_track(*t, 0, 0), before), "");
+    ASSERT_EQ(t.screen.messages.size(), 1u);
+    EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
+    EXPECT_EQ(check_pool(*t), "");
 }
 
 }  // namespace

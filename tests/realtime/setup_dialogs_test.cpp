@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "song/song_start.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -35,6 +36,35 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
     none.output_choice = {0, 0, 0, 0};
     none.ok();
     EXPECT_EQ(t->d.midi_not_configured, 1);
+}
+
+TEST(MidiSetup, AFirstStartTakesTheFirstKeyboardAndInputFromShowsWhatIsConnected) {
+    testing::virtual_clock clk;
+    capture_backend midi;
+    midi.inputs = {"Through", "Keys", "Pads"};
+    midi.hardware_input = 1;
+    testing::scripted_ui screen;
+    engine eng;
+    eng.attach(clk, &midi);
+    program p(eng, screen, clk);
+    p.write_defaults();
+    ASSERT_EQ(start_program(p), 0);
+    EXPECT_EQ(nums(p.d.midi_in_device, midi.connected_input()), nums(2, 1));
+    // Connected elsewhere (a patchbay): shown, and OK leaves it as it is.
+    midi.connect_input(2, true);
+    setup_settings s;
+    midi_setup_dialog dlg(p, s);
+    EXPECT_EQ(dlg.input_entries(),
+              (std::vector<std::string>{"No device", "Through", "Keys", "Pads"}));
+    EXPECT_EQ(dlg.input_choice, 3);
+    dlg.ok();
+    EXPECT_EQ(nums(p.d.midi_in_device, midi.connected_input()), nums(3, 2));
+    // "No device" chosen: nothing stays connected.
+    midi_setup_dialog none(p, s);
+    none.input_choice = 0;
+    none.ok();
+    EXPECT_EQ(midi.connected_input(), -1);
+    p.shut_down();
 }
 
 TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {

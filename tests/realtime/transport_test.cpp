@@ -254,8 +254,10 @@ TEST_F(Transport, CycleAndPunchTurnEachOtherOffAndStayAsTheyAreDuringATake) {
         ASSERT_EQ(t.screen.messages.size(), 2u);
         EXPECT_EQ(t.screen.messages[0].text + t.screen.messages[1].text, std::string(text) + text);
     }
-    // Turned on while running, the cycle is ready for its first jump.
+    // Turned on while running, the cycle is ready for its first jump. Punch goes off first: Play
+    // with punch armed starts a punch take.
     t->d.recording = t->d.internal_record = 0;
+    tr.toggle_punch();
     add_sorted(*t, 0, 0,
                {ev(0x90, 60, 100, song_start + 768), ev(0x90, 61, 100, song_start + 900)});
     tr.play();
@@ -339,20 +341,6 @@ TEST_F(Transport, EngineReportsStopTheTransportFromTheTick) {
     t->d.engine_stop = 1;
     tr.tick(false);
     EXPECT_EQ(nums(t->d.stopped, t->d.engine_stop), nums(1, 0));
-}
-
-TEST_F(Transport, MemoryLocatorsAreKeptWithTheSongAndRecallGoesToTheLeftWithTheCycleOn) {
-    t->d.left_locator = song_start + 768;
-    t->d.right_locator = song_start + 2 * 768;
-    tr.memory_locator_key(2, true);
-    EXPECT_EQ(nums(t->song.position_memory[8], t->song.position_memory[9]),
-              nums(song_start + 768, song_start + 2 * 768));
-    tr.memory_locator_key(0, false);  // the defaults of a new song
-    EXPECT_EQ(nums(t->d.left_locator, t->d.right_locator), nums(3072, 6144));
-    t->d.cycle_on = 1;
-    tr.memory_locator_key(2, false);
-    // Stopped with the cycle on: at the left locator.
-    EXPECT_EQ(nums(t->d.left_locator, t->d.position), nums(song_start + 768, song_start + 768));
 }
 
 }  // namespace

@@ -4,13 +4,15 @@
 
 #include "core/command_ids.h"
 #include "processing/commands.h"
+#include "realtime/recording_commands.h"
 #include "shell/dialogs/command_dialog.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/main_commands.h"
 #include "song/entry_parsers.h"
-#include "shell/dialogs/setup_dialog_views.h"
-#include "song/value_step.h"
+#include "song/field_text.h"
 #include "song/patterns.h"
 #include "song/position.h"
+#include "song/value_step.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -220,6 +222,96 @@ TEST(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
     box->set_text(std::string(300, 'x'));
     EXPECT_EQ(run_command(*t, c, values), outcome::done);
     EXPECT_EQ(initial_values(*t, c)[0].text, std::string(note_pad_bytes - 1, 'x'));
+}
+
+// The fields of the commands' dialogs: each range, its default on a new song and what it takes.
+TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
+    testing::test_program t;
+    command_table table;
+    add_processing_commands(table);
+    transport tr(*t);
+    recorder rec(*t, tr);
+    table.add(internal_recording_command(rec));
+    const auto ranges = [](const command_record& c) {
+        std::vector<std::string> v;
+        for (const field_spec& f : c.fields) v.push_back(f.label + ": " + field_kind_text(f));
+        return v;
+    };
+    const command_record& settings = *table.find(cmd::quantize_settings);
+    EXPECT_EQ(ranges(settings),
+              (std::vector<std::string>{"Quantize Method: choice tight_quantize|smart_quantize",
+                                        "Quantize Strength: number 0..100",
+                                        "Swing Factor: percent -90..100 in steps of 10"}));
+    field_values v = initial_values(*t, settings);
+    EXPECT_EQ(nums(v[0].number, v[1].number, v[2].number), nums(0, 100, 0));
+    command_dialog shown(*t, settings, v);
+    std::vector<std::int64_t> marked;
+    for (const dialog_control& k : shown.controls())
+        if (k.kind == control_kind::radio_button) marked.push_back(k.get());
+    EXPECT_EQ(marked, nums(1, 0));  // Tight Quantize
+    // The Qua pop-up offers NO and the values from fine to coarse.
+    const command_record& popup = *table.find(cmd::quantize_popup);
+    EXPECT_EQ(popup.fields[0].choices,
+              (std::vector<std::string>{"NO", "48", "32", "24", "16", "12", "8", "6", "4"}));
+    t->slot(0, 0).quantize = 12;
+    EXPECT_EQ(initial_values(*t, popup)[0].number, 5);
+    const command_record& internal = *table.find(cmd::internal_recording);
+    EXPECT_EQ(ranges(internal), (std::vector<std::string>{"Enable Internal Recording: check on|off",
+                                                          "Port: choice a|b|c|d"}));
+    std::vector<std::string> radios;
+    for (const dialog_item& i : internal.dialog.items)
+        if (i.kind == control_kind::radio_button)
+            radios.push_back(std::to_string(i.choice) + i.text);
+    EXPECT_EQ(radios,
+              (std::vector<std::string>{
+                  "0Channel A1 - A16 to current track", "1Channel B1 - B16 to current track",
+                  "2Channel C1 - C16 to current track", "3Channel D1 - D16 to current track"}));
+    t->d.internal_record = 3;  // port C
+    v = initial_values(*t, internal);
+    EXPECT_EQ(nums(v[0].number, v[1].number), nums(1, 2));
+}
+
+// What a typed entry and apply's argument read as, and how the value shows, kind by kind.
+TEST(CommandDialog, EntriesConvertOneBasedChannelsPercentsAndBars) {
+    testing::test_program t;
+    program& p = *t;
+    const field_spec track{.label = "Track", .kind = field_kind::one_based, .low = 0, .high = 31};
+    const field_spec channel{.label = "Channel", .kind = field_kind::channel, .low = 0, .high = 16};
+    const field_spec percent{
+        .label = "Swing", .kind = field_kind::percent_x10, .low = -9, .high = 10};
+    const field_spec bar{
+        .label = "From", .kind = field_kind::position, .low = 0, .high = last_position};
+    const auto read = [&](const field_spec& f, const char* text) {
+        return parse_field(p, f, text, 7).value_or(-99);
+    };
+    EXPECT_EQ(nums(read(track, "1"), read(track, "32"), read(track, "40"), read(track, "0")),
+              nums(0, 31, 31, 0));
+    EXPECT_EQ(field_text(p, track, 0) + field_text(p, track, 31), "132");
+    EXPECT_EQ(
+        nums(read(channel, "1"), read(channel, "16"), read(channel, "17"), read(channel, "0")),
+        nums(0, 15, 16, 16));
+    EXPECT_EQ(field_text(p, channel, 0) + field_text(p, channel, 15) + field_text(p, channel, 16),
+              "116--");
+    EXPECT_EQ(
+        nums(read(percent, "-90"), read(percent, "100"), read(percent, "250"), read(percent, "x")),
+        nums(-9, 10, 10, -99));
+    EXPECT_EQ(field_text(p, percent, -9), "-90");
+    // A bar field: bar 2 in 4/4 is 768 ticks after bar 1, which is 3072.
+    EXPECT_EQ(nums(read(bar, "2"), read(bar, "1.2")), nums(3072 + 768, 3072 + 192));
+    EXPECT_EQ(field_text(p, bar, 3072 + 768 + 192 + 48 + 1), "   2  2  2  2");
+    // apply's arguments: a bar as ticks too, a percent only in tens, a check as on or off.
+    const auto arg = [&](const field_spec& f, const char* text) {
+        const auto v = parse_field_argument(p, f, text);
+        return v ? v->number : -99;
+    };
+    EXPECT_EQ(nums(arg(bar, "3840"), arg(bar, "2.1.1.1"), arg(percent, "-90"), arg(percent, "15"),
+                   arg(check_field("On"), "on"), arg(check_field("On"), "off"), arg(track, "33"),
+                   arg(channel, "16")),
+              nums(3840, 3840, -9, -99, 1, 0, -99, 15));
+    const field_spec method = choice_field("Method", {"Tight Quantize", "Smart Quantize"});
+    EXPECT_EQ(
+        nums(arg(method, "smart_quantize"), arg(method, "Tight Quantize"), arg(method, "smart")),
+        nums(1, 0, -99));
 }
 
 // 4/4 at 3072, 3/4 from bar 3.

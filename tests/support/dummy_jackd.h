@@ -83,4 +83,21 @@ inline void stop_dummy_jackd(pid_t& pid, int sig) {
     pid = -1;
 }
 
+// jackd -d dummy under a name of this process's own for as long as it lives, made the default
+// server for its clients; not running when jackd is missing or does not come up.
+class dummy_jack_server {
+  public:
+    dummy_jack_server(int rate, int period) {
+        std::string why;
+        pid_ = start_dummy_jackd("kestrune-bench-" + std::to_string(getpid()), rate, period, &why);
+    }
+    ~dummy_jack_server() { stop_dummy_jackd(pid_, SIGTERM); }
+    dummy_jack_server(const dummy_jack_server&) = delete;
+    dummy_jack_server& operator=(const dummy_jack_server&) = delete;
+    bool running() const { return pid_ > 0; }
+
+  private:
+    pid_t pid_ = -1;
+};
+
 }  // namespace kestrune::testing

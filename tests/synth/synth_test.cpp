@@ -250,8 +250,6 @@ class default_backend final : public midi_backend {
     bool open_output(int port, int) override { return open[port] = true; }
     void close_output(int port) override { open[port] = false; }
     bool output_open(int port) const override { return open[port]; }
-    bool open_input(int, midi_input_sink*) override { return false; }
-    void close_input() override {}
     void send(int, const std::uint8_t*, std::size_t, std::int64_t) override {}
     int default_output() override { return 2; }
     bool open[output_ports] = {};

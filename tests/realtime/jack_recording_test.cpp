@@ -1,0 +1,151 @@
+// Recording through the real engine on its own thread, from a sample-accurate keyboard that plays
+// in time with the program's click on a JACK server of the test's own (dummy driver, 1024 frames
+// at 48 kHz; at 120 bpm a beat is 24000 frames, a tick 125). The keyboard is connected to the
+// program's input the way a patchbay connects it, not through MIDI Setup.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "realtime/recording.h"
+#include "song/event_store.h"
+#include "song/song_start.h"
+#include "tests/engine/jack_fixture.h"
+#include "tests/support/jack_keys.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+constexpr std::int64_t beat_frames = rate / 2;         // 120 bpm
+constexpr std::int64_t note_frames = beat_frames / 2;  // an eighth: 96 ticks
+
+class JackRecording : public jack_fixture {
+  protected:
+    void SetUp() override {
+        jack_fixture::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_TRUE(jack.running());
+        ASSERT_TRUE(keys.ok());
+        eng.attach(clk, &jack);
+        eng.set_own_thread(true);
+        p.write_defaults();
+        // The click goes to the keyboard's ear on port A; thru is off so that it hears only that.
+        p.d.midi_out_device[0] =
+            static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
+        p.d.midi_thru = 0;
+        ASSERT_EQ(start_program(p), 0);
+        ASSERT_TRUE(keys.connect_hand(jack.port_name(-1)));
+    }
+    void TearDown() override {
+        if (p.eng.memory().valid()) p.shut_down();
+    }
+
+    // The keyboard plays `count` notes from the beat of click `first`, keys from `key` up, while
+    // `take` runs a take to its end; false when the server or a thread was held up meanwhile.
+    template <class Take>
+    bool play(int first, int count, std::uint8_t key, Take take) {
+        keys.start(first, count, note_frames, key);
+        pr.reset();
+        const std::uint64_t late_before = jack.late_messages();
+        take();
+        return keys.done() && keys.late() == 0 && pr.disturbed() == 0 &&
+               jack.late_messages() == late_before;
+    }
+    void wait_until_played() {
+        for (int i = 0; i < 1000 && !keys.done(); ++i) sleep_ms(10);
+        sleep_ms(50);
+    }
+
+    // Each note-on of the track with the position of its own note-off, -1 when it has none.
+    std::vector<std::vector<std::int64_t>> notes() const {
+        std::vector<std::vector<std::int64_t>> v;
+        const event_store s = p.store();
+        const track_slot& t = p.slot(0, 0);
+        for (ref32 e = t.first; t.in_use && is_event_status(s.status(e)); e = s.next_event(e)) {
+            if (!s.at(e).is_note_on()) continue;
+            const ref32 off = s.find_note_off(e);
+            v.push_back(nums(s.at(e).data1(), s.position(e),
+                             is_event_status(s.status(off)) ? s.position(off) : -1));
+        }
+        return v;
+    }
+    // Each row as far off the wanted one as a tick allows.
+    static void expect_near(const std::vector<std::vector<std::int64_t>>& got,
+                            const std::vector<std::vector<std::int64_t>>& want) {
+        ASSERT_EQ(got.size(), want.size());
+        for (std::size_t i = 0; i < got.size(); ++i) {
+            EXPECT_EQ(got[i][0], want[i][0]) << i;
+            EXPECT_NEAR(got[i][1], want[i][1], 1) << "note " << want[i][0];
+            EXPECT_NEAR(got[i][2], want[i][2], 1) << "note-off of " << want[i][0];
+        }
+    }
+
+    jack_backend jack;
+    engine eng;
+    scripted_ui screen;
+    system_clock clk;
+    program p{eng, screen, clk};
+    jack_keys keys{static_cast<std::uint8_t>(0x90 | 9), beat_frames};
+    transport tr{p};
+    recorder rec{p, tr};
+};
+
+TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
+    ASSERT_EQ(p.d.click_channel, 9);
+    // A take of eight notes on the beats after a bar of count-in.
+    bool calm = false;
+    for (int attempt = 0; attempt < 3 && !calm; ++attempt)
+        calm = play(4, 8, 60, [&] {
+            rec.record_start(record_mode::replace);
+            wait_until_played();
+            tr.stop();
+        });
+    ASSERT_TRUE(calm) << "the server or a thread was held up in every attempt";
+    std::vector<std::vector<std::int64_t>> first;
+    for (int k = 0; k < 8; ++k) first.push_back(nums(60 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
+    expect_near(notes(), first);
+
+    // Punch from Play, half a beat before bar 2 to half a beat before bar 3, over a keyboard that
+    // plays on the beats from the pre-roll past the right locator: only the notes between the
+    // locators are new, the old ones around them stay, the one sounding into the range shortened.
+    p.d.left_locator = 3072 + 768 - 96;
+    p.d.right_locator = 3072 + 2 * 768 - 96;
+    tr.toggle_punch();
+    ASSERT_EQ(p.d.punch_on, 1);
+    calm = play(1, 8, 72, [&] {
+        tr.play();
+        for (int i = 0; i < 1000 && p.d.recording; ++i) {
+            tr.tick(false);
+            sleep_ms(10);
+        }
+        wait_until_played();
+        tr.stop();
+    });
+    if (!calm) GTEST_SKIP() << "the server or a thread was held up during the punch";
+    std::vector<std::vector<std::int64_t>> punched(first.begin(), first.begin() + 4);
+    punched[3][2] = p.d.left_locator - 1;
+    for (int k = 4; k < 8; ++k)
+        punched.push_back(nums(71 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
+    expect_near(notes(), punched);
+    EXPECT_EQ(nums(p.d.recording, p.d.punch_on, p.slot(0, 0).mute), nums(0, 0, 0));
+}
+
+TEST_F(JackRecording, ASourceThatAppearsAfterTheStartCountsAsConnected) {
+    jack_client_t* late = jack_client_open("late-keys", JackNoStartServer, nullptr);
+    ASSERT_NE(late, nullptr);
+    jack_port_t* out = jack_port_register(late, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    ASSERT_TRUE(out && jack_activate(late) == 0);
+    const std::string ours = jack.port_name(-1);
+    EXPECT_EQ(jack_disconnect(late, keys.hand().c_str(), ours.c_str()), 0);
+    EXPECT_EQ(jack_connect(late, jack_port_name(out), ours.c_str()), 0);
+    // Not in the device lists read at the start, yet what Record asks about.
+    EXPECT_TRUE(p.eng.input_connected());
+    jack_client_close(late);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,318 @@
+// The window's commands and keys, run on a whole session as the window would, each checked by
+// what it did to the song, the transport or the screen.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "core/command_ids.h"
+#include "shell/dispatch.h"
+#include "shell/main_commands.h"
+#include "shell/screen/main_screen.h"
+#include "shell/startup.h"
+#include "song/patterns.h"
+#include "tests/support/song_builder.h"
+#include "tests/support/stand_ins.h"
+
+namespace kestrune::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+key_event key(key_code code, key_mods mods = {}) {
+    return {code, 0, mods, false};
+}
+key_event letter(char c, key_mods mods = {}) {
+    return {key_code::character, c, mods, false};
+}
+constexpr key_mods shift{true, false, false};
+constexpr key_mods ctrl{false, true, false};
+
+class Keys : public ::testing::Test {
+  protected:
+    fs::path dir = fs::temp_directory_path() / ("kestrune_keys_" + std::to_string(::getpid()));
+    scripted_ui script;
+    virtual_clock clk;
+    capture_backend midi;
+    engine eng;
+    std::unique_ptr<session> s;
+    program* p = nullptr;
+
+    void SetUp() override {
+        fs::create_directories(dir);
+        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+        eng.attach(clk, &midi);
+        s = std::make_unique<session>(eng, script, clk);
+        ASSERT_EQ(start_session(*s), 0);
+        p = &s->prog;
+        s->screen = std::make_unique<main_screen>(*p, s->trans);
+        s->screen->set_recording_actions(recorder_actions(s->rec));
+        s->screen->layout(2, {7, 16, 0});
+    }
+    void TearDown() override {
+        end_session(*s, false);
+        fs::remove_all(dir);
+    }
+    bool press(const key_event& k) { return press_key(*s, k); }
+    dll_data& d() { return p->d; }
+};
+
+// The shortcuts as the menus and the transport list them, each reaching its own command.
+TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
+    const struct {
+        key_event k;
+        int id;
+    } table[] = {
+        {letter('C', shift), cmd::copy_track},
+        {letter('Y', shift), cmd::copy_pattern},
+        {letter('X', shift), cmd::copy_track_segment},
+        {letter('H', shift), cmd::copy_pattern_segment},
+        {letter('P', shift), cmd::push_track},
+        {letter('D'), cmd::delete_events},
+        {letter('K'), cmd::keep_events},
+        {letter('H'), cmd::transform_events},
+        {letter('V', shift), cmd::mirror_pitches},
+        {letter('Z', shift), cmd::reverse_pitches},
+        {letter('O', shift), cmd::change_speed},
+        {letter('K', shift), cmd::double_speed},
+        {letter('J', shift), cmd::half_speed},
+        {letter('X'), cmd::check_track},
+        {letter('O'), cmd::check_note_overlap},
+        {letter('L', shift), cmd::change_note_length},
+        {letter('F'), cmd::freeze_quantize},
+        {letter('F', shift), cmd::freeze_track_parameters},
+        {letter('U', shift), cmd::quantize_settings},
+        {letter('I', shift), cmd::insert_measures},
+        {letter('D', shift), cmd::delete_measures},
+        {letter('M', shift), cmd::mixdown},
+        {letter('R', shift), cmd::remix_by_channel},
+        {letter('R', {true, true, false}), cmd::remix_by_note},
+        {letter('Z', ctrl), cmd::undo},
+        {key(key_code::pad_0), cmd::play},
+        {key(key_code::pad_enter), cmd::stop},
+        {key(key_code::pad_dot), cmd::pause},
+        {key(key_code::f12), cmd::panic},
+        {letter('C'), cmd::cycle_button},
+        {letter('P'), cmd::punch_button},
+        {letter('S'), cmd::solo_button},
+        {letter('T'), cmd::tempo_track_button},
+        {letter('W'), cmd::signature_track_button},
+        {letter('J'), cmd::mixer_button},
+        {letter('E'), cmd::event_editor},
+        {letter('G'), cmd::grid_editor},
+    };
+    for (const auto& row : table) {
+        const command_record* c = s->commands.for_key(*p, row.k);
+        ASSERT_NE(c, nullptr) << row.id;
+        EXPECT_EQ(c->id, row.id);
+    }
+    // F1..F4 go to a position, F5..F8 recall locators; Shift stores.
+    for (int i = 0; i < 4; ++i) {
+        const auto f = [&](int n, key_mods m = {}) {
+            const auto* c = s->commands.for_key(
+                *p, key(static_cast<key_code>(static_cast<int>(key_code::f1) + n), m));
+            return c ? c->id : -1;
+        };
+        EXPECT_EQ(nums(f(i), f(i, shift), f(i + 4), f(i + 4, shift)),
+                  nums(cmd::memory_position_first + i, cmd::store_position_first + i,
+                       cmd::memory_locators_first + i, cmd::store_locators_first + i));
+    }
+}
+
+TEST_F(Keys, FunctionKeysGoToStoreAndRecallPositionsAndLocators) {
+    press(key(key_code::f2));
+    EXPECT_EQ(d().position, 6144);
+    press(key(key_code::f4));
+    EXPECT_EQ(d().position, 12288);
+    press(key(key_code::f3, shift));  // stores 12288 under F3
+    press(key(key_code::f1));
+    press(key(key_code::f3));
+    EXPECT_EQ(d().position, 12288);
+    press(key(key_code::f7));
+    EXPECT_EQ(nums(d().left_locator, d().right_locator), nums(15360, 18432));
+    press(key(key_code::f6, shift));  // stores 15360..18432 under F6
+    press(key(key_code::f8));
+    EXPECT_EQ(nums(d().left_locator, d().right_locator), nums(21504, 24576));
+    // With the cycle on while stopped the recalled left locator is the position.
+    d().cycle_on = 1;
+    press(key(key_code::f6));
+    EXPECT_EQ(nums(d().left_locator, d().right_locator, d().position), nums(15360, 18432, 15360));
+    press(key(key_code::f5));
+    EXPECT_EQ(nums(d().left_locator, d().right_locator, d().position), nums(3072, 6144, 3072));
+}
+
+TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
+    press(key(key_code::pad_0));
+    EXPECT_TRUE(p->running());
+    press(key(key_code::pad_dot));
+    EXPECT_FALSE(p->running());
+    press(key(key_code::pad_dot));
+    EXPECT_TRUE(p->running());
+    press(key(key_code::pad_enter));
+    EXPECT_FALSE(p->running());
+    press(letter('C'));
+    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(1, 0));
+    press(letter('P'));
+    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(0, 1));
+    press(letter('T'));
+    press(letter('W'));
+    press(letter('S'));
+    EXPECT_EQ(nums(d().tempo_track_on, d().signature_track_on, p->app.solo_on), nums(1, 1, 1));
+    press(letter('T'));
+    EXPECT_EQ(d().tempo_track_on, 0);
+    // Keypad plus and minus step the tempo by 1.00; not under external sync.
+    press(key(key_code::pad_plus));
+    press(key(key_code::pad_plus));
+    press(key(key_code::pad_minus));
+    EXPECT_EQ(p->app.song_tempo, 12100);
+    d().external_sync = 1;
+    press(key(key_code::pad_minus));
+    EXPECT_EQ(p->app.song_tempo, 12100);
+}
+
+TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
+    press(key(key_code::down));
+    press(key(key_code::down));
+    press(key(key_code::up));
+    EXPECT_EQ(d().current_track, 1);
+    press(letter('Z'));
+    EXPECT_EQ(p->slot(0, 1).mute, 1);
+    press(letter('9'));
+    EXPECT_EQ(d().current_pattern, 8);
+    press(letter('0'));
+    EXPECT_EQ(d().current_pattern, 9);
+    press(letter('1', shift));
+    EXPECT_EQ(d().current_pattern, 10);
+    press(letter('8', shift));  // there is no pattern 18
+    EXPECT_EQ(d().current_pattern, 10);
+    press(key(key_code::down, shift));
+    press(key(key_code::down, shift));
+    press(key(key_code::up, shift));
+    EXPECT_EQ(d().current_step, 1);
+    // Insert doubles the current step; Delete takes it away again.
+    p->step(1).pattern = 5;
+    press(key(key_code::insert));
+    EXPECT_EQ(nums(p->step(1).pattern, p->step(2).pattern), nums(5, 5));
+    p->step(2).pattern = 7;
+    press(key(key_code::del));
+    EXPECT_EQ(p->step(1).pattern, 7);
+    // A sets song mode; L in song mode sets the locators to the current step, then the cycle.
+    press(letter('A'));
+    ASSERT_EQ(d().song_mode, 1);
+    press(letter('L'));
+    EXPECT_EQ(nums(d().left_locator, d().right_locator, d().cycle_on),
+              nums(p->step_start(1), p->step(1).end, 1));
+    press(letter('A'));
+    EXPECT_EQ(d().song_mode, 0);
+}
+
+TEST_F(Keys, RecordKeysTakeInReplaceAndOverdubAndBackspaceClearsTheTrack) {
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    press(key(key_code::pad_slash));
+    EXPECT_EQ(nums(d().recording, p->slot(0, 0).in_use), nums(1, 1));  // overdub keeps the track
+    // While recording Backspace and Ctrl+Z are refused.
+    press(key(key_code::backspace));
+    EXPECT_EQ(script.last_text(), msg_while_recording);
+    press(key(key_code::pad_enter));
+    press(key(key_code::pad_star));
+    EXPECT_EQ(nums(d().recording, p->slot(0, 0).in_use), nums(1, 0));  // replace empties it first
+    press(letter('Z', ctrl));
+    EXPECT_EQ(script.last_text(), msg_while_recording);
+    EXPECT_EQ(p->slot(0, 0).in_use, 0);
+    press(key(key_code::pad_enter));
+    press(letter('Z', ctrl));  // the replaced track comes back
+    EXPECT_EQ(p->slot(0, 0).in_use, 1);
+    press(key(key_code::backspace));
+    EXPECT_EQ(p->slot(0, 0).in_use, 0);
+    // Space drops in and out while the song plays.
+    press(key(key_code::pad_0));
+    press(key(key_code::space));
+    EXPECT_EQ(d().recording, 1);
+    press(key(key_code::space));
+    EXPECT_EQ(nums(d().recording, p->running()), nums(0, 1));
+}
+
+// A held key does not run a command again; Punch is the main window's, Cycle every view's.
+TEST_F(Keys, HeldKeysRunNoCommandAgainAndPunchBelongsToTheMainWindow) {
+    key_event held = letter('C');
+    held.auto_repeat = true;
+    EXPECT_TRUE(press(held));
+    EXPECT_EQ(d().cycle_on, 0);
+    d().main_screen = 0;  // an editor has the window
+    press(letter('P'));
+    EXPECT_EQ(nums(d().punch_on, command_enabled(*s, cmd::punch_button)), nums(0, 0));
+    press(letter('C'));
+    EXPECT_EQ(d().cycle_on, 1);
+    d().main_screen = 1;
+    press(letter('P'));
+    EXPECT_EQ(nums(d().punch_on, command_enabled(*s, cmd::punch_button)), nums(1, 1));
+}
+
+// While a take runs, every command that would change the song is refused with the message and
+// changes nothing; saving, the setup dialogs and the preferences stay at hand.
+TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand) {
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    s->setup_dialogs = true;
+    d().recording = 1;
+    std::vector<int> changing = {cmd::clear_song,   cmd::load_song,     cmd::load_midi_file,
+                                 cmd::load_pattern, cmd::load_track,    cmd::load_syx_file,
+                                 cmd::undo,         cmd::quantize_popup};
+    for (const menu& m : main_menus())
+        if (m.title == "F&unctions" || m.title == "E&xtra")
+            for (const menu_item& i : m.items)
+                if (i.command > 0) changing.push_back(i.command);
+    EXPECT_EQ(changing.size(), 8u + 15 + 10);  // Undo stands in both lists
+    for (int id : changing) {
+        const command_record* c = s->commands.find(id);
+        ASSERT_NE(c, nullptr) << id;
+        EXPECT_TRUE(c->changes_song) << id;
+        if (!c->run) continue;
+        script.messages.clear();
+        EXPECT_EQ(dispatch_command(*s, id), outcome::refused) << id;
+        EXPECT_EQ(script.last_text(), msg_while_recording) << id;
+    }
+    EXPECT_EQ(nums(p->slot(0, 0).in_use, p->changes.commands), nums(1, 0));
+    for (int id : {cmd::save_song, cmd::save_midi_file, cmd::midi_setup, cmd::memory_setup,
+                   cmd::overall_settings, cmd::quantize_settings, cmd::midi_click})
+        EXPECT_FALSE(s->commands.find(id)->changes_song) << id;
+    for (int id : {cmd::midi_setup, cmd::memory_setup, cmd::overall_settings})
+        EXPECT_TRUE(command_enabled(*s, id)) << id;
+}
+
+// A preference item flips its value and its check mark shows it.
+TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
+    const struct {
+        int id;
+        std::function<int()> value;
+    } prefs[] = {
+        {cmd::midi_click, [&] { return int{d().midi_click}; }},
+        {cmd::click_always, [&] { return int{d().click_always}; }},
+        {cmd::clock_spp_out, [&] { return int{d().sync_out}; }},
+        {cmd::reset_on_stop, [&] { return int{p->app.reset_on_stop}; }},
+        {cmd::two_bar_count_in, [&] { return int{s->trans.two_bar_count_in}; }},
+        {cmd::chase_events, [&] { return int{p->app.chase_events}; }},
+        {cmd::show_real_time_clock, [&] { return int{p->app.clock_field_on}; }},
+        {cmd::simple_bardisplay, [&] { return int{p->app.simple_bardisplay}; }},
+        {cmd::allow_double_clicks, [&] { return int{s->settings.allow_double_clicks}; }},
+        {cmd::remember_file_paths, [&] { return int{s->files.remember_file_paths}; }},
+    };
+    for (const auto& pref : prefs) {
+        const command_record& c = *s->commands.find(pref.id);
+        for (int round = 0; round < 2; ++round) {
+            const int before = pref.value() != 0;
+            EXPECT_EQ(c.checked(*p), before != 0) << pref.id;
+            dispatch_command(*s, pref.id);
+            EXPECT_EQ(pref.value() != 0, !before) << pref.id;
+        }
+    }
+    dispatch_command(*s, cmd::sync_external);
+    EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)),
+              nums(1, 0));
+    dispatch_command(*s, cmd::zoom_first + 5);
+    EXPECT_EQ(nums(s->settings.zoom_index, s->commands.find(cmd::zoom_first + 5)->checked(*p)),
+              nums(5, 1));
+}
+
+}  // namespace
+}  // namespace kestrune::testing
