@@ -19,8 +19,11 @@ constexpr std::int32_t unity = 1000;  // the speed value is in thousandths
 
 // Position song_start stays; others come closer to it by the factor, truncated, held to the song.
 std::int32_t scaled_position(std::int32_t pos, float factor) {
-    const auto moved = [factor](std::int32_t d) { return static_cast<std::int32_t>(static_cast<float>(d) / factor); };
-    const std::int32_t p = pos < song_start ? song_start - moved(song_start - pos) : song_start + moved(pos - song_start);
+    const auto moved = [factor](std::int32_t d) {
+        return static_cast<std::int32_t>(static_cast<float>(d) / factor);
+    };
+    const std::int32_t p = pos < song_start ? song_start - moved(song_start - pos)
+                                            : song_start + moved(pos - song_start);
     return std::clamp(p, 0, last_position);
 }
 
@@ -47,7 +50,8 @@ command_record fixed_speed(int id, const char* text, const char* shortcut, float
         .undo = undo_kind::track,
         .needs = command_needs::track_data,
         .help = std::string(help_page::change_speed),
-        .run = [factor](program& p, const field_values&) { return change_speed(p, factor, msg_change_speed); },
+        .run = [factor](program& p,
+                        const field_values&) { return change_speed(p, factor, msg_change_speed); },
     };
 }
 
@@ -63,8 +67,12 @@ dialog_layout layout() {
 
 std::vector<command_record> speed_commands() {
     command_record user = fixed_speed(cmd::change_speed, "&User Defined Speed...", "Shift+O", 1.0F);
-    user.fields = {{.label = "Speed", .kind = field_kind::thousandths, .low = 200, .high = 4000,
-                    .neutral = unity, .entry_length = 5}};
+    user.fields = {{.label = "Speed",
+                    .kind = field_kind::thousandths,
+                    .low = 200,
+                    .high = 4000,
+                    .neutral = unity,
+                    .entry_length = 5}};
     user.dialog = layout();
     user.initial = [](const program& p) { return kept_values(p, cmd::change_speed, {{unity}}); };
     user.run = [](program& p, const field_values& v) {

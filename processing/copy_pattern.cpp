@@ -15,15 +15,21 @@ constexpr const char* msg_not_empty = "Destination pattern must be empty!";
 enum field { source, target };
 
 field_spec pattern_field(const char* l) {
-    return {.label = l, .kind = field_kind::one_based, .low = 0, .high = parallel_pattern, .entry_length = 2};
+    return {.label = l,
+            .kind = field_kind::one_based,
+            .low = 0,
+            .high = parallel_pattern,
+            .entry_length = 2};
 }
 
 dialog_layout layout() {
     constexpr int width = 34, height = 9;
     dialog_layout d{.title = "Copy Pattern", .width = width, .height = height};
     d.items = {
-        label("Source Pattern", {2, 2, 22, 3}), value_box(source, {23, 2, 30, 3}),
-        label("Destination Pattern", {2, 4, 22, 5}), value_box(target, {23, 4, 30, 5}),
+        label("Source Pattern", {2, 2, 22, 3}),
+        value_box(source, {23, 2, 30, 3}),
+        label("Destination Pattern", {2, 4, 22, 5}),
+        value_box(target, {23, 4, 30, 5}),
     };
     for (dialog_item& i : ok_cancel(width, height, true)) d.items.push_back(std::move(i));
     return d;
@@ -37,10 +43,10 @@ bool any_used(const program& p, int pattern) {
 
 outcome copy_pattern(program& p, const field_values& v) {
     const int from = v[source].number, to = v[target].number;
-    const char* refusal = from == to              ? msg_same_pattern
-                          : !any_used(p, from)    ? msg_no_pattern_data
-                          : any_used(p, to)       ? msg_not_empty
-                                                  : nullptr;
+    const char* refusal = from == to           ? msg_same_pattern
+                          : !any_used(p, from) ? msg_no_pattern_data
+                          : any_used(p, to)    ? msg_not_empty
+                                               : nullptr;
     if (refusal) {
         p.message(refusal);
         return outcome::refused;

@@ -32,7 +32,8 @@ struct segment {
 };
 
 void shift_chain(event_store& s, ref32 first, std::int32_t d) {
-    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e)) s.at(e).set_position(s.position(e) + d);
+    for (ref32 e = first; is_event_status(s.status(e)); e = s.next_event(e))
+        s.at(e).set_position(s.position(e) + d);
 }
 
 // The destination with the span cleared from the target on; notes hanging over it end before.
@@ -65,7 +66,8 @@ bool copy_segment(program& p, const segment& g, msg_icon icon) {
     if (!src.in_use) return true;
     bool ok = copy_part(p, g.from, scratch_part, g.left, g.right);
     const track_slot& dst = p.slot(g.to.pattern, g.to.track);
-    const int e = std::max(p.slot(scratch_part.pattern, scratch_part.track).blocks * g.copies, int{dst.blocks});
+    const int e = std::max(p.slot(scratch_part.pattern, scratch_part.track).blocks * g.copies,
+                           int{dst.blocks});
     ok = ok && enough_blocks(p, 3 * e + 10, icon);
     if (ok && !dst.in_use) {
         copy_part(p, g.from, g.to, g.left, g.left);
@@ -88,24 +90,45 @@ outcome checked(program& p, const segment& g, bool same_place) {
         return outcome::refused;
     }
     if (same_place && g.target < g.right && g.left < g.end() &&
-        p.screen.message(msg_overlaps, msg_icon::question, msg_buttons::yes_no, msg_answer::no) != msg_answer::yes)
+        p.screen.message(msg_overlaps, msg_icon::question, msg_buttons::yes_no, msg_answer::no) !=
+            msg_answer::yes)
         return outcome::cancelled;
     return outcome::done;
 }
 
-enum field { source_pattern, target_pattern, left, right, target, copies, replace, source_track, target_track };
+enum field {
+    source_pattern,
+    target_pattern,
+    left,
+    right,
+    target,
+    copies,
+    replace,
+    source_track,
+    target_track
+};
 
 field_spec number_field(const char* l, int high, field_kind k = field_kind::one_based) {
-    return {.label = l, .kind = k, .low = k == field_kind::one_based ? 0 : 1, .high = high, .entry_length = 2};
+    return {.label = l,
+            .kind = k,
+            .low = k == field_kind::one_based ? 0 : 1,
+            .high = high,
+            .entry_length = 2};
 }
 
 std::vector<field_spec> fields(bool tracks) {
-    std::vector<field_spec> f = {
-        number_field("Source Pattern", parallel_pattern), number_field("Destination Pattern", parallel_pattern),
-        left_locator_field(), right_locator_field(),
-        {.label = "Target Position", .kind = field_kind::position, .low = 0, .high = last_position,
-         .entry_length = 13, .locator = true},
-        number_field("Copies", 99, field_kind::number), check_field("Replace")};
+    std::vector<field_spec> f = {number_field("Source Pattern", parallel_pattern),
+                                 number_field("Destination Pattern", parallel_pattern),
+                                 left_locator_field(),
+                                 right_locator_field(),
+                                 {.label = "Target Position",
+                                  .kind = field_kind::position,
+                                  .low = 0,
+                                  .high = last_position,
+                                  .entry_length = 13,
+                                  .locator = true},
+                                 number_field("Copies", 99, field_kind::number),
+                                 check_field("Replace")};
     if (tracks) {
         f.push_back(number_field("Source Track", tracks_per_pattern - 1));
         f.push_back(number_field("Destination Track", tracks_per_pattern - 1));
@@ -115,19 +138,22 @@ std::vector<field_spec> fields(bool tracks) {
 
 dialog_layout layout(bool tracks) {
     constexpr int width = 44, height = 17;
-    dialog_layout d{.title = tracks ? "Copy Track Segment" : "Copy Pattern Segment", .width = width, .height = height};
+    dialog_layout d{.title = tracks ? "Copy Track Segment" : "Copy Pattern Segment",
+                    .width = width,
+                    .height = height};
     d.items = {
-        group_box("Source", {1, 1, 21, 6}), label("Pattern", {2, 2, 12, 3}), value_box(source_pattern, {13, 2, 19, 3}),
-        group_box("Destination", {22, 1, 43, 6}), label("Pattern", {23, 2, 33, 3}),
-        value_box(target_pattern, {34, 2, 40, 3}),
-        group_box("Locators", {1, 7, 43, 9}), value_box(left, {2, 8, 20, 9}), value_box(right, {22, 8, 40, 9}),
-        label("Target", {2, 10, 10, 11}), value_box(target, {11, 10, 28, 11}),
-        label("Copies", {2, 12, 10, 13}), value_box(copies, {11, 12, 16, 13}),
-        check_box(replace, "Replace", {20, 12, 34, 13}),
+        group_box("Source", {1, 1, 21, 6}),        label("Pattern", {2, 2, 12, 3}),
+        value_box(source_pattern, {13, 2, 19, 3}), group_box("Destination", {22, 1, 43, 6}),
+        label("Pattern", {23, 2, 33, 3}),          value_box(target_pattern, {34, 2, 40, 3}),
+        group_box("Locators", {1, 7, 43, 9}),      value_box(left, {2, 8, 20, 9}),
+        value_box(right, {22, 8, 40, 9}),          label("Target", {2, 10, 10, 11}),
+        value_box(target, {11, 10, 28, 11}),       label("Copies", {2, 12, 10, 13}),
+        value_box(copies, {11, 12, 16, 13}),       check_box(replace, "Replace", {20, 12, 34, 13}),
     };
     if (tracks)
-        d.items.insert(d.items.end(), {label("Track", {2, 4, 12, 5}), value_box(source_track, {13, 4, 19, 5}),
-                                       label("Track", {23, 4, 33, 5}), value_box(target_track, {34, 4, 40, 5})});
+        d.items.insert(d.items.end(),
+                       {label("Track", {2, 4, 12, 5}), value_box(source_track, {13, 4, 19, 5}),
+                        label("Track", {23, 4, 33, 5}), value_box(target_track, {34, 4, 40, 5})});
     for (dialog_item& i : ok_cancel(width, height, true)) d.items.push_back(std::move(i));
     return d;
 }
@@ -136,8 +162,13 @@ segment segment_of(program& p, const field_values& v, bool tracks) {
     p.d.left_locator = v[left].number;
     p.d.right_locator = v[right].number;
     const int st = tracks ? v[source_track].number : 0, tt = tracks ? v[target_track].number : 0;
-    return {{v[source_pattern].number, st}, {v[target_pattern].number, tt}, v[left].number, v[right].number,
-            v[target].number, v[copies].number, v[replace].number != 0};
+    return {{v[source_pattern].number, st},
+            {v[target_pattern].number, tt},
+            v[left].number,
+            v[right].number,
+            v[target].number,
+            v[copies].number,
+            v[replace].number != 0};
 }
 
 outcome copy_track_segment(program& p, const field_values& v) {
@@ -162,12 +193,20 @@ outcome copy_pattern_segment(program& p, const field_values& v) {
     const segment g = segment_of(p, v, false);
     const outcome o = checked(p, g, g.from.pattern == g.to.pattern);
     if (o != outcome::done) return o;
-    if (p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) != msg_answer::yes)
+    if (p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) !=
+        msg_answer::yes)
         return outcome::cancelled;
     const int current = p.d.current_track;
     bool ok = true;
     for (int t = 0; t < tracks_per_pattern && ok; ++t)
-        ok = copy_segment(p, {{g.from.pattern, t}, {g.to.pattern, t}, g.left, g.right, g.target, g.copies, g.replace},
+        ok = copy_segment(p,
+                          {{g.from.pattern, t},
+                           {g.to.pattern, t},
+                           g.left,
+                           g.right,
+                           g.target,
+                           g.copies,
+                           g.replace},
                           msg_icon::stop);
     p.d.current_pattern = static_cast<std::int16_t>(g.to.pattern);
     p.d.current_track = static_cast<std::int16_t>(current);
@@ -183,23 +222,29 @@ command_record segment_command(bool tracks) {
         .shortcut = tracks ? "Shift+X" : "Shift+H",
         .changes_song = true,
         .undo = tracks ? undo_kind::track : undo_kind::none,
-        .help = std::string(tracks ? help_page::copy_track_segment : help_page::copy_pattern_segment),
+        .help =
+            std::string(tracks ? help_page::copy_track_segment : help_page::copy_pattern_segment),
         .fields = fields(tracks),
         .dialog = layout(tracks),
-        .initial = [id, tracks](const program& p) {
-            const std::int32_t pat = p.d.current_pattern, trk = p.d.current_track;
-            const field_values kept = kept_values(p, id, {{}, {}, {}, {}, {6144}, {1}, {1}, {}, {}});
-            field_values v = {{pat}, {pat}, {p.d.left_locator}, {p.d.right_locator}, kept[target], kept[copies],
-                              kept[replace]};
-            if (tracks) v.insert(v.end(), {{trk}, {trk}});
-            return v;
-        },
+        .initial =
+            [id, tracks](const program& p) {
+                const std::int32_t pat = p.d.current_pattern, trk = p.d.current_track;
+                const field_values kept =
+                    kept_values(p, id, {{}, {}, {}, {}, {6144}, {1}, {1}, {}, {}});
+                field_values v = {
+                    {pat},        {pat},        {p.d.left_locator}, {p.d.right_locator},
+                    kept[target], kept[copies], kept[replace]};
+                if (tracks) v.insert(v.end(), {{trk}, {trk}});
+                return v;
+            },
         .run = tracks ? copy_track_segment : copy_pattern_segment,
     };
 }
 
 }  // namespace
 
-std::vector<command_record> segment_commands() { return {segment_command(true), segment_command(false)}; }
+std::vector<command_record> segment_commands() {
+    return {segment_command(true), segment_command(false)};
+}
 
 }  // namespace kestrune

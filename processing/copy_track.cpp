@@ -20,14 +20,26 @@ enum copy_mode { whole, part_copy, extract };
 
 std::vector<field_spec> fields() {
     const auto pattern = [](const char* l) {
-        return field_spec{.label = l, .kind = field_kind::one_based, .low = 0, .high = parallel_pattern, .entry_length = 2};
+        return field_spec{.label = l,
+                          .kind = field_kind::one_based,
+                          .low = 0,
+                          .high = parallel_pattern,
+                          .entry_length = 2};
     };
     const auto track = [](const char* l) {
-        return field_spec{.label = l, .kind = field_kind::one_based, .low = 0, .high = tracks_per_pattern - 1, .entry_length = 2};
+        return field_spec{.label = l,
+                          .kind = field_kind::one_based,
+                          .low = 0,
+                          .high = tracks_per_pattern - 1,
+                          .entry_length = 2};
     };
-    return {pattern("Source Pattern"), track("Source Track"), pattern("Destination Pattern"),
-            track("Destination Track"), choice_field("Copy Mode", {"OFF", "Part Copy", "Extract"}),
-            left_locator_field(), right_locator_field()};
+    return {pattern("Source Pattern"),
+            track("Source Track"),
+            pattern("Destination Pattern"),
+            track("Destination Track"),
+            choice_field("Copy Mode", {"OFF", "Part Copy", "Extract"}),
+            left_locator_field(),
+            right_locator_field()};
 }
 
 dialog_layout layout() {
@@ -35,13 +47,18 @@ dialog_layout layout() {
     dialog_layout d{.title = "Copy Track / Part Copy / Extract", .width = width, .height = height};
     d.items = {
         group_box("Source", {1, 1, 21, 6}),
-        label("Pattern", {2, 2, 12, 3}), value_box(source_pattern, {13, 2, 19, 3}),
-        label("Track", {2, 4, 12, 5}), value_box(source_track, {13, 4, 19, 5}),
+        label("Pattern", {2, 2, 12, 3}),
+        value_box(source_pattern, {13, 2, 19, 3}),
+        label("Track", {2, 4, 12, 5}),
+        value_box(source_track, {13, 4, 19, 5}),
         group_box("Destination", {22, 1, 43, 6}),
-        label("Pattern", {23, 2, 33, 3}), value_box(target_pattern, {34, 2, 40, 3}),
-        label("Track", {23, 4, 33, 5}), value_box(target_track, {34, 4, 40, 5}),
+        label("Pattern", {23, 2, 33, 3}),
+        value_box(target_pattern, {34, 2, 40, 3}),
+        label("Track", {23, 4, 33, 5}),
+        value_box(target_track, {34, 4, 40, 5}),
         group_box("Locators", {1, 7, 43, 13}),
-        value_box(left, {2, 8, 20, 9}), value_box(right, {22, 8, 40, 9}),
+        value_box(left, {2, 8, 20, 9}),
+        value_box(right, {22, 8, 40, 9}),
         radio_button(mode, whole, "OFF", {2, 10, 14, 11}),
         radio_button(mode, part_copy, "Part Copy", {15, 10, 28, 11}),
         radio_button(mode, extract, "Extract", {29, 10, 42, 11}),
@@ -76,13 +93,14 @@ bool copy_onto_empty(program& p, track_ref from, track_ref to, int m) {
 outcome copy_onto_data(program& p, track_ref from, track_ref to, int m) {
     const track_slot& src = p.slot(from.pattern, from.track);
     const track_slot& dst = p.slot(to.pattern, to.track);
-    if (!enough_blocks(p, 2 * src.blocks + dst.blocks + 6, msg_icon::warning)) return outcome::refused;
+    if (!enough_blocks(p, 2 * src.blocks + dst.blocks + 6, msg_icon::warning))
+        return outcome::refused;
     if (m == whole) {
         if (!confirmed(p, msg_merge_tracks)) return outcome::cancelled;
         return merge_tracks(p, from, to, true) ? outcome::done : outcome::refused;
     }
-    if (p.screen.message(msg_merge_part, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) !=
-        msg_answer::yes)
+    if (p.screen.message(msg_merge_part, msg_icon::question, msg_buttons::yes_no,
+                         msg_answer::yes) != msg_answer::yes)
         return outcome::cancelled;
     const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
     if (!copy_part(p, from, scratch_merge, l, r)) return outcome::refused;

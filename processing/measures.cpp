@@ -106,9 +106,12 @@ bool shift_tempo_list(program& p, measure_op op, std::int32_t left, std::int32_t
     chain_cursor& c = p.d.tempo_chain;
     std::vector<midi_event> list = read_list(p.store(), c.first);
     const std::int32_t n = right - left;
-    if (op == measure_op::insert && !list.empty() && too_many(p, list.back().position(), n)) return false;
+    if (op == measure_op::insert && !list.empty() && too_many(p, list.back().position(), n))
+        return false;
     if (op == measure_op::remove)
-        std::erase_if(list, [&](const midi_event& e) { return e.position() >= left && e.position() < right; });
+        std::erase_if(list, [&](const midi_event& e) {
+            return e.position() >= left && e.position() < right;
+        });
     const std::int32_t d = op == measure_op::insert ? n : -n;
     for (midi_event& e : list)
         if (e.position() >= left) e.set_position(std::clamp(e.position() + d, 0, last_position));
@@ -143,7 +146,8 @@ dialog_layout layout(const char* title) {
     dialog_layout d{.title = title, .width = width, .height = height};
     d.items = {
         group_box("Locators", {1, 1, 39, 4}),
-        value_box(left, {2, 2, 19, 3}), value_box(right, {21, 2, 38, 3}),
+        value_box(left, {2, 2, 19, 3}),
+        value_box(right, {21, 2, 38, 3}),
         radio_button(tracks, all_tracks, "All MIDI tracks in pattern", {2, 5, 38, 6}),
         radio_button(tracks, current_only, "Current MIDI track only", {2, 7, 38, 8}),
         check_box(tempo_box, "Tempo Track", {2, 9, 20, 10}),
@@ -189,7 +193,8 @@ bool shift_tracks(program& p, measure_op op, bool all, std::int32_t l, std::int3
         return false;
     }
     if (op == measure_op::insert && too_many(p, last, r - l)) return false;
-    for (int t : used) shift_track(p, pattern, t, all ? undo_kind::none : undo_kind::track, op, l, r);
+    for (int t : used)
+        shift_track(p, pattern, t, all ? undo_kind::none : undo_kind::track, op, l, r);
     return true;
 }
 
@@ -203,7 +208,8 @@ outcome run_measures(program& p, measure_op op, const field_values& v) {
         return outcome::refused;
     }
     if ((all || tempo || signature) &&
-        p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) != msg_answer::yes)
+        p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) !=
+            msg_answer::yes)
         return outcome::cancelled;
     const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
     if (l > r) {
@@ -212,7 +218,8 @@ outcome run_measures(program& p, measure_op op, const field_values& v) {
     }
     bool ok = shift_tracks(p, op, all, l, r);
     // The lists are counted in song time: in song mode from the current step's start.
-    const std::int32_t o = p.d.song_mode ? p.step_start(p.step_index(p.d.play_step_ptr)) - song_start : 0;
+    const std::int32_t o =
+        p.d.song_mode ? p.step_start(p.step_index(p.d.play_step_ptr)) - song_start : 0;
     if (ok && tempo) ok = shift_tempo_list(p, op, l + o, r + o);
     if (ok && signature) ok = shift_signature_list(p, op, l + o, r + o);
     locate(p, p.d.position);
@@ -242,10 +249,10 @@ command_record measures_command(int id, measure_op op, const char* text, const c
 }  // namespace
 
 std::vector<command_record> measures_commands() {
-    return {measures_command(cmd::insert_measures, measure_op::insert, "&Insert Measures...", "Shift+I",
-                             "INSERT MEASURES"),
-            measures_command(cmd::delete_measures, measure_op::remove, "&Delete Measures...", "Shift+D",
-                             "DELETE MEASURES")};
+    return {measures_command(cmd::insert_measures, measure_op::insert, "&Insert Measures...",
+                             "Shift+I", "INSERT MEASURES"),
+            measures_command(cmd::delete_measures, measure_op::remove, "&Delete Measures...",
+                             "Shift+D", "DELETE MEASURES")};
 }
 
 }  // namespace kestrune

@@ -19,7 +19,8 @@ dialog_layout layout() {
     d.items = {
         radio_button(direction, forward, "Forward", {2, 2, 15, 3}),
         radio_button(direction, backward, "Backward", {17, 2, 32, 3}),
-        label("Amount", {2, 4, 10, 5}), value_box(amount, {11, 4, 30, 5}),
+        label("Amount", {2, 4, 10, 5}),
+        value_box(amount, {11, 4, 30, 5}),
     };
     for (dialog_item& i : ok_cancel(width, height, true)) d.items.push_back(std::move(i));
     return d;
@@ -57,10 +58,16 @@ command_record push_track_command() {
         .needs = command_needs::track_data,
         .help = std::string(help_page::push_track),
         .fields = {choice_field("Direction", {"Forward", "Backward"}),
-                   {.label = "Amount", .kind = field_kind::time_span, .low = 0, .high = last_position,
+                   {.label = "Amount",
+                    .kind = field_kind::time_span,
+                    .low = 0,
+                    .high = last_position,
                     .entry_length = 13}},
         .dialog = layout(),
-        .initial = [](const program& p) { return kept_values(p, cmd::push_track, {{forward}, {0}}); },
+        .initial =
+            [](const program& p) {
+                return kept_values(p, cmd::push_track, {{forward}, {0}});
+            },
         .run = push,
     };
 }

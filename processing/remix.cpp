@@ -21,7 +21,8 @@ constexpr const char* msg_remix_notes = "Remix by note numbers to tracks?";
 constexpr const char* msg_source_deleted = "Source track deleted!";
 constexpr const char* msg_special_left = "Only special events left on source track!";
 constexpr const char* msg_out_of_tracks = "Out of tracks!\nNot all channels could be remixed!";
-constexpr const char* msg_out_of_tracks_for_keys = "Not enough tracks for all\ndifferent pitches to be extracted!";
+constexpr const char* msg_out_of_tracks_for_keys =
+    "Not enough tracks for all\ndifferent pitches to be extracted!";
 constexpr const char* special_name = " Special  ";
 constexpr int channel_count = 16, key_count = 128;
 constexpr int channel_mark_at = 8, key_mark_at = 6;  // where the channel number or key name goes
@@ -42,7 +43,10 @@ event_condition channels(select_mode m, int low, int high) {
 }
 // By key the pass compares the first data byte of every channel event, not only of notes.
 event_condition key(select_mode m, int k) {
-    return {.mode = m, .type = event_type::note, .data1_low = k, .data1_high = k,
+    return {.mode = m,
+            .type = event_type::note,
+            .data1_low = k,
+            .data1_high = k,
             .statuses = status_range{0x90, 0xEF}};
 }
 
@@ -112,7 +116,8 @@ outcome remix_by_note(program& p) {
     if (!used) return outcome::refused;
     std::array<bool, key_count> keys{};
     const event_store s = p.store();
-    for (ref32 e = p.slot(source.pattern, source.track).first; is_event_status(s.status(e)); e = s.next_event(e))
+    for (ref32 e = p.slot(source.pattern, source.track).first; is_event_status(s.status(e));
+         e = s.next_event(e))
         if (s.at(e).is_note_on()) keys[s.at(e).data1()] = true;
     int k = 0;
     for (int t = 0; t < tracks_per_pattern; ++t) {
@@ -136,7 +141,8 @@ outcome remix_by_note(program& p) {
     return outcome::done;
 }
 
-command_record remix_command(int id, const char* text, const char* shortcut, outcome (*run)(program&)) {
+command_record remix_command(int id, const char* text, const char* shortcut,
+                             outcome (*run)(program&)) {
     return {
         .id = id,
         .text = text,
@@ -151,8 +157,10 @@ command_record remix_command(int id, const char* text, const char* shortcut, out
 }  // namespace
 
 std::vector<command_record> remix_commands() {
-    return {remix_command(cmd::remix_by_channel, "Remix Track By &Channel", "Shift+R", remix_by_channel),
-            remix_command(cmd::remix_by_note, "Remix Track By &Note Number", "Ctrl+Shift+R", remix_by_note)};
+    return {remix_command(cmd::remix_by_channel, "Remix Track By &Channel", "Shift+R",
+                          remix_by_channel),
+            remix_command(cmd::remix_by_note, "Remix Track By &Note Number", "Ctrl+Shift+R",
+                          remix_by_note)};
 }
 
 }  // namespace kestrune

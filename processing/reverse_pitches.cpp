@@ -52,7 +52,8 @@ outcome reverse(program& p) {
     for (std::size_t i = 0, j = notes.size(); i + 1 < j; ++i) {
         --j;
         swap_values(s.at(notes[i].on), s.at(notes[j].on));
-        if (notes[i].off != null_ref && notes[j].off != null_ref) swap_values(s.at(notes[i].off), s.at(notes[j].off));
+        if (notes[i].off != null_ref && notes[j].off != null_ref)
+            swap_values(s.at(notes[i].off), s.at(notes[j].off));
     }
     return outcome::done;
 }

@@ -14,7 +14,9 @@ namespace {
 constexpr const char* part_name = "   part   ";
 constexpr track_edit_options plain_edit{.undo = undo_kind::none, .empty_ok = true};
 
-bool live(const event_store& s, ref32 e) { return is_event_status(s.status(e)); }
+bool live(const event_store& s, ref32 e) {
+    return is_event_status(s.status(e));
+}
 
 // Everything but the name and the block count.
 void copy_parameters(const track_slot& from, track_slot& to) {
@@ -43,7 +45,8 @@ bool install(program& p, chain_builder& b, track_ref to, const track_slot& param
     return true;
 }
 
-void put_part(event_store& s, chain_builder& b, ref32 first, std::int32_t left, std::int32_t right) {
+void put_part(event_store& s, chain_builder& b, ref32 first, std::int32_t left,
+              std::int32_t right) {
     for (ref32 e = first; live(s, e) && s.position(e) < right; e = s.next_event(e)) {
         if (s.position(e) < left) continue;
         const midi_event& ev = s.at(e);

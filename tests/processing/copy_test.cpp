@@ -30,7 +30,8 @@ TEST_F(CopyCommands, PartCopyCutsNotesAtTheRightLocatorAndExtractMergesOnlyWhenA
     // Extract onto a track with data: No leaves both as they were.
     p.d.current_track = 0;
     t.screen.answers = {msg_answer::no};
-    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}), outcome::cancelled);
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}),
+              outcome::cancelled);
     EXPECT_EQ(difference(read_track(p, 0, 1), part), "");
     EXPECT_EQ(difference(track(), source), "");
 
@@ -60,9 +61,10 @@ TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
 
     EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}}), outcome::done);
     // On equal positions the destination's event comes first.
-    EXPECT_EQ(difference(read_track(p, 0, 1), {ev(0x93, 50, 100, bar1), ev(0x92, 72, 100, bar1),
-                                               ev(0x82, 72, 0, bar1 + 5), ev(0x83, 50, 0, bar1 + 10)}),
-              "");
+    EXPECT_EQ(
+        difference(read_track(p, 0, 1), {ev(0x93, 50, 100, bar1), ev(0x92, 72, 100, bar1),
+                                         ev(0x82, 72, 0, bar1 + 5), ev(0x83, 50, 0, bar1 + 10)}),
+        "");
     EXPECT_EQ(nums(d.channel, d.port, s.in_use, s.transpose), nums(16, 0, 0, 0));
 
     EXPECT_EQ(run(cmd::copy_track, {{"Source Track", 1}}), outcome::refused);
@@ -89,14 +91,15 @@ TEST_F(CopyCommands, CopyPatternNeedsAnEmptyDestinationAndCopiesEveryTrackWithIt
     EXPECT_EQ(copy(0, parallel_pattern), outcome::done);
     const track_slot& c = p.slot(parallel_pattern, 3);
     EXPECT_EQ(difference(read_track(p, parallel_pattern, 3), recs), "");
-    EXPECT_EQ(nums(c.channel, name_of(c.name) == name_of(s.name), p.d.current_pattern, p.d.current_track),
-              nums(4, 1, parallel_pattern, 7));
+    EXPECT_EQ(
+        nums(c.channel, name_of(c.name) == name_of(s.name), p.d.current_pattern, p.d.current_track),
+        nums(4, 1, parallel_pattern, 7));
 }
 
 TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     fill({ev(0x90, 60, 100, bar1 + 10), ev(0xB0, 7, 90, bar1 + 50), ev(0x80, 60, 0, bar1 + 900)});
-    const records dest = {ev(0x90, 50, 100, bar1 + 1000), ev(0xB1, 1, 1, bar1 + 1600), ev(0x80, 50, 0, bar1 + 2000),
-                          ev(0xB1, 1, 2, bar1 + 5000)};
+    const records dest = {ev(0x90, 50, 100, bar1 + 1000), ev(0xB1, 1, 1, bar1 + 1600),
+                          ev(0x80, 50, 0, bar1 + 2000), ev(0xB1, 1, 2, bar1 + 5000)};
     give_track(p, 0, 1, dest);
     p.d.left_locator = bar1;
     p.d.right_locator = bar1 + 768;
@@ -105,9 +108,11 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::done);
     // The note hanging over the target ends before it; each copy's note ends at its right - 1.
     EXPECT_EQ(difference(read_track(p, 0, 1),
-                         {ev(0x90, 50, 100, bar1 + 1000), ev(0x80, 50, 0, bar1 + 1535), ev(0x90, 60, 100, bar1 + 1546),
-                          ev(0xB0, 7, 90, bar1 + 1586), ev(0x80, 60, 0, bar1 + 2303), ev(0x90, 60, 100, bar1 + 2314),
-                          ev(0xB0, 7, 90, bar1 + 2354), ev(0x80, 60, 0, bar1 + 3071), ev(0xB1, 1, 2, bar1 + 5000)}),
+                         {ev(0x90, 50, 100, bar1 + 1000), ev(0x80, 50, 0, bar1 + 1535),
+                          ev(0x90, 60, 100, bar1 + 1546), ev(0xB0, 7, 90, bar1 + 1586),
+                          ev(0x80, 60, 0, bar1 + 2303), ev(0x90, 60, 100, bar1 + 2314),
+                          ev(0xB0, 7, 90, bar1 + 2354), ev(0x80, 60, 0, bar1 + 3071),
+                          ev(0xB1, 1, 2, bar1 + 5000)}),
               "");
     EXPECT_EQ(p.slot(take_pattern, 1).in_use, 0);
     p.d.current_track = 1;
@@ -115,7 +120,8 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
 
     p.d.current_track = 0;
-    EXPECT_EQ(run(cmd::copy_track_segment, {{"Destination Track", 1}, {"Target Position", last_position - 100}}),
+    EXPECT_EQ(run(cmd::copy_track_segment,
+                  {{"Destination Track", 1}, {"Target Position", last_position - 100}}),
               outcome::refused);
     EXPECT_EQ(t.screen.last_text(), "That's to much!");
     t.screen.answers = {msg_answer::no};
@@ -133,41 +139,49 @@ TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
     p.d.current_pattern = 0;
     track_slot& low = give_track(p, 0, 2, {ev(0xC0, 5, 0, bar1 + 10)});
     track_slot& mid = give_track(p, 0, 5, {ev(0xB0, 7, 90, bar1)});
-    track_slot& top = give_track(p, 0, 9, {ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)});
+    track_slot& top =
+        give_track(p, 0, 9, {ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)});
     low.channel = top.channel = 16;
     mid.channel = 3;
     low.quantize = 6;
     EXPECT_EQ(run(cmd::mixdown), outcome::done);
-    EXPECT_EQ(difference(read_track(p, 0, 2), {ev(0xB3, 7, 90, bar1), ev(0xC0, 5, 0, bar1 + 10),
-                                              ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)}),
-              "");
-    EXPECT_EQ(nums(name_of(low.name) == "mixdown   ", low.quantize, low.loop_length, mid.in_use, top.in_use),
+    EXPECT_EQ(
+        difference(read_track(p, 0, 2), {ev(0xB3, 7, 90, bar1), ev(0xC0, 5, 0, bar1 + 10),
+                                         ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)}),
+        "");
+    EXPECT_EQ(nums(name_of(low.name) == "mixdown   ", low.quantize, low.loop_length, mid.in_use,
+                   top.in_use),
               nums(1, 0, no_loop, 0, 0));
 }
 
 TEST_F(CopyCommands, RemixSpreadsChannelsAndKeysOverFreeTracksAndSaysWhatIsLeft) {
-    track_slot& src = fill({ev(0x90, 60, 100, bar1), ev(0xB2, 7, 90, bar1 + 5), ev(0x80, 60, 0, bar1 + 10)});
+    track_slot& src =
+        fill({ev(0x90, 60, 100, bar1), ev(0xB2, 7, 90, bar1 + 5), ev(0x80, 60, 0, bar1 + 10)});
     put_name(src.name, "Piano");
     give_track(p, 0, 1, {ev(0xC0, 1, 0, bar1)});
     EXPECT_EQ(run(cmd::remix_by_channel), outcome::done);
-    EXPECT_EQ(difference(read_track(p, 0, 2), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 10)}), "");
+    EXPECT_EQ(
+        difference(read_track(p, 0, 2), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 10)}), "");
     EXPECT_EQ(difference(read_track(p, 0, 3), {ev(0xB2, 7, 90, bar1 + 5)}), "");
-    EXPECT_EQ(nums(p.slot(0, 2).channel, p.slot(0, 3).channel, p.slot(0, 4).in_use, src.in_use), nums(0, 2, 0, 0));
+    EXPECT_EQ(nums(p.slot(0, 2).channel, p.slot(0, 3).channel, p.slot(0, 4).in_use, src.in_use),
+              nums(0, 2, 0, 0));
     EXPECT_EQ(name_of(p.slot(0, 3).name), "Piano    3");
     EXPECT_EQ(t.screen.last_text(), "Source track deleted!");
 
     // One free track: the lowest key goes there; poly pressure travels with its key.
     for (int tr = 1; tr < tracks_per_pattern - 1; ++tr)
         if (!p.slot(0, tr).in_use) give_track(p, 0, tr, {ev(0xC0, 1, 0, bar1)});
-    const records rest = {ev(0x90, 62, 100, bar1 + 1), ev(0xA0, 62, 30, bar1 + 2), ev(0x80, 62, 0, bar1 + 6),
-                          ev(0xB0, 7, 90, bar1 + 7)};
-    fill({ev(0x90, 60, 100, bar1), rest[0], rest[1], ev(0xA0, 60, 9, bar1 + 3), ev(0x80, 60, 0, bar1 + 5), rest[2],
-          rest[3]});
+    const records rest = {ev(0x90, 62, 100, bar1 + 1), ev(0xA0, 62, 30, bar1 + 2),
+                          ev(0x80, 62, 0, bar1 + 6), ev(0xB0, 7, 90, bar1 + 7)};
+    fill({ev(0x90, 60, 100, bar1), rest[0], rest[1], ev(0xA0, 60, 9, bar1 + 3),
+          ev(0x80, 60, 0, bar1 + 5), rest[2], rest[3]});
     EXPECT_EQ(run(cmd::remix_by_note), outcome::done);
-    EXPECT_EQ(difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3), ev(0x80, 60, 0, bar1 + 5)}),
+    EXPECT_EQ(difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3),
+                                                ev(0x80, 60, 0, bar1 + 5)}),
               "");
     EXPECT_EQ(difference(track(), rest), "");
-    EXPECT_EQ(t.screen.last_text(), "Not enough tracks for all\ndifferent pitches to be extracted!");
+    EXPECT_EQ(t.screen.last_text(),
+              "Not enough tracks for all\ndifferent pitches to be extracted!");
 }
 
 }  // namespace

@@ -18,8 +18,8 @@ TEST_F(Measures, InsertOnTheCurrentTrackCutsCrossingNotesAndDeleteClosesTheGapAg
     fill(before);
     p.d.left_locator = left;
     p.d.right_locator = right;
-    const std::vector<std::pair<std::string, std::int32_t>> current = {{"Tracks", 0}, {"Tempo Track", 0},
-                                                                      {"Signature Track", 0}};
+    const std::vector<std::pair<std::string, std::int32_t>> current = {
+        {"Tracks", 0}, {"Tempo Track", 0}, {"Signature Track", 0}};
     EXPECT_EQ(run(cmd::insert_measures, current), outcome::done);
     const records cut = {ev(0x90, 60, 100, bar1 + 100), ev(0x80, 60, 0, left - 1)};
     records inserted = cut;
@@ -61,7 +61,9 @@ TEST_F(Measures, TheListsMoveTempoByTheSpanAndSignaturesInWholeBars) {
     EXPECT_EQ(difference(list(p.d.tempo_chain), {tempo(12000, 0), tempo(9000, bar9 + 2 * bar),
                                                  tempo(10000, bar10 + 2 * bar)}),
               "");
-    EXPECT_EQ(difference(list(p.d.signature_track), {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar10 + 3 * bar)}), "");
+    EXPECT_EQ(difference(list(p.d.signature_track),
+                         {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar10 + 3 * bar)}),
+              "");
     EXPECT_EQ(difference(read_track(p, 0, 5), {ev(0xB0, 7, 90, bar10 + 2 * bar)}), "");
 
     // A tempo event at the left locator goes, one at the right one moves there; a signature
@@ -72,7 +74,8 @@ TEST_F(Measures, TheListsMoveTempoByTheSpanAndSignaturesInWholeBars) {
     use_signature_track(p, {ev(0xF2, 4, 4, bar1), ev(0xF2, 4, 4, bar9), ev(0xF2, 3, 4, bar10)});
     EXPECT_EQ(run(cmd::delete_measures), outcome::done);
     EXPECT_EQ(difference(list(p.d.tempo_chain), {tempo(12000, 0), tempo(10000, bar9)}), "");
-    EXPECT_EQ(difference(list(p.d.signature_track), {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar9)}), "");
+    EXPECT_EQ(difference(list(p.d.signature_track), {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar9)}),
+              "");
     EXPECT_EQ(t.screen.messages.size(), 1U);  // the question only
 }
 
