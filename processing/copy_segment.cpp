@@ -16,10 +16,8 @@ namespace kestrune {
 
 namespace {
 
-constexpr const char* msg_left_after_right = "Left locator can't be\nbigger than Right locator!";
 constexpr const char* msg_too_much = "That's to much!";
 constexpr const char* msg_overlaps = "Segment overlaps! Do you want this?";
-constexpr const char* msg_no_undo = "This operation can't be undone!\nContinue?";
 constexpr const char* segment_name = " Segment  ";
 constexpr std::int32_t last_copy_position = 0xFEFFF;
 
@@ -90,8 +88,7 @@ outcome checked(program& p, const segment& g, bool same_place) {
         return outcome::refused;
     }
     if (same_place && g.target < g.right && g.left < g.end() &&
-        p.screen.message(msg_overlaps, msg_icon::question, msg_buttons::yes_no, msg_answer::no) !=
-            msg_answer::yes)
+        !answered_yes(p, msg_overlaps, msg_answer::no))
         return outcome::cancelled;
     return outcome::done;
 }
@@ -193,9 +190,7 @@ outcome copy_pattern_segment(program& p, const field_values& v) {
     const segment g = segment_of(p, v, false);
     const outcome o = checked(p, g, g.from.pattern == g.to.pattern);
     if (o != outcome::done) return o;
-    if (p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) !=
-        msg_answer::yes)
-        return outcome::cancelled;
+    if (!answered_yes(p, msg_no_undo)) return outcome::cancelled;
     const int current = p.d.current_track;
     bool ok = true;
     for (int t = 0; t < tracks_per_pattern && ok; ++t)

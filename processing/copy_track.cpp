@@ -99,9 +99,7 @@ outcome copy_onto_data(program& p, track_ref from, track_ref to, int m) {
         if (!confirmed(p, msg_merge_tracks)) return outcome::cancelled;
         return merge_tracks(p, from, to, true) ? outcome::done : outcome::refused;
     }
-    if (p.screen.message(msg_merge_part, msg_icon::question, msg_buttons::yes_no,
-                         msg_answer::yes) != msg_answer::yes)
-        return outcome::cancelled;
+    if (!answered_yes(p, msg_merge_part)) return outcome::cancelled;
     const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
     if (!copy_part(p, from, scratch_merge, l, r)) return outcome::refused;
     if (m == extract) clear_span(p, from, l, r);

@@ -18,8 +18,6 @@ namespace {
 
 constexpr const char* msg_too_many = "Too many measures!";
 constexpr const char* msg_time_shift = "Time Shift of Signature Events has occurred!";
-constexpr const char* msg_no_undo = "This operation can't be undone!\nContinue?";
-constexpr const char* msg_left_after_right = "Left locator can't be\nbigger than Right locator!";
 constexpr int spare_blocks = 3;
 
 bool too_many(program& p, std::int32_t last, std::int32_t n) {
@@ -207,9 +205,7 @@ outcome run_measures(program& p, measure_op op, const field_values& v) {
         p.message(msg_no_data, msg_icon::stop);
         return outcome::refused;
     }
-    if ((all || tempo || signature) &&
-        p.screen.message(msg_no_undo, msg_icon::question, msg_buttons::yes_no, msg_answer::yes) !=
-            msg_answer::yes)
+    if ((all || tempo || signature) && !answered_yes(p, msg_no_undo))
         return outcome::cancelled;
     const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
     if (l > r) {

@@ -41,4 +41,8 @@ bool confirmed(program& p, const char* question) {
            msg_answer::ok;
 }
 
+bool answered_yes(program& p, const char* question, msg_answer default_answer) {
+    return p.screen.message(question, msg_icon::question, msg_buttons::yes_no, default_answer) == msg_answer::yes;
+}
+
 }  // namespace kestrune
