@@ -23,6 +23,7 @@ enum class field_kind : std::uint8_t {
     series,       // the note value series 1, 2, 3, 4, 6, 8 ... 192
     power_of_two, // 1, 2, 4, 8 ...: a signature's denominator
     tempo,        // hundredths of a beat per minute, "120.00"
+    thousandths,  // a factor in thousandths, "1.000"; clicked digit by digit
     text,         // a name: typed only
 };
 

@@ -68,4 +68,12 @@ void transform_delay(event_store& s, ref32 first, int d) {
     each_event(s, first, [d](midi_event& e) { e.set_position(std::clamp(e.position() + d, 0, last_position)); });
 }
 
+void freeze_levels(event_store& s, track_slot& sl) {
+    if (sl.compress != 0) transform_compress(s, sl.first, sl.compress);
+    if (sl.velocity != 0) transform_velocity(s, sl.first, sl.velocity);
+    if (sl.transpose != 0) transform_transpose(s, sl.first, sl.transpose);
+    if (sl.delay != 0) transform_delay(s, sl.first, sl.delay);
+    sl.compress = sl.velocity = sl.transpose = sl.delay = 0;
+}
+
 }  // namespace kestrune

@@ -20,6 +20,10 @@ void transform_transpose(event_store& s, ref32 first, int t);
 // Every position + d, held to 0..last_position; the order stays.
 void transform_delay(event_store& s, ref32 first, int d);
 
+// Compress, Velocity, Transpose and Delay of the track written into its chain, each then 0.
+// Compress comes before Velocity: a velocity offset adds to the compressed value.
+void freeze_levels(event_store& s, track_slot& sl);
+
 // One note-on's compression: x = velocity - 64 shifted right by `shift` (doubled for -1); 5 sets
 // 64. Unclamped: the low eight bits go into the byte beside its spare bit, so -1 on 127 gives 190.
 void compress_velocity(midi_event& e, int shift);

@@ -2,13 +2,14 @@
 // family declares its records in its own file; add_processing_commands lists them all.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "core/command_table.h"
 
 namespace kestrune {
 
-// Every command of this folder, the ones still to come greyed (a record without a run function).
+// Every command of this folder.
 void add_processing_commands(command_table& table);
 
 // Quantize Settings, Freeze Quantize, and the Qua pop-up's Quantize (quantize_commands.cpp).
@@ -25,5 +26,24 @@ std::vector<command_record> event_commands();
 command_record check_track_command();
 command_record check_note_overlap_command();
 command_record change_note_length_command();
+// Copy Track with Part Copy and Extract (copy_track.cpp), Copy Pattern (copy_pattern.cpp).
+command_record copy_track_command();
+command_record copy_pattern_command();
+// Copy Track Segment and Copy Pattern Segment (copy_segment.cpp).
+std::vector<command_record> segment_commands();
+// Insert Measures and Delete Measures (measures.cpp).
+std::vector<command_record> measures_commands();
+// Half, Double and User Defined Speed (change_speed.cpp), Push Track (push_track.cpp), Mirror
+// Pitches (mirror_pitches.cpp) and Reverse Pitches (reverse_pitches.cpp).
+std::vector<command_record> speed_commands();
+command_record push_track_command();
+command_record mirror_pitches_command();
+command_record reverse_pitches_command();
+// Mixdown 32 Tracks (mixdown.cpp).
+command_record mixdown_command();
+// Remix Track By Channel and By Note Number (remix.cpp).
+std::vector<command_record> remix_commands();
+// Where Change Speed puts a position for a factor (2.0 plays twice as fast).
+std::int32_t scaled_position(std::int32_t pos, float factor);
 
 }  // namespace kestrune

@@ -13,15 +13,10 @@ namespace {
 
 constexpr const char* msg_freeze_parameters = "Freeze track parameters?";
 
-// Compress comes before Velocity: a velocity offset adds to the compressed value. The channel
-// stays set, since the events now agree with it; Mute, Loop and Qua are not frozen.
+// The channel stays set, since the events now agree with it; Mute, Loop and Qua are not frozen.
 void freeze_parameters(event_store& s, track_slot& sl) {
     if (sl.channel != channel_as_recorded) transform_channel(s, sl.first, sl.channel);
-    if (sl.compress != 0) transform_compress(s, sl.first, sl.compress);
-    if (sl.velocity != 0) transform_velocity(s, sl.first, sl.velocity);
-    if (sl.transpose != 0) transform_transpose(s, sl.first, sl.transpose);
-    if (sl.delay != 0) transform_delay(s, sl.first, sl.delay);
-    sl.compress = sl.velocity = sl.transpose = sl.delay = 0;
+    freeze_levels(s, sl);
 }
 
 }  // namespace

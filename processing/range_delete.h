@@ -7,6 +7,9 @@
 
 namespace kestrune {
 
+// Notes that begin before `from` and end at or after it end at from - 1; the chain is sorted.
+void end_notes_before(event_store& s, ref32 first, std::int32_t from);
+
 // On the track of a begun guard: notes that begin before `from` and end at or after it are ended
 // at from - 1; then every event in [from, to) goes, a note with its note-off. The track keeps
 // its name and settings. False (nothing changed) when the pool cannot hold the rewritten chain.

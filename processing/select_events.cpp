@@ -55,7 +55,7 @@ private:
     }
 
     bool matches(const midi_event& ev) const {
-        const status_range r = status_range_of(c_.type);
+        const status_range r = c_.statuses.value_or(status_range_of(c_.type));
         return within(ev.status(), r.low, r.high) &&
                within(ev.status() & 0x0F, c_.channel_low, c_.channel_high) &&
                (!tests_data1(c_.type) || within(ev.data1(), c_.data1_low, c_.data1_high)) &&

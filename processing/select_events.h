@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "processing/track_edit.h"
 
@@ -55,6 +56,8 @@ struct event_condition {
     int data2_low = 0, data2_high = 127;
     length_test length_mode = length_test::ignore;
     std::int32_t length = 0;
+    // Statuses wider than the type's own, its data tests kept (remix by key: a Note over 0x90..0xEF).
+    std::optional<status_range> statuses{};
 };
 
 // The filter pass (Delete or Keep by c.mode) over the track of a begun guard: the new chain takes

@@ -74,4 +74,8 @@ outcome run_on_span(program& p, const field_values& v, int key, span_fields f, c
     return outcome::done;
 }
 
+bool answered_yes(program& p, const char* question, msg_answer default_answer) {
+    return p.screen.message(question, msg_icon::question, msg_buttons::yes_no, default_answer) == msg_answer::yes;
+}
+
 }  // namespace kestrune

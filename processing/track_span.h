@@ -37,8 +37,14 @@ std::optional<track_span> chosen_span(program& p, std::int32_t range, std::int32
 field_values kept_values(const program& p, int key, field_values defaults);
 void keep_values(program& p, int key, const field_values& v);
 
+inline constexpr const char* msg_left_after_right = "Left locator can't be\nbigger than Right locator!";
+// Asked before a change that keeps no undo copy (Yes, No).
+inline constexpr const char* msg_no_undo = "This operation can't be undone!\nContinue?";
+
 // The question a track function asks before it starts; true on OK.
 bool confirmed(program& p, const char* question);
+// A question with Yes and No; true on Yes.
+bool answered_yes(program& p, const char* question, msg_answer default_answer = msg_answer::yes);
 
 // The record of a track function without a dialog, on the current track: its question, then
 // `work` on the track of a begun guard.

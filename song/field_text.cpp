@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 
 #include "core/command.h"
 #include "core/midi_names.h"
@@ -17,6 +18,7 @@ constexpr std::int32_t percent_factor = 10;
 constexpr std::int32_t no_channel_change = channel_as_recorded;
 constexpr int tempo_hundreds_cells_x2 = 7;  // left of 3.5 cells from the right: whole beats
 constexpr int tempo_tens_cells_x2 = 3;      // left of 1.5 cells: tenths
+constexpr std::int32_t per_unit = 1000;     // a thousandths field's whole unit
 
 std::int32_t locator_shift(const field_spec& f, const field_place& at) {
     return f.locator ? at.locator : 0;
@@ -51,6 +53,37 @@ std::optional<std::int32_t> named_of(const field_spec& f, std::string_view typed
     return std::nullopt;
 }
 
+// "1.5" or "1.250" as thousandths; at most three decimals.
+std::optional<std::int32_t> parse_thousandths(std::string_view text) {
+    text = trimmed(text);
+    const std::size_t dot = text.find_first_of(".,");
+    const auto whole = parse_integer(text.substr(0, dot));
+    if (!whole || *whole < 0 || *whole > per_unit) return std::nullopt;
+    std::int32_t v = *whole * per_unit;
+    if (dot == std::string_view::npos) return v;
+    const std::string_view part = text.substr(dot + 1);
+    if (part.empty() || part.size() > 3) return std::nullopt;
+    std::int32_t scale = per_unit / 10;
+    for (char c : part) {
+        if (c < '0' || c > '9') return std::nullopt;
+        v += (c - '0') * scale;
+        scale /= 10;
+    }
+    return v;
+}
+
+std::string thousandths_text(std::int32_t v) {
+    char buf[24];
+    std::snprintf(buf, sizeof buf, "%d.%03d", v / per_unit, v % per_unit);
+    return buf;
+}
+
+// A thousandths field steps by the digit under the pointer: 1 at the right, 1000 at the integer.
+std::int32_t thousandths_unit(const position_pointer& at) {
+    const int cells = at.char_width > 0 ? (at.right_edge - at.x) / at.char_width : 0;
+    return cells < 1 ? 1 : cells < 2 ? 10 : cells < 3 ? 100 : per_unit;
+}
+
 // What a typed entry reads as, in the field's shown units (before the locator shift).
 std::optional<std::int32_t> read_entry(const program& p, const field_spec& f,
                                        std::string_view text, std::int32_t now,
@@ -79,6 +112,7 @@ std::optional<std::int32_t> read_entry(const program& p, const field_spec& f,
         if ((v = parse_integer(text))) *v = round_to_power_of_two(*v);
         return v;
     case field_kind::tempo: return parse_tempo(text, now);
+    case field_kind::thousandths: return parse_thousandths(text);
     case field_kind::choice: return choice_of(f, text);
     case field_kind::check:
     case field_kind::text: return std::nullopt;
@@ -116,6 +150,7 @@ std::string field_text(const program& p, const field_spec& f, std::int32_t value
     case field_kind::position: return position_text(p, v + at.display);
     case field_kind::time_span: return length_text(p, v, at.span_from);
     case field_kind::tempo: return tempo_text(v);
+    case field_kind::thousandths: return thousandths_text(v);
     case field_kind::text: return {};
     case field_kind::number:
     case field_kind::series:
@@ -158,6 +193,9 @@ std::int32_t step_field(program& p, const field_spec& f, std::int32_t value, int
         break;
     case field_kind::tempo:
         v += step_amount(p, code) * tempo_unit(pointer);
+        break;
+    case field_kind::thousandths:
+        v += step_amount(p, code) * thousandths_unit(pointer);
         break;
     default:
         v += step_amount(p, code) * (mods.shift ? f.shift_step : 1);
@@ -206,6 +244,8 @@ std::string kind_text(const field_spec& f) {
     case field_kind::series: return "series " + range(f.low, f.high);
     case field_kind::power_of_two: return "power of two " + range(f.low, f.high);
     case field_kind::tempo: return "tempo " + range(f.low, f.high) + " hundredths, or as 120.5";
+    case field_kind::thousandths:
+        return "decimal " + thousandths_text(f.low) + ".." + thousandths_text(f.high);
     case field_kind::text: return "text of at most " + std::to_string(f.entry_length) + " characters";
     case field_kind::choice: {
         std::string s = "choice ";

@@ -1,0 +1,188 @@
+#include "core/command_ids.h"
+#include "song/patterns.h"
+#include "tests/processing/track_command_fixture.h"
+
+namespace kestrune {
+namespace {
+
+using namespace testing;
+
+class CopyCommands : public TrackCommand {};
+
+TEST_F(CopyCommands, PartCopyCutsNotesAtTheRightLocatorAndExtractMergesOnlyWhenAsked) {
+    const records source = {ev(0x90, 60, 90, bar1 - 10), ev(0x90, 62, 80, bar1 + 10),
+                            ev(0x80, 60, 0, bar1 + 20),  ev(0xB0, 7, 90, bar1 + 50),
+                            ev(0x90, 64, 70, bar1 + 60), ev(0x80, 64, 0, bar1 + 70),
+                            ev(0xB0, 7, 20, bar1 + 100), ev(0x80, 62, 0, bar1 + 500)};
+    fill(source);
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 100;
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 1}}), outcome::done);
+    // The note begun before the left locator is left out; the one that hangs over the right
+    // ends at right - 1.
+    const records part = {ev(0x90, 62, 80, bar1 + 10), ev(0xB0, 7, 90, bar1 + 50),
+                          ev(0x90, 64, 70, bar1 + 60), ev(0x80, 64, 0, bar1 + 70),
+                          ev(0x80, 62, 0, bar1 + 99)};
+    EXPECT_EQ(difference(read_track(p, 0, 1), part), "");
+    EXPECT_EQ(name_of(p.slot(0, 1).name), "   part   ");
+    EXPECT_EQ(nums(p.d.current_track, difference(track(), source) == ""), nums(1, 1));
+
+    // Extract onto a track with data: No leaves both as they were.
+    p.d.current_track = 0;
+    t.screen.answers = {msg_answer::no};
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}),
+              outcome::cancelled);
+    EXPECT_EQ(difference(read_track(p, 0, 1), part), "");
+    EXPECT_EQ(difference(track(), source), "");
+
+    p.d.current_track = 0;
+    t.screen.answers = {msg_answer::yes};
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}), outcome::done);
+    records doubled;
+    for (const midi_event& e : part) doubled.insert(doubled.end(), {e, e});
+    EXPECT_EQ(difference(read_track(p, 0, 1), doubled), "");
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 90, bar1 - 10), ev(0x80, 60, 0, bar1 - 1),
+                                   ev(0xB0, 7, 20, bar1 + 100)}),
+              "");
+    EXPECT_EQ(p.slot(take_pattern, 0).in_use, 0);
+}
+
+TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
+    const records dest = {ev(0x93, 50, 100, bar1), ev(0x83, 50, 0, bar1 + 10)};
+    track_slot& d = give_track(p, 0, 1, dest);
+    d.channel = 16;
+    d.port = 1;
+    track_slot& s = fill({ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 5)});
+    s.channel = 2;
+    s.transpose = 12;
+    t.screen.answers = {msg_answer::cancel};
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}}), outcome::cancelled);
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+
+    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}}), outcome::done);
+    // On equal positions the destination's event comes first.
+    EXPECT_EQ(
+        difference(read_track(p, 0, 1), {ev(0x93, 50, 100, bar1), ev(0x92, 72, 100, bar1),
+                                         ev(0x82, 72, 0, bar1 + 5), ev(0x83, 50, 0, bar1 + 10)}),
+        "");
+    EXPECT_EQ(nums(d.channel, d.port, s.in_use, s.transpose), nums(16, 0, 0, 0));
+
+    EXPECT_EQ(run(cmd::copy_track, {{"Source Track", 1}}), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "Can't copy to source track!");
+}
+
+TEST_F(CopyCommands, CopyPatternNeedsAnEmptyDestinationAndCopiesEveryTrackWithItsSettings) {
+    const records recs = {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 5)};
+    track_slot& s = give_track(p, 0, 3, recs);
+    s.channel = 4;
+    put_name(s.name, "Bass");
+    give_track(p, 2, 5, recs);
+    const auto copy = [&](int from, int to) {
+        return run(cmd::copy_pattern, {{"Source Pattern", from}, {"Destination Pattern", to}});
+    };
+    EXPECT_EQ(copy(0, 0), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "Can't copy to source pattern!");
+    EXPECT_EQ(copy(1, 3), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "No data in this pattern!");
+    EXPECT_EQ(copy(0, 2), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "Destination pattern must be empty!");
+
+    p.d.current_track = 7;
+    EXPECT_EQ(copy(0, parallel_pattern), outcome::done);
+    const track_slot& c = p.slot(parallel_pattern, 3);
+    EXPECT_EQ(difference(read_track(p, parallel_pattern, 3), recs), "");
+    EXPECT_EQ(
+        nums(c.channel, name_of(c.name) == name_of(s.name), p.d.current_pattern, p.d.current_track),
+        nums(4, 1, parallel_pattern, 7));
+}
+
+TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
+    fill({ev(0x90, 60, 100, bar1 + 10), ev(0xB0, 7, 90, bar1 + 50), ev(0x80, 60, 0, bar1 + 900)});
+    const records dest = {ev(0x90, 50, 100, bar1 + 1000), ev(0xB1, 1, 1, bar1 + 1600),
+                          ev(0x80, 50, 0, bar1 + 2000), ev(0xB1, 1, 2, bar1 + 5000)};
+    give_track(p, 0, 1, dest);
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 768;
+    const std::vector<std::pair<std::string, std::int32_t>> twice = {
+        {"Destination Track", 1}, {"Target Position", bar1 + 1536}, {"Copies", 2}, {"Replace", 1}};
+    EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::done);
+    // The note hanging over the target ends before it; each copy's note ends at its right - 1.
+    EXPECT_EQ(difference(read_track(p, 0, 1),
+                         {ev(0x90, 50, 100, bar1 + 1000), ev(0x80, 50, 0, bar1 + 1535),
+                          ev(0x90, 60, 100, bar1 + 1546), ev(0xB0, 7, 90, bar1 + 1586),
+                          ev(0x80, 60, 0, bar1 + 2303), ev(0x90, 60, 100, bar1 + 2314),
+                          ev(0xB0, 7, 90, bar1 + 2354), ev(0x80, 60, 0, bar1 + 3071),
+                          ev(0xB1, 1, 2, bar1 + 5000)}),
+              "");
+    EXPECT_EQ(p.slot(take_pattern, 1).in_use, 0);
+    p.d.current_track = 1;
+    EXPECT_EQ(run(cmd::undo), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+
+    p.d.current_track = 0;
+    EXPECT_EQ(run(cmd::copy_track_segment,
+                  {{"Destination Track", 1}, {"Target Position", last_position - 100}}),
+              outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "That's to much!");
+    t.screen.answers = {msg_answer::no};
+    EXPECT_EQ(run(cmd::copy_track_segment, {{"Target Position", bar1 + 100}}), outcome::cancelled);
+    EXPECT_EQ(t.screen.last_text(), "Segment overlaps! Do you want this?");
+}
+
+TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
+    p.d.current_pattern = 1;
+    track_slot& alone = give_track(p, 1, 4, {ev(0xC0, 5, 0, bar1)});
+    put_name(alone.name, "Alone");
+    EXPECT_EQ(run(cmd::mixdown), outcome::done);
+    EXPECT_EQ(name_of(alone.name), "Alone     ");
+
+    p.d.current_pattern = 0;
+    track_slot& low = give_track(p, 0, 2, {ev(0xC0, 5, 0, bar1 + 10)});
+    track_slot& mid = give_track(p, 0, 5, {ev(0xB0, 7, 90, bar1)});
+    track_slot& top =
+        give_track(p, 0, 9, {ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)});
+    low.channel = top.channel = 16;
+    mid.channel = 3;
+    low.quantize = 6;
+    EXPECT_EQ(run(cmd::mixdown), outcome::done);
+    EXPECT_EQ(
+        difference(read_track(p, 0, 2), {ev(0xB3, 7, 90, bar1), ev(0xC0, 5, 0, bar1 + 10),
+                                         ev(0x90, 60, 100, bar1 + 10), ev(0x80, 60, 0, bar1 + 20)}),
+        "");
+    EXPECT_EQ(nums(name_of(low.name) == "mixdown   ", low.quantize, low.loop_length, mid.in_use,
+                   top.in_use),
+              nums(1, 0, no_loop, 0, 0));
+}
+
+TEST_F(CopyCommands, RemixSpreadsChannelsAndKeysOverFreeTracksAndSaysWhatIsLeft) {
+    track_slot& src =
+        fill({ev(0x90, 60, 100, bar1), ev(0xB2, 7, 90, bar1 + 5), ev(0x80, 60, 0, bar1 + 10)});
+    put_name(src.name, "Piano");
+    give_track(p, 0, 1, {ev(0xC0, 1, 0, bar1)});
+    EXPECT_EQ(run(cmd::remix_by_channel), outcome::done);
+    EXPECT_EQ(
+        difference(read_track(p, 0, 2), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 10)}), "");
+    EXPECT_EQ(difference(read_track(p, 0, 3), {ev(0xB2, 7, 90, bar1 + 5)}), "");
+    EXPECT_EQ(nums(p.slot(0, 2).channel, p.slot(0, 3).channel, p.slot(0, 4).in_use, src.in_use),
+              nums(0, 2, 0, 0));
+    EXPECT_EQ(name_of(p.slot(0, 3).name), "Piano    3");
+    EXPECT_EQ(t.screen.last_text(), "Source track deleted!");
+
+    // One free track: the lowest key goes there; poly pressure travels with its key.
+    for (int tr = 1; tr < tracks_per_pattern - 1; ++tr)
+        if (!p.slot(0, tr).in_use) give_track(p, 0, tr, {ev(0xC0, 1, 0, bar1)});
+    const records rest = {ev(0x90, 62, 100, bar1 + 1), ev(0xA0, 62, 30, bar1 + 2),
+                          ev(0x80, 62, 0, bar1 + 6), ev(0xB0, 7, 90, bar1 + 7)};
+    fill({ev(0x90, 60, 100, bar1), rest[0], rest[1], ev(0xA0, 60, 9, bar1 + 3),
+          ev(0x80, 60, 0, bar1 + 5), rest[2], rest[3]});
+    EXPECT_EQ(run(cmd::remix_by_note), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3),
+                                                ev(0x80, 60, 0, bar1 + 5)}),
+              "");
+    EXPECT_EQ(difference(track(), rest), "");
+    EXPECT_EQ(t.screen.last_text(),
+              "Not enough tracks for all\ndifferent pitches to be extracted!");
+}
+
+}  // namespace
+}  // namespace kestrune
