@@ -11,7 +11,7 @@ namespace {
 
 constexpr int widest_denominator = 32;
 
-const std::array<field_spec, 7> specs = {{
+const std::array<field_spec, 7> shapes = {{
     {.label = "Trsp", .low = -60, .high = 60, .neutral = 0, .shift_step = 12, .entry_length = 4},
     {.label = "Loop", .low = 0, .high = max_loop_beats(widest_denominator), .neutral = 0,
      .entry_length = 4},
@@ -46,7 +46,7 @@ void set_parameter(program& p, int pattern, int track, reach r, Set set) {
 
 }  // namespace
 
-const field_spec& track_field(track_column c) { return specs[static_cast<std::size_t>(c)]; }
+const field_spec& track_field(track_column c) { return shapes[static_cast<std::size_t>(c)]; }
 
 std::int32_t track_value(const program& p, int pattern, int track, track_column c) {
     const track_slot& s = p.slot(pattern, track);

@@ -12,7 +12,7 @@ namespace kestrune {
 
 // One column of one row's event; `get` empty when the column edits nothing on that event.
 struct list_field {
-    field_spec spec{};
+    field_spec shape{};
     std::function<std::int32_t()> get{};
     std::function<void(std::int32_t)> set{};
     std::int32_t span_from = song_start;  // a note's start, for its length

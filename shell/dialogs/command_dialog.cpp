@@ -15,8 +15,8 @@ void command_dialog::changed() {
 
 void command_dialog::add_value(const dialog_item& item) {
     const auto i = static_cast<std::size_t>(item.field);
-    value_field f{.spec = c_.fields[i], .cells = item.cells};
-    if (f.spec.kind == field_kind::text) {
+    value_field f{.shape = c_.fields[i], .cells = item.cells};
+    if (f.shape.kind == field_kind::text) {
         f.get_text = [this, i] { return values_[i].text; };
         f.set_text = [this, i](const std::string& t) {
             values_[i].text = t;

@@ -64,24 +64,24 @@ bool dialog::store(value_field& f, std::int32_t v) {
 }
 
 bool dialog::on_field(value_field& f, int code, int x) {
-    if (f.spec.kind == field_kind::text || !f.get || !f.set) return false;
+    if (f.shape.kind == field_kind::text || !f.get || !f.set) return false;
     const rect r = to_pixels(f.cells);
     const position_pointer at{x, r.right - text_inset, cell_w_, dialog_tick_chars};
-    return store(f, step_field(p_, f.spec, f.get(), code, {}, at, place_of(f)));
+    return store(f, step_field(p_, f.shape, f.get(), code, {}, at, place_of(f)));
 }
 
 std::string dialog::field_text(int index) const {
     const value_field& f = fields_[static_cast<std::size_t>(index)];
-    if (f.spec.kind == field_kind::text) return f.get_text ? f.get_text() : std::string();
+    if (f.shape.kind == field_kind::text) return f.get_text ? f.get_text() : std::string();
     if (!f.get) return {};
     if (f.format) return f.format(f.get());
-    return kestrune::field_text(p_, f.spec, f.get(), place_of(f));
+    return kestrune::field_text(p_, f.shape, f.get(), place_of(f));
 }
 
 std::optional<std::int32_t> dialog::parse_entry(const value_field& f, std::string_view text) const {
-    if (!f.parse) return parse_field(p_, f.spec, text, f.get(), place_of(f));
+    if (!f.parse) return parse_field(p_, f.shape, text, f.get(), place_of(f));
     const auto v = f.parse(text);
-    return v ? std::optional<std::int32_t>(held_to_range(f.spec, *v)) : std::nullopt;
+    return v ? std::optional<std::int32_t>(held_to_range(f.shape, *v)) : std::nullopt;
 }
 
 bool dialog::double_click(int x, int y) {
@@ -90,14 +90,14 @@ bool dialog::double_click(int x, int y) {
     const int i = hit(x, y);
     if (i < 0) return false;
     value_field& f = fields_[static_cast<std::size_t>(i)];
-    if (f.spec.kind == field_kind::check) return false;
-    const double_click_box box{to_pixels(f.cells), field_text(i), f.spec.entry_length};
+    if (f.shape.kind == field_kind::check) return false;
+    const double_click_box box{to_pixels(f.cells), field_text(i), f.shape.entry_length};
     const rect& r = box.field;
     const auto typed = entry_ ? entry_(box)
                               : p_.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
                                                         box.text, box.length_limit);
     if (!typed) return false;
-    if (f.spec.kind == field_kind::text) {
+    if (f.shape.kind == field_kind::text) {
         const auto name = parse_text(*typed);
         if (!name || !f.set_text) return false;
         f.set_text(*name);

@@ -24,7 +24,7 @@ inline constexpr int dialog_tick_ms = 50;
 // lives. A setup dialog may give a text and a parser of its own.
 struct value_field {
     int id = 0;
-    field_spec spec{};
+    field_spec shape{};
     rect cells{};  // in cell units of the dialog
     std::function<std::int32_t()> get{};
     std::function<void(std::int32_t)> set{};

@@ -114,7 +114,7 @@ void midi_setup_view::add_soundfont_row(program& p, soundfont_choice& sf) {
     // Beside OK and Cancel; the choice takes effect at once, as a device that opens does.
     add_control({.kind = control_kind::push_button, .text = "SoundFont...",
                  .cells = {1, 32, 16, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
-    add_field({.spec = {.label = "SoundFont", .kind = field_kind::text}, .cells = {17, 32, 43, 34},
+    add_field({.shape = {.label = "SoundFont", .kind = field_kind::text}, .cells = {17, 32, 43, 34},
                .get_text = [&sf] {
                    return sf.in_use.empty() ? std::string(no_soundfont_text) : file_name_of(sf.in_use);
                }});
@@ -130,7 +130,7 @@ memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40,
     help_topic = help_page::memory_setup;
     add_control(label_control("Allocate memory for:", {1, 1, 20, 2}));
     add_field({.id = units_field,
-               .spec = {.label = "Allocate memory for", .low = model.min_units(),
+               .shape = {.label = "Allocate memory for", .low = model.min_units(),
                         .high = model.max_units(), .entry_length = 7},
                .cells = {21, 1, 30, 2}, .get = [this] { return model.units; },
                .set = [this](std::int32_t v) { model.units = v; },
@@ -139,7 +139,7 @@ memory_setup_view::memory_setup_view(program& p) : dialog(p, "Memory Setup", 40,
     add_control(label_control("Events", {31, 1, 39, 2}));
     add_control(label_control("Timer Resolution", {1, 3, 20, 4}));
     add_field({.id = timer_field,
-               .spec = {.label = "Timer Resolution", .low = 1, .high = 20, .entry_length = 2},
+               .shape = {.label = "Timer Resolution", .low = 1, .high = 20, .entry_length = 2},
                .cells = {21, 3, 26, 4}, .get = [this] { return model.timer; },
                .set = [this](std::int32_t v) { model.timer = v; }});
     add_control(label_control("Milliseconds", {27, 3, 39, 4}));
@@ -180,11 +180,11 @@ void overall_settings_view::add_filter_group(dll_data& d) {
                           [this, f](int on) { (model.*f.set)(on != 0); }));
     }
     add_control(label_control("Controller", {2, 9, 34, 10}));
-    add_field({.id = filter_from_field, .spec = controller_spec("From", -1),
+    add_field({.id = filter_from_field, .shape = controller_spec("From", -1),
                .cells = {2, 10, 18, 11}, .get = [&d] { return d.filter_controller_from; },
                .set = [this](std::int32_t v) { model.set_filter_controller_from(v); },
                .format = controller_field_text});
-    add_field({.id = filter_to_field, .spec = controller_spec("To", -1), .cells = {18, 10, 34, 11},
+    add_field({.id = filter_to_field, .shape = controller_spec("To", -1), .cells = {18, 10, 34, 11},
                .get = [&d] { return d.filter_controller_to; },
                .set = [this](std::int32_t v) { model.set_filter_controller_to(v); },
                .format = controller_field_text});
@@ -196,24 +196,24 @@ void overall_settings_view::add_click_group(dll_data& d) {
     add_control(label_control("Port", {37, 2, 49, 3}));
     field_spec port = choice_field("Port", {"A", "B", "C", "D"});
     port.entry_length = 1;
-    add_field({.id = click_port_field, .spec = port, .cells = {50, 2, 55, 3},
+    add_field({.id = click_port_field, .shape = port, .cells = {50, 2, 55, 3},
                .get = [&d] { return d.click_port; },
                .set = [this](std::int32_t v) { model.set_click_port(v); }});
     add_control(label_control("Channel", {37, 4, 49, 5}));
     add_field({.id = click_channel_field,
-               .spec = {.label = "Channel", .kind = field_kind::one_based, .low = 0,
+               .shape = {.label = "Channel", .kind = field_kind::one_based, .low = 0,
                         .high = channels - 1, .entry_length = 2},
                .cells = {50, 4, 55, 5}, .get = [&d] { return d.click_channel; },
                .set = [this](std::int32_t v) { model.set_click_channel(v); }});
     add_control(label_control("Note", {37, 6, 49, 7}));
     add_field({.id = click_note_field,
-               .spec = {.label = "Note", .kind = field_kind::note, .low = 0, .high = 127,
+               .shape = {.label = "Note", .kind = field_kind::note, .low = 0, .high = 127,
                         .entry_length = 4},
                .cells = {50, 6, 55, 7}, .get = [&d] { return d.click_note; },
                .set = [this](std::int32_t v) { model.set_click_note(v); }});
     add_control(label_control("Velocity", {37, 8, 49, 9}));
     add_field({.id = click_velocity_field,
-               .spec = {.label = "Velocity", .low = 1, .high = 127, .entry_length = 3},
+               .shape = {.label = "Velocity", .low = 1, .high = 127, .entry_length = 3},
                .cells = {50, 8, 55, 9}, .get = [&d] { return d.click_velocity; },
                .set = [this](std::int32_t v) { model.set_click_velocity(v); }});
 }
@@ -222,7 +222,7 @@ void overall_settings_view::add_thru_group(dll_data& d) {
     add_control(group_control("MIDI Thru", {36, 13, 73, 17}));
     add_control(label_control("Off Channel", {37, 14, 49, 15}));
     add_field({.id = thru_off_field,
-               .spec = {.label = "Off Channel", .low = -1, .high = channels - 1, .entry_length = 2},
+               .shape = {.label = "Off Channel", .low = -1, .high = channels - 1, .entry_length = 2},
                .cells = {50, 14, 55, 15}, .get = [&d] { return d.thru_off_channel; },
                .set = [this](std::int32_t v) { model.set_thru_off_channel(v); },
                .format = overall_settings_dialog::channel_text,
@@ -238,12 +238,12 @@ void overall_settings_view::add_remap_group(dll_data& d) {
     add_control(check_control("Remap on", {37, 19, 62, 21}, [&d] { return d.remap_on ? 1 : 0; },
                       [this](int on) { model.set_remap_on(on != 0); }));
     add_control(label_control("from", {37, 21, 43, 22}));
-    add_field({.id = remap_from_field, .spec = controller_spec("from", 0), .cells = {43, 21, 58, 22},
+    add_field({.id = remap_from_field, .shape = controller_spec("from", 0), .cells = {43, 21, 58, 22},
                .get = [&d] { return d.remap_from; },
                .set = [this](std::int32_t v) { model.set_remap_from(v); },
                .format = controller_field_text});
     add_control(label_control("to", {37, 23, 43, 24}));
-    add_field({.id = remap_to_field, .spec = controller_spec("to", 0), .cells = {43, 23, 58, 24},
+    add_field({.id = remap_to_field, .shape = controller_spec("to", 0), .cells = {43, 23, 58, 24},
                .get = [&d] { return d.remap_to; },
                .set = [this](std::int32_t v) { model.set_remap_to(v); },
                .format = controller_field_text});

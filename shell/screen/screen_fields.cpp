@@ -207,7 +207,7 @@ bool main_screen::impl::click_field(int region, int row, int code, key_mods mods
                                     ? position_pointer{0, g.width * 100, g.width, main_window_tick_chars}
                                     : position_pointer{press.x, field.right, g.width, main_window_tick_chars};
     const std::int32_t before = f.get(row);
-    std::int32_t v = step_field(p, f.spec, before, code, mods, at, {.span_from = f.span_from});
+    std::int32_t v = step_field(p, f.shape, before, code, mods, at, {.span_from = f.span_from});
     // From a length of one tick a bar step gives whole bars.
     if (region == rgn::step_length && before == 1 && v > 1 &&
         (v - 1) % signature_in_force(p, f.span_from).bar_ticks() == 0)
@@ -228,9 +228,9 @@ bool main_screen::impl::type_into_field(int region, int row) {
     const rect whole = tree.place(region);
     const rect r = whole.height() > 2 * g.height ? row_of(whole, row, g.height) : whole;
     const auto typed = p.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
-                                              field_text(p, f.spec, now, place), f.spec.entry_length);
+                                              field_text(p, f.shape, now, place), f.shape.entry_length);
     if (!typed) return true;
-    if (const auto v = parse_field(p, f.spec, *typed, now, place)) {
+    if (const auto v = parse_field(p, f.shape, *typed, now, place)) {
         f.set(row, *v);
         if (!views_only(region)) edited();
     }
@@ -244,7 +244,7 @@ screen_field main_screen::impl::list_field_of(int region) {
     };
     const list_field now = at_row(p.editor.cursor_row);
     if (!now.get) return {};
-    return {now.spec, [at_row](int row) { return at_row(row).get(); },
+    return {now.shape, [at_row](int row) { return at_row(row).get(); },
             [at_row](int row, std::int32_t v) { at_row(row).set(v); },
             [at_row](int row) { return !at_row(row).get; }, now.span_from};
 }

@@ -44,7 +44,7 @@ struct cell_view {
 // A value field of the screen: its descriptor, its value in a row, the one way to set it, and a
 // refusal of its own (which says why, when it says anything; true when refused).
 struct screen_field {
-    field_spec spec{};
+    field_spec shape{};
     std::function<std::int32_t(int row)> get{};
     std::function<void(int row, std::int32_t)> set{};
     std::function<bool(int row)> refused{};

@@ -88,7 +88,7 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
     testing::test_program t;
     struct locator_dialog : dialog {
         explicit locator_dialog(program& p) : dialog(p, "Locators", 20, 4) {
-            add_field({.spec = {.label = "Left Locator", .kind = field_kind::position, .low = 0,
+            add_field({.shape = {.label = "Left Locator", .kind = field_kind::position, .low = 0,
                                 .high = last_position, .locator = true},
                        .cells = {1, 1, 15, 2},
                        .get = [this] { return left; },
