@@ -16,7 +16,6 @@ constexpr std::int64_t heard_note_ms = 300;
 }  // namespace
 
 void main_screen::impl::place_editor() {
-    eg = {g.width, g.height, g.list_font_shortfall};
     for (const editor_region& e : editor_regions()) {
         screen_region r;
         r.number = e.number;
@@ -24,8 +23,6 @@ void main_screen::impl::place_editor() {
         r.hidden = true;
         tree.append(e.parent ? e.parent : rgn::work_area, std::move(r));
     }
-    for (const editor_button& b : editor_buttons())
-        buttons.push_back({b.command, b.text, eg.place(b.q), false, false});
     list.reset();
     show_editor(editor_up());
 }
@@ -36,7 +33,7 @@ void main_screen::impl::show_editor(bool up) {
     for (const editor_region& e : editor_regions()) tree.hide(e.number, !up);
     const auto& all = editor_buttons();
     for (std::size_t i = 0; i < all.size(); ++i) {
-        child_button& b = buttons[main_button_count + i];
+        child_button& b = buttons[editor_first + i];
         const bool visible = up && button_shown(all[i], p.editor.kind);
         if (b.visible != visible) buttons_changed = true;
         b.visible = visible;
@@ -60,7 +57,7 @@ void main_screen::impl::refresh_editor(std::int64_t ms) {
     if (!running && !mouse.any_held()) p.editor.position_follow = false;
     const auto& all = editor_buttons();
     for (std::size_t i = 0; i < all.size(); ++i) {
-        child_button& b = buttons[main_button_count + i];
+        child_button& b = buttons[editor_first + i];
         const bool pressed = button_pressed(p, b.command);
         if (b.pressed != pressed) buttons_changed = true;
         b.pressed = pressed;

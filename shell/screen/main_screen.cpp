@@ -29,9 +29,13 @@ void main_screen::impl::place_buttons() {
         b.text = places[i].text;
         b.place = places[i].place;
     }
-    // The mixer's own, shown while it is.
+    // The mixer's own, shown while it is; then the editors', shown while one is up.
     for (const mixer_button_place& m : mixer.buttons())
         buttons.push_back({.command = m.command, .text = m.text, .place = m.place, .visible = mixer_shown()});
+    editor_first = buttons.size();
+    for (const editor_button& b : editor_buttons())
+        buttons.push_back({.command = b.command, .text = b.text, .place = eg.place(b.q),
+                           .visible = editor_up() && button_shown(b, p.editor.kind)});
 }
 
 void main_screen::impl::build_cells() {
@@ -90,6 +94,7 @@ void main_screen::layout(int zoom_index, const font_metrics& system_font) {
     build_main_tree(m.tree, m.g);
     m.tree.hide(rgn::time, !m.p.app.clock_field_on);
     m.mixer.layout(m.g.width, m.g.height);
+    m.eg = {m.g.width, m.g.height, m.g.list_font_shortfall};
     m.place_buttons();
     m.place_editor();
     m.build_cells();
@@ -206,7 +211,7 @@ void main_screen::impl::refresh_buttons() {
             buttons_changed = true;
         }
     }
-    for (std::size_t i = main_button_count; i < buttons.size(); ++i)
+    for (std::size_t i = main_button_count; i < editor_first; ++i)
         if (buttons[i].visible != mixer_shown()) {
             buttons[i].visible = mixer_shown();
             buttons_changed = true;

@@ -74,7 +74,8 @@ struct main_screen::impl {
     region_tree tree;
     cell_grid g;
     int zoom = -1;
-    std::vector<child_button> buttons;
+    std::vector<child_button> buttons;  // the main window's, the mixer's, then the editors'
+    std::size_t editor_first = 0;       // where the editors' buttons begin
     int first_visible = 0;
     std::vector<screen_cell> cells;
     std::vector<rect> dirty;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/command_ids.h"
 #include "editors/frame/editor_frame.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
@@ -51,6 +52,17 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     screen.paint(c, {0, 0, 4000, 4000});
     EXPECT_TRUE(c.has_text("Note    "));
     EXPECT_TRUE(c.has_text(" D 4"));
+    // The editor's buttons show and the mixer's do not, also after the clock field changes the
+    // buttons' places.
+    auto shown = [&](int command) {
+        for (const child_button& b : screen.buttons())
+            if (b.command == command) return b.visible;
+        return false;
+    };
+    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::unlock), shown(cmd::mixer_recall)), nums(1, 1, 0));
+    p.app.clock_field_on = !p.app.clock_field_on;
+    ticks(1);
+    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);
