@@ -108,7 +108,6 @@ outcome toggle_editor(program& p, editor_kind kind) {
         return outcome::done;
     }
     leave_editor(p);
-    p.app.mixer_port = -1;
     if (p.refuse_while_recording()) return outcome::refused;
     p.app.edit_pattern = p.d.current_pattern;
     p.d.song_start_step = p.d.current_step;
@@ -116,6 +115,8 @@ outcome toggle_editor(program& p, editor_kind kind) {
         p.message(msg_no_data);
         return outcome::refused;
     }
+    // The editor takes the work area from the mixer; a refusal leaves the mixer as it was.
+    p.app.mixer_port = -1;
     editor_state& ed = p.editor;
     ed.kind = kind;
     ed.position_follow = true;
