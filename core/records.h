@@ -39,7 +39,8 @@ constexpr std::int64_t fine_from_field(std::int32_t field) { return static_cast<
 inline constexpr std::int32_t loop_length_base = song_start - 1;
 // Ticks of a track's loop; 0 when it has none.
 constexpr std::int32_t loop_ticks(std::int32_t loop_length) {
-    return loop_length == no_loop ? 0 : loop_length - loop_length_base;
+    // A length below the base comes only from a broken file: no loop.
+    return loop_length == no_loop || loop_length < loop_length_base ? 0 : loop_length - loop_length_base;
 }
 constexpr std::int32_t loop_length_of(std::int32_t ticks) { return ticks + loop_length_base; }
 
