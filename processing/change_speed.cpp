@@ -29,30 +29,23 @@ std::int32_t scaled_position(std::int32_t pos, float factor) {
 
 namespace {
 
-outcome change_speed(program& p, float factor, const char* question) {
-    track_edit g(p, p.d.current_pattern, p.d.current_track);
-    if (!g) return outcome::refused;
-    if (question && !confirmed(p, question)) return outcome::cancelled;
-    g.begin();
+void scale_positions(track_edit& g, float factor) {
     event_store s = g.store();
     for (ref32 e = g.slot().first; is_event_status(s.status(e)); e = s.next_event(e))
         s.at(e).set_position(scaled_position(s.position(e), factor));
+}
+
+outcome change_speed(program& p, float factor) {
+    track_edit g(p, p.d.current_pattern, p.d.current_track);
+    if (!g) return outcome::refused;
+    g.begin();
+    scale_positions(g, factor);
     return outcome::done;
 }
 
 command_record fixed_speed(int id, const char* text, const char* shortcut, float factor) {
-    return {
-        .id = id,
-        .text = text,
-        .shortcut = shortcut,
-        .views = {.main_screen = true, .editor = true},
-        .changes_song = true,
-        .undo = undo_kind::track,
-        .needs = command_needs::track_data,
-        .help = std::string(help_page::change_speed),
-        .run = [factor](program& p,
-                        const field_values&) { return change_speed(p, factor, msg_change_speed); },
-    };
+    return asking_track_command(id, text, shortcut, help_page::change_speed, msg_change_speed,
+                                [factor](track_edit& g) { scale_positions(g, factor); });
 }
 
 dialog_layout layout() {
@@ -77,7 +70,7 @@ std::vector<command_record> speed_commands() {
     user.initial = [](const program& p) { return kept_values(p, cmd::change_speed, {{unity}}); };
     user.run = [](program& p, const field_values& v) {
         keep_values(p, cmd::change_speed, v);
-        return change_speed(p, static_cast<float>(v[0].number) / unity, nullptr);
+        return change_speed(p, static_cast<float>(v[0].number) / unity);
     };
     return {fixed_speed(cmd::half_speed, "&Half Speed", "Shift+J", 0.5F),
             fixed_speed(cmd::double_speed, "D&ouble Speed", "Shift+K", 2.0F), std::move(user)};
