@@ -20,7 +20,7 @@ namespace {
 
 using namespace testing;
 
-constexpr std::int64_t beat_frames = rate / 2;         // 120 bpm
+constexpr std::int64_t beat_frames = rate / 4;         // 240 bpm
 constexpr std::int64_t note_frames = beat_frames / 2;  // an eighth: 96 ticks
 
 class JackRecording : public jack_fixture {
@@ -33,6 +33,7 @@ class JackRecording : public jack_fixture {
         eng.attach(clk, &jack);
         eng.set_own_thread(true);
         p.write_defaults();
+        p.app.song_tempo = 24000;
         // The click goes to the keyboard's ear on port A; thru is off so that it hears only that.
         p.d.midi_out_device[0] =
             static_cast<std::int16_t>(index_of(jack.output_devices(), keys.ear()) + 1);
@@ -96,6 +97,20 @@ class JackRecording : public jack_fixture {
 
 TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
     ASSERT_EQ(p.d.click_channel, 9);
+    // A source that appears after the start is not in the device lists read then, yet it is
+    // what Record asks about.
+    jack_client_t* late = jack_client_open("late-keys", JackNoStartServer, nullptr);
+    ASSERT_NE(late, nullptr);
+    jack_port_t* out = jack_port_register(late, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    ASSERT_TRUE(out && jack_activate(late) == 0);
+    const std::string ours = jack.port_name(-1);
+    EXPECT_EQ(jack_disconnect(late, keys.hand().c_str(), ours.c_str()), 0);
+    EXPECT_FALSE(p.eng.input_connected());
+    EXPECT_EQ(jack_connect(late, jack_port_name(out), ours.c_str()), 0);
+    EXPECT_TRUE(p.eng.input_connected());
+    jack_client_close(late);
+    ASSERT_TRUE(keys.connect_hand(ours));
+
     // A take of eight notes on the beats after a bar of count-in.
     bool calm = false;
     for (int attempt = 0; attempt < 3 && !calm; ++attempt)
@@ -132,19 +147,6 @@ TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
         punched.push_back(nums(71 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
     expect_near(notes(), punched);
     EXPECT_EQ(nums(p.d.recording, p.d.punch_on, p.slot(0, 0).mute), nums(0, 0, 0));
-}
-
-TEST_F(JackRecording, ASourceThatAppearsAfterTheStartCountsAsConnected) {
-    jack_client_t* late = jack_client_open("late-keys", JackNoStartServer, nullptr);
-    ASSERT_NE(late, nullptr);
-    jack_port_t* out = jack_port_register(late, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
-    ASSERT_TRUE(out && jack_activate(late) == 0);
-    const std::string ours = jack.port_name(-1);
-    EXPECT_EQ(jack_disconnect(late, keys.hand().c_str(), ours.c_str()), 0);
-    EXPECT_EQ(jack_connect(late, jack_port_name(out), ours.c_str()), 0);
-    // Not in the device lists read at the start, yet what Record asks about.
-    EXPECT_TRUE(p.eng.input_connected());
-    jack_client_close(late);
 }
 
 }  // namespace
