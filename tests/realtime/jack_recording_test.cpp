@@ -56,9 +56,17 @@ class JackRecording : public jack_fixture {
         return keys.done() && keys.late() == 0 && pr.disturbed() == 0 &&
                jack.late_messages() == late_before;
     }
-    void wait_until_played() {
+    // Until the keyboard is done and the take holds `records` records.
+    void wait_until_played(int records = 0) {
         for (int i = 0; i < 1000 && !keys.done(); ++i) sleep_ms(10);
-        sleep_ms(50);
+        for (int i = 0; i < 1000 && take_records() < records; ++i) sleep_ms(5);
+    }
+    int take_records() const {
+        const event_store s = p.store();
+        const ref32 end = shared_load(p.d.record_cursor);
+        int n = 0;
+        for (ref32 r = p.d.record_write; r != end; r = s.next_record(r)) ++n;
+        return n;
     }
 
     // Each note-on of the track with the position of its own note-off, -1 when it has none.
@@ -116,7 +124,7 @@ TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
     for (int attempt = 0; attempt < 3 && !calm; ++attempt)
         calm = play(4, 8, 60, [&] {
             rec.record_start(record_mode::replace);
-            wait_until_played();
+            wait_until_played(16);
             tr.stop();
         });
     ASSERT_TRUE(calm) << "the server or a thread was held up in every attempt";
