@@ -63,6 +63,9 @@ TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
     EXPECT_EQ(placed(), nums(48, 192, 432, 624, 816));
     choose(0);
     EXPECT_EQ(placed(), played);
+    set_quantize_strength(*t, 0);  // no strength: nothing moves
+    choose(16);
+    EXPECT_EQ(placed(), played);
     // Half strength truncates toward zero: 47 (one early) stays.
     t->app.quantize_strength = 50;
     choose(16);
@@ -180,8 +183,8 @@ TEST_F(QuantizeTables, FullSwingMovesTheSwungPointOfEachValueByItsAmountAndNoOth
         EXPECT_EQ(landing(n[i], swung), swung + swing[i]) << n[i];
         EXPECT_EQ(landing(n[i], swung - step), swung - step) << n[i];
     }
-    // Swing -90 % pulls the point earlier; strength does not scale it.
-    t->app.quantize_swing = -9;
+    // Swing -90 % (the least there is) pulls the point earlier; strength does not scale it.
+    set_swing_factor(*t, -10);
     t->app.quantize_strength = 50;
     EXPECT_EQ(landing(16, 48 + 4), 48 + 2 - 18);
 }

@@ -159,6 +159,13 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
     press(letter('W'));
     press(letter('S'));
     EXPECT_EQ(nums(d().tempo_track_on, d().signature_track_on, p->app.solo_on), nums(1, 1, 1));
+    // Meanwhile keypad plus says why it does nothing, once however long it is held.
+    script.messages.clear();
+    key_event plus = key(key_code::pad_plus);
+    press(plus);
+    plus.auto_repeat = true;
+    press(plus);
+    EXPECT_EQ(script.messages.size(), 1u);
     press(letter('T'));
     EXPECT_EQ(d().tempo_track_on, 0);
     // Keypad plus and minus step the tempo by 1.00; not under external sync.
@@ -174,6 +181,7 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
 TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     press(key(key_code::down));
     press(key(key_code::down));
+    EXPECT_EQ(d().current_track, 2);
     press(key(key_code::up));
     EXPECT_EQ(d().current_track, 1);
     press(letter('Z'));
@@ -186,8 +194,11 @@ TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     EXPECT_EQ(d().current_pattern, 10);
     press(letter('8', shift));  // there is no pattern 18
     EXPECT_EQ(d().current_pattern, 10);
+    press(letter('7', shift));  // 17 is the parallel pattern
+    EXPECT_EQ(d().current_pattern, parallel_pattern);
     press(key(key_code::down, shift));
     press(key(key_code::down, shift));
+    EXPECT_EQ(d().current_step, 2);
     press(key(key_code::up, shift));
     EXPECT_EQ(d().current_step, 1);
     // Insert doubles the current step; Delete takes it away again.
