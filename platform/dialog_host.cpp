@@ -105,6 +105,7 @@ QPushButton* dialog_host::add_button(const dialog_control& c, const QRect& place
     auto* b = new QPushButton(qt_text(c.text), this);
     if (c.kind == control_kind::ok_button) {
         b->setDefault(true);
+        if (c.pressed) connect(b, &QPushButton::clicked, this, [f = c.pressed] { f(); });
         connect(b, &QPushButton::clicked, this, &QDialog::accept);
     } else if (c.kind == control_kind::cancel_button) {
         connect(b, &QPushButton::clicked, this, &QDialog::reject);
