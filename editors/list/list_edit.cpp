@@ -109,7 +109,7 @@ outcome delete_event(program& p) {
     const midi_event e = s.at(c);
     // The first signature stays; a later one leaves its bars to the one before.
     std::optional<std::int32_t> bars_kept;
-    if (e.status() == st::signature && !(bars_kept = shift_after_deleting(p, c))) return outcome::refused;
+    if (in_signature_list(p, c) && !(bars_kept = shift_after_deleting(p, c))) return outcome::refused;
     if (e.is_note_off() &&
         p.screen.message(ask_delete_note_off, msg_icon::question, msg_buttons::yes_no,
                          msg_answer::yes) != msg_answer::yes)
@@ -314,7 +314,7 @@ void set_row_data(program& p, ref32 e, row_data what, std::int32_t v) {
 
 void move_row_event(program& p, ref32 e, std::int32_t delta) {
     event_store s = p.store();
-    if (s.status(e) == st::signature) return move_signature(p, e, delta);
+    if (in_signature_list(p, e)) return move_signature(p, e, delta);
     const ref32 off = partner(s, e);
     const std::int32_t pos = s.position(e);
     const std::int32_t end = off != null_ref ? s.position(off) : pos;

@@ -53,7 +53,7 @@ void set_tempo(program& p, ref32 e, std::int32_t tempo) {
 
 void set_signature(program& p, ref32 sig, time_signature g) {
     const event_store s = p.store();
-    const std::int32_t d = shift_for_bar(s, sig, g.bar_ticks());
+    const std::int32_t d = in_signature_list(p, sig) ? shift_for_bar(s, sig, g.bar_ticks()) : 0;
     if (passes_end(s, sig, d)) {
         p.message(msg_measure_overflow);
         return;
@@ -98,6 +98,10 @@ list_field signature_field(program& p, ref32 e, bool numerator) {
 }
 
 }  // namespace
+
+bool in_signature_list(const program& p, ref32 e) {
+    return p.editor.kind == editor_kind::signature_list && p.store().status(e) == st::signature;
+}
 
 list_field list_row_field(program& p, int region, ref32 e) {
     const bool tempo = p.store().status(e) == st::tempo;

@@ -14,6 +14,9 @@ namespace kestrune {
 inline constexpr const char* msg_measure_overflow = "Meassure overflow!";
 
 inline bool is_list_status(std::uint8_t s) { return s == st::tempo || s == st::signature; }
+// A signature of the signature list: its changes move the ones after it. One that a track holds
+// is an event like the others.
+bool in_signature_list(const program& p, ref32 e);
 
 // The -1- and -2- columns of a tempo or signature row.
 list_field list_row_field(program& p, int region, ref32 e);

@@ -14,14 +14,21 @@ namespace {
 
 constexpr std::int32_t lowest_beats = 1, highest_beats = 999;
 
-// Each tempo record of the list, rewritten by `f` in place with the engine parked.
+// `f` on each tempo record of the list.
+template <typename F>
+void each_tempo(const program& p, F f) {
+    const event_store s = p.store();
+    for (ref32 e = p.d.tempo_chain.first; e != null_ref && s.at(e).is_event(); e = s.next_event(e))
+        if (s.status(e) == st::tempo) f(s.at(e));
+}
+
+// Each tempo record rewritten by `f` in place with the engine parked, which then goes on with
+// the tempo now in force.
 template <typename F>
 void rewrite_tempos(program& p, F f) {
     {
         program::park parked(p);
-        const event_store s = p.store();
-        for (ref32 e = p.d.tempo_chain.first; e != null_ref && s.at(e).is_event(); e = s.next_event(e))
-            if (s.status(e) == st::tempo) f(s.at(e));
+        each_tempo(p, f);
     }
     locate_lists(p);
     ++p.changes.tracks;
@@ -31,13 +38,10 @@ void rewrite_tempos(program& p, F f) {
 
 percent_limits tempo_percent_limits(const program& p) {
     std::int32_t highest = lowest_beats, lowest = highest_beats;
-    const event_store s = p.store();
-    for (ref32 e = p.d.tempo_chain.first; e != null_ref && s.at(e).is_event(); e = s.next_event(e)) {
-        if (s.status(e) != st::tempo) continue;
-        const std::int32_t beats = s.at(e).tempo_value() / 100;
-        highest = std::max(highest, beats);
-        lowest = std::min(lowest, beats);
-    }
+    each_tempo(p, [&](const midi_event& e) {
+        highest = std::max(highest, e.tempo_value() / 100);
+        lowest = std::min(lowest, e.tempo_value() / 100);
+    });
     // A damaged record may read as 0 beats.
     highest = std::max(highest, lowest_beats);
     lowest = std::max(lowest, lowest_beats);
