@@ -54,7 +54,6 @@ cursor_target target_of(const program& p, ref32 e) {
 }
 
 void land_cursor(program& p, const cursor_target& t, int row_delta) {
-    editor_state& ed = p.editor;
     const ref32 first = edited_first(p);
     if (first == null_ref) return cursor_to_start(p);
     const event_store s = p.store();
@@ -69,6 +68,11 @@ void land_cursor(program& p, const cursor_target& t, int row_delta) {
             }
         }
     }
+    land_cursor_on(p, e, row_delta);
+}
+
+void land_cursor_on(program& p, ref32 e, int row_delta) {
+    editor_state& ed = p.editor;
     ed.cursor = e;
     ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, list_rows - 1);
     ed.tracks_seen = p.changes.tracks;

@@ -40,5 +40,7 @@ private:
 using cursor_target = std::optional<midi_event>;
 cursor_target target_of(const program& p, ref32 e);
 void land_cursor(program& p, const cursor_target& t, int row_delta);
+// The same onto the record at e, where the chain has kept it in place.
+void land_cursor_on(program& p, ref32 e, int row_delta);
 
 }  // namespace kestrune

@@ -183,10 +183,12 @@ outcome insert_list_row(program& p) {
     if (!edit.begin()) return outcome::refused;
     edit.insert(at, made);
     edit.give_back();
-    // A tempo's copy stands at the row's own place and is found as the row itself: step on to it.
-    const bool beside = !end && tempo;
-    land_cursor(p, made, end || beside ? 0 : 1);
-    if (beside) move_cursor(p, 1);
+    // A tempo's copy stays right behind its row (the sort keeps equal positions in order): the
+    // highlight goes onto it, not onto the first of the equal records.
+    if (!end && tempo)
+        land_cursor_on(p, at, 1);
+    else
+        land_cursor(p, made, end ? 0 : 1);
     return outcome::done;
 }
 

@@ -46,8 +46,11 @@ TEST_F(TempoLists, ATempoChangeInTheListMovesTheClockAndTheEngineTakesIt) {
     p.d.position = song_start + 8 * bar44;
     open(editor_kind::tempo_list);  // the lists need no track data
     const chain_cursor& c = p.d.tempo_chain;
+    // Each copy goes behind its row and the highlight onto it.
     ASSERT_EQ(insert_other(p), outcome::done);
-    EXPECT_EQ(p.editor.cursor_row, 1);
+    ASSERT_EQ(insert_other(p), outcome::done);
+    EXPECT_EQ(p.editor.cursor_row, 2);
+    ASSERT_EQ(delete_event(p), outcome::done);
     list_column_field(p, erg::position, cursor()).set(song_start + 4 * bar44);
     set(erg::data2, 50);
     set(erg::data1, 60);  // the hundredths stay
