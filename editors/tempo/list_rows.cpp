@@ -36,15 +36,15 @@ std::int32_t shift_for_bar(const event_store& s, ref32 sig, std::int32_t bar) {
     return bar * (span / bar_of(s, sig)) - span;
 }
 
-// Rewrites the record at e inside one edit of the list, and keeps the highlight on it.
+// Rewrites the record at e inside one edit of the list, and keeps the highlight on it. No change
+// here takes a record past its neighbours, so it stays where it is.
 template <typename Change>
 void edit_row(program& p, ref32 e, Change change) {
     chain_edit edit(p);
     if (!edit.begin()) return;
     change(edit.store().at(e));
-    const midi_event now = p.store().at(e);
     edit.give_back();
-    land_cursor(p, now, 0);
+    land_cursor_on(p, e, 0);
 }
 
 void set_tempo(program& p, ref32 e, std::int32_t tempo) {
