@@ -3,6 +3,7 @@
 #include "core/command_ids.h"
 #include "editors/frame/editor_frame.h"
 #include "editors/list/list_commands.h"
+#include "editors/tempo/tempo_process.h"
 #include "services/help_pages.h"
 
 namespace kestrune {
@@ -29,7 +30,12 @@ void add_editor_commands(command_table& table) {
     table.add(opener(cmd::event_button, "Event", "", editor_kind::event_list, help_page::event_editor));
     table.add(opener(cmd::event_editor, "&Event Editor", "E", editor_kind::event_list,
                      help_page::event_editor));
+    table.add(opener(cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", editor_kind::tempo_list,
+                     help_page::tempo_signature_editors));
+    table.add(opener(cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",
+                     editor_kind::signature_list, help_page::tempo_signature_editors));
     add_list_commands(table);
+    table.add(process_tempo_command());
     // The editors still to come: greyed in the Windows menu and on the buttons until their
     // records have run functions.
     const struct {
@@ -40,9 +46,6 @@ void add_editor_commands(command_table& table) {
     } planned[] = {
         {cmd::grid_button, "Grid", "", help_page::grid_editor},
         {cmd::grid_editor, "&Grid Editor", "G", help_page::grid_editor},
-        {cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", help_page::tempo_signature_editors},
-        {cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",
-         help_page::tempo_signature_editors},
         {cmd::select_notes_first + 0, "&All", "", help_page::grid_editor},
         {cmd::select_notes_first + 1, "&Toggle", "", help_page::grid_editor},
         {cmd::select_notes_first + 2, "&Equal Pitch", "", help_page::grid_editor},
