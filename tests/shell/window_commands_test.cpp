@@ -9,7 +9,9 @@
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
+#include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
+#include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
 #include "tests/support/song_builder.h"
@@ -118,6 +120,20 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
                   nums(cmd::memory_position_first + i, cmd::store_position_first + i,
                        cmd::memory_locators_first + i, cmd::store_locators_first + i));
     }
+}
+
+TEST_F(Keys, ColumnHeadersTellTheirColumnAndTheCommandThatWorksOnIt) {
+    const int ch = s->screen->cell_height();
+    const auto tip_over = [&](int region, int above) {
+        const rect r = s->screen->regions().place(region);
+        return header_tip(*s, (r.left + r.right) / 2, r.top - above);
+    };
+    EXPECT_EQ(tip_over(rgn::transpose, ch / 2), "Transpose: Freeze Track Parameters (Shift+F)");
+    EXPECT_EQ(tip_over(rgn::quantize, ch / 2), "Quantize: Freeze Quantize (F)");
+    EXPECT_EQ(tip_over(rgn::step_pattern, 2), "Pattern of the song step");
+    // The pattern's name over the name column, and the rows, have none.
+    EXPECT_EQ(tip_over(rgn::track_name, ch / 2), "");
+    EXPECT_EQ(tip_over(rgn::transpose, -ch / 2), "");
 }
 
 TEST_F(Keys, FunctionKeysGoToStoreAndRecallPositionsAndLocators) {
