@@ -103,7 +103,7 @@ TEST_F(EventCommands, InSongModeTheLocatorsAreTheActualPositionWhenTheMusicianSa
     fill(both);
     t.screen.answers = {msg_answer::yes};
     EXPECT_EQ(run(cmd::delete_events, {{"Range", 1}}), outcome::done);
-    EXPECT_EQ(t.screen.messages.front().text, "Actual position?");
+    EXPECT_EQ(t.screen.last_text(), "Actual position?");
     EXPECT_EQ(difference(track(), bar5_note), "");
     // No: the locators are taken as the track's own positions; the song's locators stay as shown.
     fill(both);

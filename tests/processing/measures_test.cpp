@@ -93,7 +93,8 @@ TEST_F(Measures, InSongModeTheTrackMovesInItsOwnTimeAndTheTempoListInTheSongsAnd
     p.d.right_locator = song_bar9 + 2 * bar;
     // Actual position: yes; the question of the lists: yes.
     EXPECT_EQ(run(cmd::insert_measures, {{"Tracks", 0}, {"Tempo Track", 1}}), outcome::done);
-    EXPECT_EQ(t.screen.messages.front().text, "Actual position?");
+    ASSERT_EQ(t.screen.messages.size(), 2U);
+    EXPECT_EQ(t.screen.messages[0].text, "Actual position?");
     EXPECT_EQ(difference(track(), {ev(0xB0, 7, 90, bar1 + 6 * bar)}), "");
     EXPECT_EQ(difference(read_chain(p.store(), p.d.tempo_chain.first), {tempo(12000, 0), tempo(9000, song_bar9 + 2 * bar)}),
               "");
