@@ -135,20 +135,23 @@ std::vector<midi_event> on_four_channels(std::vector<midi_event> v) {
     return v;
 }
 
-// Copy Track Segment of the whole track onto an empty one, Insert Measures (two bars at bar 2 of
+// Copy Track Segment of half the track onto an empty one, Insert Measures (two bars at bar 2 of
 // the current track), Double Speed, Mixdown of 32 tracks and Remix By Channel of four channels.
 void copies_and_transforms(program& p, const std::vector<midi_event>& notes, int runs, int per_track) {
     const auto fresh = [&p, &notes] {
         undo_free(p);
         for (int t = 0; t < tracks_per_pattern; ++t) delete_track_chain(p, 0, t);
         give_track(p, 1, notes);
+        p.d.current_track = 1;  // a copy leaves its destination current
     };
-    p.d.current_track = 1;
+    // The first half of the track, laid behind itself on another track: the copy needs three
+    // times its blocks free.
+    const std::int32_t half = (notes.back().position() - song_start) / 2;
     p.d.left_locator = song_start;
-    p.d.right_locator = last_locator_position;
-    const double segment = command_ms(p, cmd::copy_track_segment, runs, fresh, [](field_values& v) {
-        v[4].number = song_start;  // target
-        v[8].number = 2;           // destination track
+    p.d.right_locator = song_start + half;
+    const double segment = command_ms(p, cmd::copy_track_segment, runs, fresh, [half](field_values& v) {
+        v[4].number = song_start + half;  // target
+        v[8].number = 2;                  // destination track
     });
     p.d.right_locator = song_start + 2 * 768 * 4;
     p.d.left_locator = song_start + 768 * 4;
@@ -170,7 +173,6 @@ void copies_and_transforms(program& p, const std::vector<midi_event>& notes, int
         fresh();
         delete_track_chain(p, 0, 1);
         give_track(p, 1, channels);
-        p.d.current_track = 1;
     });
     std::printf("copy_segment_100k_ms %.2f\n", segment);
     std::printf("insert_measures_100k_ms %.2f\n", measures);
