@@ -2,12 +2,14 @@
 // storing a take of 100,000 events with quantize into a track of 1,000, and the track functions
 // run as their commands (undo copy included) on a track of 100,000 events: Freeze Track
 // Parameters, Delete Events (a filter that rewrites the chain), Transform Events (with the check
-// that follows it), Check Track and Change Note Length. Prints `name value` lines; `--quick` uses
-// small input for a single CI run.
+// that follows it), Check Track, Change Note Length, Copy Track Segment, Insert Measures, Double
+// Speed, Mixdown and Remix By Channel. Prints `name value` lines; `--quick` uses small input for a
+// single CI run.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "bench/measure.h"
@@ -75,17 +77,18 @@ void give_track(program& p, int track, const std::vector<midi_event>& events) {
     sl.in_use = 1;
 }
 
-// The median time of a command on track 1 of pattern 0 with its dialog's first values, `prepare`
-// run before each (untimed).
+// The median time of a command on track 1 of pattern 0 with its dialog's first values (changed
+// by `adjust`), `prepare` run before each (untimed).
 template <class F>
-double command_ms(program& p, int id, int runs, F prepare) {
+double command_ms(program& p, int id, int runs, F prepare, const std::function<void(field_values&)>& adjust = {}) {
     command_table table;
     add_processing_commands(table);
     const command_record& c = *table.find(id);
     std::vector<double> ms;
     for (int i = 0; i < runs; ++i) {
         prepare();
-        const field_values v = initial_values(p, c);
+        field_values v = initial_values(p, c);
+        if (adjust) adjust(v);
         const auto a = stopwatch::now();
         run_command(p, c, v);
         ms.push_back(millis(a, stopwatch::now()));
@@ -123,6 +126,59 @@ void track_functions(program& p, const std::vector<midi_event>& notes, int runs)
     std::printf("transform_100k_ms %.2f\n", transform);
     std::printf("check_track_100k_ms %.2f\n", check);
     std::printf("note_length_100k_ms %.2f\n", length);
+}
+
+// The same notes spread over four channels.
+std::vector<midi_event> on_four_channels(std::vector<midi_event> v) {
+    for (std::size_t i = 0; i < v.size(); ++i)
+        v[i].set_status(static_cast<std::uint8_t>((v[i].status() & 0xF0) | ((v[i].data1() / 2) % 4)));
+    return v;
+}
+
+// Copy Track Segment of half the track onto an empty one, Insert Measures (two bars at bar 2 of
+// the current track), Double Speed, Mixdown of 32 tracks and Remix By Channel of four channels.
+void copies_and_transforms(program& p, const std::vector<midi_event>& notes, int runs, int per_track) {
+    const auto fresh = [&p, &notes] {
+        undo_free(p);
+        for (int t = 0; t < tracks_per_pattern; ++t) delete_track_chain(p, 0, t);
+        give_track(p, 1, notes);
+        p.d.current_track = 1;  // a copy leaves its destination current
+    };
+    // The first half of the track, laid behind itself on another track: the copy needs three
+    // times its blocks free.
+    const std::int32_t half = (notes.back().position() - song_start) / 2;
+    p.d.left_locator = song_start;
+    p.d.right_locator = song_start + half;
+    const double segment = command_ms(p, cmd::copy_track_segment, runs, fresh, [half](field_values& v) {
+        v[4].number = song_start + half;  // target
+        v[8].number = 2;                  // destination track
+    });
+    p.d.right_locator = song_start + 2 * 768 * 4;
+    p.d.left_locator = song_start + 768 * 4;
+    const double measures = command_ms(p, cmd::insert_measures, runs, fresh, [](field_values& v) {
+        v[2].number = 0;  // current track only
+        v[3].number = v[4].number = 0;
+    });
+    const double speed = command_ms(p, cmd::double_speed, runs, fresh);
+    const std::vector<midi_event> part(notes.begin(), notes.begin() + per_track);
+    const double mixdown = command_ms(p, cmd::mixdown, runs, [&] {
+        fresh();
+        for (int t = 0; t < tracks_per_pattern; ++t) {
+            delete_track_chain(p, 0, t);
+            give_track(p, t, part);
+        }
+    });
+    const std::vector<midi_event> channels = on_four_channels(notes);
+    const double remix = command_ms(p, cmd::remix_by_channel, runs, [&] {
+        fresh();
+        delete_track_chain(p, 0, 1);
+        give_track(p, 1, channels);
+    });
+    std::printf("copy_segment_100k_ms %.2f\n", segment);
+    std::printf("insert_measures_100k_ms %.2f\n", measures);
+    std::printf("speed_100k_ms %.2f\n", speed);
+    std::printf("mixdown_32x%d_ms %.2f\n", per_track, mixdown);
+    std::printf("remix_100k_ms %.2f\n", remix);
 }
 
 int run(bool quick) {
@@ -166,6 +222,9 @@ int run(bool quick) {
     std::printf("quantize_100k_ms %.2f\n", median(quantize));
     std::printf("store_take_100k_ms %.2f\n", median(take));
     track_functions(p, notes, runs);
+    // A merge holds its new chain beside both old ones: 32 tracks of 7,500 events are the most
+    // that the largest pool mixes down.
+    copies_and_transforms(p, notes, runs, quick ? 60 : 7500);
     p.shut_down();
     return 0;
 }

@@ -10,6 +10,25 @@ namespace {
 
 constexpr int button_width = 10;  // cells of OK, Cancel and Help
 constexpr int button_height = 2;
+constexpr const char* msg_actual_position = "Actual position?";
+
+bool shows_locators(const command_record& c) {
+    for (const field_spec& f : c.fields)
+        if (f.locator) return true;
+    return false;
+}
+
+// A dialog's locators are the song's positions. Away from the song's first step the musician says
+// whether they mean the actual position in the song (the track's own time lies the step's offset
+// earlier) or the track's own positions.
+std::int32_t song_offset(program& p) {
+    const std::int32_t offset = p.step_offset(p.d.current_pattern);
+    if (offset == 0) return 0;
+    return p.screen.message(msg_actual_position, msg_icon::question, msg_buttons::yes_no,
+                            msg_answer::yes) == msg_answer::yes
+               ? offset
+               : 0;
+}
 
 }  // namespace
 
@@ -119,6 +138,7 @@ outcome run_command(program& p, const command_record& c, field_values values,
         return outcome::refused;
     }
     if (c.refuses && c.refuses(p)) return outcome::refused;
+    p.app.locator_offset = shows_locators(c) ? song_offset(p) : 0;
     if (has_dialog && ask && !ask(c, values)) return outcome::cancelled;
     const outcome o = c.run(p, values);
     if (o == outcome::done && c.changes_song) ++p.changes.commands;

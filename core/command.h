@@ -64,6 +64,9 @@ struct dialog_item {
     rect cells{};
     int field = -1;           // the field it shows and sets
     std::int32_t choice = 0;  // a radio button: the field's value it stands for
+    // A radio button checked at every opening, whatever the field holds: the value stays until
+    // another button of the group is pressed.
+    bool opens_checked = false;
 };
 
 struct dialog_layout {

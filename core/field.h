@@ -44,6 +44,12 @@ struct field_spec {
     int entry_length = 10;                  // characters the typed entry holds
     bool locator = false;                   // shown and entered through the song's locator offset
     std::vector<named_value> named{};       // shown, typed and given to apply by their word
+    // Not empty: the field is not used as the dialog stands; it shows this and takes no click or
+    // typed entry.
+    std::string unused{};
+    // While field `follows` (a choice) holds v, the field looks as `looks[v]` where there is one.
+    int follows = -1;
+    std::vector<field_spec> looks{};
 };
 
 // A value held to the field's range, the upper limit first.
@@ -67,5 +73,12 @@ struct field_value {
     std::string text{};
 };
 using field_values = std::vector<field_value>;
+
+// How a field looks with the dialog's values as they stand.
+inline const field_spec& field_look(const field_spec& f, const field_values& v) {
+    if (f.follows < 0 || static_cast<std::size_t>(f.follows) >= v.size()) return f;
+    const std::int32_t at = v[static_cast<std::size_t>(f.follows)].number;
+    return at >= 0 && static_cast<std::size_t>(at) < f.looks.size() ? f.looks[static_cast<std::size_t>(at)] : f;
+}
 
 }  // namespace kestrune

@@ -1,5 +1,6 @@
 #include "core/program.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace kestrune {
@@ -32,6 +33,11 @@ void program::write_defaults() {
 }
 
 void program::shut_down() { eng.cleanup_func_in_dll(); }
+
+std::int32_t program::step_offset(int pattern) const {
+    if (!d.song_mode || pattern == parallel_pattern) return 0;
+    return step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
+}
 
 void program::wait_request(std::uint8_t& flag) {
     shared_store(flag, 1);

@@ -60,6 +60,9 @@ struct app_state {
     // What the track functions' dialogs keep between openings, by the number of the command (or
     // family of commands) they belong to.
     std::map<int, field_values> dialog_values;
+    // The song offset of the dialog that shows locators: what its positions lie after the
+    // track's own time. Set as the dialog opens.
+    std::int32_t locator_offset = 0;
     // The take that runs: whether its start kept the track's undo copy (a replace), and how many
     // of its cycle passes are quantized. A missing input is told of once.
     bool take_undo_kept = false;
@@ -133,6 +136,9 @@ public:
     }
     // Start of song step i: the end of the entry before it.
     std::int32_t step_start(int i) const { return step(i - 1).end; }
+    // How far a pattern's own time lies before the song's: in song mode the current step's
+    // start less the song's start; the parallel pattern runs in song time.
+    std::int32_t step_offset(int pattern) const;
 
     bool running() const { return shared_load(d.stopped) == 0; }
     bool recording() const { return d.recording != 0; }

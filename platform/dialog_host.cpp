@@ -154,7 +154,12 @@ void dialog_host::add_combo(const dialog_control& c, const QRect& place) {
     auto* box = new QComboBox(this);
     for (const auto& e : c.entries) box->addItem(qt_text(e));
     if (c.get) box->setCurrentIndex(c.get());
-    if (c.set) connect(box, &QComboBox::currentIndexChanged, this, [f = c.set](int i) { f(i); });
+    // A choice may change how the fields look.
+    if (c.set)
+        connect(box, &QComboBox::currentIndexChanged, this, [this, f = c.set](int i) {
+            f(i);
+            update();
+        });
     box->setGeometry(centred(place, box->sizeHint().height()));
 }
 

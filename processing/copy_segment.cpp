@@ -156,14 +156,13 @@ dialog_layout layout(bool tracks) {
 }
 
 segment segment_of(program& p, const field_values& v, bool tracks) {
-    p.d.left_locator = v[left].number;
-    p.d.right_locator = v[right].number;
+    const track_span at = take_locators(p, v[left].number, v[right].number);
     const int st = tracks ? v[source_track].number : 0, tt = tracks ? v[target_track].number : 0;
     return {{v[source_pattern].number, st},
             {v[target_pattern].number, tt},
-            v[left].number,
-            v[right].number,
-            v[target].number,
+            at.from,
+            at.to,
+            std::max(0, track_time(p, v[target].number)),
             v[copies].number,
             v[replace].number != 0};
 }

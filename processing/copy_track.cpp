@@ -81,16 +81,16 @@ void clear_span(program& p, track_ref from, std::int32_t left, std::int32_t righ
     if (g && g.begin()) delete_range(g, left, right);
 }
 
-bool copy_onto_empty(program& p, track_ref from, track_ref to, int m) {
+bool copy_onto_empty(program& p, track_ref from, track_ref to, int m, const track_span& at) {
     const track_slot& src = p.slot(from.pattern, from.track);
     if (!enough_blocks(p, src.blocks + 2, msg_icon::warning)) return false;
     if (m == whole) return copy_whole_track(p, from, to);
-    if (!copy_part(p, from, to, p.d.left_locator, p.d.right_locator)) return false;
-    if (m == extract) clear_span(p, from, p.d.left_locator, p.d.right_locator);
+    if (!copy_part(p, from, to, at.from, at.to)) return false;
+    if (m == extract) clear_span(p, from, at.from, at.to);
     return true;
 }
 
-outcome copy_onto_data(program& p, track_ref from, track_ref to, int m) {
+outcome copy_onto_data(program& p, track_ref from, track_ref to, int m, const track_span& at) {
     const track_slot& src = p.slot(from.pattern, from.track);
     const track_slot& dst = p.slot(to.pattern, to.track);
     if (!enough_blocks(p, 2 * src.blocks + dst.blocks + 6, msg_icon::warning))
@@ -100,16 +100,14 @@ outcome copy_onto_data(program& p, track_ref from, track_ref to, int m) {
         return merge_tracks(p, from, to, true) ? outcome::done : outcome::refused;
     }
     if (!answered_yes(p, msg_merge_part)) return outcome::cancelled;
-    const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
-    if (!copy_part(p, from, scratch_merge, l, r)) return outcome::refused;
-    if (m == extract) clear_span(p, from, l, r);
+    if (!copy_part(p, from, scratch_merge, at.from, at.to)) return outcome::refused;
+    if (m == extract) clear_span(p, from, at.from, at.to);
     return merge_tracks(p, scratch_merge, to, true) ? outcome::done : outcome::refused;
 }
 
 outcome copy_track(program& p, const field_values& v) {
     keep_values(p, cmd::copy_track, {v[mode]});
-    p.d.left_locator = v[left].number;
-    p.d.right_locator = v[right].number;
+    const track_span at = take_locators(p, v[left].number, v[right].number);
     const track_ref from{v[source_pattern].number, v[source_track].number};
     const track_ref to{v[target_pattern].number, v[target_track].number};
     if (!p.slot(from.pattern, from.track).in_use) {
@@ -123,9 +121,9 @@ outcome copy_track(program& p, const field_values& v) {
     const int m = v[mode].number;
     outcome o = outcome::done;
     if (!p.slot(to.pattern, to.track).in_use)
-        o = copy_onto_empty(p, from, to, m) ? outcome::done : outcome::refused;
+        o = copy_onto_empty(p, from, to, m, at) ? outcome::done : outcome::refused;
     else
-        o = copy_onto_data(p, from, to, m);
+        o = copy_onto_data(p, from, to, m, at);
     if (o == outcome::done) {
         p.d.current_pattern = static_cast<std::int16_t>(to.pattern);
         p.d.current_track = static_cast<std::int16_t>(to.track);

@@ -41,14 +41,52 @@ field_spec range_of(const char* label, field_kind kind, int low, int high, std::
     return {.label = label, .kind = kind, .low = low, .high = high, .entry_length = 4, .named = std::move(named)};
 }
 
+// How a row of the condition shows for an event type.
+enum class shows : std::uint8_t { unused, number, key, velocity };
+struct type_rows {
+    shows channel, data1, data2;
+};
+constexpr std::array<type_rows, event_type::count> rows_of_type = {{
+    {shows::number, shows::unused, shows::unused},  // All Events
+    {shows::number, shows::unused, shows::unused},  // All Chan Events
+    {shows::number, shows::key, shows::number},     // Note Off
+    {shows::number, shows::key, shows::velocity},   // Note
+    {shows::number, shows::key, shows::number},     // P-Press
+    {shows::number, shows::number, shows::number},  // Control
+    {shows::number, shows::number, shows::unused},  // Program
+    {shows::number, shows::number, shows::unused},  // C-Press
+    {shows::number, shows::number, shows::number},  // PitchWh
+    {shows::unused, shows::unused, shows::unused},  // Text Event
+    {shows::unused, shows::unused, shows::unused},  // Sys Ex
+}};
+
+field_spec shown_as(field_spec f, shows s, const char* dash) {
+    if (s == shows::unused) f.unused = dash;
+    if (s == shows::key) f.kind = field_kind::note;
+    if (s == shows::velocity) f.named.push_back({0, "Off"});
+    return f;
+}
+
+// The field as each type of the list from `first` to `last` shows it, by the value of `follows`.
+field_spec by_type(field_spec f, int follows, int first, int last, shows type_rows::*row, const char* dash) {
+    f.follows = follows;
+    for (int t = first; t <= last; ++t) f.looks.push_back(shown_as(f, rows_of_type[static_cast<std::size_t>(t)].*row, dash));
+    return f;
+}
+
 std::vector<field_spec> fields(const variant& v) {
     const bool transform = v.mode == select_mode::transform;
+    const int first = transform ? first_transform_type : event_type::all;
+    const int last = transform ? last_transform_type : event_type::sysex;
+    const auto row = [first, last](const char* label, shows type_rows::*r, const char* dash) {
+        return by_type(range_of(label, field_kind::number, 0, 127), type, first, last, r, dash);
+    };
     std::vector<field_spec> f = {
-        choice_field("Events", transform ? type_texts(first_transform_type, last_transform_type)
-                                         : type_texts(event_type::all, event_type::sysex)),
-        range_of("Chan Low", field_kind::one_based, 0, 15), range_of("Chan High", field_kind::one_based, 0, 15),
-        range_of("-1- Low", field_kind::number, 0, 127), range_of("-1- High", field_kind::number, 0, 127),
-        range_of("-2- Low", field_kind::number, 0, 127), range_of("-2- High", field_kind::number, 0, 127),
+        choice_field("Events", type_texts(first, last)),
+        by_type(range_of("Chan Low", field_kind::one_based, 0, 15), type, first, last, &type_rows::channel, " - "),
+        by_type(range_of("Chan High", field_kind::one_based, 0, 15), type, first, last, &type_rows::channel, " - "),
+        row("-1- Low", &type_rows::data1, "  - "), row("-1- High", &type_rows::data1, "  - "),
+        row("-2- Low", &type_rows::data2, " - "), row("-2- High", &type_rows::data2, " - "),
         choice_field("Note Length", {"Ignore", "Shorter than", "Longer than"}),
         {.label = "Length", .kind = field_kind::time_span, .low = 0, .high = last_position, .entry_length = 13},
         range_field(v.part), left_locator_field(), right_locator_field(),
@@ -59,7 +97,9 @@ std::vector<field_spec> fields(const variant& v) {
         choice_field("Result Events", type_texts(first_transform_type, last_transform_type)),
         range_of("Result Chan", field_kind::one_based, no_change, 15, {{no_change, "Cha"}}),
         range_of("Result -1-", field_kind::number, other_byte, 127, {{no_change, "-1-"}, {other_byte, "-2-"}}),
-        range_of("Result -2-", field_kind::number, other_byte, 127, {{no_change, "-2-"}, {other_byte, "-1-"}}),
+        // 0 shows "Off" when the result is a note; a result field is never unused (no dash).
+        by_type(range_of("Result -2-", field_kind::number, other_byte, 127, {{no_change, "-2-"}, {other_byte, "-1-"}}),
+                result_type, first, last, &type_rows::data2, ""),
         range_of("Amount -1-", field_kind::number, no_change, 999, {{no_change, "   "}}),
         choice_field("Operator -1-", ops),
         range_of("Amount -2-", field_kind::number, no_change, 999, {{no_change, "   "}}),

@@ -223,8 +223,7 @@ outcome run_on_lists(program& p, measure_op op, bool tempo, bool signature) {
 }
 
 outcome run_measures(program& p, measure_op op, const field_values& v) {
-    p.d.left_locator = v[left].number;
-    p.d.right_locator = v[right].number;
+    const track_span at = take_locators(p, v[left].number, v[right].number);
     const bool all = v[tracks].number == all_tracks;
     const bool tempo = v[tempo_box].number != 0, signature = v[signature_box].number != 0;
     if (list_editor_open(p)) return run_on_lists(p, op, tempo, signature);
@@ -234,15 +233,14 @@ outcome run_measures(program& p, measure_op op, const field_values& v) {
     }
     if ((all || tempo || signature) && !answered_yes(p, msg_no_undo))
         return outcome::cancelled;
-    const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
-    if (l > r) {
+    const std::int32_t l = at.from, r = at.to;
+    if (v[left].number > v[right].number) {
         p.message(msg_left_after_right, msg_icon::stop);
         return outcome::refused;
     }
     bool ok = shift_tracks(p, op, all, l, r);
     // The lists are counted in song time: in song mode from the current step's start.
-    const std::int32_t o =
-        p.d.song_mode ? p.step_start(p.step_index(p.d.play_step_ptr)) - song_start : 0;
+    const std::int32_t o = p.step_offset(p.d.current_pattern);
     if (ok && tempo) ok = shift_tempo_list(p, op, l + o, r + o);
     if (ok && signature) ok = shift_signature_list(p, op, l + o, r + o);
     locate(p, p.d.position);

@@ -31,6 +31,8 @@ dialog_layout layout() {
     d.items = {group_box("Operation", {1, 1, 35, 12})};
     for (int i = 0; i < static_cast<int>(ops.size()); ++i)
         d.items.push_back(radio_button(operation, i, ops[static_cast<std::size_t>(i)], {2, 2 + 2 * i, 20, 3 + 2 * i}));
+    // Each opening checks Minimum Length; the operation kept stays until another button is pressed.
+    d.items[1 + minimum].opens_checked = true;
     d.items.insert(d.items.end(), {
         value_box(length, {21, 2, 34, 3}),
         group_box("Locators", {1, 13, 35, 19}),

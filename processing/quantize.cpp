@@ -57,14 +57,6 @@ std::int32_t clamp_position(std::int32_t v) {
     return std::clamp(v, 0, last_position);
 }
 
-// Where a step's local positions start in song time, for the signature lookup; the parallel
-// pattern runs in song time.
-std::int32_t song_offset(const program& p, int pattern) {
-    const dll_data& d = p.d;
-    if (!d.song_mode || pattern == parallel_pattern) return 0;
-    return p.step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
-}
-
 }  // namespace
 
 bool is_quantize_value(int n) {
@@ -105,7 +97,7 @@ quantize_pass::quantize_pass(program& p, int pattern, int n)
       step_(ticks_per_whole / n),
       drift_limit_(2 * (ticks_per_whole / n) / 3),
       grid_(quantize_table(n, p.app.smart_quantize != 0)),
-      offset_(song_offset(p, pattern)) {}
+      offset_(p.step_offset(pattern)) {}
 
 void quantize_pass::quantize_note(ref32 e) {
     event_store s = p_.store();

@@ -1,5 +1,7 @@
 #include "processing/track_span.h"
 
+#include <algorithm>
+
 namespace kestrune {
 
 namespace {
@@ -20,13 +22,19 @@ field_spec range_field(std::string part_text) {
 
 field_values locator_values(const program& p) { return {{p.d.left_locator}, {p.d.right_locator}}; }
 
-std::optional<track_span> chosen_span(program& p, std::int32_t range, std::int32_t left,
-                                      std::int32_t right) {
+track_span take_locators(program& p, std::int32_t left, std::int32_t right) {
     p.d.left_locator = left;
     p.d.right_locator = right;
+    const auto own = [&p](std::int32_t at) { return std::clamp(track_time(p, at), 0, last_position); };
+    return {own(left), own(right)};
+}
+
+std::optional<track_span> chosen_span(program& p, std::int32_t range, std::int32_t left,
+                                      std::int32_t right) {
+    const track_span at = take_locators(p, left, right);
     if (range == 0) return track_span{0, last_position};
     if (left > right) return std::nullopt;
-    return track_span{left, right};
+    return at;
 }
 
 field_values kept_values(const program& p, int key, field_values defaults) {

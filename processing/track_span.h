@@ -28,8 +28,13 @@ field_spec range_field(std::string part_text);
 // The song's locators as the fields' values.
 field_values locator_values(const program& p);
 
-// The span the range switch gives; the locators are kept as the song's. Nothing when the left
-// locator lies after the right one: the function then changes nothing and says nothing.
+// The locators a dialog gave, kept as the song's; returned in the track's own time, the song
+// offset taken off (as is any other position of the dialog, through `track_time`).
+track_span take_locators(program& p, std::int32_t left, std::int32_t right);
+inline std::int32_t track_time(const program& p, std::int32_t shown) { return shown - p.app.locator_offset; }
+
+// The span the range switch gives, from the locators as `take_locators` keeps them. Nothing when
+// the left locator lies after the right one: the function then changes nothing and says nothing.
 std::optional<track_span> chosen_span(program& p, std::int32_t range, std::int32_t left,
                                       std::int32_t right);
 

@@ -134,6 +134,7 @@ std::int32_t tempo_unit(const position_pointer& at) {
 
 std::string field_text(const program& p, const field_spec& f, std::int32_t value,
                        const field_place& at) {
+    if (!f.unused.empty()) return f.unused;
     for (const named_value& n : f.named)
         if (n.value == value) return n.text;
     const std::int32_t v = value + locator_shift(f, at);
@@ -162,6 +163,7 @@ std::string field_text(const program& p, const field_spec& f, std::int32_t value
 std::optional<std::int32_t> parse_field(const program& p, const field_spec& f,
                                         std::string_view text, std::int32_t now,
                                         const field_place& at) {
+    if (!f.unused.empty()) return std::nullopt;
     const std::int32_t shift = locator_shift(f, at);
     const auto v = read_entry(p, f, text, now + shift, at);
     if (!v) return std::nullopt;
@@ -170,7 +172,7 @@ std::optional<std::int32_t> parse_field(const program& p, const field_spec& f,
 
 std::int32_t step_field(program& p, const field_spec& f, std::int32_t value, int code,
                         key_mods mods, const position_pointer& pointer, const field_place& at) {
-    if (f.kind == field_kind::text) return value;
+    if (f.kind == field_kind::text || !f.unused.empty()) return value;
     if (mods.ctrl && f.neutral) return *f.neutral;
     if (f.kind == field_kind::check) return code == left_code ? (value ? 0 : 1) : value;
     const std::int32_t shift = locator_shift(f, at);

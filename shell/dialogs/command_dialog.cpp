@@ -1,5 +1,7 @@
 #include "shell/dialogs/command_dialog.h"
 
+#include <algorithm>
+
 namespace kestrune {
 
 command_dialog::command_dialog(program& p, const command_record& c, field_values& values)
@@ -10,12 +12,19 @@ command_dialog::command_dialog(program& p, const command_record& c, field_values
 }
 
 void command_dialog::changed() {
+    show_looks();
     if (c_.dialog.live) c_.run(prog(), values_);
+}
+
+void command_dialog::show_looks() {
+    for (std::size_t k = 0; k < value_of_.size(); ++k)
+        field_at(static_cast<int>(k)).shape = field_look(c_.fields[value_of_[k]], values_);
 }
 
 void command_dialog::add_value(const dialog_item& item) {
     const auto i = static_cast<std::size_t>(item.field);
-    value_field f{.shape = c_.fields[i], .cells = item.cells};
+    value_of_.push_back(i);
+    value_field f{.shape = field_look(c_.fields[i], values_), .cells = item.cells};
     if (f.shape.kind == field_kind::text) {
         f.get_text = [this, i] { return values_[i].text; };
         f.set_text = [this, i](const std::string& t) {
@@ -30,6 +39,11 @@ void command_dialog::add_value(const dialog_item& item) {
         };
     }
     add_field(std::move(f));
+}
+
+bool command_dialog::opens_checked(int field) const {
+    return std::any_of(c_.dialog.items.begin(), c_.dialog.items.end(),
+                       [field](const dialog_item& i) { return i.field == field && i.opens_checked; });
 }
 
 void command_dialog::add_item(const dialog_item& item) {
@@ -47,7 +61,10 @@ void command_dialog::add_item(const dialog_item& item) {
         const std::int32_t choice = item.choice;
         switch (item.kind) {
         case control_kind::radio_button:
-            c.get = [this, i, choice] { return values_[i].number == choice ? 1 : 0; };
+            if (opens_checked(item.field))
+                c.get = [on = item.opens_checked] { return on ? 1 : 0; };
+            else
+                c.get = [this, i, choice] { return values_[i].number == choice ? 1 : 0; };
             c.set = [this, i, choice](int on) {
                 if (!on) return;
                 values_[i].number = choice;

@@ -15,11 +15,15 @@ public:
 private:
     void add_item(const dialog_item& item);
     void add_value(const dialog_item& item);
-    // A live dialog runs its command at each change.
+    // A live dialog runs its command at each change; a field may look otherwise after it.
     void changed();
+    void show_looks();
+    // A radio group whose opening check does not follow its value.
+    bool opens_checked(int field) const;
 
     const command_record& c_;
     field_values& values_;
+    std::vector<std::size_t> value_of_;  // each value field's index among the record's fields
 };
 
 // Asks through the ui's modal dialog, as the window does; true on OK.

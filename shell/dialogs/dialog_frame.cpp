@@ -90,7 +90,7 @@ bool dialog::double_click(int x, int y) {
     const int i = hit(x, y);
     if (i < 0) return false;
     value_field& f = fields_[static_cast<std::size_t>(i)];
-    if (f.shape.kind == field_kind::check) return false;
+    if (f.shape.kind == field_kind::check || !f.shape.unused.empty()) return false;
     const double_click_box box{to_pixels(f.cells), field_text(i), f.shape.entry_length};
     const rect& r = box.field;
     const auto typed = entry_ ? entry_(box)

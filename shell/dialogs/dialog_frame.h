@@ -129,6 +129,7 @@ protected:
     // steps by the field's kind. Returns true when the value changed.
     virtual bool on_field(value_field& f, int code, int x);
     value_field& add_field(value_field f);
+    value_field& field_at(int index) { return fields_[static_cast<std::size_t>(index)]; }
     dialog_control& add_control(dialog_control c);
     // OK and Cancel at the bottom right, Help at the bottom left when the dialog has a page.
     void add_ok_cancel();

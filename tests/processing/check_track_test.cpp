@@ -22,6 +22,20 @@ TEST_F(CheckTrack, EndsOpenNotesDropsOrphanNoteOffsAndDoublesButKeepsDoubledCont
     EXPECT_EQ(p.slot(0, 0).blocks, 1);
 }
 
+TEST_F(CheckTrack, WithThreeBlocksLeftAfterTheUndoCopyOpenNotesStayOpenAndNothingIsLost) {
+    fill({ev(0x80, 61, 64, bar1 - 50), ev(0x90, 60, 100, bar1), ev(0x90, 62, 100, bar1 + 10),
+          ev(0x80, 62, 64, bar1 + 20)});
+    // Another track takes the pool down to four blocks: the undo copy of the track takes one.
+    track_slot& other = open_track(p, 1, 1);
+    for (std::int32_t at = bar1; p.d.free_blocks > 4; at += block_slots) append(p, other, notes(block_slots, at, 1));
+    ASSERT_EQ(p.d.free_blocks, 4);
+    EXPECT_EQ(run(cmd::check_track), outcome::done);
+    EXPECT_TRUE(p.undo.available);
+    // The orphan note-off goes; the note without an end stays as it was, though its block has room.
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x90, 62, 100, bar1 + 10), ev(0x80, 62, 64, bar1 + 20)}),
+              "");
+}
+
 TEST_F(CheckTrack, OverlapEndsEveryNoteOfAChordATickBeforeTheNextNote) {
     fill({ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x90, 67, 100, bar1 + 50), ev(0x80, 60, 64, bar1 + 100),
           ev(0x80, 64, 64, bar1 + 100), ev(0x80, 67, 64, bar1 + 150)});

@@ -120,13 +120,45 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
 
     p.d.current_track = 0;
-    EXPECT_EQ(run(cmd::copy_track_segment,
-                  {{"Destination Track", 1}, {"Target Position", last_position - 100}}),
-              outcome::refused);
-    EXPECT_EQ(t.screen.last_text(), "That's to much!");
     t.screen.answers = {msg_answer::no};
     EXPECT_EQ(run(cmd::copy_track_segment, {{"Target Position", bar1 + 100}}), outcome::cancelled);
     EXPECT_EQ(t.screen.last_text(), "Segment overlaps! Do you want this?");
+}
+
+TEST_F(CopyCommands, PatternSegmentCopiesEveryTrackAfterTheQuestionAndReachesTheLastPositionExactly) {
+    const records first = {ev(0x90, 60, 100, bar1 + 100), ev(0x80, 60, 0, bar1 + 900)};
+    const records second = {ev(0xB3, 7, 90, bar1 + 10)};
+    fill(first);
+    give_track(p, 0, 3, second);
+    p.d.current_track = 3;
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 768;
+    // Two copies of 768 ticks that end exactly at the last position: the last note-off of the
+    // second copy, cut at the right locator - 1, lands on 0xFEFFF.
+    const std::int32_t target = last_position - 2 * 768;
+    const std::vector<std::pair<std::string, std::int32_t>> copies = {
+        {"Destination Pattern", 1}, {"Target Position", target}, {"Copies", 2}};
+    t.screen.answers = {msg_answer::no};
+    EXPECT_EQ(run(cmd::copy_pattern_segment, copies), outcome::cancelled);
+    EXPECT_EQ(t.screen.last_text(), "This operation can't be undone!\nContinue?");
+    EXPECT_EQ(nums(p.slot(1, 0).in_use, p.slot(1, 3).in_use, p.d.current_pattern), nums(0, 0, 0));
+
+    EXPECT_EQ(run(cmd::copy_pattern_segment, copies), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 1, 0), {ev(0x90, 60, 100, target + 100), ev(0x80, 60, 0, target + 767),
+                                               ev(0x90, 60, 100, target + 868), ev(0x80, 60, 0, 0xFEFFF)}),
+              "");
+    EXPECT_EQ(difference(read_track(p, 1, 3), {ev(0xB3, 7, 90, target + 10), ev(0xB3, 7, 90, target + 778)}), "");
+    EXPECT_EQ(name_of(p.slot(1, 3).name), " Segment  ");
+    EXPECT_EQ(nums(p.d.current_pattern, p.d.current_track, p.undo.available), nums(1, 3, 0));
+    EXPECT_EQ(difference(read_track(p, 0, 0), first), "");
+
+    // One tick further and the copies would pass the last position: refused before anything.
+    const records laid = read_track(p, 1, 0);
+    EXPECT_EQ(run(cmd::copy_pattern_segment, {{"Source Pattern", 0}, {"Destination Pattern", 1},
+                                              {"Target Position", target + 1}, {"Copies", 2}}),
+              outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "That's to much!");
+    EXPECT_EQ(difference(read_track(p, 1, 0), laid), "");
 }
 
 TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {

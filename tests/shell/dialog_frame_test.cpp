@@ -4,6 +4,8 @@
 
 #include "core/command_ids.h"
 #include "processing/commands.h"
+#include "processing/select_events.h"
+#include "processing/track_span.h"
 #include "realtime/recording_commands.h"
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
@@ -286,6 +288,65 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     t->d.internal_record = 3;  // port C
     v = initial_values(*t, internal);
     EXPECT_EQ(nums(v[0].number, v[1].number), nums(1, 2));
+}
+
+// The condition's rows show what the chosen event type makes of them; a row the type does not
+// use shows its dash and takes no click. Change Note Length opens on Minimum Length, while the
+// operation kept stays until another button is pressed.
+TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum) {
+    testing::test_program t;
+    command_table table;
+    add_processing_commands(table);
+    const command_record& del = *table.find(cmd::delete_events);
+    field_values v = initial_values(*t, del);
+    v[0].number = 3;  // Note
+    v[5].number = 0;
+    command_dialog d(*t, del, v);
+    d.set_cells(8, 16);
+    const auto texts = [&d] {
+        std::vector<std::string> s;
+        for (int i = 0; i < 6; ++i) s.push_back(d.field_text(i));
+        return s;
+    };
+    EXPECT_EQ(texts(), (std::vector<std::string>{"1", "16", " C-1", " G 9", "Off", "127"}));
+    const auto type_box = std::find_if(d.controls().begin(), d.controls().end(), [](const dialog_control& k) {
+        return k.kind == control_kind::combo_box;
+    });
+    type_box->set(5);  // Control
+    EXPECT_EQ(texts(), (std::vector<std::string>{"1", "16", "0", "127", "0", "127"}));
+    type_box->set(10);  // Sys Ex
+    EXPECT_EQ(texts(), (std::vector<std::string>{" - ", " - ", "  - ", "  - ", " - ", " - "}));
+    const point chan = middle_of(d, 0);
+    d.press(1, chan.x, chan.y);
+    d.release(1);
+    d.tick(0);
+    t.screen.typed = {"5"};
+    EXPECT_FALSE(d.double_click(chan.x, chan.y));
+    EXPECT_EQ(v[1].number, 0);
+    // Transform: a result -2- of 0 is "Off" only for a note.
+    const command_record& tr = *table.find(cmd::transform_events);
+    field_values r = initial_values(*t, tr);
+    r[15].number = 0;
+    command_dialog shown(*t, tr, r);
+    constexpr int result_data2 = 8;
+    EXPECT_EQ(shown.field_text(result_data2), "Off");
+    std::vector<const dialog_control*> combos;
+    for (const dialog_control& k : shown.controls())
+        if (k.kind == control_kind::combo_box) combos.push_back(&k);
+    combos[1]->set(event_type::control - 1);  // the result's type
+    EXPECT_EQ(shown.field_text(result_data2), "0");
+
+    const command_record& len = *table.find(cmd::change_note_length);
+    field_values kept = initial_values(*t, len);
+    kept[0].number = 4;  // Fixed Length, the last one used
+    keep_values(*t, cmd::change_note_length, kept);
+    field_values l = initial_values(*t, len);
+    command_dialog lengths(*t, len, l);
+    std::vector<std::int64_t> marked;
+    for (const dialog_control& k : lengths.controls())
+        if (k.kind == control_kind::radio_button) marked.push_back(k.get());
+    EXPECT_EQ(marked, nums(1, 0, 0, 0, 0));
+    EXPECT_EQ(l[0].number, 4);
 }
 
 // What a typed entry and apply's argument read as, and how the value shows, kind by kind.
