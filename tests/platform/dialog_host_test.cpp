@@ -3,11 +3,13 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
 
 #include "platform/dialog_host.h"
+#include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
 #include "tests/support/stand_ins.h"
 
@@ -88,6 +90,23 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
         host.grab().save("midi_setup.png");
         host.reject();
     }));
+}
+
+TEST(DialogWindow, ATextBoxOpensWithTheFaultsCharacterSelected) {
+    offscreen_app();
+    testing::test_program t;
+    command_record c{.fields = {{.label = "Text", .kind = field_kind::text, .entry_length = 40}},
+                     .dialog = {.title = "Text", .width = 30, .height = 10}};
+    c.dialog.items = {text_box(0, {1, 1, 29, 6})};
+    for (dialog_item& b : ok_cancel(30, 10)) c.dialog.items.push_back(std::move(b));
+    field_values v{{4, "F0,80,F7"}};
+    command_dialog d(*t, c, v);
+    run_with(d, [&](dialog_host& host) {
+        auto* box = host.findChild<QPlainTextEdit*>();
+        ASSERT_NE(box, nullptr);
+        EXPECT_EQ(box->textCursor().selectedText(), "8");
+        host.reject();
+    });
 }
 
 }  // namespace
