@@ -20,11 +20,6 @@ struct rect {
         return left < o.right && o.left < right && top < o.bottom && o.top < bottom;
     }
     rect inset(int by) const { return {left + by, top + by, right - by, bottom - by}; }
-    // The part that lies inside o.
-    rect within(const rect& o) const {
-        return {left > o.left ? left : o.left, top > o.top ? top : o.top, right < o.right ? right : o.right,
-                bottom < o.bottom ? bottom : o.bottom};
-    }
     bool operator==(const rect&) const = default;
 };
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "core/clip.h"
 #include "core/midi_names.h"
 #include "mixer/mixer_view.h"
 
@@ -26,7 +27,7 @@ void mixer_view::paint(canvas& c, const rect& clip) {
     // Only what meets the clip: the tick repaints a knob or a field at a time.
     const rect f = frame();
     if (!f.intersects(clip)) return;
-    c.fill_rect(f.within(clip), colour_role::window);
+    c.fill_rect(clipped(f, clip), colour_role::window);
     paint_labels(c, clip);
     for (int ch = 0; ch < mixer_channels; ++ch)
         if (strip_place(ch).intersects(clip)) paint_strip(c, clip, ch);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/clip.h"
 #include "core/command_ids.h"
 #include "editors/list/event_rows.h"
 #include "song/event_store.h"
@@ -187,8 +188,8 @@ void list_painter::paint(canvas& c, const rect& clip, const program& p, const ed
     const rect header_strip{list.left, list.top - g.cell_height, frame.right, list.top};
     // The rows fill the list themselves: a repaint of rows alone paints nothing under them.
     if (!list.contains(clip.left, clip.top) || !list.contains(clip.right - 1, clip.bottom - 1)) {
-        c.fill_rect(frame.within(clip), colour_role::panel);
-        c.fill_rect(list.within(clip), colour_role::field);
+        c.fill_rect(clipped(frame, clip), colour_role::panel);
+        c.fill_rect(clipped(list, clip), colour_role::field);
         c.frame_rect(list, colour_role::shadow);
     }
     // One character to a cell: each column's piece of the text stands over its region.
