@@ -67,7 +67,8 @@ inline field_spec check_field(std::string label) {
     return {.label = std::move(label), .kind = field_kind::check, .low = 0, .high = 1};
 }
 
-// The value of one field: a number, or the text of a text field.
+// The value of one field: a number, or the text of a text field. A text field's number, when
+// above 0, is the character (from 1) that its box selects when it opens: where a fault lies.
 struct field_value {
     std::int32_t number = 0;
     std::string text{};

@@ -30,6 +30,9 @@ void program::write_defaults() {
     d.midi_click = 1;
     d.last_spp_position = -1;
     d.main_screen = 1;
+    // The mixer's rows start at their defaults, faders at 100 and pans in the middle, before
+    // any song is opened: a first grouped drag starts from there.
+    reset_mixer();
 }
 
 void program::shut_down() { eng.cleanup_func_in_dll(); }

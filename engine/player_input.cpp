@@ -521,31 +521,33 @@ void player::mixer_rows(std::int64_t at) {
     const int p = shared_load(d.mixer_send_port);
     if (p < 0 || p > 3) return;
     mixer_port& m = d.mixer[p];
+    // Each view is read once and the sent row takes what went out: a move that lands while a
+    // value is on its way is sent on the next look, never taken for sent.
     for (int c = 0; c < 16; ++c) {
         const auto ch = static_cast<std::uint8_t>(c);
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
-            if (view[c] == sent[c]) return;
-            mixer_move(p, 0xB0 | ch, cc,
-                       static_cast<std::uint8_t>(std::clamp<int>(view[c], 0, 127)), 3, at);
-            sent[c] = view[c];
+            const std::int16_t v = shared_load(view[c]);
+            if (v == sent[c]) return;
+            mixer_move(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(v, 0, 127)), 3, at);
+            shared_store(sent[c], v);
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
         control(m.pan_view, m.pan_sent, 10);
         control(m.reverb_view, m.reverb_sent, 91);
         control(m.chorus_view, m.chorus_sent, 93);
-        const bool bank = m.bank_view[c] != m.bank_sent[c];
+        const std::int16_t bank_v = shared_load(m.bank_view[c]);
+        const bool bank = bank_v != m.bank_sent[c];
         if (bank) {
-            const int v = std::clamp<int>(m.bank_view[c], 0, 16383);
+            const int v = std::clamp<int>(bank_v, 0, 16383);
             mixer_move(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
             mixer_move(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
-            m.bank_sent[c] = m.bank_view[c];
+            shared_store(m.bank_sent[c], bank_v);
         }
         // A program follows its bank, so a new bank always takes a program with it.
-        if (bank || m.program_view[c] != m.program_sent[c]) {
-            mixer_move(p, 0xC0 | ch,
-                       static_cast<std::uint8_t>(std::clamp<int>(m.program_view[c], 0, 127)), 0, 2,
-                       at);
-            m.program_sent[c] = m.program_view[c];
+        const std::int16_t program_v = shared_load(m.program_view[c]);
+        if (bank || program_v != m.program_sent[c]) {
+            mixer_move(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(program_v, 0, 127)), 0, 2, at);
+            shared_store(m.program_sent[c], program_v);
         }
     }
 }

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "core/clip.h"
 #include "core/midi_names.h"
 #include "mixer/mixer_view.h"
 
@@ -23,22 +24,27 @@ std::string fader_label(int controller) {
 }  // namespace
 
 void mixer_view::paint(canvas& c, const rect& clip) {
+    // Only what meets the clip: the tick repaints a knob or a field at a time.
     const rect f = frame();
     if (!f.intersects(clip)) return;
-    c.fill_rect(f, colour_role::window);
-    paint_labels(c);
-    for (int ch = 0; ch < mixer_channels; ++ch) paint_strip(c, clip, ch);
+    c.fill_rect(clipped(f, clip), colour_role::window);
+    paint_labels(c, clip);
+    for (int ch = 0; ch < mixer_channels; ++ch)
+        if (strip_place(ch).intersects(clip)) paint_strip(c, clip, ch);
     const int port = std::clamp(p_.app.mixer.shown_port, 0, 3);
-    paint_value(c, place(mixer_part::port, 0), std::string(1, port_letters[static_cast<std::size_t>(port)]),
-                text_align::centre);
-    paint_value(c, place(mixer_part::snapshot, 0), std::to_string(p_.app.mixer.snapshot_slot + 1),
-                text_align::centre);
+    if (place(mixer_part::port, 0).intersects(clip))
+        paint_value(c, place(mixer_part::port, 0), std::string(1, port_letters[static_cast<std::size_t>(port)]),
+                    text_align::centre);
+    if (place(mixer_part::snapshot, 0).intersects(clip))
+        paint_value(c, place(mixer_part::snapshot, 0), std::to_string(p_.app.mixer.snapshot_slot + 1),
+                    text_align::centre);
 }
 
-void mixer_view::paint_labels(canvas& c) const {
+void mixer_view::paint_labels(canvas& c, const rect& clip) const {
     const int left = xq(1), right = xq(15);
     auto at = [&](int top_q, std::string_view text) {
-        c.text({left, yq(top_q), right, yq(top_q + 4)}, text, font_kind::small, colour_role::dim_text);
+        const rect r{left, yq(top_q), right, yq(top_q + 4)};
+        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text);
     };
     using namespace mixer_layout;
     at(pan_top + 3, "Pan");
@@ -51,10 +57,9 @@ void mixer_view::paint_labels(canvas& c) const {
     at(bank_top, "Bank");
     at((program_tops[0] + program_tops[1]) / 2, "Prg");
     const rect port = place(mixer_part::port, 0), snap = place(mixer_part::snapshot, 0);
-    c.text({xq(4), port.top, port.left - xq(1), port.bottom}, "Port", font_kind::small, colour_role::dim_text,
-           text_align::right);
-    c.text({snap.left - xq(40), snap.top, snap.left - xq(1), snap.bottom}, "Snapshot", font_kind::small,
-           colour_role::dim_text, text_align::right);
+    for (const auto& [r, text] : {std::pair{rect{xq(4), port.top, port.left - xq(1), port.bottom}, "Port"},
+                                  {rect{snap.left - xq(40), snap.top, snap.left - xq(1), snap.bottom}, "Snapshot"}})
+        if (r.intersects(clip)) c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
 }
 
 void mixer_view::paint_strip(canvas& c, const rect& clip, int ch) {
@@ -67,7 +72,7 @@ void mixer_view::paint_strip(canvas& c, const rect& clip, int ch) {
         paint_value(c, place(mixer_part::reverb, ch), std::to_string(v(mixer_control::reverb)), text_align::right);
     if (reaches(mixer_part::chorus))
         paint_value(c, place(mixer_part::chorus, ch), std::to_string(v(mixer_control::chorus)), text_align::right);
-    paint_fader(c, ch, s);
+    if (reaches(mixer_part::fader)) paint_fader(c, ch, s);
     if (reaches(mixer_part::solo)) paint_switch(c, place(mixer_part::solo, ch), s.solo);
     if (reaches(mixer_part::mute)) paint_switch(c, place(mixer_part::mute, ch), s.mute);
     if (reaches(mixer_part::group))

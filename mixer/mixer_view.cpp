@@ -82,6 +82,11 @@ rect mixer_view::place(mixer_part part, int c) const {
     return {};
 }
 
+rect mixer_view::strip_place(int c) const {
+    const rect program = place(mixer_part::program, c);
+    return {program.left, yq(pan_top), program.right, program.bottom};
+}
+
 mixer_hit mixer_view::hit(int x, int y) const {
     for (mixer_part part : {mixer_part::port, mixer_part::snapshot})
         if (place(part, 0).contains(x, y)) return {part, 0};

@@ -114,6 +114,8 @@ private:
     int xq(int quarters) const { return quarters * w_ / 4; }
     int yq(int quarters) const { return quarters * h_ / 4; }
     rect knob_rect(int channel, int value) const;
+    // A strip's column, from the dial down to its program field, which reaches into its neighbours.
+    rect strip_place(int channel) const;
     strip_shown shown_now(int channel) const;
     std::string program_text(int channel, int value) const;
     bool names_shown(int channel) const;
@@ -122,7 +124,7 @@ private:
         return gm && *gm;
     }
 
-    void paint_labels(canvas& c) const;
+    void paint_labels(canvas& c, const rect& clip) const;
     void paint_strip(canvas& c, const rect& clip, int channel);
     void paint_value(canvas& c, const rect& r, const std::string& text, text_align a) const;
     void paint_dial(canvas& c, int channel, int value) const;

@@ -45,7 +45,7 @@ dialog_host::dialog_host(QWidget* parent, dialog& d) : QDialog(parent), d_(d) {
     // The fields are painted in the dialog's own font at the height of a cell.
     QFont f = font();
     f.setPixelSize(std::max(6, d.cell_height() * 3 / 4));
-    fonts_ = {f, f, f};
+    fonts_.small = fonts_.normal = fonts_.list = f;
     build_controls();
     d_.set_entry([this](const double_click_box& box) { return entry_over(box); });
     timer_.setInterval(dialog_tick_ms);
@@ -92,8 +92,12 @@ void dialog_host::build_controls() {
         case control_kind::value: break;  // painted by the frame
         }
     }
-    // Where each group has its own OK, none is the dialog's: the focus waits on Cancel.
-    if (QPushButton* first = ok ? ok : cancel) first->setFocus();
+    // A faulty entry's box takes the focus; where each group has its own OK, none is the
+    // dialog's: the focus waits on Cancel.
+    if (selected_box_)
+        selected_box_->setFocus();
+    else if (QPushButton* first = ok ? ok : cancel)
+        first->setFocus();
 }
 
 void dialog_host::add_label(const dialog_control& c, const QRect& place) {
@@ -178,6 +182,15 @@ void dialog_host::add_text_box(const dialog_control& c, const QRect& place) {
             c.set_text(t.toStdString());
         });
     edit->setGeometry(place);
+    if (c.selected > 0 && c.selected <= edit->document()->characterCount()) {
+        // The fault's character, selected and scrolled into view, with the box to type in.
+        QTextCursor at = edit->textCursor();
+        at.setPosition(c.selected - 1);
+        at.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor);
+        edit->setTextCursor(at);
+        edit->ensureCursorVisible();
+        selected_box_ = edit;
+    }
 }
 
 void dialog_host::add_list(const dialog_control& c, const QRect& place) {

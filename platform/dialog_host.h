@@ -52,6 +52,7 @@ private:
     dialog& d_;
     qt_fonts fonts_;
     QTimer timer_;
+    QWidget* selected_box_ = nullptr;  // a text box that opens with a character selected
 };
 
 // Runs the dialog modally over `parent`, at the cells the dialog was given (else measured from

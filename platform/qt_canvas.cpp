@@ -90,8 +90,24 @@ const QFont& qt_fonts::of(font_kind k) const {
     return k == font_kind::small ? small : k == font_kind::list ? list : normal;
 }
 
+const QStaticText& qt_fonts::laid_out(std::string_view s, font_kind f) const {
+    constexpr std::size_t most = 4096;
+    std::string key(1, static_cast<char>(f));
+    key.append(s);
+    if (const auto found = laid_out_.find(key); found != laid_out_.end()) return found->second;
+    if (laid_out_.size() >= most) laid_out_.clear();
+    QStaticText t(to_qt(s));
+    t.setTextFormat(Qt::PlainText);
+    t.prepare(QTransform(), of(f));
+    return laid_out_.emplace(std::move(key), std::move(t)).first->second;
+}
+
 qt_canvas::qt_canvas(QPainter& painter, const qt_fonts& fonts, const QPalette& palette)
-    : p_(painter), fonts_(fonts), palette_(palette) {}
+    : p_(painter),
+      fonts_(fonts),
+      palette_(palette),
+      label_ink_(label_ink(palette)),
+      highlight_(face_for(palette.color(QPalette::Highlight), palette.color(QPalette::HighlightedText))) {}
 
 QColor qt_canvas::colour(colour_role c) const {
     const bool dark = palette_.color(QPalette::Window).lightness() < 128;
@@ -102,9 +118,8 @@ QColor qt_canvas::colour(colour_role c) const {
     case colour_role::field: return palette_.color(QPalette::Base);
     case colour_role::text: return palette_.color(QPalette::WindowText);
     case colour_role::field_text: return palette_.color(QPalette::Text);
-    case colour_role::dim_text: return label_ink(palette_);
-    case colour_role::highlight:
-        return face_for(palette_.color(QPalette::Highlight), palette_.color(QPalette::HighlightedText));
+    case colour_role::dim_text: return label_ink_;
+    case colour_role::highlight: return highlight_;
     case colour_role::highlight_text: return palette_.color(QPalette::HighlightedText);
     case colour_role::light: return palette_.color(QPalette::Light);
     case colour_role::shadow: return palette_.color(QPalette::Dark);
@@ -128,29 +143,26 @@ void qt_canvas::fill_rect(const rect& r, colour_role c) {
     if (!r.empty()) p_.fillRect(to_qt(r), colour(c));
 }
 
+// Each drawing sets the pen and brush it needs, so none saves the painter's state: a saved
+// state costs more than the line it would guard.
 void qt_canvas::frame_rect(const rect& r, colour_role c) {
     if (r.empty()) return;
-    p_.save();
     p_.setPen(QPen(colour(c), 0));
     p_.setBrush(Qt::NoBrush);
     p_.drawRect(QRect(r.left, r.top, r.width() - 1, r.height() - 1));
-    p_.restore();
 }
 
 void qt_canvas::line(int x1, int y1, int x2, int y2, colour_role c) {
-    p_.save();
     p_.setPen(QPen(colour(c), 0));
     p_.drawLine(x1, y1, x2, y2);
-    p_.restore();
 }
 
 void qt_canvas::ellipse(const rect& r, colour_role fill, colour_role frame) {
-    p_.save();
     p_.setRenderHint(QPainter::Antialiasing);
     p_.setPen(QPen(colour(frame), 1));
     p_.setBrush(colour(fill));
     p_.drawEllipse(QRectF(to_qt(r)).adjusted(0.5, 0.5, -0.5, -0.5));
-    p_.restore();
+    p_.setRenderHint(QPainter::Antialiasing, false);
 }
 
 void qt_canvas::bevel(const rect& r, bool pressed) {
@@ -166,14 +178,22 @@ void qt_canvas::bevel(const rect& r, bool pressed) {
 
 void qt_canvas::text(const rect& r, std::string_view s, font_kind f, colour_role c, text_align a) {
     if (s.empty() || r.empty()) return;
-    p_.save();
+    const QStaticText& laid = fonts_.laid_out(s, f);
+    const QSizeF size = laid.size();
+    const qreal x = a == text_align::right    ? r.right - size.width()
+                    : a == text_align::centre ? r.left + (r.width() - size.width()) / 2
+                                              : r.left;
+    const QPointF at(std::round(x), std::round(r.top + (r.height() - size.height()) / 2));
+    // Only a text larger than its box needs the box as a clip.
+    const bool overflows = size.width() > r.width() || size.height() > r.height();
+    if (overflows) {
+        p_.save();
+        p_.setClipRect(to_qt(r), Qt::IntersectClip);
+    }
     p_.setFont(fonts_.of(f));
     p_.setPen(colour(c));
-    const Qt::Alignment h = a == text_align::right    ? Qt::AlignRight
-                            : a == text_align::centre ? Qt::AlignHCenter
-                                                      : Qt::AlignLeft;
-    p_.drawText(to_qt(r), static_cast<int>(h | Qt::AlignVCenter | Qt::TextSingleLine), to_qt(s));
-    p_.restore();
+    p_.drawStaticText(at, laid);
+    if (overflows) p_.restore();
 }
 
 int qt_canvas::text_width(std::string_view s, font_kind f) {

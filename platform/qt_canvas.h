@@ -6,6 +6,9 @@
 #include <QFont>
 #include <QPainter>
 #include <QPalette>
+#include <QStaticText>
+#include <string>
+#include <unordered_map>
 
 #include "core/canvas.h"
 
@@ -13,13 +16,19 @@ namespace kestrune {
 
 class main_screen;
 
-// The screen's three fonts at the heights the layout asks for.
+// The screen's three fonts at the heights the layout asks for, and the texts laid out in them:
+// the same few hundred texts come back on every repaint, and laying one out costs more than
+// drawing it.
 struct qt_fonts {
     QFont small;
     QFont normal;
     QFont list;
     static qt_fonts for_screen(const main_screen& screen);
     const QFont& of(font_kind f) const;
+    const QStaticText& laid_out(std::string_view s, font_kind f) const;
+
+private:
+    mutable std::unordered_map<std::string, QStaticText> laid_out_;
 };
 
 class qt_canvas final : public canvas {
@@ -42,6 +51,8 @@ private:
     QPainter& p_;
     const qt_fonts& fonts_;
     QPalette palette_;
+    QColor label_ink_;  // worked out once: both take a few hundred steps
+    QColor highlight_;
 };
 
 // The system font the cells are measured from.

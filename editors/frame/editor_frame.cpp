@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/clip.h"
 #include "core/command_ids.h"
 #include "editors/list/event_rows.h"
 #include "services/help_pages.h"
@@ -201,16 +202,12 @@ void list_painter::paint(canvas& c, const rect& clip, const program& p, const ed
     const rect frame = g.region(erg::frame);
     if (!frame.intersects(clip)) return;
     // Only what meets the clip: a tick repaints a few rows at a time.
-    const auto within = [&clip](const rect& r) {
-        return rect{std::max(r.left, clip.left), std::max(r.top, clip.top), std::min(r.right, clip.right),
-                    std::min(r.bottom, clip.bottom)};
-    };
     const rect list = g.region(erg::list);
     const rect header_strip{list.left, list.top - g.cell_height, frame.right, list.top};
     // The rows fill the list themselves: a repaint of rows alone paints nothing under them.
     if (!list.contains(clip.left, clip.top) || !list.contains(clip.right - 1, clip.bottom - 1)) {
-        c.fill_rect(within(frame), colour_role::panel);
-        c.fill_rect(within(list), colour_role::field);
+        c.fill_rect(clipped(frame, clip), colour_role::panel);
+        c.fill_rect(clipped(list, clip), colour_role::field);
         c.frame_rect(list, colour_role::shadow);
     }
     // One character to a cell: each column's piece of the text stands over its region.

@@ -5,6 +5,7 @@
 
 #include "editors/list/chain_edit.h"
 #include "editors/list/event_list.h"
+#include "editors/sysex/sysex_edit.h"
 #include "editors/tempo/list_rows.h"
 #include "processing/quantize.h"
 #include "song/event_store.h"
@@ -13,8 +14,6 @@ namespace kestrune {
 
 namespace {
 
-constexpr std::uint8_t lyric_nibble = 2;
-
 bool refuses_edit(const program& p) {
     const editor_state& ed = p.editor;
     return ed.position_follow || ed.cursor == null_ref || is_end(p, ed.cursor);
@@ -22,15 +21,6 @@ bool refuses_edit(const program& p) {
 
 std::uint8_t off_status(std::uint8_t note_on_status) {
     return static_cast<std::uint8_t>(note_on_status - 0x10);
-}
-
-midi_event sysex_one_record(std::int32_t pos) {
-    return midi_event::make(st::sysex, 0, st::sysex_end, pos);
-}
-midi_event empty_text(std::int32_t pos, bool lyric) {
-    midi_event e = midi_event::make(st::text, 0, 0, pos);
-    if (lyric) e.set_spare_nibble(lyric_nibble);
-    return e;
 }
 
 // The new kind of a record under Change Event, or nothing when it keeps its kind.
@@ -50,7 +40,7 @@ std::optional<midi_event> changed_kind(program& p, const midi_event& e) {
         case 0xE0:
             ed.last_other = {e.status(), e.data1(), e.data2()};
             ed.other = other_kind::sysex;
-            return sysex_one_record(e.position());
+            return empty_long_event(long_kind::sysex, e.position());
         case 0x80:
             status(static_cast<std::uint8_t>(e.status() + 0x10));
             n.set_data2(64);
@@ -62,7 +52,7 @@ std::optional<midi_event> changed_kind(program& p, const midi_event& e) {
             return n;
         case st::sysex:
             ed.other = other_kind::text;
-            return empty_text(e.position(), false);
+            return empty_long_event(long_kind::text, e.position());
         case st::text:
             if (e.raw0() != 0) {
                 n.set_spare_nibble(e.is_lyric() ? 0 : lyric_nibble);
@@ -70,7 +60,7 @@ std::optional<midi_event> changed_kind(program& p, const midi_event& e) {
             }
             if (!e.is_lyric()) {
                 ed.other = other_kind::lyric;
-                return empty_text(e.position(), true);
+                return empty_long_event(long_kind::lyric, e.position());
             }
             ed.other = other_kind::last_other;
             return midi_event::make(static_cast<std::uint8_t>(0xA0 | (ed.last_other.status & 0x0F)),
@@ -231,11 +221,11 @@ outcome insert_other(program& p) {
     midi_event made = midi_event::make(lo.status, lo.data1, lo.data2, pos);
     const std::uint8_t kind = end ? 0 : row.status() >= 0xF0 ? row.status() : row.status() & 0xF0;
     if ((end && ed.other == other_kind::sysex) || kind == st::sysex) {
-        made = sysex_one_record(pos);
+        made = empty_long_event(long_kind::sysex, pos);
     } else if (end && ed.other != other_kind::last_other) {
-        made = empty_text(pos, ed.other == other_kind::lyric);
+        made = empty_long_event(ed.other == other_kind::lyric ? long_kind::lyric : long_kind::text, pos);
     } else if (kind == st::text) {
-        made = empty_text(pos, row.is_lyric());
+        made = empty_long_event(*long_kind_of(row), pos);
     } else if (kind >= 0xA0 && kind <= 0xE0) {
         made = row;
         ed.last_other = {row.status(), row.data1(), row.data2()};

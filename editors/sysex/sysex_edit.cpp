@@ -2,6 +2,8 @@
 // back in place, the event growing or shrinking by continuation records.
 #include "editors/sysex/sysex_edit.h"
 
+#include <type_traits>
+
 #include "editors/sysex/long_event_text.h"
 #include "processing/track_edit.h"
 #include "services/help_pages.h"
@@ -13,7 +15,6 @@ namespace {
 
 // Blocks that must be free before the sysex dialog opens.
 constexpr int sysex_free_blocks = 10;
-constexpr std::uint8_t lyric_nibble = 0x2;
 // The text box holds a text's characters as UTF-8: a pilcrow takes two bytes.
 constexpr int text_box_bytes = 2 * max_text_chars;
 
@@ -29,14 +30,16 @@ command_record long_event_dialog(std::string title, int box_bytes) {
 }
 
 // Opens the dialog on `text` until `take` accepts what the user leaves in it: each refusal shows
-// its message and the dialog opens again on the user's text. Nothing on Cancel.
+// its message and the dialog opens again on the user's text, with the character selected that
+// `take` marks in the field's number. Nothing on Cancel.
 template <class Take>
-auto ask_until_right(program& p, const command_record& dialog, std::string text, Take take)
-    -> decltype(take(text)) {
+std::invoke_result_t<Take, field_value&> ask_until_right(program& p, const command_record& dialog,
+                                                         std::string text, Take take) {
     field_values v{{0, std::move(text)}};
     for (;;) {
         if (!p.ask_dialog || !p.ask_dialog(dialog, v)) return {};
-        if (auto taken = take(v[0].text)) return taken;
+        v[0].number = 0;
+        if (auto taken = take(v[0])) return taken;
     }
 }
 
@@ -77,10 +80,11 @@ outcome edit_sysex_event(program& p, int pattern, int track, ref32 event) {
     }
     const auto edited = ask_until_right(
         p, long_event_dialog("Edit System Exclusive", sysex_text_chars), sysex_text(message),
-        [&p](const std::string& text) -> std::optional<std::vector<std::uint8_t>> {
-            sysex_parse r = parse_sysex_text(text);
+        [&p](field_value& v) -> std::optional<std::vector<std::uint8_t>> {
+            sysex_parse r = parse_sysex_text(v.text);
             if (r.error == sysex_error::none) return std::move(r.message);
             p.message(sysex_error_text(r.error));
+            v.number = r.at + 1;
             return std::nullopt;
         });
     if (!edited) return outcome::cancelled;
@@ -102,8 +106,8 @@ outcome edit_text_event(program& p, int pattern, int track, ref32 event) {
     const midi_event head = s.at(event);
     const auto edited = ask_until_right(
         p, long_event_dialog(head.is_lyric() ? "Edit Lyric Event" : "Edit Text Event", text_box_bytes),
-        *shown, [&p](const std::string& text) {
-            auto payload = text_payload(text);
+        *shown, [&p](const field_value& v) {
+            auto payload = text_payload(v.text);
             if (!payload) p.message(msg_long_message);
             return payload;
         });

@@ -13,6 +13,7 @@ namespace kestrune {
 
 // What a long event holds.
 enum class long_kind : std::uint8_t { sysex, text, lyric };
+inline constexpr std::uint8_t lyric_nibble = 0x2;  // the top nibble of byte 4 in a new lyric's head
 
 // The kind of a head record (status 0xF0 or 0xF3); nothing for any other record.
 std::optional<long_kind> long_kind_of(const midi_event& head);

@@ -78,6 +78,7 @@ void command_dialog::add_item(const dialog_item& item) {
                 changed();
             };
             c.max_length = c_.fields[i].entry_length;
+            c.selected = values_[i].number;
             break;
         default:  // check and combo boxes
             c.entries = c_.fields[i].choices;

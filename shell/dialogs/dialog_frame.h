@@ -50,10 +50,12 @@ struct dialog_control {
     std::function<bool(int)> get_item{};
     std::function<void(int, bool)> set_item{};
     std::function<void()> pressed{};  // push buttons
-    // Text boxes: the text, at most `max_length` bytes.
+    // Text boxes: the text, at most `max_length` bytes, and the character selected when the box
+    // opens (from 1; 0 none).
     std::function<std::string()> get_text{};
     std::function<void(const std::string&)> set_text{};
     int max_length = 0;
+    int selected = 0;
 };
 
 // Locators are kept in track time; a dialog shows them as stored + `locator`, and positions are

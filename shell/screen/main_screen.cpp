@@ -252,6 +252,13 @@ void main_screen::impl::follow_engine() {
         shown_song = p.changes.song;
         first_visible = 0;
     }
+    // The mixer closed during a take, or with one waiting to be stored: the track list shows the
+    // take's pattern again, with the track it goes into.
+    if (shown_mixer && !mixer_open(p) && (p.recording() || d.take_has_data)) {
+        if (d.record_pattern != d.current_pattern) select_pattern(p, d.record_pattern, true);
+        make_visible(d.current_track);
+    }
+    shown_mixer = mixer_open(p);
     const bool up = main_view();
     if (up != shown_main_view) {
         shown_main_view = up;

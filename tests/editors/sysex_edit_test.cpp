@@ -60,6 +60,7 @@ protected:
         p.ask_dialog = [this](const command_record& c, field_values& v) {
             titles.push_back(c.dialog.title);
             shown.push_back(v[0].text);
+            selected.push_back(v[0].number);
             if (answers.empty() || !answers.front()) return false;
             v[0].text = *answers.front();
             answers.pop_front();
@@ -81,6 +82,7 @@ protected:
     const midi_event after = ev(0x90, 64, 100, 3200);
     std::deque<std::optional<std::string>> answers;
     std::vector<std::string> titles, shown;
+    std::vector<int> selected;
 };
 
 TEST_F(LongEventEdit, SysexGrowsIntoANewBlockAndShrinksBackAfterAWrongTextWasSaidAndKept) {
@@ -88,8 +90,9 @@ TEST_F(LongEventEdit, SysexGrowsIntoANewBlockAndShrinksBackAfterAWrongTextWasSai
     answers = {"F0,,F7", "f0,10,11,12,13,14,15,16,17,18,19,1a,1b,1c,1d,1e,1f,20,21,22,23,f7"};
     EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::done);
     EXPECT_EQ(titles, (std::vector<std::string>{"Edit System Exclusive", "Edit System Exclusive"}));
-    // The wrong text is said, and the dialog opens again on it.
+    // The wrong text is said, and the dialog opens again on it with the second comma selected.
     EXPECT_EQ(shown, (std::vector<std::string>{"F0,01,02,03,F7", "F0,,F7"}));
+    EXPECT_EQ(selected, (std::vector<int>{0, 4}));
     EXPECT_EQ(t.screen.messages.at(0).text, sysex_error_text(sysex_error::bad_character));
     const records grown = {
         ev(st::sysex, 0x10, 0x11, 3100),

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -121,6 +122,23 @@ TEST(DialogWindow, AGroupsOwnOkChoosesThatGroupAndReturnInAFieldChoosesNone) {
         QTest::mouseClick(oks[1], Qt::LeftButton);
     }));
     EXPECT_EQ(testing::nums(v[0].number, v[1].number), testing::nums(1, 50));
+}
+
+TEST(DialogWindow, ATextBoxOpensWithTheFaultsCharacterSelected) {
+    offscreen_app();
+    testing::test_program t;
+    command_record c{.fields = {{.label = "Text", .kind = field_kind::text, .entry_length = 40}},
+                     .dialog = {.title = "Text", .width = 30, .height = 10}};
+    c.dialog.items = {text_box(0, {1, 1, 29, 6})};
+    for (dialog_item& b : ok_cancel(30, 10)) c.dialog.items.push_back(std::move(b));
+    field_values v{{4, "F0,80,F7"}};
+    command_dialog d(*t, c, v);
+    run_with(d, [&](dialog_host& host) {
+        auto* box = host.findChild<QPlainTextEdit*>();
+        ASSERT_NE(box, nullptr);
+        EXPECT_EQ(box->textCursor().selectedText(), "8");
+        host.reject();
+    });
 }
 
 }  // namespace

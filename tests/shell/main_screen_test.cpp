@@ -8,6 +8,7 @@
 
 #include "files/song_file.h"
 #include "files/track_chunk.h"
+#include "mixer/mixer_model.h"
 #include "realtime/transport.h"
 #include "core/command_ids.h"
 #include "core/command_table.h"
@@ -285,6 +286,20 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
     // Escape makes an empty track editable.
     EXPECT_TRUE(key(key_code::escape));
     EXPECT_EQ(nums(slot(20).in_use, std::string(slot(20).name, 10) == " editable "), nums(1, 1));
+}
+
+TEST_F(MainScreen, ClosingTheMixerDuringATakeShowsTheTakesPatternAndTrack) {
+    for (int i = 0; i < 20; ++i) key(key_code::down);
+    t->d.record_pattern = 3;
+    for (const bool take : {false, true}) {
+        screen.scroll_to(0);
+        open_mixer(*t);
+        ticks(1);
+        t->d.recording = take;
+        close_mixer(*t);
+        ticks(1);
+        EXPECT_EQ(nums(t->d.current_pattern, screen.scroll_value()), take ? nums(3, 5) : nums(0, 0));
+    }
 }
 
 TEST_F(MainScreen, TheNameDragCopiesMovesSwapsAndDeletes) {
