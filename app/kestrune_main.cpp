@@ -56,7 +56,7 @@ int usage(const std::string& why) {
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
                  "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [--mixer] [FILE]\n"
-                 "       kestrune --screenshot PNG --editor list --pattern P --track T [--zoom 0-7] FILE\n");
+                 "       kestrune --screenshot PNG --editor list|grid --pattern P --track T [--zoom 0-7] FILE\n");
     return 2;
 }
 
@@ -81,9 +81,9 @@ std::string parse(const QStringList& args, options& o) {
             if (!has_value) return needs_value(a, "a page such as html/index.htm");
             o.help_page = args[++i].toStdString();
         } else if (a == "--editor") {
-            if (!has_value) return needs_value(a, "list");
+            if (!has_value) return needs_value(a, "list or grid");
             o.editor = args[++i].toStdString();
-            if (o.editor != "list") return "--editor takes list, not " + o.editor;
+            if (o.editor != "list" && o.editor != "grid") return "--editor takes list or grid, not " + o.editor;
         } else if (a == "--pattern" || a == "--track") {
             if (!has_value) return needs_value(a);
             bool ok = false;
@@ -163,7 +163,8 @@ int take_screenshot(kestrune::main_window& w, kestrune::session& s, const option
         kestrune::select_pattern(s.prog, o.pattern);
         kestrune::select_track(s.prog, o.track);
         // A refusal ("No data on this track!") is on standard error already.
-        if (kestrune::dispatch_command(s, kestrune::cmd::event_editor) != kestrune::outcome::done) return 1;
+        const int opener = o.editor == "grid" ? kestrune::cmd::grid_editor : kestrune::cmd::event_editor;
+        if (kestrune::dispatch_command(s, opener) != kestrune::outcome::done) return 1;
         w.tick();
         QApplication::processEvents();
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "editors/frame/chain_edit.h"
 #include "editors/list/event_list.h"
 #include "processing/quantize.h"
 #include "processing/track_edit.h"
@@ -13,35 +14,6 @@ namespace kestrune {
 namespace {
 
 constexpr std::uint8_t lyric_nibble = 2;
-
-// One edit of the edited track: the guard, and the block counts kept as records come and go.
-class chain_edit {
-public:
-    explicit chain_edit(program& p)
-        : p_(p), g_(p, p.app.edit_pattern, p.d.current_track, {.empty_ok = true}) {}
-    bool begin() { return g_ && g_.begin(); }
-    event_store store() const { return p_.store(); }
-    ref32 first() const { return g_.slot().first; }
-    bool insert(ref32 at, const midi_event& e) {
-        event_store s = store();
-        const int taken = s.insert_record(at);
-        if (taken < 0) return false;
-        g_.slot().blocks = static_cast<std::uint16_t>(g_.slot().blocks + taken);
-        p_.d.free_blocks -= taken;
-        s.at(at) = e;
-        return true;
-    }
-    void remove(ref32 at, int n) {
-        const int freed = store().delete_records(at, n);
-        g_.slot().blocks = static_cast<std::uint16_t>(g_.slot().blocks - freed);
-        p_.d.free_blocks += freed;
-    }
-    void give_back() { g_.give_back(); }
-
-private:
-    program& p_;
-    track_edit g_;
-};
 
 bool refuses_edit(const program& p) {
     const editor_state& ed = p.editor;
@@ -74,7 +46,7 @@ void land_cursor(program& p, const cursor_target& t, int row_delta) {
         }
     }
     ed.cursor = e;
-    ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, list_rows - 1);
+    ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, shown_rows(p) - 1);
     ed.tracks_seen = p.changes.tracks;
     settle_cursor(p);
 }
