@@ -75,14 +75,15 @@ TEST_F(Grid, AMoveLocksToTheFirstAxisAndTheGroupStopsAtTheTopKeyKeepingItsShape)
     open({ev(0x90, 120, 90, 3072), ev(0x90, 125, 90, 3120), ev(0x80, 120, 64, 3200), ev(0x80, 125, 64, 3200)});
     select_notes(p, 0);
     // Sideways first: the drag follows the keys only, and +5 stops at +2 for the whole group.
-    mouse.press(p, {3130, 125}, left_button, none, row);
-    mouse.move(p, {3130, 126}, none, false);
-    mouse.move(p, {3400, 130}, none, false);
+    mouse.press(p, {3075, 120}, left_button, none, row);
+    mouse.move(p, {3075, 121}, none, false);
+    mouse.move(p, {3400, 125}, none, false);
     EXPECT_EQ(mouse.label(p), "Transp     2");
     mouse.release(p);
     EXPECT_EQ(difference(track(), {ev(0x90, 122, 90, 3072), ev(0x90, 127, 90, 3120),
                                    selected(ev(0x80, 122, 64, 3200)), selected(ev(0x80, 127, 64, 3200))}),
               "");
+    EXPECT_EQ(p.store().at(p.editor.cursor).data1(), 122);
     // Down first: time only. Ctrl copies and frees both axes; the copies alone stay selected.
     drag({3075, 122}, {3075 + 192, 120}, left_button, ctrl);
     EXPECT_EQ(difference(track(), {ev(0x90, 122, 90, 3072), ev(0x90, 127, 90, 3120),
