@@ -125,12 +125,16 @@ void grid_gesture::follow(program& p, grid_point at, bool free_axes) {
         want.ticks = snap_position(p, std::max(0, note_start_ + dt)) - note_start_;
     if (axis_ == drag_axis::keys || axis_ == drag_axis::both) want.keys = dk;
     const group_shift held = held_shift(p, want, window_from_, window_to_);
-    if (held.keys != shift_.keys && note_.on != null_ref) {
-        midi_event heard = p.store().at(note_.on);
-        heard.set_data1(static_cast<std::uint8_t>(heard.data1() + held.keys));
-        hear_event(p, heard);
-    }
+    if (held.keys != shift_.keys) hear_pending_ = true;
     shift_ = held;
+}
+
+void grid_gesture::hear_moved_key(program& p) {
+    if (!hear_pending_ || kind_ != grid_drag::move || note_.on == null_ref) return;
+    hear_pending_ = false;
+    midi_event heard = p.store().at(note_.on);
+    heard.set_data1(static_cast<std::uint8_t>(heard.data1() + shift_.keys));
+    hear_event(p, heard);
 }
 
 void grid_gesture::press_lane(program& p, int value, std::int32_t tick, int button, key_mods mods,
@@ -168,6 +172,7 @@ void grid_gesture::release(program& p) {
     if (kind_ != grid_drag::band) end_heard_note(p);
     kind_ = grid_drag::none;
     shift_ = {};
+    hear_pending_ = false;
 }
 
 std::string grid_gesture::label(const program& p) const {

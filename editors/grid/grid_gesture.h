@@ -30,6 +30,9 @@ public:
     void move(program& p, grid_point at, key_mods mods, bool both_buttons);
     void move_lane(program& p, int value, std::int32_t tick, key_mods mods);
     void release(program& p);
+    // The key a move has reached sounds on the next tick rather than in the move itself, which
+    // stays short while the engine takes the note.
+    void hear_moved_key(program& p);
 
     grid_drag kind() const { return kind_; }
     bool busy() const { return kind_ != grid_drag::none; }
@@ -63,6 +66,7 @@ private:
     bool free_axes_ = false;
     bool copy_ = false;
     bool toggle_ = false;
+    bool hear_pending_ = false;
     std::int32_t length_ = 0;
     lane_stroke stroke_ = lane_stroke::set;
     std::int32_t window_from_ = 0;

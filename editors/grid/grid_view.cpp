@@ -145,6 +145,7 @@ std::vector<rect> grid_view::refresh() {
         frame_track();
         shown_ = {};
     }
+    gesture_.hear_moved_key(p_);
     // The cursor event moved elsewhere (the list's keys, the song position): the grid goes along.
     const editor_state& ed = p_.editor;
     if (ed.moves != shown_.moves && ed.cursor != null_ref && is_event_status(p_.store().status(ed.cursor))) {

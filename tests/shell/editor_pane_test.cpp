@@ -117,7 +117,11 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     screen.mouse_down(x, y, right_button, {}, now);
     screen.mouse_move(x + two_keys / 2, y, {}, now);
     screen.mouse_move(x + two_keys, y, {}, now);
+    // The key the drag reached sounds on the tick, and ends with the drag.
+    ticks(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 72, 64}));
     screen.mouse_up(x + two_keys, y, right_button, now);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 72, 64}));
     ticks(1);
     // Drawn at key 70, dragged sideways two keys; the list's one row shows it.
     const ref32 made = find_note_on(p, 3472, 72);
