@@ -331,7 +331,9 @@ outcome delete_selected(program& p) {
 }
 
 outcome requantize_selected(program& p, bool quantize) {
-    const std::vector<grid_note> group = selected_notes(p);
+    std::vector<grid_note> group = selected_notes(p);
+    // Without a selection, the cursor's note.
+    if (const grid_note c = note_of(p, p.editor.cursor); group.empty() && c.off != null_ref) group.push_back(c);
     if (group.empty()) {
         p.message(msg_no_events_selected, msg_icon::stop);
         return outcome::refused;

@@ -91,7 +91,7 @@ bool move_selected(program& p, group_shift by, bool copy, ref32 lead);
 bool set_dragged_length(program& p, const grid_note& n, std::int32_t raw_length);
 // Delete in the grid: the selected notes.
 outcome delete_selected(program& p);
-// Qua or Deq on the selected notes.
+// Qua or Deq on the selected notes, or without a selection on the cursor's note.
 outcome requantize_selected(program& p, bool quantize);
 
 // The Select Notes items, by number: All, Toggle, Equal Pitch, Lower/Same Pitch, Following.

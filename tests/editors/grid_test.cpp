@@ -153,6 +153,12 @@ TEST_F(Grid, TheLaneSetsValuesFromItsEdgeAndMakesControllersOnTheTracksChannel) 
 TEST_F(Grid, SelectNotesItemsAndQuaWorkOnTheSelection) {
     open({ev(0x90, 60, 90, 3080), ev(0x90, 64, 90, 3100), ev(0x80, 60, 64, 3150), ev(0x80, 64, 64, 3160),
           ev(0x90, 67, 90, 3300), ev(0x80, 67, 64, 3350), ev(0x90, 60, 90, 3400), ev(0x80, 60, 64, 3450)});
+    // Without a selection Qua takes the cursor's note onto the sixteenth grid.
+    p.editor.cursor = find_note_on(p, 3300, 67);
+    ASSERT_EQ(requantize_selected(p, true), outcome::done);
+    EXPECT_NE(find_note_on(p, 3312, 67), null_ref);
+    // Neither a selection nor a note under the cursor.
+    p.editor.cursor = note_of(p, find_note_on(p, 3080, 60)).off;
     EXPECT_EQ(select_notes(p, 3), outcome::refused);
     EXPECT_EQ(t.screen.messages.back().text, msg_select_one_note);
     EXPECT_EQ(requantize_selected(p, true), outcome::refused);
@@ -165,9 +171,9 @@ TEST_F(Grid, SelectNotesItemsAndQuaWorkOnTheSelection) {
     EXPECT_EQ(selected_notes(p).size(), 3U);
     select_notes(p, 1);  // Toggle
     ASSERT_EQ(selected_notes(p).size(), 1U);
-    // Qua moves only the selected 67 onto the sixteenth grid.
-    ASSERT_EQ(requantize_selected(p, true), outcome::done);
-    EXPECT_EQ(nums(find_note_on(p, 3312, 67) != null_ref, find_note_on(p, 3080, 60) != null_ref), nums(1, 1));
+    // Deq takes only the selected 67 back to where it was played.
+    ASSERT_EQ(requantize_selected(p, false), outcome::done);
+    EXPECT_EQ(nums(find_note_on(p, 3300, 67) != null_ref, find_note_on(p, 3080, 60) != null_ref), nums(1, 1));
     expect_sound();
 }
 
