@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/command_ids.h"
+#include "editors/grid/grid_notes.h"
 #include "editors/list/event_rows.h"
 #include "song/event_store.h"
 #include "song/position.h"
@@ -101,6 +102,8 @@ rect editor_geometry::row(int region_number, int r) const {
 void leave_editor(program& p) {
     if (!p.editor.open()) return;
     end_heard_note(p);
+    // The grid's marks do not outlast it.
+    if (p.editor.kind == editor_kind::grid) clear_selection(p);
     shared_store(p.d.step_input_on, std::uint8_t{0});
     p.editor.kind = editor_kind::none;
     ++p.editor.moves;

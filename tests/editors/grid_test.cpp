@@ -174,6 +174,9 @@ TEST_F(Grid, SelectNotesItemsAndQuaWorkOnTheSelection) {
     // Deq takes only the selected 67 back to where it was played.
     ASSERT_EQ(requantize_selected(p, false), outcome::done);
     EXPECT_EQ(nums(find_note_on(p, 3300, 67) != null_ref, find_note_on(p, 3080, 60) != null_ref), nums(1, 1));
+    // Leaving the grid clears the marks.
+    leave_editor(p);
+    for (const midi_event& e : track()) EXPECT_FALSE(e.is_note_off() && has_mark(e, all_marks));
     expect_sound();
 }
 
