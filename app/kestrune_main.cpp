@@ -51,12 +51,21 @@ struct options {
     std::vector<std::string> file_words;
 };
 
+// The command that opens the editor --editor names; 0 for none.
+int editor_command(const std::string& name) {
+    if (name == "list") return kestrune::cmd::event_editor;
+    if (name == "grid") return kestrune::cmd::grid_editor;
+    if (name == "tempo") return kestrune::cmd::tempo_track_editor;
+    if (name == "signature") return kestrune::cmd::signature_track_editor;
+    return 0;
+}
+
 int usage(const std::string& why) {
     std::fprintf(stderr, "kestrune: %s\n", why.c_str());
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
                  "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [--mixer] [FILE]\n"
-                 "       kestrune --screenshot PNG --editor list|grid --pattern P --track T [--zoom 0-7] FILE\n");
+                 "       kestrune --screenshot PNG --editor list|grid|tempo|signature --pattern P --track T [--zoom 0-7] FILE\n");
     return 2;
 }
 
@@ -81,9 +90,9 @@ std::string parse(const QStringList& args, options& o) {
             if (!has_value) return needs_value(a, "a page such as html/index.htm");
             o.help_page = args[++i].toStdString();
         } else if (a == "--editor") {
-            if (!has_value) return needs_value(a, "list or grid");
+            if (!has_value) return needs_value(a, "list, grid, tempo or signature");
             o.editor = args[++i].toStdString();
-            if (o.editor != "list" && o.editor != "grid") return "--editor takes list or grid, not " + o.editor;
+            if (!editor_command(o.editor)) return "--editor takes list, grid, tempo or signature, not " + o.editor;
         } else if (a == "--pattern" || a == "--track") {
             if (!has_value) return needs_value(a);
             bool ok = false;
@@ -163,8 +172,7 @@ int take_screenshot(kestrune::main_window& w, kestrune::session& s, const option
         kestrune::select_pattern(s.prog, o.pattern);
         kestrune::select_track(s.prog, o.track);
         // A refusal ("No data on this track!") is on standard error already.
-        const int opener = o.editor == "grid" ? kestrune::cmd::grid_editor : kestrune::cmd::event_editor;
-        if (kestrune::dispatch_command(s, opener) != kestrune::outcome::done) return 1;
+        if (kestrune::dispatch_command(s, editor_command(o.editor)) != kestrune::outcome::done) return 1;
         w.tick();
         QApplication::processEvents();
     }

@@ -4,6 +4,7 @@
 #include "editors/frame/editor_frame.h"
 #include "editors/grid/grid_commands.h"
 #include "editors/list/list_commands.h"
+#include "editors/tempo/tempo_process.h"
 #include "services/help_pages.h"
 
 namespace kestrune {
@@ -32,23 +33,13 @@ void add_editor_commands(command_table& table) {
                      help_page::event_editor));
     table.add(opener(cmd::grid_button, "Grid", "", editor_kind::grid, help_page::grid_editor));
     table.add(opener(cmd::grid_editor, "&Grid Editor", "G", editor_kind::grid, help_page::grid_editor));
+    table.add(opener(cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", editor_kind::tempo_list,
+                     help_page::tempo_signature_editors));
+    table.add(opener(cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",
+                     editor_kind::signature_list, help_page::tempo_signature_editors));
     add_list_commands(table);
     add_grid_commands(table);
-    // The editors still to come: greyed in the Windows menu and on the buttons until their
-    // records have run functions.
-    const struct {
-        int id;
-        const char* text;
-        const char* shortcut;
-        std::string_view help;
-    } planned[] = {
-        {cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", help_page::tempo_signature_editors},
-        {cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",
-         help_page::tempo_signature_editors},
-    };
-    for (const auto& c : planned)
-        table.add({.id = c.id, .text = c.text, .shortcut = c.shortcut, .views = every_view,
-                   .help = std::string(c.help)});
+    table.add(process_tempo_command());
 }
 
 }  // namespace kestrune

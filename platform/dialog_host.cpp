@@ -66,6 +66,7 @@ void dialog_host::start_timer() {
 
 void dialog_host::build_controls() {
     QPushButton* ok = nullptr;
+    QPushButton* cancel = nullptr;
     QButtonGroup* radios = nullptr;  // consecutive radio buttons make one group
     for (const dialog_control& c : d_.controls()) {
         const kestrune::rect px = d_.to_pixels(c.cells);
@@ -78,7 +79,10 @@ void dialog_host::build_controls() {
         case control_kind::cancel_button:
         case control_kind::help_button:
         case control_kind::push_button:
-            if (QPushButton* b = add_button(c, place); c.kind == control_kind::ok_button) ok = b;
+            if (QPushButton* b = add_button(c, place); c.kind == control_kind::ok_button && !c.pressed)
+                ok = b;
+            else if (c.kind == control_kind::cancel_button)
+                cancel = b;
             break;
         case control_kind::check_box:
         case control_kind::radio_button: add_toggle(c, place, radios); break;
@@ -88,7 +92,8 @@ void dialog_host::build_controls() {
         case control_kind::value: break;  // painted by the frame
         }
     }
-    if (ok) ok->setFocus();
+    // Where each group has its own OK, none is the dialog's: the focus waits on Cancel.
+    if (QPushButton* first = ok ? ok : cancel) first->setFocus();
 }
 
 void dialog_host::add_label(const dialog_control& c, const QRect& place) {
@@ -104,7 +109,13 @@ void dialog_host::add_label(const dialog_control& c, const QRect& place) {
 QPushButton* dialog_host::add_button(const dialog_control& c, const QRect& place) {
     auto* b = new QPushButton(qt_text(c.text), this);
     if (c.kind == control_kind::ok_button) {
-        b->setDefault(true);
+        // A group's own OK is pressed, never reached by Return from a field.
+        if (c.pressed) {
+            b->setAutoDefault(false);
+            connect(b, &QPushButton::clicked, this, [f = c.pressed] { f(); });
+        } else {
+            b->setDefault(true);
+        }
         connect(b, &QPushButton::clicked, this, &QDialog::accept);
     } else if (c.kind == control_kind::cancel_button) {
         connect(b, &QPushButton::clicked, this, &QDialog::reject);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "core/version.h"
+#include "editors/frame/editor_frame.h"
 #include "files/conf_file.h"
 #include "files/settings_file.h"
 #include "platform/help_window.h"
@@ -82,8 +83,7 @@ void add_help_commands(session& s, QWidget* window) {
     bind(s, cmd::tutorial, page(help_page::tutorial));
     // The editor's Help button: the page of the editor in use.
     bind(s, cmd::editor_context_help, [window, &s] {
-        show_help(window, s.prog.editor.kind == editor_kind::grid ? help_page::grid_editor
-                                                                  : help_page::event_editor);
+        show_help(window, editor_help_page(s.prog.editor.kind));
     });
     bind(s, cmd::mixer_help, page(help_page::mixer));
     bind(s, cmd::version_history,

@@ -233,22 +233,23 @@ std::optional<std::string> line_edit_over(QWidget* over, const QFont& font, cons
     edit.selectAll();
     QEventLoop loop;
     bool taken = false;
-    QObject::connect(&edit, &QLineEdit::returnPressed, &loop, [&] {
-        taken = true;
-        loop.quit();
-    });
     QObject::connect(&edit, &QLineEdit::editingFinished, &loop, &QEventLoop::quit);
-    struct escape_filter : QObject {
+    // Escape drops the entry and Return takes it; neither goes on to the window or the dialog
+    // (whose default button Return would press).
+    struct key_filter : QObject {
         QEventLoop* loop;
+        bool* taken;
         bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(e)->key() == Qt::Key_Escape) {
-                loop->quit();
-                return true;
-            }
-            return false;
+            if (e->type() != QEvent::KeyPress) return false;
+            const int key = static_cast<QKeyEvent*>(e)->key();
+            if (key != Qt::Key_Escape && key != Qt::Key_Return && key != Qt::Key_Enter) return false;
+            *taken = key != Qt::Key_Escape;
+            loop->quit();
+            return true;
         }
     } filter;
     filter.loop = &loop;
+    filter.taken = &taken;
     edit.installEventFilter(&filter);
     edit.show();
     edit.setFocus();

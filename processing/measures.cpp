@@ -196,11 +196,38 @@ bool shift_tracks(program& p, measure_op op, bool all, std::int32_t l, std::int3
     return true;
 }
 
+bool list_editor_open(const program& p) {
+    return p.editor.kind == editor_kind::tempo_list || p.editor.kind == editor_kind::signature_list;
+}
+
+// From the tempo or signature editor: the lists alone, the other one first when its box is on,
+// at the locators as they stand.
+outcome run_on_lists(program& p, measure_op op, bool tempo, bool signature) {
+    if (!answered_yes(p, msg_no_undo)) return outcome::cancelled;
+    const std::int32_t l = p.d.left_locator, r = p.d.right_locator;
+    if (l > r) {
+        p.message(msg_left_after_right, msg_icon::stop);
+        return outcome::refused;
+    }
+    bool ok = true;
+    if (p.editor.kind == editor_kind::signature_list) {
+        if (tempo) ok = shift_tempo_list(p, op, l, r);
+        ok = ok && shift_signature_list(p, op, l, r);
+    } else {
+        if (signature) ok = shift_signature_list(p, op, l, r);
+        ok = ok && shift_tempo_list(p, op, l, r);
+    }
+    locate(p, p.d.position);
+    ++p.changes.tracks;
+    return ok ? outcome::done : outcome::refused;
+}
+
 outcome run_measures(program& p, measure_op op, const field_values& v) {
     p.d.left_locator = v[left].number;
     p.d.right_locator = v[right].number;
     const bool all = v[tracks].number == all_tracks;
     const bool tempo = v[tempo_box].number != 0, signature = v[signature_box].number != 0;
+    if (list_editor_open(p)) return run_on_lists(p, op, tempo, signature);
     if (!all && !p.slot(p.d.current_pattern, p.d.current_track).in_use) {
         p.message(msg_no_data, msg_icon::stop);
         return outcome::refused;
@@ -229,6 +256,7 @@ command_record measures_command(int id, measure_op op, const char* text, const c
         .id = id,
         .text = text,
         .shortcut = shortcut,
+        .views = {.main_screen = true, .editor = true},
         .changes_song = true,
         .undo = undo_kind::track,
         .help = std::string(help_page::insert_delete_measures),
@@ -236,8 +264,13 @@ command_record measures_command(int id, measure_op op, const char* text, const c
         .dialog = layout(title),
         .initial = [](const program& p) -> field_values {
             const field_values loc = locator_values(p);
-            return {loc[0], loc[1], {all_tracks}, {p.d.tempo_track_on}, {p.d.signature_track_on}};
+            // The list of an open tempo or signature editor is always concerned.
+            const editor_kind k = p.editor.kind;
+            return {loc[0], loc[1], {all_tracks}, {p.d.tempo_track_on || k == editor_kind::tempo_list},
+                    {p.d.signature_track_on || k == editor_kind::signature_list}};
         },
+        // Of the editors, only the tempo and signature lists reach it.
+        .enabled = [](const program& p) { return !p.editor.open() || list_editor_open(p); },
         .run = [op](program& p, const field_values& v) { return run_measures(p, op, v); },
     };
 }

@@ -1,6 +1,7 @@
 #include "shell/file_commands.h"
 
 #include "core/command_ids.h"
+#include "editors/frame/editor_frame.h"
 #include "files/file_buffer.h"
 #include "files/file_messages.h"
 #include "files/pattern_file.h"
@@ -49,11 +50,19 @@ command_record file_command(int id, const char* text, const char* shortcut, bool
             }};
 }
 
+// An open editor keeps references into the chains it shows: once a load or Clear Song has
+// replaced chains, it closes rather than point into freed blocks.
+void leave_editor_if_replaced(program& p, const change_counters& before, bool loaded) {
+    if (loaded || p.changes.song != before.song || p.changes.tracks != before.tracks) leave_editor(p);
+}
+
 // A load repaints the screen whatever came of it.
 template <class Load>
 std::function<bool(program&)> then_repaint(Load load) {
     return [load](program& p) {
+        const change_counters before = p.changes;
         const bool loaded = load(p);
+        leave_editor_if_replaced(p, before, loaded);
         p.screen.repaint(-1);
         return loaded;
     };
@@ -108,6 +117,7 @@ bool clear_song_command(session& s) {
         return false;
     if (p.running()) s.trans.stop();
     clear_song(p);
+    leave_editor(p);
     s.trans.rewind(1);
     s.files.current_file_name.clear();
     set_title(s, untitled_title);
@@ -131,6 +141,7 @@ bool open_recent_file(session& s, int index) {
         return false;
     }
     int loaded = 0;
+    const change_counters before = p.changes;
     if (is_midi_name(path)) {
         const bool was_edited = s.song_edited();
         loaded = load_recent_midi_file(p, s.files, path);
@@ -139,6 +150,7 @@ bool open_recent_file(session& s, int index) {
         loaded = load_recent_file(p, s.files, path);
         if (loaded) s.mark_song_saved();
     }
+    leave_editor_if_replaced(p, before, loaded != 0);
     if (!loaded) p.message(msg_file_not_found);
     p.screen.repaint(-1);
     return loaded != 0;

@@ -60,6 +60,23 @@ beat_fields beats_at(const program& p, std::int32_t position, std::int32_t fold_
     return f;
 }
 
+// The tempo list's play pointer and tempo, and the signature's beat fields, at `position`.
+void seat_lists(program& p, std::int32_t position) {
+    dll_data& d = p.d;
+    if (d.tempo_track_on) {
+        std::int32_t tempo = default_tempo;
+        d.tempo_chain.play = tempo_at(p, position, &tempo);
+        shared_store(d.tempo_display, tempo);
+        set_tempo_increment(d, tempo);
+    }
+    beat_fields f = beats_at(p, position, 0);
+    d.ticks_per_beat = f.ticks_per_beat;
+    d.beats_per_bar = f.beats_per_bar;
+    d.beat_in_bar = f.beat_in_bar;
+    d.tick_in_beat = f.tick_in_beat;
+    d.active_signature.play = f.after;
+}
+
 }  // namespace
 
 void locate(program& p, std::int32_t position) {
@@ -84,19 +101,7 @@ void locate(program& p, std::int32_t position) {
     }
     locate_tracks(p, d.track_position, local, pattern);
 
-    if (d.tempo_track_on) {
-        std::int32_t tempo = default_tempo;
-        d.tempo_chain.play = tempo_at(p, position, &tempo);
-        shared_store(d.tempo_display, tempo);
-        set_tempo_increment(d, tempo);
-    }
-
-    beat_fields f = beats_at(p, position, 0);
-    d.ticks_per_beat = f.ticks_per_beat;
-    d.beats_per_bar = f.beats_per_bar;
-    d.beat_in_bar = f.beat_in_bar;
-    d.tick_in_beat = f.tick_in_beat;
-    d.active_signature.play = f.after;
+    seat_lists(p, position);
 
     song_step& s = p.step(step);
     s.pattern_ptr = p.pattern_ref(pattern);
@@ -182,6 +187,15 @@ void seat_in_group(program& p, int pattern, int track, bool parallel) {
 }
 
 }  // namespace
+
+void locate_lists(program& p) {
+    dll_data& d = p.d;
+    program::park parked(p);
+    // The active signature is a copy of its list's header, which an edit may have changed.
+    if (d.signature_track_on) d.active_signature = d.signature_track;
+    seat_lists(p, d.position);
+    if (d.cycle_on) cycle_prepare(p);
+}
 
 void locate_track(program& p, int pattern, int track) {
     // Pattern mode may play pattern 16 itself, in the normal group.

@@ -23,6 +23,10 @@ void cycle_prepare(program& p);
 // position, and the cycle's too, with `stopped` held. Other patterns are seated by the next
 // locate.
 void locate_track(program& p, int pattern, int track);
+// The tempo or signature list changed with the song where it stands: the tempo in force, the
+// beat fields and the lists' play pointers at the play position, and the cycle's, with `stopped`
+// held.
+void locate_lists(program& p);
 void cycle_locate_track(program& p, int track, bool parallel, int pattern);
 
 }  // namespace kestrune

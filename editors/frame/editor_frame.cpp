@@ -5,6 +5,7 @@
 #include "core/command_ids.h"
 #include "editors/grid/grid_notes.h"
 #include "editors/list/event_rows.h"
+#include "services/help_pages.h"
 #include "song/event_store.h"
 #include "song/position.h"
 
@@ -64,6 +65,9 @@ const std::vector<editor_button>& editor_buttons() {
         {cmd::change_event, "Change Event", at_a(6), s::event_list},
         {cmd::snap_to_grid, "Snap", at_a(4), s::grid},
         {cmd::hide_groove, "Hide Groove", {col_a, 20 + 7 * 5, col_b + button_w, 26 + 7 * 5}, s::grid},
+        {cmd::insert_other, "Insert Tempo", at_a(5), s::tempo_list},
+        {cmd::insert_other, "Insert Sign", at_a(5), s::signature_list},
+        {cmd::process_tempo, "Process...", at_a(6), s::tempo_list},
     };
     return buttons;
 }
@@ -74,6 +78,8 @@ bool button_shown(const editor_button& b, editor_kind k) {
         case shown_in::track_editors: return k == editor_kind::event_list || k == editor_kind::grid;
         case shown_in::event_list: return k == editor_kind::event_list;
         case shown_in::grid: return k == editor_kind::grid;
+        case shown_in::tempo_list: return k == editor_kind::tempo_list;
+        case shown_in::signature_list: return k == editor_kind::signature_list;
     }
     return false;
 }
@@ -99,6 +105,15 @@ rect editor_geometry::row(int region_number, int r) const {
     return {col.left, col.top + r * cell_height, col.right, col.top + (r + 1) * cell_height};
 }
 
+std::string_view editor_help_page(editor_kind kind) {
+    switch (kind) {
+        case editor_kind::grid: return help_page::grid_editor;
+        case editor_kind::tempo_list:
+        case editor_kind::signature_list: return help_page::tempo_signature_editors;
+        default: return help_page::event_editor;
+    }
+}
+
 void leave_editor(program& p) {
     if (!p.editor.open()) return;
     end_heard_note(p);
@@ -119,7 +134,9 @@ outcome toggle_editor(program& p, editor_kind kind) {
     if (p.refuse_while_recording()) return outcome::refused;
     p.app.edit_pattern = p.d.current_pattern;
     p.d.song_start_step = p.d.current_step;
-    if (!p.slot(p.app.edit_pattern, p.d.current_track).in_use) {
+    // The tempo and signature lists always hold their chain; a track may have none.
+    const bool list = kind == editor_kind::tempo_list || kind == editor_kind::signature_list;
+    if (!list && !p.slot(p.app.edit_pattern, p.d.current_track).in_use) {
         p.message(msg_no_data);
         return outcome::refused;
     }
@@ -128,7 +145,8 @@ outcome toggle_editor(program& p, editor_kind kind) {
     editor_state& ed = p.editor;
     ed.kind = kind;
     ed.position_follow = true;
-    ed.step_offset = p.d.song_mode ? p.step_start(p.d.current_step) - song_start : 0;
+    // The lists count in song time; a track's events in its pattern's.
+    ed.step_offset = p.d.song_mode && !list ? p.step_start(p.d.current_step) - song_start : 0;
     p.app.editor_dirty = false;
     p.d.punch_on = 0;
     ed.tracks_seen = p.changes.tracks;

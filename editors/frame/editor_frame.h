@@ -41,7 +41,7 @@ const std::vector<editor_region>& editor_regions();
 bool is_list_column(int region);
 
 // Which editors show a button.
-enum class shown_in : std::uint8_t { all, track_editors, event_list, grid };
+enum class shown_in : std::uint8_t { all, track_editors, event_list, grid, tempo_list, signature_list };
 
 struct editor_button {
     int command;
@@ -61,6 +61,8 @@ inline constexpr const char* list_header = "\tPosition\tEvent\tCha\t-1-\t-2-\tLe
 // without data.
 outcome toggle_editor(program& p, editor_kind kind);
 void leave_editor(program& p);
+// The help page of the editor of `kind`.
+std::string_view editor_help_page(editor_kind kind);
 
 // Pixel geometry of the frame at a zoom's cells.
 struct editor_geometry {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "editors/frame/chain_edit.h"
+#include "editors/list/chain_edit.h"
 #include "editors/grid/grid_notes.h"
 #include "editors/list/event_list.h"
 #include "editors/list/list_edit.h"

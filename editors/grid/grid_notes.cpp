@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "editors/frame/chain_edit.h"
+#include "editors/list/chain_edit.h"
 #include "editors/list/event_list.h"
 #include "editors/list/list_edit.h"
 #include "processing/quantize.h"
@@ -254,7 +254,8 @@ bool move_selected(program& p, group_shift by, bool copy, ref32 lead) {
     const midi_event lead_on = p.store().at(lead);
     chain_edit edit(p);
     const int needed = static_cast<int>(2 * group.size() / 32) + 5 + edited_slot(p).blocks;
-    if (!edit.guard() || !edit.guard().enough_memory(needed) || !edit.begin()) return false;
+    track_edit* guard = edit.guard();
+    if (!guard || !*guard || !guard->enough_memory(needed) || !edit.begin()) return false;
     event_store s = edit.store();
     const side_chain side = moved_copies(s, group, by, copy);
     // The track's chain and the moved notes merged by position, a moved note first only when
@@ -273,7 +274,7 @@ bool move_selected(program& p, group_shift by, bool copy, ref32 lead) {
         p.message(msg_not_enough_memory, msg_icon::stop);
         return false;
     }
-    edit.guard().replace_chain(first, b.count_chain_blocks());
+    guard->replace_chain(first, b.count_chain_blocks());
     edit.give_back();
     set_cursor_event(p, find_note_on(p, lead_on.position() + by.ticks, lead_on.data1() + by.keys));
     marks_changed(p);

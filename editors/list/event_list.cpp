@@ -9,7 +9,16 @@ namespace kestrune {
 
 track_slot& edited_slot(const program& p) { return p.slot(p.app.edit_pattern, p.d.current_track); }
 
+chain_cursor* edited_list(const program& p) {
+    switch (p.editor.kind) {
+        case editor_kind::tempo_list: return &p.d.tempo_chain;
+        case editor_kind::signature_list: return &p.d.signature_track;
+        default: return nullptr;
+    }
+}
+
 ref32 edited_first(const program& p) {
+    if (const chain_cursor* list = edited_list(p)) return list->first;
     const track_slot& s = edited_slot(p);
     return s.in_use ? s.first : null_ref;
 }

@@ -17,6 +17,8 @@ int first_shown_row(const program& p);
 // The track the editor shows and the first record of its chain (null_ref when it has none).
 track_slot& edited_slot(const program& p);
 ref32 edited_first(const program& p);
+// The tempo or signature list the editor shows in place of a track, or nullptr.
+chain_cursor* edited_list(const program& p);
 
 // Whether the row filters show a record; long events' data records never show.
 bool row_shown(const program& p, const midi_event& e);

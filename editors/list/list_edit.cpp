@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <optional>
 
-#include "editors/frame/chain_edit.h"
+#include "editors/list/chain_edit.h"
 #include "editors/list/event_list.h"
+#include "editors/tempo/list_rows.h"
 #include "processing/quantize.h"
-#include "processing/track_edit.h"
 #include "song/event_store.h"
 
 namespace kestrune {
@@ -18,37 +18,6 @@ constexpr std::uint8_t lyric_nibble = 2;
 bool refuses_edit(const program& p) {
     const editor_state& ed = p.editor;
     return ed.position_follow || ed.cursor == null_ref || is_end(p, ed.cursor);
-}
-
-// Where the highlight goes after an edit: onto the event with these bytes, found again by its
-// position after the chain was sorted; nothing for the end row.
-using cursor_target = std::optional<midi_event>;
-
-cursor_target target_of(const program& p, ref32 e) {
-    if (e == null_ref || is_end(p, e) || is_head(p, e)) return std::nullopt;
-    return p.store().at(e);
-}
-
-void land_cursor(program& p, const cursor_target& t, int row_delta) {
-    editor_state& ed = p.editor;
-    const ref32 first = edited_first(p);
-    if (first == null_ref) return cursor_to_start(p);
-    const event_store s = p.store();
-    ref32 e = s.chain_end(first);
-    if (t) {
-        for (ref32 r = s.find_at_position(first, t->position(), no_loop); s.at(r).is_event();
-             r = s.next_event(r)) {
-            if (s.position(r) != t->position()) break;
-            if (std::equal(std::begin(s.at(r).b), std::end(s.at(r).b), std::begin(t->b))) {
-                e = r;
-                break;
-            }
-        }
-    }
-    ed.cursor = e;
-    ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, shown_rows(p) - 1);
-    ed.tracks_seen = p.changes.tracks;
-    settle_cursor(p);
 }
 
 std::uint8_t off_status(std::uint8_t note_on_status) {
@@ -138,6 +107,9 @@ outcome delete_event(program& p) {
     const ref32 c = ed.cursor;
     const event_store s = p.store();
     const midi_event e = s.at(c);
+    // The first signature stays; a later one leaves its bars to the one before.
+    std::optional<std::int32_t> bars_kept;
+    if (in_signature_list(p, c) && !(bars_kept = shift_after_deleting(p, c))) return outcome::refused;
     if (e.is_note_off() &&
         p.screen.message(ask_delete_note_off, msg_icon::question, msg_buttons::yes_no,
                          msg_answer::yes) != msg_answer::yes)
@@ -161,6 +133,7 @@ outcome delete_event(program& p) {
             edit.remove(off, 1);
         }
     }
+    if (bars_kept) shift_after(s, c, *bars_kept);
     edit.remove(c, s.event_length(c));
     edit.give_back();
     land_cursor(p, to, row_delta);
@@ -246,6 +219,7 @@ outcome insert_note(program& p) {
 }
 
 outcome insert_other(program& p) {
+    if (edited_list(p)) return insert_list_row(p);
     editor_state& ed = p.editor;
     if (insert_refused(p)) return outcome::refused;
     const ref32 c = ed.cursor;
@@ -340,6 +314,7 @@ void set_row_data(program& p, ref32 e, row_data what, std::int32_t v) {
 
 void move_row_event(program& p, ref32 e, std::int32_t delta) {
     event_store s = p.store();
+    if (in_signature_list(p, e)) return move_signature(p, e, delta);
     const ref32 off = partner(s, e);
     const std::int32_t pos = s.position(e);
     const std::int32_t end = off != null_ref ? s.position(off) : pos;

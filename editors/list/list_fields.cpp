@@ -6,6 +6,7 @@
 #include "editors/frame/editor_frame.h"
 #include "editors/list/event_list.h"
 #include "editors/list/list_edit.h"
+#include "editors/tempo/list_rows.h"
 #include "song/event_store.h"
 
 namespace kestrune {
@@ -79,6 +80,7 @@ list_field length_field(program& p, ref32 e) {
 
 list_field list_column_field(program& p, int region, ref32 e) {
     if (e == null_ref || !p.store().at(e).is_event()) return {};
+    if (is_list_status(p.store().status(e)) && region != erg::position) return list_row_field(p, region, e);
     switch (region) {
         case erg::position: return position_field(p, e);
         case erg::channel: return channel_field(p, e);

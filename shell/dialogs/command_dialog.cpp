@@ -37,7 +37,12 @@ void command_dialog::add_item(const dialog_item& item) {
     dialog_control c{.kind = item.kind, .text = item.text, .cells = item.cells};
     // A push button of a record's dialog runs the command and leaves the dialog open.
     if (item.kind == control_kind::push_button) c.pressed = [this] { c_.run(prog(), values_); };
-    if (item.field >= 0) {
+    // An OK button of its own group says which group applies, then closes the dialog.
+    if (item.kind == control_kind::ok_button && item.field >= 0) {
+        c.pressed = [this, i = static_cast<std::size_t>(item.field), choice = item.choice] {
+            values_[i].number = choice;
+        };
+    } else if (item.field >= 0) {
         const auto i = static_cast<std::size_t>(item.field);
         const std::int32_t choice = item.choice;
         switch (item.kind) {

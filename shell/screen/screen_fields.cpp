@@ -202,10 +202,11 @@ bool main_screen::impl::click_field(int region, int row, int code, key_mods mods
     if (!f.get) return false;
     if (f.refused && f.refused(row)) return true;
     const rect field = tree.place(region);
+    // The list's position text ends at its column's edge; the main window's keeps a cell after it.
+    const int tick_chars = is_list_column(region) ? dialog_tick_chars : main_window_tick_chars;
     // The Bar column steps whole bars wherever the click lands.
-    const position_pointer at = f.bars_only
-                                    ? position_pointer{0, g.width * 100, g.width, main_window_tick_chars}
-                                    : position_pointer{press.x, field.right, g.width, main_window_tick_chars};
+    const position_pointer at = f.bars_only ? position_pointer{0, g.width * 100, g.width, tick_chars}
+                                            : position_pointer{press.x, field.right, g.width, tick_chars};
     const std::int32_t before = f.get(row);
     std::int32_t v = step_field(p, f.shape, before, code, mods, at, {.span_from = f.span_from});
     // From a length of one tick a bar step gives whole bars.

@@ -7,8 +7,11 @@
 #include <QTest>
 #include <QTimer>
 
+#include "editors/tempo/tempo_process.h"
 #include "platform/dialog_host.h"
+#include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
+#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -88,6 +91,36 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
         host.grab().save("midi_setup.png");
         host.reject();
     }));
+}
+
+// Process Tempo Track: each group has its own OK; Return in a field takes the entry and applies
+// no group.
+TEST(DialogWindow, AGroupsOwnOkChoosesThatGroupAndReturnInAFieldChoosesNone) {
+    offscreen_app();
+    testing::test_program t;
+    testing::use_tempo_track(*t, {testing::tempo(12000, 0)});
+    t->editor.kind = editor_kind::tempo_list;
+    const command_record c = process_tempo_command();
+    field_values v = initial_values(*t, c);
+    command_dialog d(*t, c, v);
+    d.set_cells(8, 18);
+    EXPECT_TRUE(run_with(d, [&](dialog_host& host) {
+        QTimer::singleShot(0, [&] {
+            auto* edit = host.findChild<QLineEdit*>();
+            ASSERT_NE(edit, nullptr);
+            QTest::keyClicks(edit, "50");
+            QTest::keyClick(edit, Qt::Key_Return);
+        });
+        const rect r = d.field_rect(0);
+        QTest::mouseDClick(&host, Qt::LeftButton, {}, QPoint(r.left + 4, r.top + 4));
+        EXPECT_TRUE(host.isVisible());
+        std::vector<QPushButton*> oks;
+        for (QPushButton* b : host.findChildren<QPushButton*>())
+            if (b->text() == "OK") oks.push_back(b);
+        ASSERT_EQ(oks.size(), 2u);
+        QTest::mouseClick(oks[1], Qt::LeftButton);
+    }));
+    EXPECT_EQ(testing::nums(v[0].number, v[1].number), testing::nums(1, 50));
 }
 
 }  // namespace

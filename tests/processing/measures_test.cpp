@@ -77,6 +77,17 @@ TEST_F(Measures, TheListsMoveTempoByTheSpanAndSignaturesInWholeBars) {
     EXPECT_EQ(difference(list(p.d.signature_track), {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar9)}),
               "");
     EXPECT_EQ(t.screen.messages.size(), 1U);  // the question only
+
+    // From the signature editor the lists alone move, whatever the tracks choice says.
+    use_signature_track(p, {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar10)});
+    const records track5 = read_track(p, 0, 5);
+    p.editor.kind = editor_kind::signature_list;
+    p.d.main_screen = 0;
+    EXPECT_EQ(run(cmd::insert_measures, {{"Tracks", 0}, {"Tempo Track", 0}}), outcome::done);
+    EXPECT_EQ(difference(list(p.d.signature_track), {ev(0xF2, 4, 4, bar1), ev(0xF2, 3, 4, bar10 + bar)}),
+              "");
+    EXPECT_EQ(difference(list(p.d.tempo_chain), {tempo(12000, 0), tempo(10000, bar9)}), "");
+    EXPECT_EQ(difference(read_track(p, 0, 5), track5), "");
 }
 
 }  // namespace

@@ -87,6 +87,13 @@ TEST_F(EditorPane, AClickMovesTheHighlightThenStepsTheFieldAndADoubleClickTypesI
     screen.double_click(x, y, left_button, {}, now);
     ticks(1);
     EXPECT_EQ(row_event(1).data2(), 77);
+    // A click on the bar's last digit steps a whole bar: the note at beat 2 moves to bar 2.
+    const rect pos = screen.regions().place(erg::position);
+    const int digit_x = pos.right - 9 * screen.cell_width() - screen.cell_width() / 2;
+    screen.mouse_down(digit_x, y, left_button, {}, now);
+    screen.mouse_up(digit_x, y, left_button, now + 10);
+    ticks(30);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3264 + 768);
 }
 
 TEST_F(EditorPane, TheListFollowsThePlayPositionAndRepaintsOnlyWhatMoved) {

@@ -280,6 +280,19 @@ TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand
         EXPECT_TRUE(command_enabled(*s, id)) << id;
 }
 
+// The event list keeps references into the chains it shows: a load given up leaves it open, a
+// Clear Song closes it before it could show freed blocks.
+TEST_F(Keys, ClearingTheSongClosesAnOpenEditor) {
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
+    script.file_names = {std::nullopt};
+    dispatch_command(*s, cmd::load_song);
+    EXPECT_TRUE(p->editor.open());
+    script.answers = {msg_answer::ok};
+    EXPECT_EQ(dispatch_command(*s, cmd::clear_song), outcome::done);
+    EXPECT_EQ(nums(p->editor.open(), d().main_screen), nums(0, 1));
+}
+
 // A preference item flips its value and its check mark shows it.
 TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
     const struct {
