@@ -8,3 +8,15 @@ if(TARGET kestrune_platform AND TARGET kestrune)
   add_test(NAME bench_gui_quick COMMAND gui --quick)
   set_tests_properties(bench_gui_quick PROPERTIES ENVIRONMENT QT_QPA_PLATFORM=offscreen)
 endif()
+
+# The whole program at rest (offscreen, a song loaded, stopped) against a bare JACK client on the
+# same server: both whole processes, CPU from /proc.
+if(TARGET kestrune AND TARGET PkgConfig::JACK)
+  add_executable(idle_cpu ${CMAKE_CURRENT_LIST_DIR}/idle_cpu.cpp)
+  target_link_libraries(idle_cpu PRIVATE PkgConfig::JACK)
+  target_include_directories(idle_cpu PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(idle_cpu PRIVATE KESTRUNE_PROGRAM="$<TARGET_FILE:kestrune>")
+  add_dependencies(idle_cpu kestrune)
+  add_test(NAME bench_idle_cpu_quick COMMAND idle_cpu --quick)
+  set_tests_properties(bench_idle_cpu_quick PROPERTIES RESOURCE_LOCK jack_server)
+endif()

@@ -1,6 +1,7 @@
 // What the application needs of the engine: its block, its arena and the request service.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,6 +41,13 @@ inline constexpr int msg_device_lost = 0x405;
 inline constexpr int device_lost_input = -1;
 enum device_loss : int { device_went_away = 1, midi_system_stopped = 2 };
 
+// Devices by the names of the device lists; an empty name for none.
+struct device_names {
+    std::array<std::string, 4> outputs;
+    std::string input;
+    bool operator==(const device_names&) const = default;
+};
+
 class engine_link {
 public:
     virtual ~engine_link() = default;
@@ -76,6 +84,14 @@ public:
     virtual bool input_connected() { return false; }
     // Reads the device lists again; the ports keep their devices, the input shows its source.
     virtual void refresh_devices() {}
+    // Before init_func_in_dll: the devices the saved setup names. Names stand where numbers
+    // shift as devices come and go: each port opens its device by name, and one not there yet is
+    // opened once it appears.
+    virtual void choose_devices_by_name(const device_names& /*names*/) {}
+    // The devices the ports and the input are set to now, those still awaited among them.
+    virtual device_names chosen_devices() const { return {}; }
+    // Why the port's device failed to open last time, for the user; empty when it opened.
+    virtual std::string output_failure(int /*port*/) const { return {}; }
     // A port (0 to 3) or the input whose device went away since it was opened; the engine keeps
     // running and connects it again when the device is back. Lost from the moment msg_device_lost
     // is posted.

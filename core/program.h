@@ -139,6 +139,16 @@ public:
 
     // Raises a request byte and waits until the engine has cleared it.
     void wait_request(std::uint8_t& flag);
+    // Raises a request byte for the engine's next turn without waiting for it.
+    void raise_request(std::uint8_t& flag) {
+        shared_store(flag, std::uint8_t{1});
+        eng.look_now();
+    }
+    // Clears `stopped`; the engine thread, asleep while stopped, is woken to play.
+    void run_engine() {
+        shared_store(d.stopped, std::int16_t{0});
+        eng.look_now();
+    }
     // Ends the notes that sound from one track: of the pattern that plays, of the parallel
     // pattern or of the working pattern's passes. A track of a pattern that does not play has none.
     void silence_track(int pattern, int track);
@@ -152,20 +162,20 @@ public:
     // Parks the engine: holds `stopped` at 1 and restores it when the guard ends.
     class park {
     public:
-        explicit park(program& p) : d_(p.d), was_running_(shared_load(p.d.stopped) == 0) {
+        explicit park(program& p) : p_(p), was_running_(shared_load(p.d.stopped) == 0) {
             if (was_running_) {
-                shared_store(d_.stopped, 1);
+                shared_store(p.d.stopped, 1);
                 p.eng.wait_idle();
             }
         }
         ~park() {
-            if (was_running_) shared_store(d_.stopped, 0);
+            if (was_running_) p_.run_engine();
         }
         park(const park&) = delete;
         park& operator=(const park&) = delete;
 
     private:
-        dll_data& d_;
+        program& p_;
         bool was_running_;
     };
 };

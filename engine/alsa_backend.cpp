@@ -157,6 +157,20 @@ bool alsa_backend::open_output(int port, int device) {
     return true;
 }
 
+std::string alsa_backend::open_failure(int) const {
+    return available_ ? "The ALSA sequencer did not connect the port." : "There is no ALSA sequencer.";
+}
+
+bool alsa_backend::await_output(int port, const std::string& name) {
+    if (port < 0 || port >= output_ports || name.empty()) return false;
+    close_output(port);
+    std::lock_guard hold(control_);
+    if (!available_) return false;
+    chosen_[port] = name;
+    state_[port].store(device_state::gone);
+    return true;
+}
+
 void alsa_backend::close_output(int port) {
     if (port < 0 || port >= output_ports) return;
     std::lock_guard hold(control_);

@@ -44,6 +44,9 @@ public:
     bool open_output(int port, int device) override;
     void close_output(int port) override;
     bool output_open(int port) const override;
+    std::string open_failure(int port) const override;
+    // The port waits for a sequencer port of that name, its numbers aside.
+    bool await_output(int port, const std::string& name) override;
     // Input comes on the input's thread with the sequencer's time stamp on the engine's clock;
     // sysex, timing and active sensing are all passed on, the engine filters.
     void listen(midi_input_sink* sink) override;

@@ -11,6 +11,7 @@ capture_backend::capture_backend(std::size_t capacity) : log_(capacity) {}
 bool capture_backend::open_output(int port, int device) {
     if (port < 0 || port >= 4) return false;
     lost_[port] = device_state::closed;
+    awaited_[port].clear();
     if (device < 0 || device >= static_cast<int>(outputs.size()) ||
         std::find(refuse_devices.begin(), refuse_devices.end(), device) != refuse_devices.end()) {
         open_[port] = false;
@@ -21,7 +22,25 @@ bool capture_backend::open_output(int port, int device) {
 }
 
 void capture_backend::close_output(int port) {
-    if (port >= 0 && port < 4) open_[port] = false;
+    if (port < 0 || port >= 4) return;
+    open_[port] = false;
+    awaited_[port].clear();
+}
+
+bool capture_backend::await_output(int port, const std::string& name) {
+    if (port < 0 || port >= 4) return false;
+    open_[port] = true;
+    lost_[port] = device_state::gone;
+    awaited_[port] = name;
+    return true;
+}
+
+void capture_backend::watch_devices() {
+    for (int p = 0; p < 4; ++p)
+        if (!awaited_[p].empty() && std::find(outputs.begin(), outputs.end(), awaited_[p]) != outputs.end()) {
+            lost_[p] = device_state::closed;
+            awaited_[p].clear();
+        }
 }
 
 bool capture_backend::connect_input(int device, bool only) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include <pthread.h>
 #include <sched.h>
@@ -84,9 +85,15 @@ void engine::enumerate_devices() {
 }
 
 bool engine::open_output_port(int port) {
-    dll_data& d = data_;
     if (port < 0 || port > 3) return false;
     std::lock_guard hold(devices_);
+    awaited_[port].clear();
+    return open_port(port);
+}
+
+bool engine::open_port(int port) {
+    dll_data& d = data_;
+    failure_[port].clear();
     if (backend_) backend_->close_output(port);
     d.midi_out_handle[port] = 0;
     seen_[port] = device_state::closed;
@@ -95,7 +102,9 @@ bool engine::open_output_port(int port) {
     const int choice = d.midi_out_device[port];
     if (choice <= 0) return true;
     const int device = choice - (d.midi_out_has_mapper ? 2 : 1);
-    if (!backend_ || device < 0 || device >= d.midi_out_count || !backend_->open_output(port, device)) {
+    const bool listed = backend_ && device >= 0 && device < d.midi_out_count;
+    if (!listed || !backend_->open_output(port, device)) {
+        failure_[port] = listed ? backend_->open_failure(port) : "The device is no longer listed.";
         d.midi_out_device[port] = 0;
         return false;
     }
@@ -153,7 +162,74 @@ void engine::refresh_devices() {
             d.midi_out_device[p] = static_cast<std::int16_t>(now - output_names_.begin() +
                                                              (d.midi_out_has_mapper ? 2 : 1));
     }
+    // A port awaiting its device takes it once it is listed; the backend's watch connects it, or
+    // it opens here where the backend could not wait.
+    for (int p = 0; p < output_ports; ++p) {
+        const int choice = choice_of(output_names_, awaited_[p]);
+        if (awaited_[p].empty() || choice == 0) continue;
+        awaited_[p].clear();
+        d.midi_out_device[p] = static_cast<std::int16_t>(choice);
+        if (d.midi_out_handle[p] == 0) open_port(p);
+    }
     show_connected_input();
+}
+
+namespace {
+
+// A device's name without the note a system puts after it (" (no SoundFont)").
+std::string_view base_name(std::string_view name) {
+    const auto note = name.rfind(" (");
+    return note != std::string_view::npos && name.ends_with(')') ? name.substr(0, note) : name;
+}
+
+}  // namespace
+
+int engine::choice_of(const std::vector<std::string>& names, const std::string& name) {
+    if (name.empty()) return 0;
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (base_name(names[i]) == base_name(name)) return static_cast<int>(i) + 1;
+    return 0;
+}
+
+void engine::choose_named_devices() {
+    // Settings from before names were kept name nothing: their numbers stand.
+    if (wanted_ == device_names{}) return;
+    dll_data& d = data_;
+    for (int p = 0; p < output_ports; ++p) {
+        const std::string& name = wanted_.outputs[static_cast<std::size_t>(p)];
+        d.midi_out_device[p] = static_cast<std::int16_t>(choice_of(output_names_, name));
+        awaited_[p] = d.midi_out_device[p] == 0 ? name : std::string();
+    }
+    d.midi_in_device = static_cast<std::int16_t>(choice_of(input_names_, wanted_.input));
+}
+
+void engine::await_named_outputs() {
+    std::lock_guard hold(devices_);
+    for (int p = 0; p < output_ports; ++p) {
+        if (awaited_[p].empty() || !backend_ || !backend_->await_output(p, awaited_[p])) continue;
+        data_.midi_out_handle[p] = static_cast<handle32>(p + 1);
+        seen_[p] = backend_->output_state(p);
+    }
+}
+
+device_names engine::chosen_devices() const {
+    const dll_data& d = data_;
+    auto named = [](const std::vector<std::string>& names, int device) {
+        return device >= 0 && device < static_cast<int>(names.size())
+                   ? std::string(base_name(names[static_cast<std::size_t>(device)]))
+                   : std::string();
+    };
+    device_names n;
+    for (int p = 0; p < output_ports; ++p) {
+        const std::string now = named(output_names_, d.midi_out_device[p] - (d.midi_out_has_mapper ? 2 : 1));
+        n.outputs[static_cast<std::size_t>(p)] = now.empty() ? awaited_[p] : now;
+    }
+    n.input = named(input_names_, d.midi_in_device - (d.midi_in_has_mapper ? 2 : 1));
+    return n;
+}
+
+std::string engine::output_failure(int port) const {
+    return port >= 0 && port < output_ports ? failure_[port] : std::string();
 }
 
 void engine::show_connected_input() {
@@ -183,6 +259,7 @@ void engine::watch_devices() {
         if (news == 0) continue;
         news_[slot].store(news);
         any_news_.store(true, std::memory_order_release);
+        sem_post(&wake_);
     }
 }
 
@@ -273,7 +350,8 @@ std::int16_t engine::init_func_in_dll() {
 
     // Devices: lists, then the ports and the input the settings name.
     enumerate_devices();
-    const bool first_start = d.midi_in_device == 0 &&
+    choose_named_devices();
+    const bool first_start = d.midi_in_device == 0 && wanted_ == device_names{} &&
                              std::all_of(std::begin(d.midi_out_device), std::end(d.midi_out_device),
                                          [](std::int16_t c) { return c == 0; });
     if (first_start) {
@@ -282,7 +360,12 @@ std::int16_t engine::init_func_in_dll() {
         if (device >= 0) d.midi_out_device[0] = static_cast<std::int16_t>(device + 1);
     }
     bool any_output = false;
-    for (int p = 0; p < 4; ++p) any_output |= open_output_port(p) && d.midi_out_handle[p] != 0;
+    for (int p = 0; p < 4; ++p) {
+        std::lock_guard hold(devices_);
+        any_output |= open_port(p) && d.midi_out_handle[p] != 0;
+    }
+    await_named_outputs();
+    for (int p = 0; p < 4; ++p) any_output |= d.midi_out_handle[p] != 0;
     start_input(first_start);
     d.midi_not_configured = any_output ? 0 : 1;
 
@@ -431,8 +514,10 @@ void engine::thread_main() {
     while (!quit_.load(std::memory_order_acquire)) {
         step(clock_->now_us());
         const std::int64_t due = player_->next_due_us();
-        std::int64_t wake = std::min(next_tick_us_, due);
         const std::int64_t now = clock_->now_us();
+        // Stopped and idle, the tick has nothing to do: the thread sleeps until a request, a send,
+        // input or device news wakes it (the long timeout only guards against a lost wake).
+        std::int64_t wake = player_->idle() ? now + idle_sleep_us : std::min(next_tick_us_, due);
         if (wake <= now) wake = now + 50;
         if (!clock_is_real_) {
             clock_->sleep_ms(static_cast<int>(std::max<std::int64_t>(1, (wake - now) / 1000)));

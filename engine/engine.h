@@ -59,8 +59,12 @@ public:
     // The choice in midi_in_device becomes the input's only source (choice 0: none).
     bool open_input_port() override;
     bool input_connected() override;
-    // Lists the devices again, each port keeping its device, the input showing its source.
+    // Lists the devices again, each port keeping its device, the input showing its source; a port
+    // awaiting its device takes it by name once it is listed.
     void refresh_devices() override;
+    void choose_devices_by_name(const device_names& names) override { wanted_ = names; }
+    device_names chosen_devices() const override;
+    std::string output_failure(int port) const override;
     std::vector<std::string> output_device_names() const override { return output_names_; }
     std::vector<std::string> input_device_names() const override { return input_names_; }
     const std::vector<std::string>& output_names() const { return output_names_; }
@@ -90,6 +94,15 @@ private:
     // connected now, however it was connected.
     bool connect_input(bool only);
     void show_connected_input();
+    // Start-up: the choices from the names the setup keeps; a port whose device is not listed
+    // waits for it.
+    void choose_named_devices();
+    // With devices_ held: opens a port's device from midi_out_device.
+    bool open_port(int port);
+    void await_named_outputs();
+    // The list number + 1 of `name`, or of a listed device marked after its name (" (...)"); 0
+    // when it is not listed.
+    static int choice_of(const std::vector<std::string>& names, const std::string& name);
     void watch_main();
 
     dll_data data_{};
@@ -105,9 +118,13 @@ private:
     std::atomic<bool> quit_{false};
     std::atomic<bool> busy_{false};
     static constexpr std::int64_t spin_us = 100;  // the engine thread spins this long before an event
+    static constexpr std::int64_t idle_sleep_us = 1'000'000;
     std::int64_t next_tick_us_ = 0;
     std::int64_t virtual_now_ = 0;
     std::vector<std::string> output_names_, input_names_;
+    device_names wanted_;                       // as the saved setup names them
+    std::string awaited_[output_ports];         // a port's device not listed yet
+    std::string failure_[output_ports];         // why a port's device did not open
 
     // Device watch: slots 0 to 3 are the ports, slot 4 the input.
     static constexpr int watch_slots = output_ports + 1;

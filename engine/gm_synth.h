@@ -24,7 +24,8 @@ std::string default_soundfont();
 
 // The message shown when no SoundFont can be had.
 inline constexpr const char* msg_no_soundfont =
-    "The built-in synth has no SoundFont!\nInstall one (Debian: timgm6mb-soundfont or\n"
+    "The built-in synth finds no SoundFont in /usr/share/sounds/sf2/!\n"
+    "Install one there (Debian: timgm6mb-soundfont or\n"
     "fluid-soundfont-gm) or choose one in MIDI Setup.";
 // A file is there; whether it is a SoundFont shows when it loads.
 bool soundfont_file(const std::string& path);

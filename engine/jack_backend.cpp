@@ -221,10 +221,28 @@ bool jack_backend::open_output(int port, int device) {
     if (!running() || device < 0 || device >= static_cast<int>(outputs_.size())) return false;
     const std::string& target = outputs_[static_cast<std::size_t>(device)];
     const int r = jack_connect(client_, jack_port_name(out_[port]), target.c_str());
-    if (r != 0 && r != EEXIST) return false;
+    if (r != 0 && r != EEXIST) {
+        refused_[port] = target;
+        return false;
+    }
     target_[port] = target;
     state_[port].store(device_state::connected);
     gate_[port].open();
+    return true;
+}
+
+std::string jack_backend::open_failure(int port) const {
+    if (!running()) return "The JACK server has stopped.";
+    const std::string target = port >= 0 && port < output_ports ? refused_[port] : std::string();
+    return "JACK did not connect the port to " + target + ".";
+}
+
+bool jack_backend::await_output(int port, const std::string& name) {
+    if (port < 0 || port >= output_ports || name.empty()) return false;
+    close_output(port);
+    std::lock_guard hold(control_);
+    target_[port] = name;
+    state_[port].store(running() ? device_state::gone : device_state::system_gone);
     return true;
 }
 

@@ -42,6 +42,9 @@ public:
     bool open_output(int port, int device) override;
     void close_output(int port) override;
     bool output_open(int port) const override;
+    std::string open_failure(int port) const override;
+    // The port waits for a JACK port of that name, and for a server first when none runs.
+    bool await_output(int port, const std::string& name) override;
     // The input port "In" takes what any other client connects to it.
     void listen(midi_input_sink* sink) override;
     bool connect_input(int device, bool only) override;
@@ -103,6 +106,7 @@ private:
     port_gate gate_[output_ports];
     // The port each of ours was connected to, kept while it is lost, and what became of it.
     std::string target_[output_ports];
+    std::string refused_[output_ports];  // the device a failed open was for
     std::atomic<device_state> state_[output_ports] = {};
     input_source input_;  // with control_ held; its state is copied beside for reading
     std::atomic<device_state> input_state_{device_state::closed};

@@ -39,6 +39,12 @@ public:
     virtual bool open_output(int port, int device) = 0;
     virtual void close_output(int port) = 0;
     virtual bool output_open(int port) const = 0;
+    // Why the port's last open_output failed, in a line or two for the user; empty when the
+    // system has nothing to say.
+    virtual std::string open_failure(int /*port*/) const { return {}; }
+    // Keeps the port for a device of that name that is not listed now; watch_devices connects it
+    // once it appears, the port lost until then. False where the system cannot wait for one.
+    virtual bool await_output(int /*port*/, const std::string& /*name*/) { return false; }
     // The input port is always there and takes what is connected to it, however the connection
     // was made (here, or in a patchbay); the sink hears it from now on, null for nobody.
     virtual void listen(midi_input_sink* /*sink*/) {}
@@ -94,6 +100,10 @@ public:
     bool output_open(int port) const override {
         return output_state(port) == device_state::connected;
     }
+    std::string open_failure(int) const override { return refusal; }
+    bool await_output(int port, const std::string& name) override;
+    // An awaited device connects once its name is among `outputs`.
+    void watch_devices() override;
     void listen(midi_input_sink* sink) override { sink_ = sink; }
     bool connect_input(int device, bool only) override;
     int connected_input() override { return source_; }
@@ -120,6 +130,7 @@ public:
     std::vector<std::string> outputs{"Capture Out 1", "Capture Out 2", "Capture Out 3", "Capture Out 4"};
     std::vector<std::string> inputs{"Capture In"};
     std::vector<int> refuse_devices;  // device numbers whose open fails
+    std::string refusal = "The device refused to open.";  // what open_failure says
     int hardware_input = -1;          // what default_input offers
     std::int64_t input_delay = 0;     // what input_delay_us says
 
@@ -129,6 +140,7 @@ public:
     std::size_t dropped_ = 0;
     std::atomic<bool> open_[4] = {true, true, true, true};
     std::atomic<device_state> lost_[4] = {};  // closed: as open_ says
+    std::string awaited_[4];
     write_lock log_lock_;
     midi_input_sink* sink_ = nullptr;
     int source_ = -1;

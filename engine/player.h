@@ -32,6 +32,10 @@ public:
     void process(std::int64_t now_us);
     // The time at which the next event falls due while running; `never` otherwise.
     std::int64_t next_due_us() const;
+    // Stopped with nothing of its own due: only a request, a send or input gives it work.
+    bool idle() const {
+        return shared_load(d_.stopped) != 0 && click_off_due_ == never && punch_end_due_ == never;
+    }
     void serve_requests(std::int64_t now_us);
 
     // Notes now sounding from playback, for tests and checks.

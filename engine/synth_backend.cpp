@@ -266,11 +266,15 @@ void synth_backend::process(float* left, float* right, std::uint32_t frames, con
     }
     const std::size_t n = collect_->merge();
     gm_synth* s = live_.load(std::memory_order_acquire);
+    // With no port on the synth its voices are ended already: the cycle is silence, not rendered.
+    bool heard = n > 0;
+    for (int p = 0; p < output_ports; ++p) heard = heard || open_[p].load(std::memory_order_relaxed);
     if (s) {
-        s->render(left, right, frames, collect_->merged(), n);
+        if (heard) s->render(left, right, frames, collect_->merged(), n);
         for (int p = 0; p < output_ports; ++p)
             if (sound_off_[p].exchange(false, std::memory_order_acq_rel)) s->sound_off(p);
-    } else {
+    }
+    if (!s || !heard) {
         std::fill(left, left + frames, 0.0f);
         std::fill(right, right + frames, 0.0f);
     }

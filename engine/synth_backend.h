@@ -57,6 +57,7 @@ public:
     // What is queued plays, then every voice of the port's channels ends.
     void close_output(int port) override;
     bool output_open(int port) const override;
+    std::string open_failure(int) const override { return problem_; }
     void send(int port, const std::uint8_t* bytes, std::size_t n, std::int64_t due_us) override;
 
     std::uint64_t late_messages() const;

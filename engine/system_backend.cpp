@@ -72,12 +72,34 @@ std::vector<std::string> system_backend::input_devices() {
 bool system_backend::open_output(int port, int device) {
     if (port < 0 || port >= output_ports) return false;
     close_output(port);
+    failure_[port] = "The device is no longer listed.";
     if (device < 0 || device >= static_cast<int>(outputs_.size())) return false;
     const place at = outputs_[static_cast<std::size_t>(device)];
-    if (!systems_[static_cast<std::size_t>(at.system)].backend->open_output(port, at.device))
+    midi_backend& b = *systems_[static_cast<std::size_t>(at.system)].backend;
+    if (!b.open_output(port, at.device)) {
+        failure_[port] = b.open_failure(port);
         return false;
+    }
+    failure_[port].clear();
     owner_[port].store(at.system, std::memory_order_release);
     return true;
+}
+
+std::string system_backend::open_failure(int port) const {
+    return port >= 0 && port < output_ports ? failure_[port] : std::string();
+}
+
+bool system_backend::await_output(int port, const std::string& name) {
+    if (port < 0 || port >= output_ports) return false;
+    close_output(port);
+    for (std::size_t s = 0; s < systems_.size(); ++s) {
+        const std::string& mark = systems_[s].mark;
+        if (name.compare(0, mark.size(), mark) != 0) continue;
+        if (!systems_[s].backend->await_output(port, name.substr(mark.size()))) return false;
+        owner_[port].store(static_cast<int>(s), std::memory_order_release);
+        return true;
+    }
+    return false;
 }
 
 void system_backend::close_output(int port) {

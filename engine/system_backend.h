@@ -33,6 +33,9 @@ public:
     bool open_output(int port, int device) override;
     void close_output(int port) override;
     bool output_open(int port) const override;
+    std::string open_failure(int port) const override;
+    // `name` as the merged list shows it: the system its mark names waits for the device.
+    bool await_output(int port, const std::string& name) override;
     // Every system's input port feeds the sink; a device connects to its own system's port, and
     // with `only` every other system's port lets go of its sources too.
     void listen(midi_input_sink* sink) override;
@@ -81,6 +84,7 @@ private:
     std::vector<place> outputs_;
     std::vector<place> inputs_;
     std::atomic<int> owner_[output_ports];
+    std::string failure_[output_ports];
 };
 
 }  // namespace kestrune

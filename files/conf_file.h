@@ -14,5 +14,7 @@ using conf_values = std::map<std::string, std::string>;
 std::optional<conf_values> read_conf_file(const std::string& path);
 // The per-user file of that name, else the one beside the program; empty when neither reads.
 conf_values load_conf_file(const std::string& name);
+// Through a temporary file in the same folder, renamed over the old one.
+bool write_conf_file(const std::string& path, const conf_values& values);
 
 }  // namespace kestrune

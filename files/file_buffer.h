@@ -11,6 +11,8 @@ namespace kestrune {
 
 inline constexpr std::uint16_t file_buffer_size = 0x2000;  // refill and flush point
 inline constexpr std::size_t file_buffer_allocation = 0x200A;
+// The pool's estimate of file bytes one event block holds, for the memory checks before a load.
+inline constexpr std::uint64_t bytes_per_block_estimate = 96;
 
 // One file at a time, read or written through 8,192 bytes.
 //

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "files/conf_file.h"
 #include "files/file_buffer.h"
 #include "files/packed_fields.h"
 
@@ -223,6 +224,7 @@ void apply_settings(program& p, const user_settings& s, file_state& fs) {
     for (int i = 0; i < 4; ++i)
         d.midi_out_device[i] = s.midi_out_device[static_cast<std::size_t>(i)];
     d.midi_in_device = s.midi_in_device;
+    p.eng.choose_devices_by_name(s.devices);
     d.memory_units = s.memory_units;
     d.timer_resolution = s.timer_resolution;
     d.click_always = s.click_always;
@@ -247,6 +249,7 @@ void gather_settings(const program& p, user_settings& s, const file_state& fs) {
     for (int i = 0; i < 4; ++i)
         s.midi_out_device[static_cast<std::size_t>(i)] = d.midi_out_device[i];
     s.midi_in_device = d.midi_in_device;
+    s.devices = p.eng.chosen_devices();
     s.memory_units = d.memory_units;
     s.timer_resolution = d.timer_resolution;
     s.click_always = d.click_always;
@@ -290,6 +293,30 @@ bool set_aside_broken_file(user_settings& s, std::string& why) {
 
 }  // namespace
 
+namespace {
+
+constexpr const char* device_keys[] = {"port_a", "port_b", "port_c", "port_d"};
+constexpr const char* input_key = "input";
+
+device_names device_names_from(const conf_values& v) {
+    auto value = [&v](const char* key) {
+        const auto at = v.find(key);
+        return at == v.end() ? std::string() : at->second;
+    };
+    device_names n;
+    for (std::size_t p = 0; p < n.outputs.size(); ++p) n.outputs[p] = value(device_keys[p]);
+    n.input = value(input_key);
+    return n;
+}
+
+conf_values device_names_conf(const device_names& n) {
+    conf_values v{{input_key, n.input}};
+    for (std::size_t p = 0; p < n.outputs.size(); ++p) v[device_keys[p]] = n.outputs[p];
+    return v;
+}
+
+}  // namespace
+
 void load_settings(program& p, user_settings& s, file_state& fs) {
     // The file in the per-user folder counts; the one beside the program is read only when
     // there is none. One that cannot be read leaves the defaults.
@@ -308,6 +335,7 @@ void load_settings(program& p, user_settings& s, file_state& fs) {
         if (read_settings_file(beside, s, &why) == settings_read::broken)
             report_unreadable(p, beside, why, false);
     }
+    s.devices = device_names_from(load_conf_file(device_settings_file_name));
     apply_settings(p, s, fs);
 }
 
@@ -316,6 +344,8 @@ bool save_settings(program& p, user_settings& s, const file_state& fs) {
     const settings_place place = settings_folder();
     if (place.folder.empty()) return false;  // said at start-up
     std::string why;
+    // The device names are a help beside the numbers: a failure to keep them goes unsaid.
+    write_conf_file(place.folder + device_settings_file_name, device_names_conf(s.devices));
     if (set_aside_broken_file(s, why) &&
         write_settings_file(place.folder + settings_file_name, s, &why))
         return true;

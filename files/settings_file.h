@@ -14,6 +14,7 @@ namespace kestrune {
 
 inline constexpr std::uint32_t settings_magic = 0x32DD3366;
 inline constexpr const char* settings_file_name = "Kestrune_32.set";
+inline constexpr const char* device_settings_file_name = "Kestrune_devices.conf";
 inline constexpr const char* maker_name = "Vandrelle";
 inline constexpr const char* product_name = "Kestrune";
 inline constexpr std::size_t recent_slot_bytes = 270;
@@ -126,6 +127,8 @@ struct user_settings {
     std::int16_t spp_offset = 1;
     std::array<std::string, 4> folders;  // empty: the program's folder
     std::string licence;                 // kept as it came
+    // Beside the file, in Kestrune_devices.conf: the devices chosen, by name.
+    device_names devices;
 
     // Not in the file: a per-user file that could not be read, set aside as NAME.bad before the
     // settings are next written, so that it is never written over.

@@ -18,7 +18,6 @@ namespace kestrune {
 
 namespace {
 
-constexpr std::uint64_t bytes_per_block_estimate = 96;
 constexpr std::uint64_t header_search_limit = 200;  // bytes that may stand before "MThd"
 constexpr std::size_t text_limit = 200;
 constexpr std::size_t name_limit = 10;

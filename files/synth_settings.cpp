@@ -1,8 +1,5 @@
 #include "files/synth_settings.h"
 
-#include <cstdio>
-#include <fstream>
-
 #include "files/conf_file.h"
 #include "files/settings_file.h"
 
@@ -23,18 +20,7 @@ bool read_synth_settings(const std::string& path, synth_settings& out) {
 }
 
 bool write_synth_settings(const std::string& path, const synth_settings& s) {
-    const std::string temp = path + ".new";
-    {
-        std::ofstream out(temp, std::ios::trunc);
-        out << soundfont_key << '=' << s.soundfont << '\n';
-        if (!out.flush()) {
-            std::remove(temp.c_str());
-            return false;
-        }
-    }
-    if (std::rename(temp.c_str(), path.c_str()) == 0) return true;
-    std::remove(temp.c_str());
-    return false;
+    return write_conf_file(path, {{soundfont_key, s.soundfont}});
 }
 
 synth_settings load_synth_settings() {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "files/file_buffer.h"
 #include "files/file_messages.h"
 #include "files/pattern_file.h"
 #include "song/locate.h"
@@ -13,9 +14,6 @@
 namespace kestrune {
 
 namespace {
-
-// The pool's estimate of bytes a block holds, as for Standard MIDI files.
-constexpr std::uint64_t bytes_per_block_estimate = 96;
 
 // Reads the whole file once: checks it and lays out the records. A 0xF0 inside a message is
 // payload; one that would fall on the status byte of a continuation record would read as a head,

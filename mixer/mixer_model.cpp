@@ -79,10 +79,12 @@ const mixer_port& shown_mixer(const program& p) {
 
 void set_mixer_value(program& p, mixer_control k, int channel, int value) {
     write_rows(shown_mixer(p), k, channel, held(value, 0, control_high(k)));
-    if (const int i = pending_index(k); i >= 0)
+    if (const int i = pending_index(k); i >= 0) {
         p.app.mixer.pending_send[i] = true;
-    else
+        p.eng.look_now();  // the engine sends a changed row of the port it sends for at its next turn
+    } else {
         send_now(p);
+    }
 }
 
 int stepped_mixer_value(program& p, mixer_control k, int value, int code, key_mods mods) {

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMenuBar>
 #include <QMimeData>
@@ -11,6 +12,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QToolTip>
 
 #include "platform/help_window.h"
 #include "platform/key_map.h"
@@ -103,6 +105,18 @@ protected:
     }
     void keyReleaseEvent(QKeyEvent* e) override { s_.screen->key_up(to_key_event(*e)); }
     bool focusNextPrevChild(bool) override { return false; }  // Tab is a key of the screen
+    bool event(QEvent* e) override {
+        if (e->type() != QEvent::ToolTip) return QWidget::event(e);
+        const auto* help = static_cast<QHelpEvent*>(e);
+        const std::string tip = header_tip(s_, help->pos().x(), help->pos().y());
+        if (tip.empty()) {
+            QToolTip::hideText();
+            e->ignore();
+        } else {
+            QToolTip::showText(help->globalPos(), QString::fromStdString(tip), this);
+        }
+        return true;
+    }
 
 private:
     static int x_of(QMouseEvent* e) { return e->position().toPoint().x(); }

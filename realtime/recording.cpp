@@ -194,7 +194,7 @@ void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     }
     // With punch armed the engine enables recording between the locators.
     if (!punch) shared_store(d_.record_enable, 1);
-    shared_store(d_.stopped, 0);
+    p_.run_engine();
     tr_.follow = true;
 }
 

@@ -25,6 +25,7 @@ midi_setup_dialog::midi_setup_dialog(program& p, setup_settings& s) : p_(p), s_(
     for (int i = 0; i < 4; ++i) {
         const int c = d.midi_out_device[i];
         output_choice[static_cast<std::size_t>(i)] = c > 0 && c <= d.midi_out_count ? c : 0;
+        shown_output_[static_cast<std::size_t>(i)] = output_choice[static_cast<std::size_t>(i)];
         sync_ports[static_cast<std::size_t>(i)] = d.sync_out_ports[i] != 0;
     }
     delay_index = std::clamp(s.sync_delay_value, -7, 7) + 7;
@@ -67,13 +68,18 @@ int midi_setup_dialog::ok() {
         s_.spp_offset = std::clamp(spp_index, 0, 7) + 1;
         for (int i = 0; i < 4; ++i) d.sync_out_ports[i] = sync_ports[static_cast<std::size_t>(i)] ? 1 : 0;
         s_.patch_name_ports = patch_names;
+        const device_names awaited = p_.eng.chosen_devices();
         for (int i = 0; i < 4; ++i) {
-            d.midi_out_device[i] = static_cast<std::int16_t>(std::max(0, output_choice[static_cast<std::size_t>(i)]));
+            const auto at = static_cast<std::size_t>(i);
+            // A port left at "No device" while it awaits its device goes on waiting.
+            if (output_choice[at] == 0 && shown_output_[at] == 0 && !awaited.outputs[at].empty()) continue;
+            d.midi_out_device[i] = static_cast<std::int16_t>(std::max(0, output_choice[at]));
             if (!p_.eng.open_output_port(i)) {
                 ++failures;
                 char text[64];
                 std::snprintf(text, sizeof text, "Can't open the requested device for port %c!", 'A' + i);
-                p_.message(text);
+                const std::string why = p_.eng.output_failure(i);
+                p_.message(why.empty() ? std::string(text) : text + ("\n" + why));
             }
         }
         // A new choice replaces what was connected to the input; the one shown leaves it be.
@@ -135,7 +141,7 @@ void overall_settings_dialog::sound_click() {
     d.send_status = static_cast<std::uint8_t>(0x90 + (d.click_channel & 0x0F));
     d.send_data1 = d.click_note;
     d.send_data2 = d.click_velocity;
-    shared_store(d.send_request, 1);
+    p_.raise_request(d.send_request);
     if (!p_.eng.runs_on_own_thread()) p_.eng.serve_requests();
     const std::int64_t end = p_.clk.now_ms() + 3;
     while (p_.clk.now_ms() < end) p_.clk.sleep_ms(1);

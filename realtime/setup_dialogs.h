@@ -65,6 +65,7 @@ private:
     program& p_;
     setup_settings& s_;
     int shown_input_;
+    std::array<int, 4> shown_output_{};
 };
 
 class memory_setup_dialog {

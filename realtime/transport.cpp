@@ -66,7 +66,7 @@ void transport::play() {
     halt_transport(0);
     rewind(0);
     clock_start(d_.position);
-    shared_store(d_.stopped, 0);
+    p_.run_engine();
     d_.record_paused = 0;
     follow = true;
     buttons.record = buttons.overdub = false;
@@ -111,7 +111,7 @@ void transport::pause() {
         send_clock_ports(0xFB);
         wait_ms(50);
     }
-    shared_store(d_.stopped, 0);
+    p_.run_engine();
     if (d_.record_paused) {
         d_.record_paused = 0;
         shared_store(d_.record_enable, 1);
@@ -197,7 +197,7 @@ void transport::memory_position_key(int i, bool shift) {
     if (!was_running)
         position_redraw = true;
     else
-        shared_store(d_.stopped, 0);
+        p_.run_engine();
     follow = true;
     editor_refresh = true;
 }
@@ -218,7 +218,7 @@ void transport::memory_locator_key(int i, bool shift) {
         wait_ms(100);
         clock_start(d_.left_locator);
         locate(p_, d_.left_locator);
-        shared_store(d_.stopped, 0);
+        p_.run_engine();
         follow = true;
         left_locator_changed = false;
     } else if (d_.cycle_on) {
@@ -414,13 +414,13 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
                 d.send_port = 0;
                 d.send_status = 0xFB;
                 d.send_data1 = d.send_data2 = 0;
-                shared_store(d.send_request, 1);
+                p_.raise_request(d.send_request);
                 wait_ms(3);
             }
             // A Start begins from the song's start; the engine counted the clocks meanwhile.
             if (d.external_start && !running) rewind(0);
             d.external_start = d.external_continue = 0;
-            shared_store(d.stopped, 0);
+            p_.run_engine();
             follow = true;
             buttons_running();
         } else if (d.external_stop) {

@@ -20,6 +20,8 @@ outcome dispatch_command(session& s, int id, field_values values);
 bool press_key(session& s, const key_event& k);
 // A button's tip: the command's name and its shortcut, "Cycle (C)".
 std::string command_tip(const session& s, int id);
+// A column header's tip: what the column holds and the command that works on it, from its record.
+std::string header_tip(const session& s, int x, int y);
 // Whether the session's command can run now.
 bool command_enabled(const session& s, int id);
 

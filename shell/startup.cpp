@@ -163,7 +163,14 @@ void session_tick(session& s, std::int64_t ms) {
     if (s.first_tick_) {
         s.first_tick_ = false;
         if (s.prog.d.midi_not_configured) {
-            s.prog.message(msg_configure_midi);
+            // The device that would have played (the built-in synth on a first start) says why not.
+            std::string text = msg_configure_midi;
+            for (int port = 0; port < 4; ++port)
+                if (const std::string why = s.prog.eng.output_failure(port); !why.empty()) {
+                    text += "\n" + why;
+                    break;
+                }
+            s.prog.message(text);
             dispatch_command(s, cmd::midi_setup);
         }
     }

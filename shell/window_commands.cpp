@@ -155,7 +155,7 @@ void add_options(session& s) {
     }));
     table.add(internal_recording_command(s.rec));
     table.add(simple(cmd::full_volume, "&Full Volume", "", help_page::preferences,
-                     [&s] { shared_store(s.prog.d.full_volume_request, std::uint8_t{1}); }));
+                     [&s] { s.prog.raise_request(s.prog.d.full_volume_request); }));
     for (int z = 0; z < zoom_rows; ++z)
         table.add(simple(cmd::zoom_first + z, zoom_table[z].menu_text, "", help_page::zoom, [&s, z] { choose_zoom(s, z); },
                          [&s, z](const program&) { return s.settings.zoom_index == z; }));

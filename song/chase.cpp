@@ -78,7 +78,7 @@ void chase_events(program& p, std::int32_t pos, int step, int pattern) {
         // The parallel pattern's values win.
         scan_pattern(p, parallel_pattern, pos, song_start - p.step(0).pickup, past_last_step, 0);
     }
-    shared_store(d.chase_ready, 1);
+    p.raise_request(d.chase_ready);
 }
 
 }  // namespace kestrune

@@ -141,8 +141,10 @@ constexpr region_geometry main_regions[] = {
     {rgn::quantize, rgn::track_pane, 264, 280, 12, shift::none, 76, shift::none, no, pl, false, false},
     {rgn::port, rgn::track_pane, 280, 292, 12, shift::none, 76, shift::none, no, pl, false, false},
     {rgn::channel, rgn::track_pane, 292, 304, 12, shift::none, 76, shift::none, no, pl, false, false},
-    {rgn::pattern_number, rgn::track_pane, 198, 206, 8, shift::none, 12, shift::none, no, pl, false, false},
-    {rgn::pattern_name, rgn::track_pane, 148, 198, 8, shift::none, 12, shift::none, no, pl, false, false},
+    // The pattern's name and number share the header row with the column labels: both stay
+    // above the name column (10 and 2 characters with their padding) and leave "Loop" clear.
+    {rgn::pattern_number, rgn::track_pane, 190, 200, 8, shift::none, 12, shift::none, no, pl, false, false},
+    {rgn::pattern_name, rgn::track_pane, 148, 190, 8, shift::none, 12, shift::none, no, pl, false, false},
 };
 // clang-format on
 

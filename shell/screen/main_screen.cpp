@@ -130,6 +130,25 @@ void main_screen::set_list_font_height(int pixels) {
     m_->mark_all_dirty();
 }
 
+int main_screen::header_at(int x, int y) const {
+    const impl& m = *m_;
+    if (!m.main_view()) return -1;
+    const int header_top = m.tree.place(rgn::track_pane).top;
+    if (y >= header_top && y < header_top + m.g.height)
+        for (int r : {rgn::track_number, rgn::mute, rgn::transpose, rgn::loop, rgn::delay,
+                      rgn::compress, rgn::velocity, rgn::quantize, rgn::port, rgn::channel}) {
+            const rect f = m.tree.place(r);
+            if (x >= f.left && x < f.right) return r;
+        }
+    // The song list's labels stand above its columns.
+    for (int r : {rgn::step_bar, rgn::step_pattern, rgn::step_name}) {
+        const rect f = m.tree.place(r);
+        if (x >= f.left && x < f.right && y >= f.top - font_height_of(m.g, font_kind::small) && y < f.top)
+            return r;
+    }
+    return -1;
+}
+
 const std::vector<child_button>& main_screen::buttons() const {
     return m_->buttons;
 }

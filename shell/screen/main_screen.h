@@ -127,6 +127,10 @@ public:
     // True once after the child buttons' pressed states or places changed.
     bool take_buttons_changed();
 
+    // The column whose header (the track list's or the song list's) is at a point: its region
+    // number, -1 for none.
+    int header_at(int x, int y) const;
+
     // The mixer, shown in place of the panes while it is open.
     mixer_view& mixer();
 

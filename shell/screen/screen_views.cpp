@@ -351,11 +351,12 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     above(rgn::step_bar, "Bar");
     above(rgn::step_pattern, "Pat");
     above(rgn::step_name, "Name");
-    // The track header stands in the pane's first row, over each column.
+    // The track header stands in the pane's first row, over each column, with the padding of
+    // the values below it.
     const int header_top = tree.place(rgn::track_pane).top;
     auto header = [&](int region, const char* text) {
         const rect f = tree.place(region);
-        const rect r{f.left, header_top, f.right, header_top + g.height};
+        const rect r{f.left, header_top, f.right - g.width / 4, header_top + g.height};
         if (r.intersects(clip))
             c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
     };

@@ -148,7 +148,7 @@ TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
     p.shut_down();
 }
 
-TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
+TEST_F(JackIntegration, OneConstantLatencyBothWaysAndClosingPlaysWhatIsQueued) {
     jack_backend jack;
     ASSERT_TRUE(jack.running());
     EXPECT_EQ(jack.port_name(1), jack.client_name() + ":Port B");
@@ -190,9 +190,8 @@ TEST_F(JackIntegration, OneConstantLatencyAndClosingPlaysWhatIsQueued) {
     jack.send(1, on, 3, steady_us());
     sleep_ms(80);
     EXPECT_EQ(pr.count(), 2);
-}
 
-TEST_F(JackIntegration, InputReachesTheSinkWithTheTimeOfItsFrame) {
+    // Input comes back with the time of its frame.
     struct sink final : midi_input_sink {
         std::array<std::int64_t, 16> at{};
         std::array<std::uint8_t, 16> status{};
@@ -205,12 +204,10 @@ TEST_F(JackIntegration, InputReachesTheSinkWithTheTimeOfItsFrame) {
             n.store(i + 1, std::memory_order_release);
         }
     } in;
-    jack_backend jack;
-    ASSERT_TRUE(jack.running());
-    const int device = index_of(jack.input_devices(), pr.out_name());
-    ASSERT_GE(device, 0);
+    const int input = index_of(jack.input_devices(), pr.out_name());
+    ASSERT_GE(input, 0);
     jack.listen(&in);
-    ASSERT_TRUE(jack.connect_input(device, true));
+    ASSERT_TRUE(jack.connect_input(input, true));
 
     const std::int64_t frame = pr.play_pair(480);  // 10 ms apart
     ASSERT_GE(frame, 0);

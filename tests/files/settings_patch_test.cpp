@@ -205,6 +205,8 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     load_settings(*t, s3, fs3);
     EXPECT_EQ(s3.timer_resolution, 9);
     EXPECT_EQ(s3.recent_files.front() + s3.licence, "/new.sng" + written.licence);
+    // The devices are kept by name beside it.
+    EXPECT_EQ(s3.devices.outputs[3], "Capture Out 3");
     EXPECT_TRUE(t.screen.messages.empty());
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -221,47 +220,6 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
 std::string text_of(const std::string& path) {
     const auto b = read_bytes(path);
     return {b.begin(), b.end()};
-}
-
-// Saves on a full disk and into a read-only folder, made as a small tmpfs in a mount namespace of
-// the test's own where the machine allows it; else a folder without write permission.
-TEST(Tool, SavesThatFailSayWhyAndKeepTheOldFile) {
-    temp_folder dir;
-    {
-        test_program t;
-        give_track(*t, 0, 0, notes(3, song_start, 96));
-        ASSERT_TRUE(write_song_file(*t, dir.path("song.sng")));
-    }
-    const std::string m = dir.path("m");
-    std::filesystem::create_directory(m);
-    // In a mount namespace of its own: $1 the mount point, $2 the tool, $3 the song to convert.
-    const std::string script = R"(mount -t tmpfs -o size=64k tmpfs "$1" || exit 77
-cd "$1" && printf old > old.sng && dd if=/dev/zero of=fill bs=4k 2>/dev/null
-"$2" convert "$3" old.sng 2>../old.err; "$2" convert "$3" new.sng 2>../new.err
-ls -A > ../listing; cat old.sng > ../old.after
-mount -o remount,ro,bind "$1" && "$2" convert "$3" ro.sng 2>../ro.err
-exit 0
-)";
-    write_bytes(dir.path("script"), std::vector<std::uint8_t>(script.begin(), script.end()));
-    const int w = std::system(("unshare -m sh '" + dir.path("script") + "' '" + m + "' '" +
-                               KESTRUNE_TOOL_PATH + "' '" + dir.path("song.sng") + "' 2>/dev/null")
-                                  .c_str());
-    if (!WIFEXITED(w) || WEXITSTATUS(w) != 0) {
-        if (::geteuid() == 0) GTEST_SKIP() << "no mount namespace, and root writes anywhere";
-        ::chmod(m.c_str(), 0555);
-        const run_result r =
-            run_tool(dir, "convert '" + dir.path("song.sng") + "' '" + m + "/x.sng'");
-        EXPECT_EQ(r.err, "Invalid file handle!!\\n" + m + "/x.sng: Permission denied\n");
-        GTEST_SKIP() << "no tmpfs here: a full disk is left to the file size limit";
-    }
-    EXPECT_EQ(text_of(dir.path("old.err")),
-              "Error writing file!\\nold.sng: No space left on device\\nThe old file is kept.\n");
-    EXPECT_EQ(text_of(dir.path("new.err")),
-              "Error writing file!\\nnew.sng: No space left on device\n");
-    EXPECT_EQ(text_of(dir.path("old.after")), "old");
-    EXPECT_EQ(text_of(dir.path("listing")), "fill\nold.sng\n");
-    EXPECT_EQ(text_of(dir.path("ro.err")),
-              "Invalid file handle!!\\nro.sng: Read-only file system\n");
 }
 
 // The program opens the file named on its command line, quoted or not; a screenshot leaves the

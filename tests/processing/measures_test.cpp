@@ -13,7 +13,8 @@ constexpr std::int32_t bar = 768;
 TEST_F(Measures, InsertOnTheCurrentTrackCutsCrossingNotesAndDeleteClosesTheGapAgain) {
     const std::int32_t left = bar1 + bar, right = left + 2 * bar;
     const records before = {ev(0x90, 60, 100, bar1 + 100), ev(0xB0, 7, 90, left),
-                            ev(0x80, 60, 0, bar1 + 900), ev(0x90, 62, 100, bar1 + 1000),
+                            ev(0x90, 64, 100, left), ev(0x80, 60, 0, bar1 + 900),
+                            ev(0x80, 64, 0, bar1 + 950), ev(0x90, 62, 100, bar1 + 1000),
                             ev(0x80, 62, 0, bar1 + 1100)};
     fill(before);
     p.d.left_locator = left;
@@ -23,7 +24,9 @@ TEST_F(Measures, InsertOnTheCurrentTrackCutsCrossingNotesAndDeleteClosesTheGapAg
     EXPECT_EQ(run(cmd::insert_measures, current), outcome::done);
     const records cut = {ev(0x90, 60, 100, bar1 + 100), ev(0x80, 60, 0, left - 1)};
     records inserted = cut;
-    inserted.insert(inserted.end(), {ev(0xB0, 7, 90, right), ev(0x90, 62, 100, bar1 + 2536),
+    // A note starting on the left locator is not cut: it moves whole.
+    inserted.insert(inserted.end(), {ev(0xB0, 7, 90, right), ev(0x90, 64, 100, right),
+                                     ev(0x80, 64, 0, bar1 + 2486), ev(0x90, 62, 100, bar1 + 2536),
                                      ev(0x80, 62, 0, bar1 + 2636)});
     EXPECT_EQ(difference(track(), inserted), "");
     EXPECT_EQ(p.undo.available, true);
@@ -31,8 +34,8 @@ TEST_F(Measures, InsertOnTheCurrentTrackCutsCrossingNotesAndDeleteClosesTheGapAg
     // The event exactly at the right locator stays and moves to the left one.
     EXPECT_EQ(run(cmd::delete_measures, current), outcome::done);
     records closed = cut;
-    closed.insert(closed.end(), before.begin() + 1, before.begin() + 2);
-    closed.insert(closed.end(), before.begin() + 3, before.end());
+    closed.insert(closed.end(), before.begin() + 1, before.begin() + 3);
+    closed.insert(closed.end(), before.begin() + 4, before.end());
     EXPECT_EQ(difference(track(), closed), "");
 
     p.d.right_locator = left + last_position;

@@ -180,8 +180,8 @@ TEST_F(QuantizeTables, FullSwingMovesTheSwungPointOfEachValueByItsAmountAndNoOth
         EXPECT_EQ(landing(n[i], swung), swung + swing[i]) << n[i];
         EXPECT_EQ(landing(n[i], swung - step), swung - step) << n[i];
     }
-    // Swing -90 % pulls the point earlier; strength does not scale it.
-    t->app.quantize_swing = -9;
+    // Swing -90 % (the least there is) pulls the point earlier; strength does not scale it.
+    set_swing_factor(*t, -10);
     t->app.quantize_strength = 50;
     EXPECT_EQ(landing(16, 48 + 4), 48 + 2 - 18);
 }

@@ -64,6 +64,19 @@ TEST_F(Undo, SwapsTheCopyWithItsOwnTrackWhicheverIsCurrentAndASecondUndoRedoes) 
     EXPECT_EQ(texts, std::vector<std::string>(4, msg_while_recording));
     EXPECT_EQ(key(5), 72);
     p.d.recording = 0;
+    // A track emptied after its copy (a replace with nothing played) comes back, and a second
+    // Undo empties it again.
+    undo_save(p, 2, 6);
+    delete_track_chain(p, 2, 6);
+    p.d.midi_thru = 1;
+    t.feed({0x90, 64, 100});  // held through thru: the swap ends it
+    undo_apply(p);
+    EXPECT_EQ(key(6), 71);
+    const auto out = sent_bytes(t.midi, p.d.thru_port);
+    ASSERT_FALSE(out.empty());
+    EXPECT_EQ(nums(out.back()[0] & 0xF0, out.back()[1]), nums(0x80, 64));
+    undo_apply(p);
+    EXPECT_EQ(p.slot(2, 6).in_use, 0);
     EXPECT_EQ(check_pool(p), "");
 }
 
@@ -106,12 +119,16 @@ TEST_F(Undo, AnEditorOpeningUndoesAsAWholeAndTheMixerOnPortAKeepsItsOwnCopy) {
     p.app.editor_dirty = true;
     edit(6, 73);
     EXPECT_EQ(nums(p.undo.track, p.undo.available), nums(6, 1));
-    // Only for the copy's own track: the same track number in another pattern is refused.
-    p.d.current_pattern = 0;
-    p.d.current_track = 6;
-    EXPECT_FALSE(undo_command(p, undo_context::mixer));
-    EXPECT_EQ(nums(t.screen.last_text() == msg_mixer_cant_undo, key(6)), nums(1, 73));
+    // Only for the copy's own track: the same track number in another pattern, or another
+    // track of its pattern, is refused.
+    for (auto [pattern, track] : {std::pair{0, 6}, {2, 5}}) {
+        p.d.current_pattern = static_cast<std::int16_t>(pattern);
+        p.d.current_track = static_cast<std::int16_t>(track);
+        EXPECT_FALSE(undo_command(p, undo_context::mixer)) << pattern << " " << track;
+        EXPECT_EQ(nums(t.screen.last_text() == msg_mixer_cant_undo, key(6)), nums(1, 73));
+    }
     p.d.current_pattern = 2;
+    p.d.current_track = 6;
     EXPECT_TRUE(undo_command(p, undo_context::mixer));
     EXPECT_EQ(key(6), 60);
 }

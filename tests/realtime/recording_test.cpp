@@ -42,8 +42,9 @@ class Recording : public ::testing::Test {
 };
 
 TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) {
+    t->d.punch_on = 1;  // Record takes over from an armed punch
     rec.record_start(record_mode::replace);
-    EXPECT_EQ(t->d.position, song_start - 768);  // one bar of count-in
+    EXPECT_EQ(nums(t->d.position, t->d.punch_on), nums(song_start - 768, 0));  // a bar of count-in
     play_at(song_start - 24, {0x90, 62, 90});
     play_at(song_start - 23, {0x90, 60, 90});
     play_at(song_start + 128, {0x80, 62, 0});
@@ -136,9 +137,11 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
 }
 
 TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
+    // The punch takes what starts from the left locator up to the tick before the right one.
     build_track(*t, 0, 0,
-                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
-                 ev(0x80, 41, 0, 3550), ev(0x90, 42, 80, 4000), ev(0x80, 42, 0, 4050)});
+                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3456),
+                 ev(0x80, 41, 0, 3550), ev(0x90, 43, 80, 3839), ev(0x90, 42, 80, 3840),
+                 ev(0x80, 43, 0, 3845), ev(0x80, 42, 0, 4050)});
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
@@ -158,11 +161,11 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
                               {61, 0x80, 3600},
                               {62, 0x90, 3700},
                               {62, 0x80, 3839},
-                              {42, 0x90, 4000},
+                              {42, 0x90, 3840},
                               {42, 0x80, 4050}}));
     EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->running()), nums(0, 0, 1));
     undo_apply(*t);
-    EXPECT_EQ(events()[2], nums(41, 0x90, 3500));
+    EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
 }
 
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {

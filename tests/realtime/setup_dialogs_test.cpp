@@ -25,7 +25,8 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
     dlg.spp_index = 3;
     dlg.sync_ports = {false, true, false, false};
     EXPECT_EQ(dlg.ok(), 1);
-    EXPECT_EQ(t.screen.messages[0].text, "Can't open the requested device for port B!");
+    EXPECT_EQ(t.screen.messages[0].text,
+              "Can't open the requested device for port B!\nThe device refused to open.");
     const dll_data& d = t->d;
     EXPECT_EQ(nums(d.midi_out_device[0], d.midi_out_device[1], d.midi_out_handle[1],
                    d.midi_out_handle[2], d.midi_out_handle[3] != 0, d.sync_out_ports[1],
@@ -36,6 +37,38 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
     none.output_choice = {0, 0, 0, 0};
     none.ok();
     EXPECT_EQ(t->d.midi_not_configured, 1);
+}
+
+TEST(MidiSetup, SavedDeviceNamesOpenWhereTheDevicesNowStandAndAMissingOneOnceItAppears) {
+    testing::virtual_clock clk;
+    capture_backend midi;
+    midi.outputs = {"Synth (no SoundFont)", "Keys", "Pads"};
+    midi.inputs = {"Through", "Keys"};
+    testing::scripted_ui screen;
+    engine eng;
+    eng.attach(clk, &midi);
+    program p(eng, screen, clk);
+    p.write_defaults();
+    p.d.midi_out_device[0] = 2;  // a number from another day: the name stands
+    const device_names saved{{"Pads", "", "Drums", "Synth"}, "Keys"};
+    eng.choose_devices_by_name(saved);
+    ASSERT_EQ(start_program(p), 0);
+    const dll_data& d = p.d;
+    EXPECT_EQ(nums(d.midi_out_device[0], d.midi_out_device[1], d.midi_out_device[2],
+                   d.midi_out_device[3], d.midi_in_device, d.midi_out_handle[2] != 0),
+              nums(3, 0, 0, 1, 2, 1));
+    EXPECT_EQ(midi.output_state(2), device_state::gone);
+    // MIDI Setup left as it was: the port still waits for its device.
+    setup_settings s;
+    midi_setup_dialog(p, s).ok();
+    EXPECT_EQ(eng.chosen_devices(), saved);
+    // Plugged in: the watch connects it; the lists, read again, show it on its port.
+    midi.outputs.insert(midi.outputs.begin() + 1, "Drums");
+    eng.watch_devices();
+    midi_setup_dialog again(p, s);
+    EXPECT_EQ(nums(again.output_choice[0], again.output_choice[2]), nums(4, 2));
+    EXPECT_EQ(midi.output_state(2), device_state::connected);
+    EXPECT_EQ(eng.chosen_devices(), saved);
 }
 
 TEST(MidiSetup, AFirstStartTakesTheFirstKeyboardAndInputFromShowsWhatIsConnected) {

@@ -91,26 +91,35 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
 }
 
 TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
-    // The channels of a port that got the controller reset, and the centred wheel.
+    // How many channels of a port got the message (status and channel, b, c).
+    auto channels = [&](int port, int status, int b, int c) {
+        std::set<int> got;
+        for (const auto& m : sent(port))
+            if (m == std::vector<int>{status | (m[0] & 0x0F), b, c}) got.insert(m[0] & 0x0F);
+        return got.size();
+    };
+    // Sustain off, the controller reset, the wheel centred, all notes off.
     auto reset_channels = [&](int port) {
-        std::set<int> controllers, wheels;
-        for (const auto& m : sent(port)) {
-            const int c = m[0] & 0x0F;
-            if (m == std::vector<int>{0xB0 | c, 121, 0}) controllers.insert(c);
-            if (m == std::vector<int>{0xE0 | c, 0x00, 0x40}) wheels.insert(c);
-        }
-        return nums(controllers.size(), wheels.size());
+        return nums(channels(port, 0xB0, 64, 0), channels(port, 0xB0, 121, 0),
+                    channels(port, 0xE0, 0x00, 0x40), channels(port, 0xB0, 123, 0));
     };
     tr.play();
     tr.stop();
-    EXPECT_EQ(reset_channels(0), nums(0, 0)) << "not asked for";
+    EXPECT_EQ(reset_channels(0), nums(0, 0, 0, 0)) << "not asked for";
     t->app.reset_on_stop = true;
     tr.play();
     t.midi.clear();
     tr.play();  // a restart is not a stop
-    EXPECT_EQ(reset_channels(0), nums(0, 0));
+    EXPECT_EQ(reset_channels(0), nums(0, 0, 0, 0));
     tr.stop();
-    for (int port = 0; port < 4; ++port) EXPECT_EQ(reset_channels(port), nums(16, 16)) << port;
+    for (int port = 0; port < 4; ++port)
+        EXPECT_EQ(reset_channels(port), nums(16, 16, 16, 16)) << port;
+    // Full Volume: channel volume and expression at their top, likewise everywhere.
+    t.midi.clear();
+    t->wait_request(t->d.full_volume_request);
+    for (int port = 0; port < 4; ++port)
+        EXPECT_EQ(nums(channels(port, 0xB0, 7, 127), channels(port, 0xB0, 11, 127)), nums(16, 16))
+            << port;
 }
 
 TEST(SongEnd, FallsAfterTheLastNoteOfADelayedTrack) {

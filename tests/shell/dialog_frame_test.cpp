@@ -249,6 +249,23 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     for (const dialog_control& k : shown.controls())
         if (k.kind == control_kind::radio_button) marked.push_back(k.get());
     EXPECT_EQ(marked, nums(1, 0));  // Tight Quantize
+    // Modify Track's values, their switches off at every opening, and User Defined Speed.
+    const command_record& modify = *table.find(cmd::modify_track);
+    std::vector<std::string> values = ranges(modify);
+    values.resize(10);
+    EXPECT_EQ(values, (std::vector<std::string>{
+                          "MIDI Channel On: check on|off", "MIDI Channel: number 1..16",
+                          "Transpose On: check on|off", "Transpose: number -64..64",
+                          "Velocity On: check on|off", "Velocity: number -99..127",
+                          "Compress On: check on|off", "Compress: number -1..5",
+                          "Quantize On: check on|off", "Quantize: series 3..48, 3 as no"}));
+    v = initial_values(*t, modify);
+    std::vector<std::int64_t> initial;
+    for (std::size_t i = 0; i < 10; ++i) initial.push_back(v[i].number);
+    EXPECT_EQ(initial, nums(0, 0, 0, 0, 0, 0, 0, 0, 0, 3));
+    const command_record& speed = *table.find(cmd::change_speed);
+    EXPECT_EQ(ranges(speed), std::vector<std::string>{"Speed: decimal 0.200..4.000"});
+    EXPECT_EQ(initial_values(*t, speed)[0].number, 1000);
     // The Qua pop-up offers NO and the values from fine to coarse.
     const command_record& popup = *table.find(cmd::quantize_popup);
     EXPECT_EQ(popup.fields[0].choices,

@@ -85,6 +85,24 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentre) {
     }
 }
 
+TEST_F(MainScreen, ThePatternNameAndNumberLeaveTheColumnHeadersClearAtEveryZoom) {
+    for (int z = 0; z < zoom_rows; ++z) {
+        screen.layout(z, font);
+        testing::recording_canvas c;
+        paint(c);
+        const int cw = screen.cell_width();
+        const rect name = place(rgn::pattern_name), number = place(rgn::pattern_number);
+        for (const auto& t : c.texts) {
+            if (t.text != "Trsp" && t.text != "Loop" && t.text != "Mute") continue;
+            EXPECT_FALSE(t.place.intersects(name) || t.place.intersects(number))
+                << "zoom " << z << " " << t.text;
+        }
+        // Room for ten characters and two digits, each with its padding.
+        EXPECT_GE(name.width(), 10 * cw + cw / 4) << z;
+        EXPECT_GE(number.width(), 2 * cw + cw / 4) << z;
+    }
+}
+
 TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
     testing::recording_canvas c;
     paint(c);

@@ -9,7 +9,9 @@
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
+#include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
+#include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
 #include "tests/support/song_builder.h"
@@ -120,6 +122,20 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
     }
 }
 
+TEST_F(Keys, ColumnHeadersTellTheirColumnAndTheCommandThatWorksOnIt) {
+    const int ch = s->screen->cell_height();
+    const auto tip_over = [&](int region, int above) {
+        const rect r = s->screen->regions().place(region);
+        return header_tip(*s, (r.left + r.right) / 2, r.top - above);
+    };
+    EXPECT_EQ(tip_over(rgn::transpose, ch / 2), "Transpose: Freeze Track Parameters (Shift+F)");
+    EXPECT_EQ(tip_over(rgn::quantize, ch / 2), "Quantize: Freeze Quantize (F)");
+    EXPECT_EQ(tip_over(rgn::step_pattern, 2), "Pattern of the song step");
+    // The pattern's name over the name column, and the rows, have none.
+    EXPECT_EQ(tip_over(rgn::track_name, ch / 2), "");
+    EXPECT_EQ(tip_over(rgn::transpose, -ch / 2), "");
+}
+
 TEST_F(Keys, FunctionKeysGoToStoreAndRecallPositionsAndLocators) {
     press(key(key_code::f2));
     EXPECT_EQ(d().position, 6144);
@@ -159,6 +175,13 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
     press(letter('W'));
     press(letter('S'));
     EXPECT_EQ(nums(d().tempo_track_on, d().signature_track_on, p->app.solo_on), nums(1, 1, 1));
+    // Meanwhile keypad plus says why it does nothing, once however long it is held.
+    script.messages.clear();
+    key_event plus = key(key_code::pad_plus);
+    press(plus);
+    plus.auto_repeat = true;
+    press(plus);
+    EXPECT_EQ(script.messages.size(), 1u);
     press(letter('T'));
     EXPECT_EQ(d().tempo_track_on, 0);
     // Keypad plus and minus step the tempo by 1.00; not under external sync.
@@ -174,6 +197,7 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
 TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     press(key(key_code::down));
     press(key(key_code::down));
+    EXPECT_EQ(d().current_track, 2);
     press(key(key_code::up));
     EXPECT_EQ(d().current_track, 1);
     press(letter('Z'));
@@ -186,8 +210,11 @@ TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     EXPECT_EQ(d().current_pattern, 10);
     press(letter('8', shift));  // there is no pattern 18
     EXPECT_EQ(d().current_pattern, 10);
+    press(letter('7', shift));  // 17 is the parallel pattern
+    EXPECT_EQ(d().current_pattern, parallel_pattern);
     press(key(key_code::down, shift));
     press(key(key_code::down, shift));
+    EXPECT_EQ(d().current_step, 2);
     press(key(key_code::up, shift));
     EXPECT_EQ(d().current_step, 1);
     // Insert doubles the current step; Delete takes it away again.

@@ -21,7 +21,7 @@ std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
 }
 
 // Random inserts, deletes, moves, sorts, merges and clears on several tracks, each checked
-// record for record against a plain model, with the whole pool checked after every step.
+// record for record against a plain model; every track and the whole pool every sixteenth step.
 TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
     testing::test_program t(10);
     program& p = *t;
@@ -134,17 +134,18 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             ++stats[5];
         }
 
-        for (const track& x : tracks) {
-            const std::string diff = difference(read_chain(s, x.slot->first), flat(x.model));
-            ASSERT_EQ(diff, "") << "step " << step << " after " << what;
-        }
-        const std::string pool = testing::check_pool(p);
-        ASSERT_EQ(pool, "") << "step " << step << " after " << what;
+        ASSERT_EQ(difference(read_chain(s, sl.first), flat(m)), "")
+            << "step " << step << " after " << what;
+        if (step % 16 != 0) continue;
+        for (const track& x : tracks)
+            ASSERT_EQ(difference(read_chain(s, x.slot->first), flat(x.model)), "")
+                << "step " << step << " after " << what;
+        ASSERT_EQ(testing::check_pool(p), "") << "step " << step << " after " << what;
         ++stats[6];
     }
     // Every kind of step ran often enough to mean something.
     for (int k = 0; k < 5; ++k) EXPECT_GT(stats[k], 40) << "operation " << k;
-    EXPECT_GT(stats[6], 6000);
+    EXPECT_GT(stats[6], 350);
 }
 
 }  // namespace
