@@ -54,6 +54,7 @@ struct options {
 // The command that opens the editor --editor names; 0 for none.
 int editor_command(const std::string& name) {
     if (name == "list") return kestrune::cmd::event_editor;
+    if (name == "grid") return kestrune::cmd::grid_editor;
     if (name == "tempo") return kestrune::cmd::tempo_track_editor;
     if (name == "signature") return kestrune::cmd::signature_track_editor;
     return 0;
@@ -64,7 +65,7 @@ int usage(const std::string& why) {
     std::fprintf(stderr,
                  "usage: kestrune [--zoom 0-7] [FILE]\n"
                  "       kestrune --screenshot PNG [--zoom 0-7] [--help-page PAGE] [--mixer] [FILE]\n"
-                 "       kestrune --screenshot PNG --editor list|tempo|signature --pattern P --track T [--zoom 0-7] FILE\n");
+                 "       kestrune --screenshot PNG --editor list|grid|tempo|signature --pattern P --track T [--zoom 0-7] FILE\n");
     return 2;
 }
 
@@ -89,9 +90,9 @@ std::string parse(const QStringList& args, options& o) {
             if (!has_value) return needs_value(a, "a page such as html/index.htm");
             o.help_page = args[++i].toStdString();
         } else if (a == "--editor") {
-            if (!has_value) return needs_value(a, "list, tempo or signature");
+            if (!has_value) return needs_value(a, "list, grid, tempo or signature");
             o.editor = args[++i].toStdString();
-            if (!editor_command(o.editor)) return "--editor takes list, tempo or signature, not " + o.editor;
+            if (!editor_command(o.editor)) return "--editor takes list, grid, tempo or signature, not " + o.editor;
         } else if (a == "--pattern" || a == "--track") {
             if (!has_value) return needs_value(a);
             bool ok = false;

@@ -4,9 +4,11 @@
 // help_open_ms (F1 in a dialog to its help page painted, the slowest of several, the first of
 // which makes the help window); with the event list open on one dense track at zoom 7,
 // list_repaint_ms (its 16 rows painted) and list_follow_tick_us (the tick while the list follows
-// the song playing); with the mixer open, mixer_repaint_ms (all 16 strips at zoom 7) and
-// mixer_move_to_wire_us (a fader's mouse press to its message in the capture backend). The
-// _cpu_ figures are the same work in the thread's CPU time, for a machine that others share.
+// the song playing); with the grid open on that track at zoom 7, grid_repaint_ms (the whole grid
+// painted) and grid_drag_us (the work of one pointer move while 100 selected notes are dragged);
+// with the mixer open, mixer_repaint_ms (all 16 strips at zoom 7) and mixer_move_to_wire_us (a
+// fader's mouse press to its message in the capture backend). The _cpu_ figures are the same work
+// in the thread's CPU time, for a machine that others share.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <algorithm>
@@ -30,6 +32,7 @@
 #include "mixer/mixer_view.h"
 #include "platform/main_window.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/grid/grid_view.h"
 #include "shell/dispatch.h"
 #include "song/event_store.h"
 #include "song/patterns.h"
@@ -151,6 +154,55 @@ bool list_figures(session& s, main_window& w, bool quick) {
     return true;
 }
 
+// The grid on the dense track: its area repainted whole, then a drag of 100 selected notes, each
+// pointer move timed in the screen's own handling (what a move costs before the next paint).
+bool grid_figures(session& s, main_window& w, bool quick) {
+    if (dispatch_command(s, cmd::grid_editor) != outcome::done) return false;
+    w.tick();
+    QApplication::processEvents();
+    // The same geometry as the screen's grid, to find the notes' pixels.
+    grid_view probe(s.prog);
+    probe.layout({s.screen->cell_width(), s.screen->cell_height(), 0});
+    const kestrune::rect area = probe.area();
+    std::vector<double> repaints;
+    for (int i = 0; i < (quick ? 5 : 50); ++i) {
+        QElapsedTimer t;
+        t.start();
+        w.view_widget()->repaint(area.left, area.top, area.width(), area.height());
+        repaints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+    }
+    const std::int32_t from = s.prog.editor.grid.first_tick;
+    mark_notes(s.prog, [from](const midi_event& on, const midi_event&, bool) {
+        return on.position() >= from && on.position() < from + 100 * 20;
+    });
+    const int key = 48 + static_cast<int>(((from - song_start) / 20) % 24);
+    const int x = probe.x_of(key) + probe.key_width() / 2;
+    const int y = probe.y_of(from + 5);
+    // Down the time axis first, then across the keys, where each new key is also heard (a
+    // round trip through the engine's send request).
+    const auto drag = [&](bool across) {
+        s.screen->mouse_down(x, y, left_button, {}, 0);
+        std::vector<double> moves;
+        for (int i = 0; i < (quick ? 20 : 400); ++i) {
+            const int dx = across ? (1 + i % 7) * probe.key_width() : 0;
+            const int dy = across ? 0 : (1 + i % 5) * 3;
+            const auto t0 = stopwatch::now();
+            s.screen->mouse_move(x + dx, y + dy, {}, 0);
+            moves.push_back(micros(t0, stopwatch::now()));
+        }
+        // Back where it began: the release moves nothing.
+        s.screen->mouse_move(x, y, {}, 0);
+        s.screen->mouse_up(x, y, left_button, 0);
+        return percentile(moves, 0.99);
+    };
+    const double in_time = drag(false);
+    const double across_keys = drag(true);
+    std::printf("grid_repaint_ms %.2f\n", percentile(repaints, 0.5));
+    std::printf("grid_drag_us %.1f\n", in_time);
+    std::printf("grid_drag_heard_us %.1f\n", across_keys);
+    return true;
+}
+
 // The mixer open at the window's zoom: its frame repainted whole, then faders pressed at the ends
 // of their slots in turn, each timed until its controller reaches the backend. Each press moves
 // its fader (the top of the slot, then its last row), so each one sends.
@@ -239,6 +291,7 @@ int main(int argc, char** argv) {
             std::printf("repaint_ms %.2f\n", percentile(repaints, 0.5));
             std::printf("help_open_ms %.1f\n", help_open_ms(s.prog, &w, quick ? 3 : 10));
             if (!list_figures(s, w, quick)) return 1;
+            if (!grid_figures(s, w, quick)) return 1;
             if (!mixer_figures(s, w, midi, quick)) return 1;
         }
         end_session(s, false);

@@ -33,6 +33,8 @@ inline constexpr int insert_note = 5245;
 inline constexpr int insert_other = 5246;
 inline constexpr int change_event = 5247;
 inline constexpr int edit_long_event = 5248;  // Escape: the sysex or text dialog of the row
+inline constexpr int snap_to_grid = 5249;     // the grid's Snap and Hide Groove buttons
+inline constexpr int hide_groove = 5250;
 inline constexpr int process_tempo = 5256;    // the tempo list's "Process..."
 
 // The general commands.

@@ -31,6 +31,17 @@ struct row_filters {
     bool ctr = true;
 };
 
+// The grid editor's view: the tick of its top row, its leftmost key, Hide Groove and the length
+// of the next new note; `marks` counts changes of the selection, which the track's counter
+// does not see.
+struct grid_state {
+    std::int32_t first_tick = song_start;
+    int first_key = 36;
+    bool hide_groove = false;
+    std::int32_t last_length = 192;
+    std::uint32_t marks = 0;
+};
+
 struct editor_state {
     editor_kind kind = editor_kind::none;
     ref32 cursor = null_ref;  // the event in the highlighted row
@@ -55,6 +66,7 @@ struct editor_state {
     std::uint32_t tracks_seen = 0;
     // Counted up whenever the cursor or the rows move, so that the list repaints.
     std::uint32_t moves = 0;
+    grid_state grid{};
 
     bool open() const { return kind != editor_kind::none; }
 };

@@ -2,6 +2,7 @@
 
 #include "core/command_ids.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/grid/grid_commands.h"
 #include "editors/list/list_commands.h"
 #include "editors/tempo/tempo_process.h"
 #include "services/help_pages.h"
@@ -30,31 +31,15 @@ void add_editor_commands(command_table& table) {
     table.add(opener(cmd::event_button, "Event", "", editor_kind::event_list, help_page::event_editor));
     table.add(opener(cmd::event_editor, "&Event Editor", "E", editor_kind::event_list,
                      help_page::event_editor));
+    table.add(opener(cmd::grid_button, "Grid", "", editor_kind::grid, help_page::grid_editor));
+    table.add(opener(cmd::grid_editor, "&Grid Editor", "G", editor_kind::grid, help_page::grid_editor));
     table.add(opener(cmd::tempo_track_editor, "&Tempo Track Editor", "Shift+T", editor_kind::tempo_list,
                      help_page::tempo_signature_editors));
     table.add(opener(cmd::signature_track_editor, "&Signature Track Editor", "Shift+W",
                      editor_kind::signature_list, help_page::tempo_signature_editors));
     add_list_commands(table);
+    add_grid_commands(table);
     table.add(process_tempo_command());
-    // The editors still to come: greyed in the Windows menu and on the buttons until their
-    // records have run functions.
-    const struct {
-        int id;
-        const char* text;
-        const char* shortcut;
-        std::string_view help;
-    } planned[] = {
-        {cmd::grid_button, "Grid", "", help_page::grid_editor},
-        {cmd::grid_editor, "&Grid Editor", "G", help_page::grid_editor},
-        {cmd::select_notes_first + 0, "&All", "", help_page::grid_editor},
-        {cmd::select_notes_first + 1, "&Toggle", "", help_page::grid_editor},
-        {cmd::select_notes_first + 2, "&Equal Pitch", "", help_page::grid_editor},
-        {cmd::select_notes_first + 3, "&Lower/Same Pitch", "", help_page::grid_editor},
-        {cmd::select_notes_first + 4, "&Following", "", help_page::grid_editor},
-    };
-    for (const auto& c : planned)
-        table.add({.id = c.id, .text = c.text, .shortcut = c.shortcut, .views = every_view,
-                   .help = std::string(c.help)});
 }
 
 }  // namespace kestrune

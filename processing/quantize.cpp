@@ -99,11 +99,8 @@ quantize_pass::quantize_pass(program& p, int pattern, int n)
       grid_(quantize_table(n, p.app.smart_quantize != 0)),
       offset_(p.step_offset(pattern)) {}
 
-void quantize_pass::quantize_note(ref32 e) {
-    event_store s = p_.store();
-    midi_event& on = s.at(e);
-    const std::int32_t pos = on.position();
-
+int quantize_pass::shift_at(std::int32_t pos) {
+    const event_store s = p_.store();
     // The signature in force: the event before the first one not below the note's song time.
     const ref32 list = p_.d.active_signature.first;
     ref32 sig = list;
@@ -137,9 +134,20 @@ void quantize_pass::quantize_note(ref32 e) {
                                        : ((h - 1) % 4 == 0 || (h - 2) % 4 == 0);
         if (swung) dist -= swing * 96 / (n_ * 3);
     }
-    const auto shift = static_cast<std::int16_t>(-dist);
+    return static_cast<std::int16_t>(-dist);
+}
+
+std::int32_t quantize_pass::snapped(std::int32_t pos) {
+    drift_ = 0;
+    return clamp_position(pos + shift_at(pos));
+}
+
+void quantize_pass::quantize_note(ref32 e) {
+    event_store s = p_.store();
+    midi_event& on = s.at(e);
+    const auto shift = static_cast<std::int16_t>(shift_at(on.position()));
     const ref32 off = s.find_note_off(e);
-    on.set_position(clamp_position(pos + shift));
+    on.set_position(clamp_position(on.position() + shift));
     set_shift_note_on_part(on, static_cast<std::uint8_t>(shift));
     if (is_event_status(s.status(off))) {
         midi_event& o = s.at(off);

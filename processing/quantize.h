@@ -48,9 +48,13 @@ class quantize_pass {
     quantize_pass(program& p, int pattern, int n);
     // Moves the note of the note-on at e with its note-off; positions only, no re-sort.
     void quantize_note(ref32 e);
+    // Where a position alone lands, as a note starting there would, with no drift carried.
+    std::int32_t snapped(std::int32_t pos);
     int drift() const { return drift_; }
 
   private:
+    int shift_at(std::int32_t pos);
+
     program& p_;
     int n_;
     int step_;

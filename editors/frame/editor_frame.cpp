@@ -4,6 +4,7 @@
 
 #include "core/clip.h"
 #include "core/command_ids.h"
+#include "editors/grid/grid_notes.h"
 #include "editors/list/event_rows.h"
 #include "services/help_pages.h"
 #include "song/event_store.h"
@@ -63,6 +64,8 @@ const std::vector<editor_button>& editor_buttons() {
         {cmd::insert_note, "Insert Note", at_a(4), s::event_list},
         {cmd::insert_other, "Insert Other", at_a(5), s::event_list},
         {cmd::change_event, "Change Event", at_a(6), s::event_list},
+        {cmd::snap_to_grid, "Snap", at_a(4), s::grid},
+        {cmd::hide_groove, "Hide Groove", {col_a, 20 + 7 * 5, col_b + button_w, 26 + 7 * 5}, s::grid},
         {cmd::insert_other, "Insert Tempo", at_a(5), s::tempo_list},
         {cmd::insert_other, "Insert Sign", at_a(5), s::signature_list},
         {cmd::process_tempo, "Process...", at_a(6), s::tempo_list},
@@ -75,6 +78,7 @@ bool button_shown(const editor_button& b, editor_kind k) {
         case shown_in::all: return k != editor_kind::none;
         case shown_in::track_editors: return k == editor_kind::event_list || k == editor_kind::grid;
         case shown_in::event_list: return k == editor_kind::event_list;
+        case shown_in::grid: return k == editor_kind::grid;
         case shown_in::tempo_list: return k == editor_kind::tempo_list;
         case shown_in::signature_list: return k == editor_kind::signature_list;
     }
@@ -86,6 +90,8 @@ bool button_pressed(const program& p, int command) {
     const bool filters[] = {f.on, f.off, f.prg, f.pw, f.aft, f.ctr};
     if (command >= cmd::filter_first && command <= cmd::filter_last)
         return filters[command - cmd::filter_first];
+    if (command == cmd::snap_to_grid) return p.song.snap_to_grid != 0;
+    if (command == cmd::hide_groove) return p.editor.grid.hide_groove;
     return command == cmd::step_input && p.d.step_input_on != 0;
 }
 
@@ -112,6 +118,8 @@ std::string_view editor_help_page(editor_kind kind) {
 void leave_editor(program& p) {
     if (!p.editor.open()) return;
     end_heard_note(p);
+    // The grid's marks do not outlast it.
+    if (p.editor.kind == editor_kind::grid) clear_selection(p);
     shared_store(p.d.step_input_on, std::uint8_t{0});
     p.editor.kind = editor_kind::none;
     ++p.editor.moves;
@@ -166,11 +174,11 @@ colour_role row_colour(int kind) {
 }  // namespace
 
 std::vector<list_painter::row_view> list_painter::rows_of(const program& p) const {
-    std::vector<row_view> rows(list_rows);
+    std::vector<row_view> rows(static_cast<std::size_t>(shown_rows(p)));
     const list_row_events events = list_rows_of(p);
     const track_slot& t = edited_slot(p);
     const row_context context{.track_channel = t.channel, .port = t.port};
-    for (int r = 0; r < list_rows; ++r) {
+    for (int r = 0; r < shown_rows(p); ++r) {
         row_view& v = rows[static_cast<std::size_t>(r)];
         v.highlight = r == p.editor.cursor_row;
         const ref32 e = events[static_cast<std::size_t>(r)];
@@ -186,8 +194,9 @@ std::vector<rect> list_painter::refresh(const program& p, const editor_geometry&
     std::vector<row_view> now = rows_of(p);
     const std::size_t n = now.size();
     const bool all = shown_.size() != n;
+    const int top = first_shown_row(p);
     for (std::size_t r = 0; r < n; ++r)
-        if (all || !(now[r] == shown_[r])) dirty.push_back(g.row(erg::list, static_cast<int>(r)));
+        if (all || !(now[r] == shown_[r])) dirty.push_back(g.row(erg::list, top + static_cast<int>(r)));
     shown_ = std::move(now);
     std::string step = p.d.step_input_on ? position_text(p, p.d.step_position) : std::string();
     if (step != step_text_) {
@@ -198,12 +207,14 @@ std::vector<rect> list_painter::refresh(const program& p, const editor_geometry&
 }
 
 void list_painter::paint(canvas& c, const rect& clip, const program& p, const editor_geometry& g) {
-    if (shown_.size() != static_cast<std::size_t>(list_rows)) refresh(p, g);
+    if (shown_.size() != static_cast<std::size_t>(shown_rows(p))) refresh(p, g);
+    const int top = first_shown_row(p);
     const rect frame = g.region(erg::frame);
     if (!frame.intersects(clip)) return;
     // Only what meets the clip: a tick repaints a few rows at a time.
     const rect list = g.region(erg::list);
-    const rect header_strip{list.left, list.top - g.cell_height, frame.right, list.top};
+    const int list_top = list.top + top * g.cell_height;
+    const rect header_strip{list.left, list_top - g.cell_height, frame.right, list_top};
     // The rows fill the list themselves: a repaint of rows alone paints nothing under them.
     if (!list.contains(clip.left, clip.top) || !list.contains(clip.right - 1, clip.bottom - 1)) {
         c.fill_rect(clipped(frame, clip), colour_role::panel);
@@ -219,12 +230,12 @@ void list_painter::paint(canvas& c, const rect& clip, const program& p, const ed
         header.remove_prefix(1);
         const std::size_t tab = header.find('\t');
         const int x = list.left + col * g.cell_width;
-        c.text({x, list.top - g.cell_height, x + g.cell_width * 14, list.top}, header.substr(0, tab),
+        c.text({x, list_top - g.cell_height, x + g.cell_width * 14, list_top}, header.substr(0, tab),
                font_kind::small, colour_role::dim_text, text_align::left);
         header.remove_prefix(tab == std::string_view::npos ? header.size() : tab);
     }
-    for (int r = 0; r < list_rows; ++r) {
-        const rect place = g.row(erg::list, r);
+    for (int r = 0; r < shown_rows(p); ++r) {
+        const rect place = g.row(erg::list, top + r);
         if (!place.intersects(clip)) continue;
         const row_view& v = shown_[static_cast<std::size_t>(r)];
         c.fill_rect(place, v.highlight ? colour_role::highlight : colour_role::field);

@@ -41,7 +41,7 @@ const std::vector<editor_region>& editor_regions();
 bool is_list_column(int region);
 
 // Which editors show a button.
-enum class shown_in : std::uint8_t { all, track_editors, event_list, tempo_list, signature_list };
+enum class shown_in : std::uint8_t { all, track_editors, event_list, grid, tempo_list, signature_list };
 
 struct editor_button {
     int command;

@@ -38,6 +38,16 @@ void chain_edit::remove(ref32 at, int n) {
     p_.d.free_blocks += freed;
 }
 
+void chain_edit::remove_all(std::vector<ref32> records) {
+    std::sort(records.begin(), records.end());
+    const event_store s = store();
+    for (ref32 e = s.last_event(first()); is_event_status(s.status(e));) {
+        const ref32 before = s.prev_event(e);
+        if (std::binary_search(records.begin(), records.end(), e)) remove(e, 1);
+        e = before;
+    }
+}
+
 void chain_edit::give_back() {
     if (!list_) return track_->give_back();
     if (!parked_) return;
@@ -74,7 +84,7 @@ void land_cursor(program& p, const cursor_target& t, int row_delta) {
 void land_cursor_on(program& p, ref32 e, int row_delta) {
     editor_state& ed = p.editor;
     ed.cursor = e;
-    ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, list_rows - 1);
+    ed.cursor_row = std::clamp(ed.cursor_row + row_delta, 0, shown_rows(p) - 1);
     ed.tracks_seen = p.changes.tracks;
     settle_cursor(p);
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "core/program.h"
 #include "processing/track_edit.h"
@@ -23,6 +24,11 @@ public:
     // A record put in at `at`, the block counts kept; false when the pool is out of blocks.
     bool insert(ref32 at, const midi_event& e);
     void remove(ref32 at, int n);
+    // Removes these records (single-record events), walking from the chain's end so that no
+    // removal moves a record still to go.
+    void remove_all(std::vector<ref32> records);
+    // A track's guard, for a chain built elsewhere; none for the tempo and signature lists.
+    track_edit* guard() { return track_ ? &*track_ : nullptr; }
     // The chain sorted and handed back to the engine.
     void give_back();
 

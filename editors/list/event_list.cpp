@@ -38,6 +38,9 @@ bool row_shown(const program& p, const midi_event& e) {
     }
 }
 
+int shown_rows(const program& p) { return p.editor.kind == editor_kind::grid ? 1 : list_rows; }
+int first_shown_row(const program& p) { return list_rows - shown_rows(p); }
+
 bool is_head(const program& p, ref32 e) { return p.store().status(e) == st::back_link; }
 bool is_end(const program& p, ref32 e) {
     const std::uint8_t s = p.store().status(e);
@@ -125,7 +128,7 @@ list_row_events list_rows_of(const program& p) {
     list_row_events rows{};
     const editor_state& ed = p.editor;
     if (ed.cursor == null_ref) return rows;
-    const int row = std::clamp(ed.cursor_row, 0, list_rows - 1);
+    const int row = std::clamp(ed.cursor_row, 0, shown_rows(p) - 1);
     ref32 e = ed.cursor;
     for (int r = row; r >= 0 && !is_head(p, e); --r, e = prev_shown(p, e))
         rows[static_cast<std::size_t>(r)] = e;
@@ -144,7 +147,7 @@ bool move_cursor(program& p, int delta) {
     // The end row is a row of its own; nothing lies past it or before the head.
     if ((delta > 0 && is_end(p, ed.cursor)) || (delta < 0 && is_head(p, to))) return false;
     ed.cursor = to;
-    ed.cursor_row = std::clamp(ed.cursor_row + (delta > 0 ? 1 : -1), 0, list_rows - 1);
+    ed.cursor_row = std::clamp(ed.cursor_row + (delta > 0 ? 1 : -1), 0, shown_rows(p) - 1);
     moved(p);
     return true;
 }
@@ -198,9 +201,12 @@ void end_heard_note(program& p) {
 }
 
 void hear_row(program& p, ref32 e) {
-    if (e == null_ref || p.editor.kind != editor_kind::event_list) return;
+    if (e != null_ref) hear_event(p, p.store().at(e));
+}
+
+void hear_event(program& p, const midi_event& ev) {
+    if (p.editor.kind != editor_kind::event_list && p.editor.kind != editor_kind::grid) return;
     end_heard_note(p);
-    const midi_event& ev = p.store().at(e);
     const std::uint8_t kind = ev.status() & 0xF0;
     if (kind < 0xA0 && !ev.is_note_on()) return;
     if (kind > 0xE0) return;

@@ -10,6 +10,10 @@ namespace kestrune {
 
 using list_row_events = std::array<ref32, list_rows>;  // null_ref: a blank row
 
+// The list's rows: 16, or the one row under the grid, which stands in the list's last row.
+int shown_rows(const program& p);
+int first_shown_row(const program& p);
+
 // The track the editor shows and the first record of its chain (null_ref when it has none).
 track_slot& edited_slot(const program& p);
 ref32 edited_first(const program& p);
@@ -48,6 +52,8 @@ bool follow_due(const program& p);
 // Sends the row's event through the engine with the track's channel, transposition and velocity
 // change: note-ons and channel messages; the previous heard note ends first.
 void hear_row(program& p, ref32 e);
+// The same for an event that is not (or not yet) in the chain: a grid note under the mouse.
+void hear_event(program& p, const midi_event& ev);
 // Ends a note that hear_row started.
 void end_heard_note(program& p);
 

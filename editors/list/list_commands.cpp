@@ -2,6 +2,7 @@
 
 #include "core/command_ids.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/grid/grid_notes.h"
 #include "editors/list/list_edit.h"
 #include "editors/list/step_input.h"
 #include "editors/sysex/sysex_edit.h"
@@ -49,14 +50,19 @@ void add_list_commands(command_table& table) {
         follow_position(p);
         return outcome::done;
     }));
-    table.add(edit_record(cmd::editor_delete, "Delete", "Del", delete_event));
+    // In the grid, Delete, Qua and Deq work on the selected notes.
+    table.add(edit_record(cmd::editor_delete, "Delete", "Del", [](program& p) {
+        return p.editor.kind == editor_kind::grid ? delete_selected(p) : delete_event(p);
+    }));
     table.add(edit_record(cmd::insert_note, "Insert Note", "Ins", insert_note));
     table.add(edit_record(cmd::insert_other, "Insert Other", "Shift+Ins", insert_other));
     table.add(edit_record(cmd::change_event, "Change Event", "", change_event));
-    table.add(edit_record(cmd::quantize_note, "Qua", "Q",
-                          [](program& p) { return requantize_note(p, true); }));
-    table.add(edit_record(cmd::dequantize_note, "Deq", "Shift+Q",
-                          [](program& p) { return requantize_note(p, false); }));
+    for (const bool quantize : {true, false})
+        table.add(edit_record(quantize ? cmd::quantize_note : cmd::dequantize_note, quantize ? "Qua" : "Deq",
+                              quantize ? "Q" : "Shift+Q", [quantize](program& p) {
+                                  return p.editor.kind == editor_kind::grid ? requantize_selected(p, quantize)
+                                                                            : requantize_note(p, quantize);
+                              }));
     table.add(editor_record(cmd::edit_long_event, "Edit Sys Ex/Text", "Esc", [](program& p) {
         const ref32 c = p.editor.cursor;
         if (c == null_ref || is_end(p, c)) return outcome::refused;

@@ -39,12 +39,14 @@ void main_screen::impl::show_editor(bool up) {
         b.visible = visible;
     }
     list.reset();
+    grid.redraw_all();
     mark_all_dirty();
 }
 
 void main_screen::impl::refresh_editor(std::int64_t ms) {
     if (!editor_up()) return;
-    if (p.editor.heard.status && ms - p.editor.heard.since_ms >= heard_note_ms && !mouse.any_held())
+    if (p.editor.heard.status && ms - p.editor.heard.since_ms >= heard_note_ms && !mouse.any_held() &&
+        !grid.busy())
         end_heard_note(p);
     step_input_tick(p);
     if (p.changes.tracks != p.editor.tracks_seen) relocate_cursor(p);
@@ -63,6 +65,7 @@ void main_screen::impl::refresh_editor(std::int64_t ms) {
         b.pressed = pressed;
     }
     for (const rect& r : list.refresh(p, eg)) dirty.push_back(r);
+    for (const rect& r : grid.refresh()) dirty.push_back(r);
 }
 
 void main_screen::impl::act_editor(int region, int row, int code) {

@@ -95,6 +95,7 @@ void main_screen::layout(int zoom_index, const font_metrics& system_font) {
     m.tree.hide(rgn::time, !m.p.app.clock_field_on);
     m.mixer.layout(m.g.width, m.g.height);
     m.eg = {m.g.width, m.g.height, m.g.list_font_shortfall};
+    m.grid.layout(m.eg);
     m.place_buttons();
     m.place_editor();
     m.build_cells();
@@ -183,6 +184,7 @@ void main_screen::paint(canvas& c, const rect& clip) {
     c.fill_rect(clip, colour_role::window);
     m.tree.paint(c, clip);
     if (m.editor_up()) m.list.paint(c, clip, m.p, m.eg);
+    if (m.grid_up()) m.grid.paint(c, clip);
     for (screen_cell& s : m.cells) {
         if (!s.place.intersects(clip) || !m.on_screen(s)) continue;
         // A paint shows the model as it stands, even before the tick has seen a change.
@@ -200,7 +202,7 @@ void main_screen::impl::refresh_buttons() {
     const bool pressed[main_button_count] = {false,
                                              mixer_open(p),
                                              p.editor.kind == editor_kind::event_list && !main_view(),
-                                             false,
+                                             grid_up(),
                                              p.d.cycle_on != 0,
                                              p.d.punch_on != 0,
                                              p.app.solo_on,
@@ -272,12 +274,18 @@ void main_screen::mouse_down(int x, int y, int button, key_mods mods, std::int64
     // The press acts on the next tick, from its latch if the button is already up by then.
     if (m_->in_mixer(x, y))
         m_->mixer.mouse_down(x, y, button, mods, ms);
+    else if (m_->in_grid(x, y))
+        m_->grid.mouse_down(x, y, button, mods);
     else
         m_->begin_press(x, y, button, mods, ms);
 }
 
 void main_screen::mouse_up(int x, int y, int button, std::int64_t) {
     m_->mixer.mouse_up(button);
+    if (m_->grid.busy()) {
+        m_->grid.mouse_up(button);
+        return;
+    }
     m_->end_press(x, y, button);
 }
 
@@ -285,6 +293,7 @@ void main_screen::mouse_move(int x, int y, key_mods mods, std::int64_t) {
     impl& m = *m_;
     m.last_mods = mods;
     if (m.mixer_shown()) m.mixer.mouse_move(x, y, mods);
+    if (m.grid.busy()) m.grid.mouse_move(x, y, mods);
     if (!m.dragging) return;
     m.dirty.push_back(m.drag_line());
     m.drag_y = y;
@@ -300,6 +309,10 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
     impl& m = *m_;
     if (m.in_mixer(x, y)) {
         m.mixer.double_click(x, y, button);
+        return;
+    }
+    if (m.in_grid(x, y)) {
+        m.grid.mouse_down(x, y, button, mods);
         return;
     }
     const screen_region* hit = m.tree.find_region_at_point(x, y);
@@ -320,6 +333,10 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
 void main_screen::wheel(int x, int y, int steps) {
     impl& m = *m_;
     if (steps == 0) return;
+    if (m.grid_up() && m.grid.area().contains(x, y)) {
+        m.grid.wheel(x, y, steps);
+        return;
+    }
     if (m.editor_up() && m.tree.place(rgn::work_area).contains(x, y)) {
         m.editor_wheel(steps);
         return;

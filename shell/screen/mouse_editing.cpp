@@ -89,7 +89,9 @@ bool main_screen::impl::refuse_while_recording() {
 
 int main_screen::impl::row_at(int region, int y) const {
     const rect r = tree.place(region);
-    return std::max(0, (y - r.top) / std::max(1, g.height));
+    const int row = std::max(0, (y - r.top) / std::max(1, g.height));
+    // Under the grid the list's one row stands in its last.
+    return is_list_column(region) && editor_up() ? std::max(0, row - first_shown_row(p)) : row;
 }
 
 void main_screen::impl::begin_press(int x, int y, int button, key_mods mods, std::int64_t ms) {

@@ -12,6 +12,7 @@
 #include "core/field.h"
 #include "core/program.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/grid/grid_view.h"
 #include "editors/list/list_fields.h"
 #include "realtime/transport.h"
 #include "shell/screen/main_layout.h"
@@ -198,6 +199,10 @@ struct main_screen::impl {
     // switch between it and the panes, its rows on each tick, its clicks and keys.
     editor_geometry eg;
     list_painter list;
+    grid_view grid{p};
+    bool grid_up() const { return editor_up() && p.editor.kind == editor_kind::grid; }
+    // The grid takes the mouse over itself, and for the rest of a gesture begun there.
+    bool in_grid(int x, int y) const { return grid_up() && (grid.busy() || grid.takes(x, y)); }
     bool list_was_running = false;
     bool editor_up() const { return p.editor.open() && !main_view(); }
     void place_editor();

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <map>
 
+#include "editors/grid/grid_view.h"
 #include "engine/engine.h"
 #include "files/file_messages.h"
 #include "files/settings_file.h"
@@ -118,6 +119,35 @@ TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
     w.tick();
     const region_tree& lamps = s->screen->regions();
     EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)), nums(0, 1, 0));
+}
+
+// The grid through the window's own mouse events: the Grid button opens it, the right button
+// draws a note on an empty place and a drag transposes it.
+TEST_F(window_fixture, the_grid_draws_and_drags_a_note_under_the_mouse) {
+    write_midi_song("grid.mid", 2, 16);
+    main_window w(*s);
+    w.apply_zoom(2, true);
+    w.show();
+    ASSERT_TRUE(open_start_file(*s, "grid.mid"));
+    ASSERT_EQ(dispatch_command(*s, cmd::grid_button), outcome::done);
+    w.tick();
+    grid_view probe(s->prog);
+    probe.layout({s->screen->cell_width(), s->screen->cell_height(), 0});
+    const int key = s->prog.editor.grid.first_key + 2;
+    const QPoint at(probe.x_of(key) + 1, probe.notes().bottom - 4);
+    const grid_point where = probe.point(at.x(), at.y());
+    const QPoint to = at + QPoint(probe.key_width(), 0);
+    QWidget* view = w.view_widget();
+    QMouseEvent press(QEvent::MouseButtonPress, at, view->mapToGlobal(at), Qt::RightButton, Qt::RightButton, {});
+    QMouseEvent move(QEvent::MouseMove, to, view->mapToGlobal(to), Qt::NoButton, Qt::RightButton, {});
+    QMouseEvent release(QEvent::MouseButtonRelease, to, view->mapToGlobal(to), Qt::RightButton, Qt::NoButton, {});
+    QApplication::sendEvent(view, &press);
+    QApplication::sendEvent(view, &move);
+    QApplication::sendEvent(view, &release);
+    w.tick();
+    const ref32 made = find_note_on(s->prog, where.tick, key + 1);
+    ASSERT_NE(made, null_ref);
+    EXPECT_EQ(s->prog.editor.cursor, made);
 }
 
 // After the name box and after a message the keyboard is the main screen's again: the keypad

@@ -2,6 +2,7 @@
 
 #include "core/command_ids.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/grid/grid_view.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
 #include "shell/screen/region_tree.h"
@@ -111,6 +112,31 @@ TEST_F(EditorPane, TheListFollowsThePlayPositionAndRepaintsOnlyWhatMoved) {
     EXPECT_TRUE(screen.key_down(down));
     EXPECT_EQ(nums(p.editor.position_follow, p.store().position(p.editor.cursor)), nums(0, 3072));
     p.d.stopped = 1;
+}
+
+TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
+    ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
+    ticks(1);
+    // The screen's grid stands where a grid of the same cells stands.
+    grid_view probe(p);
+    probe.layout({screen.cell_width(), screen.cell_height(), 0});
+    const int x = probe.x_of(70) + 1, y = probe.y_of(3472), two_keys = 2 * probe.key_width();
+    screen.mouse_down(x, y, right_button, {}, now);
+    screen.mouse_move(x + two_keys / 2, y, {}, now);
+    screen.mouse_move(x + two_keys, y, {}, now);
+    // The key the drag reached sounds on the tick, and ends with the drag.
+    ticks(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 72, 64}));
+    screen.mouse_up(x + two_keys, y, right_button, now);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 72, 64}));
+    ticks(1);
+    // Drawn at key 70, dragged sideways two keys; the list's one row shows it.
+    const ref32 made = find_note_on(p, 3472, 72);
+    ASSERT_NE(made, null_ref);
+    EXPECT_EQ(list_rows_of(p)[0], made);
+    recording_canvas c;
+    screen.paint(c, {0, 0, 4000, 4000});
+    EXPECT_TRUE(c.has_text("Velocity"));
 }
 
 }  // namespace
