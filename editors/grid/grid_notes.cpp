@@ -175,8 +175,8 @@ void toggle_selected(program& p, const grid_note& n) {
 }
 
 void select_band(program& p, grid_point a, grid_point b, bool toggle) {
-    const auto [lo_key, hi_key] = std::minmax(a.key, b.key);
-    const auto [from, to] = std::minmax(a.tick, b.tick);
+    const auto lo_key = std::min(a.key, b.key), hi_key = std::max(a.key, b.key);
+    const auto from = std::min(a.tick, b.tick), to = std::max(a.tick, b.tick);
     mark_notes(p, [&](const midi_event& on, const midi_event& off, bool selected) {
         if (on.data1() < lo_key || on.data1() > hi_key) return selected;
         const std::int32_t end = off.position();
