@@ -99,7 +99,7 @@ void recorder::place_take() {
     d_.record_offset = 0;
     if (!d_.song_mode) return;
     d_.record_pattern = d_.parallel_selected ? parallel_pattern : p_.step(step).pattern;
-    if (!d_.parallel_selected) d_.record_offset = p_.step_start(step) - song_start;
+    if (!d_.parallel_selected) d_.record_offset = p_.step_base(step);
 }
 
 std::int32_t recorder::bar_before_step() const {
@@ -232,7 +232,7 @@ void recorder::instant_start(bool shift) {
     d_.record_offset = 0;
     if (d_.song_mode && !d_.parallel_selected) {
         const int step = d_.main_screen ? d_.current_step : d_.song_start_step;
-        d_.record_offset = p_.step_start(std::clamp(step, 0, song_steps - 1)) - song_start;
+        d_.record_offset = p_.step_base(step);
     }
     arm_record_area();
     if (shift) {

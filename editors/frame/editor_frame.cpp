@@ -147,7 +147,7 @@ outcome toggle_editor(program& p, editor_kind kind) {
     ed.kind = kind;
     ed.position_follow = true;
     // The lists count in song time; a track's events in its pattern's.
-    ed.step_offset = p.d.song_mode && !list ? p.step_start(p.d.current_step) - song_start : 0;
+    ed.step_offset = list ? 0 : p.step_offset(p.app.edit_pattern);
     p.app.editor_dirty = false;
     p.d.punch_on = 0;
     ed.tracks_seen = p.changes.tracks;

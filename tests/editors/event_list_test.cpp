@@ -10,6 +10,7 @@
 #include "editors/list/step_input.h"
 #include "processing/undo.h"
 #include "realtime/transport.h"
+#include "song/patterns.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
@@ -181,6 +182,22 @@ TEST_F(EventList, FollowingThePositionHighlightsTheLastEventBeforeIt) {
     p.d.position = 3072 + 96 * 20 + 5;
     follow_position(p);
     EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 20);
+    // In song mode, with step 1 four bars into the song, a pattern's events count from the step's
+    // start; the parallel pattern's from the song's own.
+    p.d.song_mode = 1;
+    p.d.current_step = 1;
+    p.step(0).end = song_start + 3072;
+    open(notes(80, 3072, 96));
+    p.d.position = 3072 + 3072 + 96 * 10 + 5;
+    follow_position(p);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 10);
+    leave_editor(p);
+    give_track(p, parallel_pattern, 0, notes(80, 3072, 96));
+    select_pattern(p, parallel_pattern);
+    p.d.current_track = 0;
+    ASSERT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
+    follow_position(p);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 42);
 }
 
 TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {
