@@ -182,6 +182,8 @@ void recorder::record_start(record_mode mode) {
 void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     arm_record_area();
     locate(p_, start);
+    // The window shows the pattern the take goes into, a song step's own in song mode.
+    select_pattern(p_, d_.record_pattern, true);
     tr_.clock_start(d_.position);
     tr_.buttons.play = true;
     tr_.buttons.stop = tr_.buttons.pause = false;
