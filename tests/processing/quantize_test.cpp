@@ -63,10 +63,11 @@ TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
     EXPECT_EQ(placed(), nums(48, 192, 432, 624, 816));
     choose(0);
     EXPECT_EQ(placed(), played);
-    // Half strength truncates toward zero: 47 (one early) stays.
-    t->app.quantize_strength = 50;
+    // Strength 99 takes 99/100 of each distance, truncated toward zero: 24 short moves 23, and
+    // 47 (one early) stays.
+    t->app.quantize_strength = 99;
     choose(16);
-    EXPECT_EQ(placed(), nums(36, 181, 418, 615, 815));
+    EXPECT_EQ(placed(), nums(47, 191, 431, 623, 815));
 }
 
 TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
