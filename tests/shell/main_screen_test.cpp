@@ -387,6 +387,10 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     EXPECT_EQ(t->d.position, before + 768);
     click(rgn::stop);
     EXPECT_FALSE(t->running());
+    // Only Stop is lit then.
+    const region_tree& lamps = screen.regions();
+    EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)),
+              nums(0, 1, 0));
 }
 
 TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
