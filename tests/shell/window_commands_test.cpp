@@ -167,10 +167,6 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
     EXPECT_TRUE(p->running());
     press(key(key_code::pad_enter));
     EXPECT_FALSE(p->running());
-    press(letter('C'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(1, 0));
-    press(letter('P'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(0, 1));
     press(letter('T'));
     press(letter('W'));
     press(letter('S'));
