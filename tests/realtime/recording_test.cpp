@@ -168,25 +168,30 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
 }
 
-// The right locator moved before the left during a punched take: the take ends where it stops.
+// The right locator moved before the left, or onto it, during a punched take: the take ends
+// where it stops.
 TEST_F(Recording, APunchWhoseRightLocatorWasMovedBeforeTheLeftEndsAtTheStop) {
-    build_track(*t, 0, 0,
-                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
-                 ev(0x80, 41, 0, 3550), ev(0x90, 43, 80, 3700), ev(0x80, 43, 0, 3750)});
-    t->d.left_locator = 3456;
-    t->d.right_locator = 3840;
-    t->d.punch_on = 1;
-    tr.play();
-    play_at(3520, {0x90, 61, 90});
-    play_at(3600, {});
-    tr.set_right_locator(3200);
-    tr.stop();
-    EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
-                              {40, 0x80, 3150},
-                              {61, 0x90, 3520},
-                              {61, 0x80, 3599},
-                              {43, 0x90, 3700},
-                              {43, 0x80, 3750}}));
+    for (const int track : {0, 1}) {
+        t->d.current_track = static_cast<std::int16_t>(track);
+        build_track(*t, 0, track,
+                    {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                     ev(0x80, 41, 0, 3550), ev(0x90, 43, 80, 3700), ev(0x80, 43, 0, 3750)});
+        t->d.left_locator = 3456;
+        t->d.right_locator = 3840;
+        t->d.punch_on = 1;
+        tr.play();
+        play_at(3520, {0x90, 61, 90});
+        play_at(3600, {});
+        tr.set_right_locator(track == 0 ? 3200 : 3456);
+        tr.stop();
+        EXPECT_EQ(events(0, track), (rows{{40, 0x90, 3100},
+                                          {40, 0x80, 3150},
+                                          {61, 0x90, 3520},
+                                          {61, 0x80, 3599},
+                                          {43, 0x90, 3700},
+                                          {43, 0x80, 3750}}))
+            << track;
+    }
 }
 
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
