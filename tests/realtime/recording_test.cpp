@@ -254,6 +254,13 @@ TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(d.position, d.record_offset), nums(6912 - 768, 6144 - song_start));
     tr.stop();
+    // The bar is the meter's before the step: with 3/4 from the step's start, a bar of 4/4.
+    d.cycle_on = 0;
+    t->step(1).pickup = 0;
+    use_signature_track(*t, {ev(st::signature, 4, 4, song_start), ev(st::signature, 3, 4, 6144)});
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(d.position, 6144 - 768);
+    tr.stop();
 }
 
 // In song mode a take of step 1 lands in its pattern at its place in the pattern; a cycle that
