@@ -220,6 +220,14 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     // quantized at the stop.
     EXPECT_EQ(events(),
               (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
+    // A track that plays as recorded keeps the channels its passes were played on.
+    t->slot(0, 0).channel = 16;
+    rec.record_start(record_mode::overdub);
+    play_at(song_start + 100, {0x93, 64, 90});
+    play_at(song_start + 200, {0x83, 64, 0});
+    while (d.position >= song_start + 200) t.run_ms(1);
+    tr.stop();
+    EXPECT_EQ(events()[0], nums(64, 0x93, 3168));  // at one position the new comes first
 }
 
 // The count-in is a bar of the meter before the step, two with the preference, never above 3072;
