@@ -177,13 +177,9 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     expect_sound();
 }
 
-TEST_F(EventList, FollowingThePositionHighlightsTheLastEventBeforeIt) {
-    open(notes(40, 3072, 96));
-    p.d.position = 3072 + 96 * 20 + 5;
-    follow_position(p);
-    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 20);
-    // In song mode, with step 1 four bars into the song, a pattern's events count from the step's
-    // start; the parallel pattern's from the song's own.
+// In song mode, with step 1 four bars into the song, a pattern's events count from the step's
+// start while the list follows the song; the parallel pattern's from the song's own.
+TEST_F(EventList, InSongModeTheListFollowsInTheStepsTimeButTheParallelPatternInTheSongs) {
     p.d.song_mode = 1;
     p.d.current_step = 1;
     p.step(0).end = song_start + 3072;
