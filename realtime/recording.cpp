@@ -185,8 +185,7 @@ void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     // The window shows the pattern the take goes into, a song step's own in song mode.
     select_pattern(p_, d_.record_pattern, true);
     tr_.clock_start(d_.position);
-    tr_.buttons.play = true;
-    tr_.buttons.stop = tr_.buttons.pause = false;
+    tr_.buttons_running();
     tr_.buttons.record = mode == record_mode::replace;
     tr_.buttons.overdub = mode == record_mode::overdub;
     tr_.buttons.punch = punch;
