@@ -37,9 +37,13 @@ void program::write_defaults() {
 
 void program::shut_down() { eng.cleanup_func_in_dll(); }
 
+std::int32_t program::step_base(int i) const {
+    return step_start(std::clamp(i, 0, song_steps - 1)) - song_start;
+}
+
 std::int32_t program::step_offset(int pattern) const {
     if (!d.song_mode || pattern == parallel_pattern) return 0;
-    return step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
+    return step_base(d.current_step);
 }
 
 void program::wait_request(std::uint8_t& flag) {

@@ -136,6 +136,9 @@ public:
     }
     // Start of song step i: the end of the entry before it.
     std::int32_t step_start(int i) const { return step(i - 1).end; }
+    // How far step i's own bar 1 lies after the song's; a step out of the list counts as the
+    // nearest one in it.
+    std::int32_t step_base(int i) const;
     // How far a pattern's own time lies before the song's: in song mode the current step's
     // start less the song's start; the parallel pattern runs in song time.
     std::int32_t step_offset(int pattern) const;

@@ -298,9 +298,9 @@ midi_reader::chunk_read midi_reader::read_chunk() {
 
 int midi_reader::run(const std::string& path) {
     dll_data& d = p_.d;
-    if (keep_)
-        join_offset_ =
-            p_.step_start(std::clamp<int>(d.current_step, 0, song_steps - 1)) - song_start;
+    // Kept lists are joined at the current step in either mode: they run in song time, which
+    // the parallel pattern's exemption from the step's offset has nothing to do with.
+    if (keep_) join_offset_ = p_.step_base(d.current_step);
     signature_offset_ = join_offset_;
 
     if (!f_.open_read(path)) {

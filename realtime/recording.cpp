@@ -99,7 +99,7 @@ void recorder::place_take() {
     d_.record_offset = 0;
     if (!d_.song_mode) return;
     d_.record_pattern = d_.parallel_selected ? parallel_pattern : p_.step(step).pattern;
-    if (!d_.parallel_selected) d_.record_offset = p_.step_start(step) - song_start;
+    if (!d_.parallel_selected) d_.record_offset = p_.step_base(step);
 }
 
 std::int32_t recorder::bar_before_step() const {
@@ -182,6 +182,8 @@ void recorder::record_start(record_mode mode) {
 void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     arm_record_area();
     locate(p_, start);
+    // The window shows the pattern the take goes into, a song step's own in song mode.
+    select_pattern(p_, d_.record_pattern, true);
     tr_.clock_start(d_.position);
     tr_.buttons_running();
     tr_.buttons.record = mode == record_mode::replace;
@@ -231,7 +233,7 @@ void recorder::instant_start(bool shift) {
     d_.record_offset = 0;
     if (d_.song_mode && !d_.parallel_selected) {
         const int step = d_.main_screen ? d_.current_step : d_.song_start_step;
-        d_.record_offset = p_.step_start(std::clamp(step, 0, song_steps - 1)) - song_start;
+        d_.record_offset = p_.step_base(step);
     }
     arm_record_area();
     if (shift) {

@@ -187,6 +187,8 @@ outcome insert_note(program& p) {
         return outcome::done;
     }
     midi_event on = midi_event::make(ln.status, ln.data1, ln.data2, row.position());
+    // The new note-on goes right behind the row's whole event, where the highlight follows it.
+    const ref32 at = s.next_event(c);
     if (row.is_note_on()) {
         on = row;
         on.clear_marks();
@@ -197,14 +199,13 @@ outcome insert_note(program& p) {
         if (depth == 0)
             edit.insert(s.next_record(partner), s.at(partner));
         else
-            edit.insert(s.next_record(c),
-                        midi_event::make(off_status(on.status()), on.data1(), 64, on.position()));
-        edit.insert(s.next_record(c), on);
-    } else if (edit.insert(s.next_record(c), on)) {
-        put_note_off(edit, s.next_record(c));
+            edit.insert(at, midi_event::make(off_status(on.status()), on.data1(), 64, on.position()));
+        edit.insert(at, on);
+    } else if (edit.insert(at, on)) {
+        put_note_off(edit, at);
     }
     edit.give_back();
-    land_cursor(p, on, 1);
+    land_cursor_on(p, at, 1);
     return outcome::done;
 }
 
@@ -235,12 +236,12 @@ outcome insert_other(program& p) {
     made.clear_marks();
     chain_edit edit(p);
     if (!edit.begin()) return outcome::refused;
-    ref32 at = end ? s.find_after_position(edit.first(), pos) : c;
-    if (!end)
-        for (int n = s.event_length(c); n > 0; --n) at = s.next_record(at);
+    // The record stays where it goes in, behind every event at its position: the highlight
+    // lands on it, not on an identical row before it.
+    const ref32 at = end ? s.find_after_position(edit.first(), pos) : s.next_event(c);
     edit.insert(at, made);
     edit.give_back();
-    land_cursor(p, made, end ? 0 : 1);
+    land_cursor_on(p, at, end ? 0 : 1);
     return outcome::done;
 }
 

@@ -262,8 +262,9 @@ void main_screen::impl::follow_engine() {
     }
     shown_mixer = mixer_open(p);
     const bool up = main_view();
-    if (up != shown_main_view) {
+    if (up != shown_main_view || p.editor.kind != shown_editor) {
         shown_main_view = up;
+        shown_editor = p.editor.kind;
         show_editor(editor_up());
         mixer.redraw_all();
         mark_all_dirty();

@@ -10,6 +10,7 @@
 #include "editors/list/step_input.h"
 #include "processing/undo.h"
 #include "realtime/transport.h"
+#include "song/patterns.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
@@ -95,15 +96,36 @@ TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
                                    ev(0x80, 60, 64, 3200), ev(0x80, 60, 64, 3200)}),
               "");
     EXPECT_EQ(nums(cursor().data2(), p.editor.cursor_row), nums(80, 1));
-    // On a note-on row the note is doubled and becomes the next note inserted.
+    // On a note-on row the note is doubled and becomes the next note inserted; the highlight
+    // goes onto the copy, not back onto the row it was made from.
+    const ref32 row = p.editor.cursor;
     ASSERT_EQ(insert_note(p), outcome::done);
     EXPECT_EQ(nums(track().size(), p.editor.last_note.data2), nums(7, 80));
+    EXPECT_EQ(nums(p.editor.cursor, p.editor.cursor_row), nums(p.store().next_record(row), 2));
     // With no later note of the key the new note has no length.
     open({ev(0xB0, 1, 0, 3100)});
     p.editor.last_note = {0x91, 40, 70};
     ASSERT_EQ(insert_note(p), outcome::done);
     EXPECT_EQ(difference(track(), {ev(0xB0, 1, 0, 3100), ev(0x91, 40, 70, 3100), ev(0x81, 40, 64, 3100)}), "");
     expect_sound();
+    // Behind a sysex row the note goes behind the whole message, not into its data.
+    open(long_event(0xF0, 3072, sysex_payload(9)));
+    ASSERT_EQ(insert_note(p), outcome::done);
+    records want = long_event(0xF0, 3072, sysex_payload(9));
+    want.insert(want.end(), {ev(0x91, 40, 70, 3072), ev(0x81, 40, 64, 3072)});
+    EXPECT_EQ(difference(track(), want), "");
+}
+
+TEST_F(EventList, InsertOtherCopiesAControllerRowAndHighlightsTheCopy) {
+    open({ev(0x90, 60, 90, 3072), ev(0xB2, 7, 100, 3072), ev(0x80, 60, 64, 3168)});
+    down(1);
+    const ref32 row = p.editor.cursor;
+    ASSERT_EQ(insert_other(p), outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 90, 3072), ev(0xB2, 7, 100, 3072), ev(0xB2, 7, 100, 3072),
+                                   ev(0x80, 60, 64, 3168)}),
+              "");
+    EXPECT_EQ(nums(p.editor.cursor, p.editor.cursor_row), nums(p.store().next_record(row), 2));
+    EXPECT_EQ(nums(p.editor.last_other.status, p.editor.last_other.data2), nums(0xB2, 100));
 }
 
 TEST_F(EventList, DeleteTakesTheNoteOffAlongAndAsksBeforeALoneNoteOff) {
@@ -153,6 +175,25 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     set_row_data(p, p.editor.cursor, row_data::data2, 0);
     EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
     expect_sound();
+}
+
+// In song mode, with step 1 four bars into the song, a pattern's events count from the step's
+// start while the list follows the song; the parallel pattern's from the song's own.
+TEST_F(EventList, InSongModeTheListFollowsInTheStepsTimeButTheParallelPatternInTheSongs) {
+    p.d.song_mode = 1;
+    p.d.current_step = 1;
+    p.step(0).end = song_start + 3072;
+    open(notes(80, 3072, 96));
+    p.d.position = 3072 + 3072 + 96 * 10 + 5;
+    follow_position(p);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 10);
+    leave_editor(p);
+    give_track(p, parallel_pattern, 0, notes(80, 3072, 96));
+    select_pattern(p, parallel_pattern);
+    p.d.current_track = 0;
+    ASSERT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
+    follow_position(p);
+    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 42);
 }
 
 TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {

@@ -7,6 +7,8 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPainter>
+#include <QPushButton>
+#include <QStyleOptionButton>
 #include <QScreen>
 #include <QStyle>
 #include <QStyleFactory>
@@ -179,6 +181,45 @@ TEST_F(window_fixture, the_window_takes_its_zoom_held_to_the_screen) {
     dispatch_command(*s, cmd::zoom_first);
     EXPECT_EQ(w.size(), QSize(325, 283));
     EXPECT_TRUE(room.contains(w.frameGeometry()));
+}
+
+// The texts of the shown child buttons that the style's text room of their button cuts off.
+std::vector<std::string> cut_off_texts(const main_window& w, int zoom) {
+    std::vector<std::string> cut;
+    for (QPushButton* b : w.child_buttons()) {
+        if (!b->isVisible()) continue;
+        QStyleOptionButton o;
+        o.initFrom(b);
+        o.text = b->text();
+        const QRect room = b->style()->subElementRect(QStyle::SE_PushButtonContents, &o, b);
+        if (b->fontMetrics().horizontalAdvance(b->text()) > room.width())
+            cut.push_back(b->text().toStdString() + " at zoom " + std::to_string(zoom));
+    }
+    return cut;
+}
+
+// Every button of the main window, the editors and the mixer shows its whole text at each zoom;
+// each view is opened straight from the one before, as its key does.
+TEST_F(window_fixture, every_button_text_fits_its_button_at_every_zoom) {
+    main_window w(*s);
+    screen_ui.set_parent(&w);
+    w.show();
+    give_track(s->prog, 0, 0, {ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3100)});
+    std::vector<std::string> cut;
+    for (int zoom = 0; zoom < zoom_rows; ++zoom) {
+        w.apply_zoom(zoom, false);
+        for (int view : {0, cmd::event_editor, cmd::grid_editor, cmd::tempo_track_editor,
+                         cmd::signature_track_editor, cmd::mixer_button}) {
+            if (view) {
+                ASSERT_EQ(dispatch_command(*s, view), outcome::done) << view;
+            }
+            w.tick();
+            for (std::string& c : cut_off_texts(w, zoom)) cut.push_back(std::move(c));
+        }
+        dispatch_command(*s, cmd::mixer_button);
+        ASSERT_NE(s->prog.d.main_screen, 0);
+    }
+    EXPECT_EQ(cut, std::vector<std::string>{});
 }
 
 // A stored place larger than the screen or beyond it is held to the screen's available area; one

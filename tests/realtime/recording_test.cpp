@@ -271,8 +271,8 @@ TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     tr.stop();
 }
 
-// In song mode a take of step 1 lands in its pattern at its place in the pattern; a cycle that
-// reaches outside the step asks first.
+// In song mode a take of step 1 shows its pattern from the start and lands in it at its place in
+// the pattern; a cycle that reaches outside the step asks first.
 TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAsk) {
     dll_data& d = t->d;
     d.song_mode = 1;
@@ -281,7 +281,8 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     t->step(1).pattern = 3;
     d.current_step = 1;
     rec.record_start(record_mode::overdub);
-    EXPECT_EQ(nums(d.record_pattern, d.record_offset, d.position), nums(3, 3072, 6144 - 768));
+    EXPECT_EQ(nums(d.record_pattern, d.current_pattern, d.record_offset, d.position),
+              nums(3, 3, 3072, 6144 - 768));
     play_at(6144 + 100, {0x90, 60, 90});
     play_at(6144 + 150, {0x80, 60, 0});
     tr.stop();

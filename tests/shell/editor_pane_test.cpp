@@ -64,6 +64,10 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     p.app.clock_field_on = !p.app.clock_field_on;
     ticks(1);
     EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
+    // Straight from the list into the grid: the grid's buttons take the list's place.
+    ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
+    ticks(1);
+    EXPECT_EQ(nums(shown(cmd::insert_note), shown(cmd::snap_to_grid)), nums(0, 1));
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);
