@@ -152,8 +152,6 @@ private:
     // A note held over a pass's end ends there.
     void end_held_notes();
     void mixer_rows(std::int64_t at);
-    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
-                    std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;

@@ -403,15 +403,16 @@ TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     const auto v = t.midi.messages();
     ASSERT_EQ(v.size(), 2u);
     EXPECT_EQ(v[1].bytes[0], 0x95);
-    // A take holds the mixer's moves as it holds input.
+    // During a take a mixer move goes out but stays out of the take; the input is taken.
     m.pan_view[5] = 20;  // as the track left it
     d.mixer_send_port = 2;
     arm_take(song_start);
+    t.midi.clear();
     m.fader_view[3] = 80;
-    t.run_ms(1);
-    EXPECT_EQ(
-        take_rows(),
-        (std::vector<std::vector<std::int64_t>>{{0xB3, d.mixer_define_controller, song_start}}));
+    t.feed({0x92, 30, 100}, 1);
+    EXPECT_EQ(sent_bytes(t.midi, 2),
+              (std::vector<std::vector<int>>{{0xB3, d.mixer_define_controller, 80}}));
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x92, 30, song_start}}));
 }
 
 }  // namespace
