@@ -415,5 +415,24 @@ TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x92, 30, song_start}}));
 }
 
+// A chased value, or Full Volume, is in force on its channel as a track's own message is: the
+// strips follow it.
+TEST_F(Input, TheMixerFollowsChasedValuesAndFullVolume) {
+    for (chase_entry& e : d.chase_table) {
+        for (chase_slot& s : e.slot) s.key = -1;
+        e.wheel_key = -1;
+    }
+    d.chase(2, 3).slot[chase_program] = {0, 0xC3, 40};
+    d.chase(2, 3).slot[chase_pan] = {0, 0xB3, 20};
+    d.chase_ready = 1;
+    t.run_ms(1);
+    const mixer_port& m = d.mixer[2];
+    EXPECT_EQ(nums(m.program_play[3], m.pan_play[3], d.mixer_changed), nums(40, 20, 1 << 2));
+    d.mixer_define_controller = 7;
+    d.full_volume_request = 1;
+    t.run_ms(1);
+    EXPECT_EQ(nums(m.fader_play[0], d.mixer[0].fader_play[15]), nums(127, 127));
+}
+
 }  // namespace
 }  // namespace kestrune
