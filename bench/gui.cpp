@@ -6,7 +6,8 @@
 // list_repaint_ms (its 16 rows painted) and list_follow_tick_us (the tick while the list follows
 // the song playing); with the grid open on that track at zoom 7, grid_repaint_ms (the whole grid
 // painted) and grid_drag_us (the work of one pointer move while 100 selected notes are dragged);
-// with the mixer open, mixer_repaint_ms (all 16 strips at zoom 7) and mixer_move_to_wire_us (a
+// with the mixer open, mixer_repaint_ms (all 16 strips at zoom 7; _names_ with a patch name too
+// long for its field on every strip) and mixer_move_to_wire_us (a
 // fader's mouse press to its message in the capture backend). The _cpu_ figures are the same work
 // in the thread's CPU time, for a machine that others share.
 #include <QApplication>
@@ -213,14 +214,29 @@ bool mixer_figures(session& s, main_window& w, capture_backend& midi, bool quick
     mixer_view& m = s.screen->mixer();
     const kestrune::rect f = m.frame();
     std::vector<double> paints, paints_cpu;
-    for (int i = 0; i < (quick ? 5 : 50); ++i) {
-        QElapsedTimer t;
-        const double cpu0 = thread_cpu_us();
-        t.start();
-        w.view_widget()->repaint(QRect(f.left, f.top, f.width(), f.height()));
-        paints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
-        paints_cpu.push_back((thread_cpu_us() - cpu0) / 1e3);
-    }
+    const auto repaint = [&] {
+        paints.clear();
+        paints_cpu.clear();
+        for (int i = 0; i < (quick ? 5 : 50); ++i) {
+            QElapsedTimer t;
+            const double cpu0 = thread_cpu_us();
+            t.start();
+            w.view_widget()->repaint(QRect(f.left, f.top, f.width(), f.height()));
+            paints.push_back(static_cast<double>(t.nsecsElapsed()) / 1e6);
+            paints_cpu.push_back((thread_cpu_us() - cpu0) / 1e3);
+        }
+    };
+    // With patch names on every strip, each too long for its field: every field is fitted.
+    const auto names_shown = s.settings.show_patch_names[0];
+    const auto names = s.patches[0].names;
+    for (std::int16_t& shown : s.settings.show_patch_names[0]) shown = 1;
+    for (std::string& name : s.patches[0].names) name = "Electric Bass (finger)";
+    repaint();
+    std::printf("mixer_repaint_names_ms %.2f\n", percentile(paints, 0.5));
+    std::printf("mixer_repaint_names_cpu_ms %.2f\n", percentile(paints_cpu, 0.5));
+    s.settings.show_patch_names[0] = names_shown;
+    s.patches[0].names = names;
+    repaint();
     std::vector<double> moves;
     for (int i = 0; i < (quick ? 32 : 640); ++i) {
         const kestrune::rect fader = m.place(mixer_part::fader, i % 16);

@@ -70,9 +70,14 @@ void player::send_full_volume(std::int64_t at) {
     // Channel volume and expression to their top on every channel of every open port.
     for (int p = 0; p < 4; ++p)
         for (int c = 0; c < 16; ++c) {
-            send(p, static_cast<std::uint8_t>(0xB0 | c), 7, 127, 3, at);
-            send(p, static_cast<std::uint8_t>(0xB0 | c), 11, 127, 3, at);
+            send_seen(p, static_cast<std::uint8_t>(0xB0 | c), 7, 127, 3, at);
+            send_seen(p, static_cast<std::uint8_t>(0xB0 | c), 11, 127, 3, at);
         }
+}
+
+void player::send_seen(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at) {
+    send(port, a, b, c, n, at);
+    mixer_seen(port, a, b, c);
 }
 
 void player::send_chase(std::int64_t at) {
@@ -87,9 +92,9 @@ void player::send_chase(std::int64_t at) {
                 const chase_slot& s = e.slot[k];
                 if (s.key == -1) continue;
                 if (k == chase_program)
-                    send(p, s.status, s.value & 0x7F, 0, 2, at);
+                    send_seen(p, s.status, s.value & 0x7F, 0, 2, at);
                 else
-                    send(p, s.status, controller[k], s.value & 0x7F, 3, at);
+                    send_seen(p, s.status, controller[k], s.value & 0x7F, 3, at);
             }
             if (e.wheel_key != -1) send(p, e.wheel_status, e.wheel_data1 & 0x7F, e.wheel_data2 & 0x7F, 3, at);
         }

@@ -109,6 +109,9 @@ private:
     // A message a track plays: sent, seen by the mixer, and taken by internal recording.
     void played(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t due,
                 std::int32_t at_pos);
+    // A value the engine puts in force on a channel (chase, Full Volume): sent, and the mixer's
+    // strips follow it as they follow what a track plays.
+    void send_seen(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n, std::int64_t at);
     void send_chase(std::int64_t at);
     void send_reset(std::int64_t at);
     void send_full_volume(std::int64_t at);
@@ -152,8 +155,6 @@ private:
     // A note held over a pass's end ends there.
     void end_held_notes();
     void mixer_rows(std::int64_t at);
-    void mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
-                    std::int64_t at);
     void mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2);
 
     track_slot& slot(int pattern, int t) const;

@@ -516,6 +516,7 @@ void player::advance_ticks(int ticks, std::int64_t at) {
     course_.change(at, fine_from_field(d.fine_position), 0, 1);
 }
 
+// The mixer is a live surface: its moves go out and are never written into a take.
 void player::mixer_rows(std::int64_t at) {
     dll_data& d = d_;
     const int p = shared_load(d.mixer_send_port);
@@ -528,7 +529,7 @@ void player::mixer_rows(std::int64_t at) {
         auto control = [&](std::int16_t* view, std::int16_t* sent, std::uint8_t cc) {
             const std::int16_t v = shared_load(view[c]);
             if (v == sent[c]) return;
-            mixer_move(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(v, 0, 127)), 3, at);
+            send(p, 0xB0 | ch, cc, static_cast<std::uint8_t>(std::clamp<int>(v, 0, 127)), 3, at);
             shared_store(sent[c], v);
         };
         control(m.fader_view, m.fader_sent, d.mixer_define_controller & 0x7F);
@@ -539,24 +540,17 @@ void player::mixer_rows(std::int64_t at) {
         const bool bank = bank_v != m.bank_sent[c];
         if (bank) {
             const int v = std::clamp<int>(bank_v, 0, 16383);
-            mixer_move(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
-            mixer_move(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
+            send(p, 0xB0 | ch, 0, static_cast<std::uint8_t>(v >> 7), 3, at);
+            send(p, 0xB0 | ch, 32, static_cast<std::uint8_t>(v & 0x7F), 3, at);
             shared_store(m.bank_sent[c], bank_v);
         }
         // A program follows its bank, so a new bank always takes a program with it.
         const std::int16_t program_v = shared_load(m.program_view[c]);
         if (bank || program_v != m.program_sent[c]) {
-            mixer_move(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(program_v, 0, 127)), 0, 2, at);
+            send(p, 0xC0 | ch, static_cast<std::uint8_t>(std::clamp<int>(program_v, 0, 127)), 0, 2, at);
             shared_store(m.program_sent[c], program_v);
         }
     }
-}
-
-void player::mixer_move(int port, std::uint8_t a, std::uint8_t b, std::uint8_t c, int n,
-                        std::int64_t at) {
-    send(port, a, b, c, n, at);
-    // A take records the mixer's moves as it records input.
-    take_in(a, b, n > 2 ? c : 0, at);
 }
 
 void player::mixer_seen(int port, std::uint8_t status, std::uint8_t d1, std::uint8_t d2) {

@@ -1,6 +1,7 @@
 // Painting the mixer: the row labels, then each strip's controls where the clip reaches them.
 #include <cmath>
 #include <numbers>
+#include <string>
 
 #include "core/clip.h"
 #include "core/midi_names.h"
@@ -19,6 +20,20 @@ std::string fader_label(int controller) {
     std::string s(name);
     s.erase(0, s.find_first_not_of(' '));
     return s.substr(0, 3);
+}
+
+// A name wider than its field keeps its beginning, cut where it still fits: centred and clipped
+// it would lose both ends. Never cut inside a UTF-8 character.
+std::string fitted(canvas& c, std::string s, int width, font_kind f) {
+    if (c.text_width(s, f) <= width) return s;
+    std::size_t fits = 0, over = s.size();
+    while (over - fits > 1) {
+        const std::size_t mid = (fits + over) / 2;
+        (c.text_width(std::string_view(s).substr(0, mid), f) <= width ? fits : over) = mid;
+    }
+    while (fits > 0 && (static_cast<unsigned char>(s[fits]) & 0xC0) == 0x80) --fits;
+    s.resize(fits);
+    return s;
 }
 
 }  // namespace
@@ -84,7 +99,9 @@ void mixer_view::paint_strip(canvas& c, const rect& clip, int ch) {
         const rect r = place(mixer_part::program, ch);
         c.bevel(r, true);
         c.fill_rect(r.inset(2), colour_role::field);
-        c.text(r.inset(2), s.program_text, font_kind::small, colour_role::field_text, text_align::centre);
+        const rect inside = r.inset(2);
+        c.text(inside, fitted(c, s.program_text, inside.width(), font_kind::small), font_kind::small,
+               colour_role::field_text, text_align::centre);
     }
 }
 

@@ -33,19 +33,6 @@ constexpr track_edit_options take_edit{.undo = undo_kind::none, .empty_ok = true
 
 recorder::recorder(program& p, transport& t) : p_(p), d_(p.d), tr_(t) {}
 
-bool recorder::mixer_port_matches() {
-    if (p_.app.mixer_port < 0) return true;
-    track_slot& t = p_.slot(d_.current_pattern, d_.current_track);
-    if (t.port != p_.app.mixer_port) {
-        p_.message(msg_mixer_port_differs, msg_icon::warning);
-        return false;
-    }
-    // Mixer data keep their own channels.
-    if (!t.in_use) t.channel = 16;
-    if (!t.in_use) d_.thru_channel = 16;
-    return true;
-}
-
 void recorder::punch_off() {
     d_.punch_on = 0;
     tr_.buttons.punch = false;
@@ -75,7 +62,7 @@ void recorder::warn_no_input() {
         p_.app.told_no_input = false;
         return;
     }
-    // Said once; the take runs all the same and holds what the mixer sends.
+    // Said once; the take runs all the same.
     if (p_.app.told_no_input) return;
     p_.app.told_no_input = true;
     p_.message(msg_no_input, msg_icon::information);
@@ -110,6 +97,8 @@ std::int32_t recorder::bar_before_step() const {
     return num * (ticks_per_whole / den);
 }
 
+// The mixer's moves are never recorded: a take made with the mixer open holds what was played,
+// on the track's own port and channel. Replace still asks first, since the track list is hidden.
 void recorder::record_key(record_mode mode) {
     if (!d_.main_screen && p_.app.mixer_port < 0) return;  // not in the editors
     if (mode == record_mode::replace && p_.app.mixer_port >= 0 &&
@@ -130,7 +119,6 @@ void recorder::record_key(record_mode mode) {
 
 void recorder::record_start(record_mode mode) {
     tr_.halt_transport(0);
-    if (!mixer_port_matches()) return;
     if (d_.punch_on) punch_off();  // a Record press overrides an armed punch
     if (d_.internal_record) {
         if (p_.screen.message(msg_internal_recording_question, msg_icon::question,
@@ -202,7 +190,6 @@ void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
 void recorder::punch_start() {
     if (!d_.punch_on) return;
     tr_.halt_transport(0);
-    if (!mixer_port_matches()) return;
     warn_no_input();
     place_take();
     track_slot& t = p_.slot(d_.record_pattern, d_.current_track);
@@ -220,7 +207,6 @@ void recorder::instant_record_toggle(bool shift) {
 }
 
 void recorder::instant_start(bool shift) {
-    if (!mixer_port_matches()) return;
     if (d_.punch_on) punch_off();
     if (d_.internal_record) {
         // Internal recording's saved state is dropped without a question.
@@ -513,7 +499,7 @@ void recorder::store_chain(int pattern, int track, chain_builder& take, const ta
     }
     merge_passes(target);
     if (!merging)
-        put_name(t.name, d_.main_screen ? recorded_name : mixer_data_name);
+        put_name(t.name, recorded_name);
     else
         std::copy(std::begin(name), std::end(name), t.name);
 }

@@ -10,8 +10,6 @@
 
 namespace kestrune {
 
-inline constexpr const char* msg_mixer_port_differs =
-    "Mixer and current track\nmust have the same\nport setting!";
 inline constexpr const char* msg_use_overdub = "Record will delete old track! Use overdub instead?";
 inline constexpr const char* msg_internal_recording_question =
     "This is an INTERNAL RECORDING!\nAll sounding tracks will be\nrecorded to current track!\n"
@@ -29,7 +27,6 @@ inline constexpr const char* msg_no_input =
     "connect one\n"
     "to Kestrune's In port in a patchbay.";
 inline constexpr const char* recorded_name = " recorded ";
-inline constexpr const char* mixer_data_name = "mixer data";
 
 enum class record_mode { replace = 1, overdub = 2 };
 
@@ -75,7 +72,6 @@ class recorder {
     void set_internal_recording(const internal_recording_fields& f);
 
   private:
-    bool mixer_port_matches();
     // Said once while no source is connected to the input and internal recording is off.
     void warn_no_input();
     // The pattern the take goes into and the offset of its positions: in song mode the current

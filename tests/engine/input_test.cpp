@@ -403,15 +403,35 @@ TEST_F(Input, MixerRowsGoOutOnceAndFollowWhatTracksPlay) {
     const auto v = t.midi.messages();
     ASSERT_EQ(v.size(), 2u);
     EXPECT_EQ(v[1].bytes[0], 0x95);
-    // A take holds the mixer's moves as it holds input.
+    // During a take a mixer move goes out but stays out of the take; the input is taken.
     m.pan_view[5] = 20;  // as the track left it
     d.mixer_send_port = 2;
     arm_take(song_start);
+    t.midi.clear();
     m.fader_view[3] = 80;
+    t.feed({0x92, 30, 100}, 1);
+    EXPECT_EQ(sent_bytes(t.midi, 2),
+              (std::vector<std::vector<int>>{{0xB3, d.mixer_define_controller, 80}}));
+    EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x92, 30, song_start}}));
+}
+
+// A chased value, or Full Volume, is in force on its channel as a track's own message is: the
+// strips follow it.
+TEST_F(Input, TheMixerFollowsChasedValuesAndFullVolume) {
+    for (chase_entry& e : d.chase_table) {
+        for (chase_slot& s : e.slot) s.key = -1;
+        e.wheel_key = -1;
+    }
+    d.chase(2, 3).slot[chase_program] = {0, 0xC3, 40};
+    d.chase(2, 3).slot[chase_pan] = {0, 0xB3, 20};
+    d.chase_ready = 1;
     t.run_ms(1);
-    EXPECT_EQ(
-        take_rows(),
-        (std::vector<std::vector<std::int64_t>>{{0xB3, d.mixer_define_controller, song_start}}));
+    const mixer_port& m = d.mixer[2];
+    EXPECT_EQ(nums(m.program_play[3], m.pan_play[3], d.mixer_changed), nums(40, 20, 1 << 2));
+    d.mixer_define_controller = 7;
+    d.full_volume_request = 1;
+    t.run_ms(1);
+    EXPECT_EQ(nums(m.fader_play[0], d.mixer[0].fader_play[15]), nums(127, 127));
 }
 
 }  // namespace

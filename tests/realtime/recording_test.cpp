@@ -339,22 +339,25 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     tr.stop();
 }
 
-// With the Mixer open on port A: a track on another port is refused, an empty one records on
-// every channel, and Record on a track in use asks whether to overdub.
+// With the Mixer open on port A: a take into an empty track on port B keeps the track's channel
+// and its name, and holds what was played, not the fader moved meanwhile; Record on a track in
+// use asks whether to overdub.
 TEST_F(Recording, TheMixersQuestionsAndTheInternalRecordingsYes) {
     dll_data& d = t->d;
     d.main_screen = 0;
     t->app.mixer_port = 0;
     t->slot(0, 0).port = 1;
+    t->slot(0, 0).channel = 3;
     rec.record_key(record_mode::overdub);
-    EXPECT_EQ(nums(d.recording, t.screen.last_text() == msg_mixer_port_differs), nums(0, 1));
-    t->slot(0, 0).port = 0;
-    d.thru_channel = 3;
-    rec.record_key(record_mode::overdub);
-    EXPECT_EQ(nums(d.recording, t->slot(0, 0).channel, d.thru_channel), nums(1, 16, 16));
+    EXPECT_EQ(nums(d.recording, t->slot(0, 0).channel), nums(1, 3));
+    play_at(song_start, {0x90, 50, 80});
+    d.mixer[0].fader_view[2] = 90;
+    shared_store(d.mixer_send_port, std::int16_t{0});
+    play_at(song_start + 96, {0x80, 50, 0});
     tr.stop();
+    EXPECT_EQ(events(), (rows{{50, 0x90, song_start}, {50, 0x80, song_start + 96}}));
+    EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
 
-    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
     t.screen.messages.clear();
     t.screen.answers = {msg_answer::cancel, msg_answer::yes, msg_answer::no};
     rec.record_key(record_mode::replace);
