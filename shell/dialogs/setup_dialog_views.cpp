@@ -111,10 +111,10 @@ midi_setup_view::midi_setup_view(program& p, setup_settings& s)
 }
 
 void midi_setup_view::add_soundfont_row(program& p, soundfont_choice& sf) {
-    // Beside OK and Cancel; the choice takes effect at once, as a device that opens does.
+    // Between Help and OK; the choice takes effect at once, as a device that opens does.
     add_control({.kind = control_kind::push_button, .text = "SoundFont...",
-                 .cells = {1, 32, 16, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
-    add_field({.shape = {.label = "SoundFont", .kind = field_kind::text}, .cells = {17, 32, 43, 34},
+                 .cells = {12, 32, 25, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
+    add_field({.shape = {.label = "SoundFont", .kind = field_kind::text}, .cells = {26, 32, 43, 34},
                .get_text = [&sf] {
                    return sf.in_use.empty() ? std::string(no_soundfont_text) : file_name_of(sf.in_use);
                }});
