@@ -3,6 +3,8 @@
 
 #include <QApplication>
 #include <QDropEvent>
+#include <QFileDialog>
+#include <QListView>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
@@ -16,11 +18,13 @@
 #include <QWindow>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "editors/grid/grid_view.h"
 #include "engine/engine.h"
 #include "files/file_messages.h"
+#include "files/file_state.h"
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
@@ -95,6 +99,34 @@ TEST_F(window_fixture, window_zoom_drops_and_track_names) {
         for (const auto& t : c.texts) found += t.text.find(name) != std::string::npos;
         EXPECT_GT(found, 0) << name;
     }
+}
+
+// The file dialog lists what its filter names: a Karaoke file under "MIDI Files (*.mid,*.kar)",
+// nothing else but under "All Files".
+TEST_F(window_fixture, the_file_dialog_lists_the_files_its_filter_names) {
+    std::ofstream(dir / "tune.kar") << "x";
+    std::ofstream(dir / "notes.txt") << "x";
+    file_dialog_request r = make_file_dialog(s->prog, s->files, 1, "mid", "", -1);
+    r.folder = dir.string();
+    QStringList listed;
+    QTimer::singleShot(0, [&] {
+        auto* dlg = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dlg, nullptr);
+        auto* view = dlg->findChild<QListView*>("listView");
+        ASSERT_NE(view, nullptr);
+        auto names = [&] {
+            listed.clear();
+            for (int row = 0; row < view->model()->rowCount(view->rootIndex()); ++row)
+                listed << view->model()->index(row, 0, view->rootIndex()).data().toString();
+            return listed;
+        };
+        // The folder is read in the background.
+        for (int i = 0; i < 100 && !names().contains("tune.kar"); ++i) QTest::qWait(50);
+        dlg->reject();
+    });
+    screen_ui.open_file_dialog(r);
+    EXPECT_TRUE(listed.contains("tune.kar")) << listed.join(',').toStdString();
+    EXPECT_FALSE(listed.contains("notes.txt"));
 }
 
 TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
