@@ -129,6 +129,28 @@ TEST_F(window_fixture, the_file_dialog_lists_the_files_its_filter_names) {
     EXPECT_FALSE(listed.contains("notes.txt"));
 }
 
+// At every zoom, in the window's own fonts, no label of the main screen is cut at the edge of
+// the place it is drawn in.
+TEST_F(window_fixture, labels_fit_their_places_at_every_zoom) {
+    main_window w(*s);
+    for (int z = 0; z < zoom_rows; ++z) {
+        w.apply_zoom(z, false);
+        const qt_fonts fonts = qt_fonts::for_screen(*s->screen);
+        auto width = [&](std::string_view text, font_kind f) {
+            return QFontMetrics(fonts.of(f))
+                .horizontalAdvance(QString::fromUtf8(text.data(), text.size()));
+        };
+        testing::recording_canvas c;
+        c.measure = width;
+        s->screen->paint(c, {0, 0, 4000, 4000});
+        for (const auto& t : c.texts) {
+            if (t.font != font_kind::small) continue;
+            EXPECT_LE(width(t.text, t.font), t.place.width())
+                << "zoom " << z << " \"" << t.text << "\"";
+        }
+    }
+}
+
 // The grid through the window's own mouse events: the Grid button opens it, the right button
 // draws a note on an empty place and a drag transposes it.
 TEST_F(window_fixture, the_grid_draws_and_drags_a_note_under_the_mouse) {
