@@ -1,9 +1,11 @@
 // The whole program at rest: kestrune offscreen with a song loaded and stopped, port A on a JACK
 // MIDI port, its CPU time read from /proc over a stretch of wall time. Beside it, as a floor, this
-// benchmark's own process: a bare JACK client with one MIDI port on the same server that sleeps.
-// Prints idle_cpu_pct and idle_cpu_floor_pct; the program's threads go to standard error.
+// benchmark's own process: a bare JACK client with one MIDI port on the same server whose process
+// callback only reads its input, as every client with a port runs once a period. Prints
+// idle_cpu_pct and idle_cpu_floor_pct; the program's threads go to standard error.
 #include <fcntl.h>
 #include <jack/jack.h>
+#include <jack/midiport.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -67,6 +69,12 @@ pid_t start_program(const fs::path& dir, const fs::path& song) {
     return pid;
 }
 
+int read_input(jack_nframes_t frames, void* port) {
+    static_cast<void>(
+        jack_midi_get_event_count(jack_port_get_buffer(static_cast<jack_port_t*>(port), frames)));
+    return 0;
+}
+
 int run(double settle_s, double measure_s) {
     kestrune::testing::dummy_jack_server server(48000, 1024);
     if (!server.running()) {
@@ -76,7 +84,7 @@ int run(double settle_s, double measure_s) {
     jack_client_t* sink = jack_client_open("idle_sink", JackNoStartServer, nullptr);
     jack_port_t* in = sink ? jack_port_register(sink, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0)
                            : nullptr;
-    if (!in || jack_activate(sink) != 0) {
+    if (!in || jack_set_process_callback(sink, read_input, in) != 0 || jack_activate(sink) != 0) {
         std::fprintf(stderr, "the sink could not join the JACK server\n");
         return 1;
     }

@@ -80,6 +80,7 @@ struct change_counters {
     std::uint32_t values = 0;    // a value, name or mute of the song set by hand on the screen
     // Every edit of the song: the closing question asks when this moved since the last load or save.
     std::uint32_t edits() const { return tracks + commands + values; }
+    bool operator==(const change_counters&) const = default;
 };
 
 // The one undo copy of a track; its chain lies outside all patterns.

@@ -13,6 +13,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QToolTip>
+#include <functional>
 
 #include "platform/help_window.h"
 #include "platform/key_map.h"
@@ -55,6 +56,41 @@ private:
     QWidget* window_;
     const session& s_;
 };
+
+// Input anywhere in the program (the window, a dialog, a menu) wakes the tick.
+class input_watch final : public QObject {
+public:
+    input_watch(QObject* parent, std::function<void()> wake)
+        : QObject(parent), wake_(std::move(wake)) {}
+    bool eventFilter(QObject*, QEvent* e) override {
+        switch (e->type()) {
+            case QEvent::KeyPress:
+            case QEvent::KeyRelease:
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonRelease:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::MouseMove:
+            case QEvent::Wheel:
+            case QEvent::DragEnter:
+            case QEvent::Drop:
+            case QEvent::WindowActivate:
+            case QEvent::Expose:
+                wake_();
+                break;
+            default:
+                break;
+        }
+        return false;
+    }
+
+private:
+    std::function<void()> wake_;
+};
+
+// At rest for a second, the window ticks ten times a second: input and MIDI lamps still show
+// within that, and the first tick that finds anything moving brings the full rate back.
+constexpr int rest_period_ms = 100;
+constexpr int ticks_before_rest = 1000 / tick_period_ms;
 
 }  // namespace
 
@@ -172,6 +208,7 @@ main_window::main_window(session& s) : s_(s) {
     w.focus = [this] { view_->setFocus(); };
     timer_.setInterval(tick_period_ms);
     connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
+    qApp->installEventFilter(new input_watch(this, [this] { wake(); }));
 }
 
 main_window::~main_window() {
@@ -264,14 +301,23 @@ void main_window::start_timer() { timer_.start(); }
 void main_window::tick() {
     session_tick(s_, s_.prog.clk.now_ms());
     follow_screen();
+    if (!s_.screen || !s_.screen->at_rest()) {
+        wake();
+        return;
+    }
+    if (++rest_ticks_ == ticks_before_rest && timer_.isActive()) timer_.start(rest_period_ms);
+}
+
+void main_window::wake() {
+    rest_ticks_ = 0;
+    if (timer_.isActive() && timer_.interval() != tick_period_ms) timer_.start(tick_period_ms);
 }
 
 void main_window::follow_screen() {
     if (!s_.screen) return;
     for (const kestrune::rect& r : s_.screen->take_dirty()) view_->update(to_qt(r));
-    // Pressed states come with the screen's notice; enabled states follow the commands.
-    s_.screen->take_buttons_changed();
-    sync_buttons();
+    // Pressed states, places and enabled states, when the screen says they may have moved.
+    if (s_.screen->take_buttons_changed()) sync_buttons();
     if (const auto popup = s_.screen->take_quantize_popup()) show_quantize_popup(*popup);
     if (const auto popup = s_.screen->mixer().take_popup()) show_program_popup(*popup);
     // The track list's scroll bar hides while an editor or the mixer has the work area.
@@ -328,7 +374,7 @@ void main_window::sync_buttons() {
         // Hidden by the model, not by a window not yet shown.
         if (b->isHidden() == c.visible) b->setVisible(c.visible);
         if (b->geometry() != to_qt(c.place)) b->setGeometry(to_qt(c.place));
-        b->setEnabled(command_enabled(s_, c.command));
+        if (c.visible) b->setEnabled(command_enabled(s_, c.command));
     }
 }
 

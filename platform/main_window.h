@@ -73,6 +73,8 @@ private:
     void show_quantize_popup(const quantize_popup_request& r);
     void show_program_popup(const program_popup_request& r);
     void store_window_place();
+    // Back to the full tick rate: input came, or a tick found something moving.
+    void wake();
 
     session& s_;
     screen_view* view_ = nullptr;
@@ -84,6 +86,7 @@ private:
     qt_fonts fonts_;
     QObject* menu_help_ = nullptr;
     bool ask_before_closing_ = true;
+    int rest_ticks_ = 0;  // ticks in a row that found the screen at rest
 };
 
 }  // namespace kestrune

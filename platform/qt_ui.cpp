@@ -61,15 +61,16 @@ QString start_folder(const std::string& remembered) {
     return QDir::homePath();
 }
 
-// "Song Files (*.sng)|*.sng|All Files (*.*)|*.*" as Qt's name filters.
+// "MIDI Files (*.mid,*.kar)|*.mid;*.kar|All Files (*.*)|*.*" as Qt's name filters. Qt takes the
+// patterns from the label's brackets, so they are written there as Qt reads them.
 QStringList name_filters(const std::string& filter) {
     QStringList parts = QString::fromStdString(filter).split('|');
     QStringList out;
     for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
-        QString label = parts[i];
-        const QString patterns = QString(parts[i + 1]).replace(';', ' ');
-        if (patterns == "*.*") label = "All Files (*)";
-        out << label;
+        QString patterns = QString(parts[i + 1]).replace(';', ' ');
+        if (patterns == "*.*") patterns = "*";
+        const QString name = parts[i].left(parts[i].indexOf('(')).trimmed();
+        out << name + " (" + patterns + ")";
     }
     return out;
 }

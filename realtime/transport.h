@@ -30,6 +30,7 @@ struct transport_buttons {
     bool song = false;
     bool rewind = false;
     bool forward = false;
+    bool operator==(const transport_buttons&) const = default;
 };
 
 class transport {

@@ -64,6 +64,7 @@ void main_screen::impl::build_cells() {
         column(r, visible_tracks);
     cells.push_back({rgn::track_pane, -1, hidden_data_cell(g), {}});
     for (screen_cell& s : cells) s.shown = view(s.region, s.row);
+    forget_sources();
 }
 
 bool main_screen::impl::on_screen(const screen_cell& s) const {
@@ -72,6 +73,11 @@ bool main_screen::impl::on_screen(const screen_cell& s) const {
 }
 
 void main_screen::impl::refresh_cells() {
+    forget_sources();
+    compare_cells();
+}
+
+void main_screen::impl::compare_cells() {
     for (screen_cell& s : cells) {
         if (!on_screen(s)) continue;
         cell_view now = view(s.region, s.row);
@@ -79,6 +85,36 @@ void main_screen::impl::refresh_cells() {
         s.shown = std::move(now);
         dirty.push_back(s.place);
     }
+}
+
+bool main_screen::impl::cells_may_have_changed() {
+    if (p.running() || p.recording() || !main_view() || dragging || thru_level > 0 ||
+        std::any_of(std::begin(track_level), std::end(track_level), [](int w) { return w > 0; })) {
+        forget_sources();
+        return true;
+    }
+    cell_sources& s = now_sources;
+    auto take = [&s](const void* from, std::size_t bytes) {
+        const auto* b = static_cast<const unsigned char*>(from);
+        s.model.insert(s.model.end(), b, b + bytes);
+    };
+    s.model.clear();
+    take(&p.d, sizeof p.d);
+    take(&p.pattern(p.d.current_pattern), sizeof(pattern_entry));
+    take(&p.step(-1), sizeof(song_step) * (song_list_entries + 1));
+    s.changes = p.changes;
+    s.buttons = t.buttons;
+    s.pending_position = t.pending_position;
+    s.pending_set = t.pending_position_set;
+    s.shown_tempo = t.shown_tempo;
+    s.song_tempo = p.app.song_tempo;
+    s.edit_grid = p.app.edit_grid;
+    s.simple_bars = p.app.simple_bardisplay;
+    s.clock_shown = p.app.clock_field_on;
+    s.first_visible = first_visible;
+    if (s == shown_sources) return false;
+    std::swap(shown_sources, now_sources);
+    return true;
 }
 
 main_screen::main_screen(program& p) : m_(std::make_unique<impl>(p, nullptr)) {}
@@ -190,6 +226,7 @@ void main_screen::paint(canvas& c, const rect& clip) {
         // A paint shows the model as it stands, even before the tick has seen a change.
         s.shown = m.view(s.region, s.row);
         m.paint_cell(c, s);
+        m.forget_sources();
     }
     // Labels last: the track header shares its row with the pattern fields.
     m.paint_labels(c, clip);
@@ -382,8 +419,18 @@ void main_screen::tick(std::int64_t ms) {
     }
     m.update_activity();
     m.refresh_buttons();
-    m.refresh_cells();
+    // The buttons' enabled states follow the model too.
+    const bool moved = m.cells_may_have_changed();
+    if (moved) {
+        m.compare_cells();
+        m.buttons_changed = true;
+    }
     m.refresh_editor(ms);
+    m.resting = !moved && !held && !m.mixer.buttons_down() && m.dirty.empty() && !m.popup;
+}
+
+bool main_screen::at_rest() const {
+    return m_->resting;
 }
 
 void main_screen::set_double_click_time(int ms) {

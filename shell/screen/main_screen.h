@@ -117,6 +117,10 @@ public:
     void tick(std::int64_t ms);
     // The rectangles that need a repaint since the last call; an empty list when nothing changed.
     std::vector<rect> take_dirty();
+    // True when the last tick found nothing moving: stopped, the track list shown, no button
+    // held, no bar falling, nothing to repaint and the model as the cells show it. The platform
+    // may then tick more slowly until input comes.
+    bool at_rest() const;
 
     // The system's double-click time and the setting "Allow Double Clicks".
     void set_double_click_time(int ms);
@@ -124,7 +128,8 @@ public:
     void set_recording_actions(recording_actions actions);
     // A pending quantize popup, once; the platform shows it and runs the chosen item's command.
     std::optional<quantize_popup_request> take_quantize_popup();
-    // True once after the child buttons' pressed states or places changed.
+    // True once after the child buttons' pressed states or places changed, or the model moved
+    // (their enabled states follow it).
     bool take_buttons_changed();
 
     // The column whose header (the track list's or the song list's) is at a point: its region

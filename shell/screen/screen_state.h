@@ -100,8 +100,29 @@ struct main_screen::impl {
     void paint_cell(canvas& c, const screen_cell& s) const;
     void paint_labels(canvas& c, const rect& clip) const;
     void update_activity();
-    // Compares every cell with what it shows and collects the changed places.
+    // Compares every cell with what it shows and collects the changed places; the next tick
+    // compares them again, whatever its sources say.
     void refresh_cells();
+    void compare_cells();
+    // What the cells are made of, gathered each tick: the shared block, the pattern shown, the
+    // song list, the change counters (the pool's tempo and signature records move only with
+    // them) and the screen's own state. While it stands still the cells cannot have changed.
+    struct cell_sources {
+        std::vector<unsigned char> model;
+        change_counters changes;
+        transport_buttons buttons;
+        std::int32_t pending_position = 0, shown_tempo = 0, song_tempo = 0;
+        std::int16_t edit_grid = 0;
+        bool pending_set = false, simple_bars = false, clock_shown = false;
+        int first_visible = 0;
+        bool operator==(const cell_sources&) const = default;
+    };
+    cell_sources shown_sources, now_sources;
+    // Gathers the sources; true when they moved since the last call, or when the cells follow
+    // something that moves on its own (the transport running, bars falling, an editor).
+    bool cells_may_have_changed();
+    void forget_sources() { shown_sources.model.clear(); }
+    bool resting = false;  // what the last tick found
     // Shown at all: not hidden, and in the transport panel while an editor has the window.
     bool on_screen(const screen_cell& s) const;
     void mark_all_dirty() { dirty.assign(1, client()); }

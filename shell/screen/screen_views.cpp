@@ -352,21 +352,23 @@ void main_screen::impl::paint_labels(canvas& c, const rect& clip) const {
     above(rgn::step_pattern, "Pat");
     above(rgn::step_name, "Name");
     // The track header stands in the pane's first row, over each column, with the padding of
-    // the values below it.
+    // the values below it; a header wider than its column reaches over the gap on its left, up
+    // to the region there.
     const int header_top = tree.place(rgn::track_pane).top;
-    auto header = [&](int region, const char* text) {
+    auto header = [&](int region, int left_of_it, const char* text) {
         const rect f = tree.place(region);
-        const rect r{f.left, header_top, f.right - g.width / 4, header_top + g.height};
+        const rect r{tree.place(left_of_it).right, header_top, f.right - g.width / 4,
+                     header_top + g.height};
         if (r.intersects(clip))
             c.text(r, text, font_kind::small, colour_role::dim_text, text_align::right);
     };
-    header(rgn::mute, "Mute");
-    header(rgn::transpose, "Trsp");
-    header(rgn::loop, "Loop");
-    header(rgn::delay, "Del");
-    header(rgn::compress, "Comp");
-    header(rgn::velocity, "Vel");
-    header(rgn::quantize, "Qua");
+    header(rgn::mute, rgn::track_number, "Mute");
+    header(rgn::transpose, rgn::mute, "Trsp");
+    header(rgn::loop, rgn::pattern_number, "Loop");
+    header(rgn::delay, rgn::loop, "Del");
+    header(rgn::compress, rgn::delay, "Comp");
+    header(rgn::velocity, rgn::compress, "Vel");
+    header(rgn::quantize, rgn::velocity, "Qua");
     // "Cha" stands over the port and the channel.
     const rect cha{tree.place(rgn::port).left, header_top, tree.place(rgn::channel).right,
                    header_top + g.height};

@@ -3,6 +3,8 @@
 
 #include <QApplication>
 #include <QDropEvent>
+#include <QFileDialog>
+#include <QListView>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
@@ -18,11 +20,13 @@
 #include <QWindow>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "editors/grid/grid_view.h"
 #include "engine/engine.h"
 #include "files/file_messages.h"
+#include "files/file_state.h"
 #include "files/settings_file.h"
 #include "platform/key_map.h"
 #include "platform/main_window.h"
@@ -96,6 +100,56 @@ TEST_F(window_fixture, window_zoom_drops_and_track_names) {
         int found = 0;
         for (const auto& t : c.texts) found += t.text.find(name) != std::string::npos;
         EXPECT_GT(found, 0) << name;
+    }
+}
+
+// The file dialog lists what its filter names: a Karaoke file under "MIDI Files (*.mid,*.kar)",
+// nothing else but under "All Files".
+TEST_F(window_fixture, the_file_dialog_lists_the_files_its_filter_names) {
+    std::ofstream(dir / "tune.kar") << "x";
+    std::ofstream(dir / "notes.txt") << "x";
+    file_dialog_request r = make_file_dialog(s->prog, s->files, 1, "mid", "", -1);
+    r.folder = dir.string();
+    QStringList listed;
+    QTimer::singleShot(0, [&] {
+        auto* dlg = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(dlg, nullptr);
+        auto* view = dlg->findChild<QListView*>("listView");
+        ASSERT_NE(view, nullptr);
+        auto names = [&] {
+            listed.clear();
+            for (int row = 0; row < view->model()->rowCount(view->rootIndex()); ++row)
+                listed << view->model()->index(row, 0, view->rootIndex()).data().toString();
+            return listed;
+        };
+        // The folder is read in the background.
+        for (int i = 0; i < 100 && !names().contains("tune.kar"); ++i) QTest::qWait(50);
+        dlg->reject();
+    });
+    screen_ui.open_file_dialog(r);
+    EXPECT_TRUE(listed.contains("tune.kar")) << listed.join(',').toStdString();
+    EXPECT_FALSE(listed.contains("notes.txt"));
+}
+
+// At every zoom, in the window's own fonts, no label of the main screen is cut at the edge of
+// the place it is drawn in.
+TEST_F(window_fixture, labels_fit_their_places_at_every_zoom) {
+    main_window w(*s);
+    for (int z = 0; z < zoom_rows; ++z) {
+        w.apply_zoom(z, false);
+        const qt_fonts fonts = qt_fonts::for_screen(*s->screen);
+        auto width = [&](std::string_view text, font_kind f) {
+            return QFontMetrics(fonts.of(f))
+                .horizontalAdvance(QString::fromUtf8(text.data(), text.size()));
+        };
+        testing::recording_canvas c;
+        c.measure = width;
+        s->screen->paint(c, {0, 0, 4000, 4000});
+        for (const auto& t : c.texts) {
+            if (t.font != font_kind::small) continue;
+            EXPECT_LE(width(t.text, t.font), t.place.width())
+                << "zoom " << z << " \"" << t.text << "\"";
+        }
     }
 }
 

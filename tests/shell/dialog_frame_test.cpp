@@ -181,6 +181,15 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
         for (std::size_t j = i + 1; j < bottom.size(); ++j)
             EXPECT_FALSE(bottom[i].second.intersects(bottom[j].second)) << bottom[i].first << ", " << bottom[j].first;
     EXPECT_EQ(v.field_text(0), "Old.sf2");
+    // Its row shares the bottom with Help, OK and Cancel and covers none of them.
+    std::vector<rect> row = {v.fields()[0].cells};
+    for (const auto& c : v.controls())
+        if (c.kind == control_kind::push_button || c.kind == control_kind::help_button ||
+            c.kind == control_kind::ok_button || c.kind == control_kind::cancel_button)
+            row.push_back(c.cells);
+    EXPECT_EQ(row.size(), 5u);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        for (std::size_t j = i + 1; j < row.size(); ++j) EXPECT_FALSE(row[i].intersects(row[j])) << i << " " << j;
 
     t.screen.file_names = {std::nullopt, std::string("/sf/Missing.sf2"), std::string("/sf/New.sf3")};
     EXPECT_FALSE(choose_soundfont(*t, s.soundfont));  // the file dialog cancelled

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 
 #include "files/song_file.h"
 #include "files/track_chunk.h"
@@ -460,6 +461,30 @@ TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
     testing::recording_canvas c2;
     paint(c2);
     EXPECT_TRUE(c2.has_text("Strings   "));
+}
+
+// The tick at rest compares no cell, yet a change made around the screen (a command, a dialog)
+// to any part of the model it shows still reaches its cell on the next tick, each part alone.
+TEST_F(MainScreen, AtRestTheScreenStillFollowsEveryPartOfTheModelItShows) {
+    const int h = screen.cell_height();
+    const std::vector<std::pair<rect, std::function<void()>>> changes = {
+        {row_of(place(rgn::transpose), 2, h), [&] { slot(2).transpose = 5; }},
+        {row_of(place(rgn::step_name), 2, h), [&] { put_name(t->step(1).name, "Verse"); }},
+        {place(rgn::left_locator), [&] { t->d.left_locator = song_start + 4 * 96; }},
+        {place(rgn::groove), [&] { t->app.edit_grid = 24; }},
+        {place(rgn::tempo), [&] { t->app.song_tempo = 100; }},
+    };
+    for (const auto& [cell, change] : changes) {
+        ticks(2);
+        screen.take_dirty();
+        ticks(1);
+        EXPECT_TRUE(screen.at_rest());
+        change();
+        ticks(1);
+        EXPECT_FALSE(screen.at_rest());
+        const auto dirty = screen.take_dirty();
+        EXPECT_NE(std::find(dirty.begin(), dirty.end(), cell), dirty.end());
+    }
 }
 
 }  // namespace

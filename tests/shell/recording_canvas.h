@@ -1,6 +1,7 @@
 // A canvas that records what was drawn, for the screen tests.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,8 +26,8 @@ class recording_canvas final : public canvas {
     void text(const rect& r, std::string_view s, font_kind f, colour_role c, text_align) override {
         texts.push_back({r, std::string(s), f, c == colour_role::highlight_text});
     }
-    int text_width(std::string_view s, font_kind) override {
-        return static_cast<int>(s.size()) * 7;
+    int text_width(std::string_view s, font_kind f) override {
+        return measure ? measure(s, f) : static_cast<int>(s.size()) * 7;
     }
     void invert(const rect& r) override { inverted.push_back(r); }
     void icon(const rect& r, int number) override { icons.push_back({r, number}); }
@@ -43,6 +44,8 @@ class recording_canvas final : public canvas {
         return false;
     }
 
+    // Widths as a real font gives them; unset, seven pixels a character.
+    std::function<int(std::string_view, font_kind)> measure;
     std::vector<std::pair<rect, colour_role>> fills;
     std::vector<rect> frames;
     std::vector<rect> bevels;
