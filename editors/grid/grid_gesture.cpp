@@ -145,13 +145,23 @@ void grid_gesture::press_lane(program& p, int value, std::int32_t tick, int butt
               : right             ? lane_stroke::set_or_insert
                                   : lane_stroke::set;
     kind_ = grid_drag::lane;
+    lane_from_ = {std::max(0, tick), value};
     move_lane(p, value, tick, mods);
 }
 
 void grid_gesture::move_lane(program& p, int value, std::int32_t tick, key_mods) {
     if (kind_ != grid_drag::lane) return;
-    const std::int32_t row = std::max(0, tick);
-    stroke_lane(p, row, row + row_ticks_, value, stroke_);
+    tick = std::max(0, tick);
+    // Every row from the last position to this one, with the values between, so that a quick
+    // stroke misses no event; a move within one row sets it again.
+    const std::int32_t dt = tick - lane_from_.tick;
+    const int rows = static_cast<int>(std::abs(dt) / row_ticks_);
+    for (int i = rows == 0 ? 0 : 1; i <= rows; ++i) {
+        const std::int32_t row = i == rows ? tick : lane_from_.tick + (dt < 0 ? -i : i) * row_ticks_;
+        const int v = rows == 0 ? value : lane_from_.value + (value - lane_from_.value) * i / rows;
+        stroke_lane(p, row, row + row_ticks_, v, stroke_);
+    }
+    lane_from_ = {tick, value};
 }
 
 void grid_gesture::release(program& p) {
