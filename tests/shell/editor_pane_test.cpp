@@ -64,6 +64,12 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     p.app.clock_field_on = !p.app.clock_field_on;
     ticks(1);
     EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
+    // Straight from the grid to the tempo list: the buttons are the tempo list's.
+    ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
+    ticks(1);
+    ASSERT_EQ(toggle_editor(p, editor_kind::tempo_list), outcome::done);
+    ticks(1);
+    EXPECT_EQ(nums(shown(cmd::process_tempo), shown(cmd::snap_to_grid), shown(cmd::quantize_note)), nums(1, 0, 0));
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);
