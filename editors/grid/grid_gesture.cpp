@@ -47,7 +47,8 @@ void grid_gesture::press(program& p, grid_point at, int button, key_mods mods, s
         if (!mods.shift) clear_selection(p);
         const short_event& ln = p.editor.last_note;
         hear_event(p, midi_event::make(static_cast<std::uint8_t>(0x90 | (ln.status & 0x0F)),
-                                       static_cast<std::uint8_t>(at.key), key_sound_velocity, at.tick));
+                                       static_cast<std::uint8_t>(at.key), key_sound_velocity, at.tick),
+                   editor_state::heard_span::key);
         kind_ = grid_drag::band;
         toggle_ = mods.shift;
         return;
@@ -66,7 +67,7 @@ void grid_gesture::press(program& p, grid_point at, int button, key_mods mods, s
     p.editor.last_note = {on.status(), on.data1(), on.data2()};
     if (hit.off != null_ref) p.editor.grid.last_length = std::max(1, s.position(hit.off) - on.position());
     set_cursor_event(p, hit.on);
-    hear_row(p, hit.on);
+    hear_row(p, hit.on, editor_state::heard_span::gesture);
     start_note_drag(p, hit, at, false);
 }
 
@@ -134,7 +135,7 @@ void grid_gesture::hear_moved_key(program& p) {
     hear_pending_ = false;
     midi_event heard = p.store().at(note_.on);
     heard.set_data1(static_cast<std::uint8_t>(heard.data1() + shift_.keys));
-    hear_event(p, heard);
+    hear_event(p, heard, editor_state::heard_span::gesture);
 }
 
 void grid_gesture::press_lane(program& p, int value, std::int32_t tick, int button, key_mods mods,

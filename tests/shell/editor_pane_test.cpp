@@ -143,6 +143,15 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     recording_canvas c;
     screen.paint(c, {0, 0, 4000, 4000});
     EXPECT_TRUE(c.has_text("Velocity"));
+    // A press on an empty place taps the key for 200 ms, though the button stays down for a band.
+    const int empty_x = probe.x_of(66) + 1, empty_y = probe.y_of(3700);
+    screen.mouse_down(empty_x, empty_y, left_button, {}, now);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 66, 0x51}));
+    ticks(8);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back()[0], 0x90);
+    ticks(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 66, 64}));
+    screen.mouse_up(empty_x, empty_y, left_button, now);
 }
 
 }  // namespace
