@@ -314,7 +314,7 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
         return;
     }
     if (m.in_grid(x, y)) {
-        m.grid.mouse_down(x, y, button, mods);
+        if (!m.grid.double_click(x, y, button)) m.grid.mouse_down(x, y, button, mods);
         return;
     }
     const screen_region* hit = m.tree.find_region_at_point(x, y);

@@ -152,6 +152,12 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     ticks(1);
     EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 66, 64}));
     screen.mouse_up(empty_x, empty_y, left_button, now);
+    // A double click types into the zooms, held to their range, and into the lane's title, where
+    // a kind other than a controller goes by its name.
+    t.screen.typed = {"24", "200", "pitchwh"};
+    for (const rect& r : {probe.zoom_field(false), probe.zoom_field(true), probe.lane_title_field()})
+        screen.double_click((r.left + r.right) / 2, (r.top + r.bottom) / 2, left_button, {}, now);
+    EXPECT_EQ(nums(p.song.grid_zoom_y, p.song.grid_zoom_x, p.song.grid_lane), nums(24, grid_zoom_x_max, lane::pitch_wheel));
 }
 
 }  // namespace
