@@ -167,10 +167,6 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
     EXPECT_TRUE(p->running());
     press(key(key_code::pad_enter));
     EXPECT_FALSE(p->running());
-    press(letter('C'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(1, 0));
-    press(letter('P'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(0, 1));
     press(letter('T'));
     press(letter('W'));
     press(letter('S'));
@@ -307,6 +303,30 @@ TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand
         EXPECT_TRUE(command_enabled(*s, id)) << id;
 }
 
+// The first tick asks for a MIDI setup once; a tick that comes while a message is up does nothing,
+// so each lost device waits its turn.
+TEST_F(Keys, TheFirstTickAsksOnceAndATickUnderAMessageShowsNoOther) {
+    ASSERT_EQ(d().midi_not_configured, 1);
+    for (int port : {1, 2}) {
+        d().midi_out_device[port] = static_cast<std::int16_t>(port + 1);
+        ASSERT_TRUE(eng.open_output_port(port));
+        midi.set_output_state(port, device_state::gone);
+    }
+    eng.watch_devices();
+    eng.run_until(clk.now_us());
+    std::size_t during = 0;
+    script.while_shown = [&] {
+        session_tick(*s, 0);
+        during = script.messages.size();
+    };
+    session_tick(*s, 0);
+    session_tick(*s, 25);
+    EXPECT_EQ(during, 1u);
+    ASSERT_EQ(script.messages.size(), 3u);
+    EXPECT_EQ(script.messages[0].text.rfind("You must configure your MIDI interface!", 0), 0u);
+    EXPECT_EQ(script.messages[2].text, "Port C has lost its MIDI device \"Capture Out 3\"!");
+}
+
 // The event list keeps references into the chains it shows: a load given up leaves it open, a
 // Clear Song closes it before it could show freed blocks.
 TEST_F(Keys, ClearingTheSongClosesAnOpenEditor) {
@@ -327,6 +347,7 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
         std::function<int()> value;
     } prefs[] = {
         {cmd::midi_click, [&] { return int{d().midi_click}; }},
+        {cmd::actual_position, [&] { return int{s->settings.actual_position}; }},
         {cmd::click_always, [&] { return int{d().click_always}; }},
         {cmd::clock_spp_out, [&] { return int{d().sync_out}; }},
         {cmd::reset_on_stop, [&] { return int{p->app.reset_on_stop}; }},
@@ -346,6 +367,9 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
             EXPECT_EQ(pref.value() != 0, !before) << pref.id;
         }
     }
+    // Full Volume asks the engine for it, on its next turn.
+    dispatch_command(*s, cmd::full_volume);
+    EXPECT_EQ(nums(d().full_volume_request, d().reset_request), nums(1, 0));
     dispatch_command(*s, cmd::sync_external);
     EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)),
               nums(1, 0));
