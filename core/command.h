@@ -108,8 +108,11 @@ struct command_record {
     std::function<field_values(const program&)> initial{};
     // Refusals of its own before the dialog opens, each with its message; true when refused.
     std::function<bool(program&)> refuses{};
-    // Besides a run function and the view: empty is enabled.
+    // Besides a run function and the view: empty is enabled. A command that needs the track's
+    // data is also disabled in the tempo and signature lists.
     std::function<bool(const program&)> enabled{};
+    // Field ranges that follow the song, set as the dialog opens.
+    std::function<void(const program&, std::vector<field_spec>&)> ranges{};
     // A check item's mark; empty for an item without one.
     std::function<bool(const program&)> checked{};
     // The menu text as it stands now, where it changes ("Leave &Event Editor"); empty: `text`.

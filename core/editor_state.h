@@ -53,12 +53,18 @@ struct editor_state {
     short_event last_other{0xA0, 64, 64};
     other_kind other = other_kind::last_other;
     std::int16_t step_tie_units = 1;
-    // The note a heard row started, ended by the next one or a short while later.
+    // How long a heard note sounds, unless the next one ends it first.
+    enum class heard_span : std::uint8_t {
+        row,      // a row of the list: a short while, and on while a mouse button stays down
+        key,      // a click on an empty place of the grid: a short while
+        gesture,  // a note under a grid gesture: until the gesture ends
+    };
     struct heard_note {
         std::uint8_t status = 0;  // 0: none sounds
         std::uint8_t note = 0;
         std::uint8_t port = 0;
-        std::int64_t since_ms = 0;
+        heard_span span = heard_span::row;
+        std::int64_t since_ms = -1;  // from the first tick of the screen after it started
     } heard{};
     // Where the highlight stood, and the track changes the list has caught up with: a change
     // made elsewhere (Undo) puts the highlight on the first event from that position on.

@@ -47,7 +47,8 @@ void grid_gesture::press(program& p, grid_point at, int button, key_mods mods, s
         if (!mods.shift) clear_selection(p);
         const short_event& ln = p.editor.last_note;
         hear_event(p, midi_event::make(static_cast<std::uint8_t>(0x90 | (ln.status & 0x0F)),
-                                       static_cast<std::uint8_t>(at.key), key_sound_velocity, at.tick));
+                                       static_cast<std::uint8_t>(at.key), key_sound_velocity, at.tick),
+                   editor_state::heard_span::key);
         kind_ = grid_drag::band;
         toggle_ = mods.shift;
         return;
@@ -66,7 +67,7 @@ void grid_gesture::press(program& p, grid_point at, int button, key_mods mods, s
     p.editor.last_note = {on.status(), on.data1(), on.data2()};
     if (hit.off != null_ref) p.editor.grid.last_length = std::max(1, s.position(hit.off) - on.position());
     set_cursor_event(p, hit.on);
-    hear_row(p, hit.on);
+    hear_row(p, hit.on, editor_state::heard_span::gesture);
     start_note_drag(p, hit, at, false);
 }
 
@@ -134,7 +135,7 @@ void grid_gesture::hear_moved_key(program& p) {
     hear_pending_ = false;
     midi_event heard = p.store().at(note_.on);
     heard.set_data1(static_cast<std::uint8_t>(heard.data1() + shift_.keys));
-    hear_event(p, heard);
+    hear_event(p, heard, editor_state::heard_span::gesture);
 }
 
 void grid_gesture::press_lane(program& p, int value, std::int32_t tick, int button, key_mods mods,
@@ -145,13 +146,23 @@ void grid_gesture::press_lane(program& p, int value, std::int32_t tick, int butt
               : right             ? lane_stroke::set_or_insert
                                   : lane_stroke::set;
     kind_ = grid_drag::lane;
+    lane_from_ = {std::max(0, tick), value};
     move_lane(p, value, tick, mods);
 }
 
 void grid_gesture::move_lane(program& p, int value, std::int32_t tick, key_mods) {
     if (kind_ != grid_drag::lane) return;
-    const std::int32_t row = std::max(0, tick);
-    stroke_lane(p, row, row + row_ticks_, value, stroke_);
+    tick = std::max(0, tick);
+    // Every row from the last position to this one, with the values between, so that a quick
+    // stroke misses no event; a move within one row sets it again.
+    const std::int32_t dt = tick - lane_from_.tick;
+    const int rows = static_cast<int>(std::abs(dt) / row_ticks_);
+    for (int i = rows == 0 ? 0 : 1; i <= rows; ++i) {
+        const std::int32_t row = i == rows ? tick : lane_from_.tick + (dt < 0 ? -i : i) * row_ticks_;
+        const int v = rows == 0 ? value : lane_from_.value + (value - lane_from_.value) * i / rows;
+        stroke_lane(p, row, row + row_ticks_, v, stroke_);
+    }
+    lane_from_ = {tick, value};
 }
 
 void grid_gesture::release(program& p) {

@@ -69,6 +69,10 @@ private:
     bool hear_pending_ = false;
     std::int32_t length_ = 0;
     lane_stroke stroke_ = lane_stroke::set;
+    struct lane_point {
+        std::int32_t tick;
+        int value;
+    } lane_from_{0, 0};  // where the lane's stroke last stood
     std::int32_t window_from_ = 0;
     std::int32_t window_to_ = last_position;
 };

@@ -127,7 +127,7 @@ ref32 pencil_note(program& p, grid_point at, std::int32_t row_ticks) {
     edit.give_back();
     const ref32 made = find_note_on(p, tick, key);
     set_cursor_event(p, made);
-    hear_row(p, made);
+    hear_row(p, made, editor_state::heard_span::gesture);
     marks_changed(p);
     return made;
 }

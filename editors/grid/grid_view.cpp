@@ -7,6 +7,7 @@
 #include "editors/list/event_list.h"
 #include "song/event_store.h"
 #include "song/mouse_model.h"
+#include "song/field_text.h"
 #include "song/position.h"
 
 namespace kestrune {
@@ -39,6 +40,14 @@ std::string lane_title(int lane_kind) {
     if (name) text += name;
     return text;
 }
+
+const field_spec zoom_y_spec{.label = "Zoom", .low = grid_zoom_y_min, .high = grid_zoom_y_max, .entry_length = 2};
+const field_spec zoom_x_spec{.label = "Zoom", .low = grid_zoom_x_min, .high = grid_zoom_x_max, .entry_length = 2};
+// A controller by its number, the other kinds by their names.
+const field_spec lane_spec{.label = "Lane", .low = lane::lowest, .high = lane::highest, .entry_length = 8,
+                           .named = {{lane::velocity, "Velocity"}, {lane::poly_pressure, "P-Press"},
+                                     {lane::program_change, "Program"}, {lane::channel_pressure, "C-Press"},
+                                     {lane::pitch_wheel, "PitchWh"}}};
 
 colour_role lane_colour(int lane_kind) {
     switch (lane_kind) {
@@ -146,6 +155,7 @@ std::vector<rect> grid_view::refresh() {
         shown_ = {};
     }
     gesture_.hear_moved_key(p_);
+    scroll_at_edge();
     // The cursor event moved elsewhere (the list's keys, the song position): the grid goes along.
     const editor_state& ed = p_.editor;
     if (ed.moves != shown_.moves && ed.cursor != null_ref && is_event_status(p_.store().status(ed.cursor))) {
@@ -338,17 +348,29 @@ void grid_view::paint_zoom(canvas& c) const {
     }
 }
 
+std::optional<grid_view::view_field> grid_view::field_at(int x, int y) {
+    if (zoom_y_field_.contains(x, y)) return view_field{zoom_y_field_, zoom_y_spec, p_.song.grid_zoom_y};
+    if (zoom_x_field_.contains(x, y)) return view_field{zoom_x_field_, zoom_x_spec, p_.song.grid_zoom_x};
+    if (lane_title_.contains(x, y)) return view_field{lane_title_, lane_spec, p_.song.grid_lane};
+    return std::nullopt;
+}
+
 bool grid_view::step_field(int x, int y, int button) {
+    const std::optional<view_field> f = field_at(x, y);
+    if (!f) return false;
     const int up = button == p_.song.increase_button ? 1 : -1;
-    if (zoom_y_field_.contains(x, y)) {
-        p_.song.grid_zoom_y = static_cast<std::int16_t>(std::clamp(p_.song.grid_zoom_y + up, grid_zoom_y_min, grid_zoom_y_max));
-    } else if (zoom_x_field_.contains(x, y)) {
-        p_.song.grid_zoom_x = static_cast<std::int16_t>(std::clamp(p_.song.grid_zoom_x + up, grid_zoom_x_min, grid_zoom_x_max));
-    } else if (lane_title_.contains(x, y)) {
-        p_.song.grid_lane = static_cast<std::int16_t>(std::clamp(p_.song.grid_lane + up, lane::lowest, lane::highest));
-    } else {
-        return false;
-    }
+    f->value = static_cast<std::int16_t>(held_to_range(f->shape, f->value + up));
+    return true;
+}
+
+bool grid_view::double_click(int x, int y, int button) {
+    const std::optional<view_field> f = field_at(x, y);
+    if (button != left_button || !f) return false;
+    const rect& r = f->place;
+    const auto typed = p_.screen.edit_in_place(r.left, r.top, r.width(), r.height(),
+                                               field_text(p_, f->shape, f->value), f->shape.entry_length);
+    if (typed)
+        if (const auto v = parse_field(p_, f->shape, *typed, f->value)) f->value = static_cast<std::int16_t>(*v);
     return true;
 }
 
@@ -359,10 +381,11 @@ void grid_view::mouse_down(int x, int y, int button, key_mods mods) {
     }
     held_ = 0;
     if (step_field(x, y, button)) return;
-    const grid_state& gs = p_.editor.grid;
     const std::int32_t z = row_ticks();
-    const std::int32_t screen = notes_.height() * z;
-    gesture_.set_window(gs.first_tick - 4 * screen, last_tick() + 4 * screen);
+    set_move_window();
+    pointer_x_ = x;
+    pointer_y_ = y;
+    pointer_mods_ = mods;
     if (lane_.contains(x, y)) {
         on_lane_ = true;
         held_ = 1;
@@ -375,8 +398,35 @@ void grid_view::mouse_down(int x, int y, int button, key_mods mods) {
     }
 }
 
+void grid_view::set_move_window() {
+    const std::int32_t screen = notes_.height() * row_ticks();
+    gesture_.set_window(p_.editor.grid.first_tick - 4 * screen, last_tick() + 4 * screen);
+}
+
+void grid_view::scroll_at_edge() {
+    // A twentieth of the screen, or a key, per tick.
+    constexpr int edge_scroll_parts = 20;
+    const grid_drag k = gesture_.kind();
+    if (on_lane_ || (k != grid_drag::move && k != grid_drag::length && k != grid_drag::band)) return;
+    grid_state& gs = p_.editor.grid;
+    const std::int32_t was_tick = gs.first_tick;
+    const int was_key = gs.first_key;
+    const std::int32_t step = std::max(1, notes_.height() / edge_scroll_parts) * row_ticks();
+    if (pointer_y_ < notes_.top) gs.first_tick -= step;
+    if (pointer_y_ >= notes_.bottom) gs.first_tick += step;
+    if (k != grid_drag::length && pointer_x_ < notes_.left) --gs.first_key;
+    if (k != grid_drag::length && pointer_x_ >= notes_.right) ++gs.first_key;
+    clamp_view();
+    if (gs.first_tick == was_tick && gs.first_key == was_key) return;
+    set_move_window();
+    gesture_.move(p_, point(pointer_x_, pointer_y_), pointer_mods_, held_ >= 2);
+}
+
 void grid_view::mouse_move(int x, int y, key_mods mods) {
     if (!gesture_.busy()) return;
+    pointer_x_ = x;
+    pointer_y_ = y;
+    pointer_mods_ = mods;
     if (on_lane_) {
         gesture_.move_lane(p_, lane_value_at(p_.song.grid_lane, x, lane_.left, lane_.right, mods.ctrl),
                            point(notes_.left, y).tick, mods);

@@ -5,10 +5,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/canvas.h"
+#include "core/field.h"
 #include "core/keys.h"
 #include "editors/frame/editor_frame.h"
 #include "editors/grid/grid_gesture.h"
@@ -30,6 +32,8 @@ public:
     rect area() const { return area_; }
     rect notes() const { return notes_; }
     rect lane() const { return lane_; }
+    rect lane_title_field() const { return lane_title_; }
+    rect zoom_field(bool keys) const { return keys ? zoom_x_field_ : zoom_y_field_; }
     bool takes(int x, int y) const;
 
     // Point to note: the key and tick under a pixel of the note area.
@@ -48,6 +52,9 @@ public:
     void redraw_all() { shown_ = {}; }
 
     void mouse_down(int x, int y, int button, key_mods mods);
+    // The second press of a double click: on a zoom field or the lane's title it types into it
+    // (true); elsewhere it is a press like the first (false).
+    bool double_click(int x, int y, int button);
     void mouse_move(int x, int y, key_mods mods);
     void mouse_up(int button);
     void wheel(int x, int y, int steps);
@@ -74,6 +81,9 @@ private:
     shown_state now() const;
     void follow_play();
     void clamp_view();
+    // A move, copy, length or band drag held past the note area's edge scrolls it on each tick.
+    void scroll_at_edge();
+    void set_move_window();
 
     void paint_lines(canvas& c) const;
     void paint_keys(canvas& c) const;
@@ -83,8 +93,14 @@ private:
     void paint_zoom(canvas& c) const;
     rect note_rect(int key, std::int32_t from, std::int32_t to) const;
 
-    // The lane's kind and the two zooms as fields the mouse steps.
+    // The lane's kind and the two zooms as fields the mouse steps and a double click types into.
     rect lane_title_, zoom_label_, zoom_y_field_, zoom_x_field_;
+    struct view_field {
+        rect place;
+        const field_spec& shape;
+        std::int16_t& value;
+    };
+    std::optional<view_field> field_at(int x, int y);
     bool step_field(int x, int y, int button);
 
     program& p_;
@@ -93,6 +109,9 @@ private:
     grid_gesture gesture_;
     bool on_lane_ = false;
     int held_ = 0;
+    // Where the mouse was last, for a drag that the view scrolls under it.
+    int pointer_x_ = 0, pointer_y_ = 0;
+    key_mods pointer_mods_{};
     shown_state shown_{};
     bool was_open_ = false;
 };

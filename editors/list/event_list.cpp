@@ -200,11 +200,23 @@ void end_heard_note(program& p) {
     h.status = 0;
 }
 
-void hear_row(program& p, ref32 e) {
-    if (e != null_ref) hear_event(p, p.store().at(e));
+void end_heard_note_when_due(program& p, std::int64_t ms, bool held) {
+    using span = editor_state::heard_span;
+    // A row sounds a little longer than a key clicked on the grid, which is heard as a tap.
+    constexpr std::int64_t row_ms = 300, key_ms = 200;
+    editor_state::heard_note& h = p.editor.heard;
+    if (h.status == 0) return;
+    if (h.since_ms < 0) h.since_ms = ms;
+    const std::int64_t lasted = ms - h.since_ms;
+    const bool due = h.span == span::key ? lasted >= key_ms : h.span == span::row && lasted >= row_ms && !held;
+    if (due) end_heard_note(p);
 }
 
-void hear_event(program& p, const midi_event& ev) {
+void hear_row(program& p, ref32 e, editor_state::heard_span span) {
+    if (e != null_ref) hear_event(p, p.store().at(e), span);
+}
+
+void hear_event(program& p, const midi_event& ev, editor_state::heard_span span) {
     if (p.editor.kind != editor_kind::event_list && p.editor.kind != editor_kind::grid) return;
     end_heard_note(p);
     const std::uint8_t kind = ev.status() & 0xF0;
@@ -228,7 +240,7 @@ void hear_event(program& p, const midi_event& ev) {
     d.send_data2 = d2;
     p.wait_request(d.send_request);
     if (kind == 0x90) p.editor.heard = {static_cast<std::uint8_t>(kind | channel), d1,
-                                        static_cast<std::uint8_t>(port), p.clk.now_ms()};
+                                        static_cast<std::uint8_t>(port), span};
 }
 
 }  // namespace kestrune

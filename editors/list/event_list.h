@@ -51,10 +51,13 @@ bool follow_due(const program& p);
 
 // Sends the row's event through the engine with the track's channel, transposition and velocity
 // change: note-ons and channel messages; the previous heard note ends first.
-void hear_row(program& p, ref32 e);
+void hear_row(program& p, ref32 e, editor_state::heard_span span = editor_state::heard_span::row);
 // The same for an event that is not (or not yet) in the chain: a grid note under the mouse.
-void hear_event(program& p, const midi_event& ev);
+void hear_event(program& p, const midi_event& ev, editor_state::heard_span span = editor_state::heard_span::row);
 // Ends a note that hear_row started.
 void end_heard_note(program& p);
+// On each tick of the screen at `ms`: ends the heard note when its while is up. `held`: a mouse
+// button is down on the editor.
+void end_heard_note_when_due(program& p, std::int64_t ms, bool held);
 
 }  // namespace kestrune

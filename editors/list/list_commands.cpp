@@ -32,6 +32,14 @@ command_record edit_record(int id, const char* text, const char* shortcut,
     return r;
 }
 
+// A record of the track editors only: the tempo and signature lists have no notes or filters.
+command_record in_track_editor(command_record r) {
+    r.enabled = [](const program& p) {
+        return p.editor.kind == editor_kind::event_list || p.editor.kind == editor_kind::grid;
+    };
+    return r;
+}
+
 bool& filter_of(program& p, int i) {
     row_filters& f = p.editor.filters;
     bool* all[] = {&f.on, &f.off, &f.prg, &f.pw, &f.aft, &f.ctr};
@@ -54,29 +62,30 @@ void add_list_commands(command_table& table) {
     table.add(edit_record(cmd::editor_delete, "Delete", "Del", [](program& p) {
         return p.editor.kind == editor_kind::grid ? delete_selected(p) : delete_event(p);
     }));
-    table.add(edit_record(cmd::insert_note, "Insert Note", "Ins", insert_note));
+    table.add(in_track_editor(edit_record(cmd::insert_note, "Insert Note", "Ins", insert_note)));
     table.add(edit_record(cmd::insert_other, "Insert Other", "Shift+Ins", insert_other));
-    table.add(edit_record(cmd::change_event, "Change Event", "", change_event));
+    table.add(in_track_editor(edit_record(cmd::change_event, "Change Event", "", change_event)));
     for (const bool quantize : {true, false})
-        table.add(edit_record(quantize ? cmd::quantize_note : cmd::dequantize_note, quantize ? "Qua" : "Deq",
-                              quantize ? "Q" : "Shift+Q", [quantize](program& p) {
-                                  return p.editor.kind == editor_kind::grid ? requantize_selected(p, quantize)
-                                                                            : requantize_note(p, quantize);
-                              }));
+        table.add(in_track_editor(edit_record(
+            quantize ? cmd::quantize_note : cmd::dequantize_note, quantize ? "Qua" : "Deq", quantize ? "Q" : "Shift+Q",
+            [quantize](program& p) {
+                return p.editor.kind == editor_kind::grid ? requantize_selected(p, quantize)
+                                                          : requantize_note(p, quantize);
+            })));
     table.add(editor_record(cmd::edit_long_event, "Edit Sys Ex/Text", "Esc", [](program& p) {
         const ref32 c = p.editor.cursor;
         if (c == null_ref || is_end(p, c)) return outcome::refused;
         return edit_long_event(p, p.app.edit_pattern, p.d.current_track, c);
     }));
-    table.add(editor_record(cmd::step_input, "Step Input", "", toggle_step_input));
+    table.add(in_track_editor(editor_record(cmd::step_input, "Step Input", "", toggle_step_input)));
     static const char* const filter_names[] = {"on", "off", "prg", "pw", "aft", "ctr"};
     for (int i = 0; i <= cmd::filter_last - cmd::filter_first; ++i) {
-        command_record r = editor_record(cmd::filter_first + i, filter_names[i], "", [i](program& p) {
+        command_record r = in_track_editor(editor_record(cmd::filter_first + i, filter_names[i], "", [i](program& p) {
             bool& f = filter_of(p, i);
             f = !f;
             settle_cursor(p);
             return outcome::done;
-        });
+        }));
         r.checked = [i](const program& p) { return filter_of(const_cast<program&>(p), i); };
         table.add(std::move(r));
     }

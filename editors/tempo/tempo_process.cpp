@@ -147,6 +147,13 @@ command_record process_tempo_command() {
                 return v;
             },
         .enabled = [](const program& p) { return p.editor.kind == editor_kind::tempo_list; },
+        // The percentage keeps every tempo of the list within 1 to 999 beats.
+        .ranges =
+            [](const program& p, std::vector<field_spec>& f) {
+                const percent_limits l = tempo_percent_limits(p);
+                f[percent].low = l.lower;
+                f[percent].high = l.upper;
+            },
         .run = run,
     };
 }

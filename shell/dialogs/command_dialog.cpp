@@ -5,8 +5,9 @@
 namespace kestrune {
 
 command_dialog::command_dialog(program& p, const command_record& c, field_values& values)
-    : dialog(p, c.dialog.title, c.dialog.width, c.dialog.height), c_(c), values_(values) {
+    : dialog(p, c.dialog.title, c.dialog.width, c.dialog.height), c_(c), fields_(c.fields), values_(values) {
     help_topic = c.help;
+    if (c.ranges) c.ranges(p, fields_);
     values_.resize(c.fields.size());
     for (const dialog_item& item : c.dialog.items) add_item(item);
 }
@@ -18,13 +19,13 @@ void command_dialog::changed() {
 
 void command_dialog::show_looks() {
     for (std::size_t k = 0; k < value_of_.size(); ++k)
-        field_at(static_cast<int>(k)).shape = field_look(c_.fields[value_of_[k]], values_);
+        field_at(static_cast<int>(k)).shape = field_look(fields_[value_of_[k]], values_);
 }
 
 void command_dialog::add_value(const dialog_item& item) {
     const auto i = static_cast<std::size_t>(item.field);
     value_of_.push_back(i);
-    value_field f{.shape = field_look(c_.fields[i], values_), .cells = item.cells};
+    value_field f{.shape = field_look(fields_[i], values_), .cells = item.cells};
     if (f.shape.kind == field_kind::text) {
         f.get_text = [this, i] { return values_[i].text; };
         f.set_text = [this, i](const std::string& t) {
@@ -77,11 +78,11 @@ void command_dialog::add_item(const dialog_item& item) {
                 values_[i].text = t;
                 changed();
             };
-            c.max_length = c_.fields[i].entry_length;
+            c.max_length = fields_[i].entry_length;
             c.selected = values_[i].number;
             break;
         default:  // check and combo boxes
-            c.entries = c_.fields[i].choices;
+            c.entries = fields_[i].choices;
             c.get = [this, i] { return values_[i].number; };
             c.set = [this, i](int v) {
                 values_[i].number = v;

@@ -22,6 +22,7 @@ private:
     bool opens_checked(int field) const;
 
     const command_record& c_;
+    std::vector<field_spec> fields_;  // the record's, with the ranges the song gives them now
     field_values& values_;
     std::vector<std::size_t> value_of_;  // each value field's index among the record's fields
 };

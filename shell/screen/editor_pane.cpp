@@ -9,12 +9,6 @@
 
 namespace kestrune {
 
-namespace {
-
-constexpr std::int64_t heard_note_ms = 300;
-
-}  // namespace
-
 void main_screen::impl::place_editor() {
     for (const editor_region& e : editor_regions()) {
         screen_region r;
@@ -45,9 +39,7 @@ void main_screen::impl::show_editor(bool up) {
 
 void main_screen::impl::refresh_editor(std::int64_t ms) {
     if (!editor_up()) return;
-    if (p.editor.heard.status && ms - p.editor.heard.since_ms >= heard_note_ms && !mouse.any_held() &&
-        !grid.busy())
-        end_heard_note(p);
+    end_heard_note_when_due(p, ms, mouse.any_held() || grid.busy());
     step_input_tick(p);
     if (p.changes.tracks != p.editor.tracks_seen) relocate_cursor(p);
     // Play and Pause put the list back on the song position; stopped, it stays where the

@@ -298,6 +298,7 @@ void main_screen::impl::follow_engine() {
         make_visible(d.current_track);
     }
     shown_mixer = mixer_open(p);
+    // One editor may give way to another with no main view between: its buttons change too.
     const bool up = main_view();
     if (up != shown_main_view || p.editor.kind != shown_editor) {
         shown_main_view = up;
@@ -350,7 +351,7 @@ void main_screen::double_click(int x, int y, int button, key_mods mods, std::int
         return;
     }
     if (m.in_grid(x, y)) {
-        m.grid.mouse_down(x, y, button, mods);
+        if (!m.grid.double_click(x, y, button)) m.grid.mouse_down(x, y, button, mods);
         return;
     }
     const screen_region* hit = m.tree.find_region_at_point(x, y);

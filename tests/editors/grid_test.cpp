@@ -136,15 +136,18 @@ TEST_F(Grid, TheLaneSetsValuesFromItsEdgeAndMakesControllersOnTheTracksChannel) 
                    lane_value_at(7, 164, 100, 228, false), lane_value_at(7, 228, 100, 228, false),
                    lane_value_at(7, 110, 100, 228, true)),
               nums(1, 0, 64, 127, 64));
-    mouse.press_lane(p, 1, 3072, left_button, none, row);
+    // A quick stroke from 3000 to 3200 passes the note's row with the value between: 10 + 100 * 9 / 25.
+    mouse.press_lane(p, 10, 3000, left_button, none, row);
+    mouse.move_lane(p, 110, 3200, none);
     mouse.release(p);
+    EXPECT_EQ(p.store().at(find_note_on(p, 3072, 60)).data2(), 46);
     p.song.grid_lane = 7;
     p.slot(0, 0).channel = 2;
     // R alone sets the controller in its row and makes one in an empty row.
     mouse.press_lane(p, 30, 3200, right_button, none, row);
-    mouse.move_lane(p, 40, 3072, none);
+    mouse.move_lane(p, 40, 3192, none);
     mouse.release(p);
-    EXPECT_EQ(difference(track(), {ev(0xB2, 7, 40, 3072), ev(0x90, 60, 1, 3072), ev(0xB0, 7, 30, 3200),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 46, 3072), ev(0xB2, 7, 40, 3192), ev(0xB0, 7, 30, 3200),
                                    ev(0x80, 60, 64, 3264)}),
               "");
     expect_sound();

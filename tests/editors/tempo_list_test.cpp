@@ -8,6 +8,7 @@
 #include "editors/list/list_edit.h"
 #include "editors/list/list_fields.h"
 #include "editors/tempo/tempo_process.h"
+#include "processing/commands.h"
 #include "song/position.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -127,6 +128,25 @@ TEST_F(TempoLists, NoSignatureIsPushedPastTheEnd) {
     ASSERT_TRUE(move_cursor(p, 1));
     EXPECT_EQ(insert_other(p), outcome::refused);  // no bar left before the end
     expect_sound(c);
+}
+
+// Menus, keys and apply read the same rule: in a list, what works on a track's notes is greyed.
+TEST_F(TempoLists, TheListsGreyWhatWorksOnTheTracksEvents) {
+    give_track(p, 0, 0, {ev(0x90, 60, 90, song_start), ev(0x80, 60, 64, song_start + 96)});
+    command_table table;
+    add_editor_commands(table);
+    add_processing_commands(table);
+    const auto enabled = [&] {
+        std::vector<std::int64_t> on;
+        for (int id : {cmd::reverse_pitches, cmd::quantize_note, cmd::insert_note, cmd::insert_other,
+                       cmd::insert_measures})
+            on.push_back(is_enabled(p, *table.find(id)));
+        return on;
+    };
+    open(editor_kind::signature_list);
+    EXPECT_EQ(enabled(), nums(0, 0, 0, 1, 1));
+    open(editor_kind::event_list);  // Insert Measures is the lists' own among the editors
+    EXPECT_EQ(enabled(), nums(1, 1, 1, 1, 0));
 }
 
 TEST_F(TempoLists, ProcessTempoTrackScalesByAPercentageOrRampsTheChangesInARange) {

@@ -117,11 +117,13 @@ TEST(DialogWindow, ADialogTallerThanTheScreenShrinksItsCellsToFit) {
 TEST(DialogWindow, AGroupsOwnOkChoosesThatGroupAndReturnInAFieldChoosesNone) {
     offscreen_app();
     testing::test_program t;
-    testing::use_tempo_track(*t, {testing::tempo(12000, 0)});
+    testing::use_tempo_track(*t, {testing::tempo(12000, 0), testing::tempo(6000, song_start)});
     t->editor.kind = editor_kind::tempo_list;
     const command_record c = process_tempo_command();
     field_values v = initial_values(*t, c);
     command_dialog d(*t, c, v);
+    // The percentage keeps both tempos within 1 to 999 beats.
+    EXPECT_EQ(testing::nums(d.fields()[0].shape.low, d.fields()[0].shape.high), testing::nums(-98, 732));
     d.set_cells(8, 18);
     EXPECT_TRUE(run_with(d, [&](dialog_host& host) {
         QTimer::singleShot(0, [&] {

@@ -180,6 +180,24 @@ TEST_F(window_fixture, the_grid_draws_and_drags_a_note_under_the_mouse) {
     const ref32 made = find_note_on(s->prog, where.tick, key + 1);
     ASSERT_NE(made, null_ref);
     EXPECT_EQ(s->prog.editor.cursor, made);
+    // A drag held below the grid scrolls it on each tick, and the note goes along.
+    const std::int32_t first_shown = s->prog.editor.grid.first_tick;
+    const std::int32_t last_shown = first_shown + probe.notes().height() * probe.row_ticks();
+    const QPoint below = at + QPoint(0, 40);
+    QMouseEvent press2(QEvent::MouseButtonPress, at, view->mapToGlobal(at), Qt::RightButton, Qt::RightButton, {});
+    QMouseEvent down(QEvent::MouseMove, below, view->mapToGlobal(below), Qt::NoButton, Qt::RightButton, {});
+    QMouseEvent release2(QEvent::MouseButtonRelease, below, view->mapToGlobal(below), Qt::RightButton, Qt::NoButton, {});
+    const std::int32_t pointed = probe.point(below.x(), below.y()).tick;
+    QApplication::sendEvent(view, &press2);
+    QApplication::sendEvent(view, &down);
+    for (int i = 0; i < 10; ++i) w.tick();
+    const std::int32_t scrolled = s->prog.editor.grid.first_tick - first_shown;
+    EXPECT_GE(scrolled, 10 * (probe.notes().height() / 20) * probe.row_ticks());
+    QApplication::sendEvent(view, &release2);
+    w.tick();
+    const midi_event& dropped = s->prog.store().at(s->prog.editor.cursor);
+    EXPECT_EQ(dropped.data1(), key);
+    EXPECT_GT(dropped.position(), std::max(last_shown, pointed + scrolled / 2));
 }
 
 // After the name box and after a message the keyboard is the main screen's again: the keypad

@@ -64,10 +64,13 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     p.app.clock_field_on = !p.app.clock_field_on;
     ticks(1);
     EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
-    // Straight from the list into the grid: the grid's buttons take the list's place.
+    // Straight from the list into the grid, then into the tempo list: each shows its own buttons.
     ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
     ticks(1);
     EXPECT_EQ(nums(shown(cmd::insert_note), shown(cmd::snap_to_grid)), nums(0, 1));
+    ASSERT_EQ(toggle_editor(p, editor_kind::tempo_list), outcome::done);
+    ticks(1);
+    EXPECT_EQ(nums(shown(cmd::process_tempo), shown(cmd::snap_to_grid), shown(cmd::quantize_note)), nums(1, 0, 0));
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);
@@ -141,6 +144,21 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     recording_canvas c;
     screen.paint(c, {0, 0, 4000, 4000});
     EXPECT_TRUE(c.has_text("Velocity"));
+    // A press on an empty place taps the key for 200 ms, though the button stays down for a band.
+    const int empty_x = probe.x_of(66) + 1, empty_y = probe.y_of(3700);
+    screen.mouse_down(empty_x, empty_y, left_button, {}, now);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x90, 66, 0x51}));
+    ticks(8);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back()[0], 0x90);
+    ticks(1);
+    EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 66, 64}));
+    screen.mouse_up(empty_x, empty_y, left_button, now);
+    // A double click types into the zooms, held to their range, and into the lane's title, where
+    // a kind other than a controller goes by its name.
+    t.screen.typed = {"24", "200", "pitchwh"};
+    for (const rect& r : {probe.zoom_field(false), probe.zoom_field(true), probe.lane_title_field()})
+        screen.double_click((r.left + r.right) / 2, (r.top + r.bottom) / 2, left_button, {}, now);
+    EXPECT_EQ(nums(p.song.grid_zoom_y, p.song.grid_zoom_x, p.song.grid_lane), nums(24, grid_zoom_x_max, lane::pitch_wheel));
 }
 
 }  // namespace
