@@ -290,6 +290,40 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     EXPECT_EQ(nums(v[0].number, v[1].number), nums(1, 2));
 }
 
+// Every dialog's widgets and fields lie inside it and none covers another, so that no button
+// hides behind its neighbour.
+TEST(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
+    testing::test_program t;
+    command_table table;
+    add_program_commands(table);
+    transport tr(*t);
+    recorder rec(*t, tr);
+    table.add(internal_recording_command(rec));
+    setup_settings setup;
+    std::vector<std::unique_ptr<dialog>> dialogs;
+    std::vector<field_values> values;
+    values.reserve(table.all().size());
+    for (const command_record& c : table.all())
+        if (!c.dialog.title.empty())
+            dialogs.push_back(std::make_unique<command_dialog>(*t, c, values.emplace_back(initial_values(*t, c))));
+    dialogs.push_back(std::make_unique<midi_setup_view>(*t, setup));
+    dialogs.push_back(std::make_unique<memory_setup_view>(*t));
+    dialogs.push_back(std::make_unique<overall_settings_view>(*t, setup));
+    for (const auto& d : dialogs) {
+        std::vector<rect> placed;
+        for (const value_field& f : d->fields()) placed.push_back(f.cells);
+        for (const dialog_control& k : d->controls())
+            if (k.kind != control_kind::group_box) placed.push_back(k.cells);
+        for (std::size_t i = 0; i < placed.size(); ++i) {
+            const rect& r = placed[i];
+            EXPECT_TRUE(r.left >= 0 && r.top >= 0 && r.right <= d->width_cells() && r.bottom <= d->height_cells())
+                << d->title() << " item " << i;
+            for (std::size_t j = i + 1; j < placed.size(); ++j)
+                EXPECT_FALSE(r.intersects(placed[j])) << d->title() << " items " << i << " and " << j;
+        }
+    }
+}
+
 // The condition's rows show what the chosen event type makes of them; a row the type does not
 // use shows its dash and takes no click. Change Note Length opens on Minimum Length, while the
 // operation kept stays until another button is pressed.
