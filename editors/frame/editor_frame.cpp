@@ -19,6 +19,8 @@ constexpr int col_a = 248, col_b = 276, button_w = 26;
 constexpr int filter_left = 224, filter_w = 20;
 constexpr quarter_rect at_a(int row) { return {col_a, 20 + 7 * row, col_a + button_w, 26 + 7 * row}; }
 constexpr quarter_rect at_b(int row) { return {col_b, 20 + 7 * row, col_b + button_w, 26 + 7 * row}; }
+// A button alone in its row takes both columns, room for its longer text.
+constexpr quarter_rect wide_at(int row) { return {col_a, 20 + 7 * row, col_b + button_w, 26 + 7 * row}; }
 constexpr quarter_rect filter_at(int row) {
     return {filter_left, 12 + 6 * row, filter_left + filter_w, 17 + 6 * row};
 }
@@ -60,15 +62,15 @@ const std::vector<editor_button>& editor_buttons() {
         {cmd::filter_first + 5, "ctr", filter_at(5), s::track_editors},
         {cmd::quantize_note, "Qua", at_a(3), s::track_editors},
         {cmd::dequantize_note, "Deq", at_b(3), s::track_editors},
-        {cmd::step_input, "Step Input", at_a(7), s::track_editors},
-        {cmd::insert_note, "Insert Note", at_a(4), s::event_list},
-        {cmd::insert_other, "Insert Other", at_a(5), s::event_list},
-        {cmd::change_event, "Change Event", at_a(6), s::event_list},
-        {cmd::snap_to_grid, "Snap", at_a(4), s::grid},
-        {cmd::hide_groove, "Hide Groove", {col_a, 20 + 7 * 5, col_b + button_w, 26 + 7 * 5}, s::grid},
-        {cmd::insert_other, "Insert Tempo", at_a(5), s::tempo_list},
-        {cmd::insert_other, "Insert Sign", at_a(5), s::signature_list},
-        {cmd::process_tempo, "Process...", at_a(6), s::tempo_list},
+        {cmd::step_input, "Step Input", wide_at(7), s::track_editors},
+        {cmd::insert_note, "Insert Note", wide_at(4), s::event_list},
+        {cmd::insert_other, "Insert Other", wide_at(5), s::event_list},
+        {cmd::change_event, "Change Event", wide_at(6), s::event_list},
+        {cmd::snap_to_grid, "Snap", wide_at(4), s::grid},
+        {cmd::hide_groove, "Hide Groove", wide_at(5), s::grid},
+        {cmd::insert_other, "Insert Tempo", wide_at(5), s::tempo_list},
+        {cmd::insert_other, "Insert Sign", wide_at(5), s::signature_list},
+        {cmd::process_tempo, "Process...", wide_at(6), s::tempo_list},
     };
     return buttons;
 }

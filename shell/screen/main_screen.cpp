@@ -261,9 +261,11 @@ void main_screen::impl::follow_engine() {
         make_visible(d.current_track);
     }
     shown_mixer = mixer_open(p);
+    // One editor may follow another, or the mixer, without the main view between them.
     const bool up = main_view();
-    if (up != shown_main_view) {
+    if (up != shown_main_view || p.editor.kind != shown_editor) {
         shown_main_view = up;
+        shown_editor = p.editor.kind;
         show_editor(editor_up());
         mixer.redraw_all();
         mark_all_dirty();

@@ -111,6 +111,7 @@ struct main_screen::impl {
     bool mixer_shown() const { return !main_view() && mixer_open(p); }
     bool in_mixer(int x, int y) const { return mixer_shown() && mixer.frame().contains(x, y); }
     bool shown_main_view = true;
+    editor_kind shown_editor = editor_kind::none;  // whose buttons are up
     bool shown_mixer = false;
     std::uint32_t shown_song = p.changes.song;  // the song the track list was scrolled for
     static constexpr int no_pattern_change = 0xFF;
