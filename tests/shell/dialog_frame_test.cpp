@@ -365,6 +365,12 @@ TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum)
     t.screen.typed = {"5"};
     EXPECT_FALSE(d.double_click(chan.x, chan.y));
     EXPECT_EQ(v[1].number, 0);
+    // Each end of a range stops at the other: Chan Low never passes Chan High, nor it below.
+    type_box->set(5);
+    const point high = middle_of(d, 1);
+    t.screen.typed = {"5", "10", "3"};
+    for (const point at : {high, chan, high}) d.double_click(at.x, at.y);
+    EXPECT_EQ(nums(v[1].number, v[2].number), nums(4, 4));
     // Transform: a result -2- of 0 is "Off" only for a note.
     const command_record& tr = *table.find(cmd::transform_events);
     field_values r = initial_values(*t, tr);
