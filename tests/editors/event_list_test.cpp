@@ -155,13 +155,6 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     expect_sound();
 }
 
-TEST_F(EventList, FollowingThePositionHighlightsTheLastEventBeforeIt) {
-    open(notes(40, 3072, 96));
-    p.d.position = 3072 + 96 * 20 + 5;
-    follow_position(p);
-    EXPECT_EQ(p.store().position(p.editor.cursor), 3072 + 96 * 20);
-}
-
 TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {
     open({});
     p.app.edit_grid = 48;

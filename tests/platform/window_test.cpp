@@ -97,30 +97,6 @@ TEST_F(window_fixture, window_zoom_drops_and_track_names) {
     }
 }
 
-TEST_F(window_fixture, play_button_plays_into_the_capture_backend) {
-    write_midi_song("play.mid", 4, 64);
-    main_window w(*s);
-    w.apply_zoom(2, true);
-    w.show();
-    ASSERT_TRUE(open_start_file(*s, "play.mid"));
-    w.start_timer();
-    const kestrune::rect play = s->screen->regions().place(rgn::play);
-    QTest::mouseClick(w.view_widget(), Qt::LeftButton, Qt::NoModifier,
-                      QPoint((play.left + play.right) / 2, (play.top + play.bottom) / 2));
-    QTest::qWait(400);
-    EXPECT_TRUE(s->prog.running());
-    int note_ons = 0;
-    for (std::size_t i = 0; i < midi.size(); ++i)
-        note_ons += midi[i].port == 0 && (midi[i].bytes[0] & 0xF0) == 0x90 && midi[i].bytes[2] > 0;
-    EXPECT_GT(note_ons, 4);
-    // Num+Enter stops by its key, whatever the keyboard layout; only Stop is lit then.
-    QTest::keyClick(w.view_widget(), Qt::Key_Enter, Qt::KeypadModifier);
-    EXPECT_FALSE(s->prog.running());
-    w.tick();
-    const region_tree& lamps = s->screen->regions();
-    EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)), nums(0, 1, 0));
-}
-
 // The grid through the window's own mouse events: the Grid button opens it, the right button
 // draws a note on an empty place and a drag transposes it.
 TEST_F(window_fixture, the_grid_draws_and_drags_a_note_under_the_mouse) {

@@ -63,10 +63,18 @@ TEST_F(Quantize, TiesGoUpDriftFollowsLateNotesAndNoRestoresThePlayedPositions) {
     EXPECT_EQ(placed(), nums(48, 192, 432, 624, 816));
     choose(0);
     EXPECT_EQ(placed(), played);
-    // Half strength truncates toward zero: 47 (one early) stays.
-    t->app.quantize_strength = 50;
+    // Strength 99 takes 99/100 of each distance, truncated toward zero: 24 short moves 23, and
+    // 47 (one early) stays.
+    t->app.quantize_strength = 99;
     choose(16);
-    EXPECT_EQ(placed(), nums(36, 181, 418, 615, 815));
+    EXPECT_EQ(placed(), nums(47, 191, 431, 623, 815));
+    // The drift sees the full distance, not the scaled one: after 24 ticks early it stands at
+    // -12, so a note 15 into the next beat goes to 48 (33 early, half of it moved).
+    t->app.quantize_strength = 50;
+    delete_track_chain(*t, 0, 0);
+    notes_at({24, 192 + 15});
+    choose(16);
+    EXPECT_EQ(placed(), nums(36, 192 + 15 + 16));
 }
 
 TEST_F(Quantize, SixteenThenEightEqualsEightAndFreezeThenNoMovesNothing) {
@@ -180,6 +188,10 @@ TEST_F(QuantizeTables, FullSwingMovesTheSwungPointOfEachValueByItsAmountAndNoOth
         EXPECT_EQ(landing(n[i], swung), swung + swing[i]) << n[i];
         EXPECT_EQ(landing(n[i], swung - step), swung - step) << n[i];
     }
+    // Swing looks at where the note was played: 75 into a beat (Smart, 16) goes to 64, a swung
+    // point, from an unswung half step, and is not swung.
+    set_smart_quantize(*t, true);
+    EXPECT_EQ(landing(16, 75), 64);
     // Swing -90 % (the least there is) pulls the point earlier; strength does not scale it.
     set_swing_factor(*t, -10);
     t->app.quantize_strength = 50;

@@ -1,21 +1,17 @@
 #include "processing/select_events.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 
-#include "tests/support/chain_checker.h"
-#include "tests/support/song_builder.h"
-#include "tests/support/stand_ins.h"
+#include "tests/processing/track_command_fixture.h"
 
 namespace kestrune {
 namespace {
 
 using namespace testing;
 
-constexpr std::int32_t bar = 3072;
+constexpr std::int32_t bar = bar1;
 
-class SelectEvents : public ::testing::Test {
+class SelectEvents : public TrackCommand {
 protected:
     // Runs the pass on pattern 0 track 0 over [from, to) and gives what the track holds.
     records run(const event_condition& c, std::int32_t from = 0, std::int32_t to = last_position) {
@@ -25,18 +21,8 @@ protected:
             EXPECT_TRUE(filter_events(g, c, from, to));
         }
         EXPECT_EQ(check_pool(p), "");
-        return read_track(p, 0, 0);
+        return track();
     }
-
-    // The track holds these records, its old chain given back.
-    track_slot& fill(const records& recs) {
-        track_slot& sl = p.slot(0, 0);
-        if (sl.in_use) p.store().free_chain(sl.first);
-        return give_track(p, 0, 0, recs);
-    }
-
-    test_program t;
-    program& p = *t;
 };
 
 TEST_F(SelectEvents, DeleteOfAllEventsLeavesAnEmptyTrackInUseWithItsNameAndUnmuted) {

@@ -103,7 +103,7 @@ TEST_F(Undo, TheCopyNeedsThreeBlocksBeyondTheTrack) {
 TEST_F(Undo, AnEditorOpeningUndoesAsAWholeAndTheMixerOnPortAKeepsItsOwnCopy) {
     p.d.main_screen = 0;  // the event editor has the window, on pattern 2 track 5
     p.app.edit_pattern = 2;
-    p.d.current_pattern = 2;
+    p.d.current_pattern = 0;  // another pattern is current: the copy is of the edited one
     p.d.current_track = 5;
     edit(5, 70);
     edit(5, 71);

@@ -168,6 +168,32 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
 }
 
+// The right locator moved before the left, or onto it, during a punched take: the take ends
+// where it stops.
+TEST_F(Recording, APunchWhoseRightLocatorWasMovedBeforeTheLeftEndsAtTheStop) {
+    for (const int track : {0, 1}) {
+        t->d.current_track = static_cast<std::int16_t>(track);
+        build_track(*t, 0, track,
+                    {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                     ev(0x80, 41, 0, 3550), ev(0x90, 43, 80, 3700), ev(0x80, 43, 0, 3750)});
+        t->d.left_locator = 3456;
+        t->d.right_locator = 3840;
+        t->d.punch_on = 1;
+        tr.play();
+        play_at(3520, {0x90, 61, 90});
+        play_at(3600, {});
+        tr.set_right_locator(track == 0 ? 3200 : 3456);
+        tr.stop();
+        EXPECT_EQ(events(0, track), (rows{{40, 0x90, 3100},
+                                          {40, 0x80, 3150},
+                                          {61, 0x90, 3520},
+                                          {61, 0x80, 3599},
+                                          {43, 0x90, 3700},
+                                          {43, 0x80, 3750}}))
+            << track;
+    }
+}
+
 TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     dll_data& d = t->d;
     d.left_locator = song_start;
@@ -194,6 +220,14 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
     // quantized at the stop.
     EXPECT_EQ(events(),
               (rows{{61, 0x91, 3168}, {60, 0x90, 3168}, {61, 0x81, 3268}, {60, 0x80, 3268}}));
+    // A track that plays as recorded keeps the channels its passes were played on.
+    t->slot(0, 0).channel = 16;
+    rec.record_start(record_mode::overdub);
+    play_at(song_start + 100, {0x93, 64, 90});
+    play_at(song_start + 200, {0x83, 64, 0});
+    while (d.position >= song_start + 200) t.run_ms(1);
+    tr.stop();
+    EXPECT_EQ(events()[0], nums(64, 0x93, 3168));  // at one position the new comes first
 }
 
 // The count-in is a bar of the meter before the step, two with the preference, never above 3072;
@@ -227,6 +261,13 @@ TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     d.right_locator = 7680;
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(d.position, d.record_offset), nums(6912 - 768, 6144 - song_start));
+    tr.stop();
+    // The bar is the meter's before the step: with 3/4 from the step's start, a bar of 4/4.
+    d.cycle_on = 0;
+    t->step(1).pickup = 0;
+    use_signature_track(*t, {ev(st::signature, 4, 4, song_start), ev(st::signature, 3, 4, 6144)});
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(d.position, 6144 - 768);
     tr.stop();
 }
 

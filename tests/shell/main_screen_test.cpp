@@ -279,10 +279,13 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
     for (int i = 0; i < 20; ++i) key(key_code::down);
     EXPECT_EQ(nums(t->d.current_track, screen.scroll_value()), nums(20, 5));
     std::vector<int> modes;
-    screen.set_recording_actions({[&](int m) { modes.push_back(m); }, {}, {}});
+    screen.set_recording_actions({[&](int m) { modes.push_back(m); },
+                                  [&](bool shift) { modes.push_back(shift ? -1 : 0); }, {}});
     click(rgn::record, 0, right_button);
     click(rgn::record, 0, left_button);
-    EXPECT_EQ(modes, (std::vector<int>{2, 1}));
+    click(rgn::drop_in, 0, left_button, {true, false, false});  // with Shift: an instant punch
+    click(rgn::drop_in);
+    EXPECT_EQ(modes, (std::vector<int>{2, 1, -1, 0}));
     // Escape makes an empty track editable.
     EXPECT_TRUE(key(key_code::escape));
     EXPECT_EQ(nums(slot(20).in_use, std::string(slot(20).name, 10) == " editable "), nums(1, 1));
@@ -353,13 +356,30 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     EXPECT_EQ(t->step(1).transpose, 1);
     click(rgn::mode_line);
     EXPECT_EQ(t->d.song_mode, 1);
+    // The right button steps with the locators: step 2 runs from 15360 to 21504.
+    click(rgn::step_down, 0, right_button);
+    EXPECT_EQ(nums(t->d.current_step, t->d.left_locator, t->d.right_locator),
+              nums(2, 15360, 21504));
     t->d.recording = 1;
     click(rgn::step_up);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
-    EXPECT_EQ(t->d.current_step, 1);
+    EXPECT_EQ(t->d.current_step, 2);
 }
 
-TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
+TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) {
+    // Forward and Rewind step to the bar lines, ten bars with both buttons.
+    click(rgn::forward);
+    EXPECT_EQ(t->d.position, song_start + 768);
+    auto [fx, fy] = at(rgn::forward);
+    screen.mouse_down(fx, fy, left_button, {}, now);
+    screen.mouse_down(fx, fy, right_button, {}, now);
+    ticks(1);
+    screen.mouse_up(fx, fy, right_button, now);
+    screen.mouse_up(fx, fy, left_button, now);
+    ticks(1);
+    EXPECT_EQ(t->d.position, song_start + 11 * 768);
+    click(rgn::rewind);
+    EXPECT_EQ(t->d.position, song_start + 10 * 768);
     click(rgn::play);
     EXPECT_TRUE(t->running());
     screen.take_dirty();
@@ -387,6 +407,10 @@ TEST_F(MainScreen, ThePositionFieldFollowsThePlayingTransportAndPlayLightsUp) {
     EXPECT_EQ(t->d.position, before + 768);
     click(rgn::stop);
     EXPECT_FALSE(t->running());
+    // Only Stop is lit then.
+    const region_tree& lamps = screen.regions();
+    EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)),
+              nums(0, 1, 0));
 }
 
 TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {

@@ -167,10 +167,6 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
     EXPECT_TRUE(p->running());
     press(key(key_code::pad_enter));
     EXPECT_FALSE(p->running());
-    press(letter('C'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(1, 0));
-    press(letter('P'));
-    EXPECT_EQ(nums(d().cycle_on, d().punch_on), nums(0, 1));
     press(letter('T'));
     press(letter('W'));
     press(letter('S'));
@@ -327,6 +323,7 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
         std::function<int()> value;
     } prefs[] = {
         {cmd::midi_click, [&] { return int{d().midi_click}; }},
+        {cmd::actual_position, [&] { return int{s->settings.actual_position}; }},
         {cmd::click_always, [&] { return int{d().click_always}; }},
         {cmd::clock_spp_out, [&] { return int{d().sync_out}; }},
         {cmd::reset_on_stop, [&] { return int{p->app.reset_on_stop}; }},
@@ -346,6 +343,9 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
             EXPECT_EQ(pref.value() != 0, !before) << pref.id;
         }
     }
+    // Full Volume asks the engine for it, on its next turn.
+    dispatch_command(*s, cmd::full_volume);
+    EXPECT_EQ(nums(d().full_volume_request, d().reset_request), nums(1, 0));
     dispatch_command(*s, cmd::sync_external);
     EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)),
               nums(1, 0));
