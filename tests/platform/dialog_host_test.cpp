@@ -17,6 +17,7 @@
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
 #include "shell/main_commands.h"
+#include "tests/shell/every_dialog.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -169,15 +170,8 @@ TEST(DialogWindow, EveryDialogReadsWholeOnTheScreenAtEveryZoom) {
     setup_settings setup;
     const QSize room = QGuiApplication::primaryScreen()->availableGeometry().size();
     for (const auto& [cell_width, cell_height] : {std::pair{5, 10}, std::pair{19, 38}}) {
-        std::vector<std::unique_ptr<dialog>> dialogs;
-        std::vector<field_values> values;
-        values.reserve(table.all().size());
-        for (const command_record& c : table.all())
-            if (!c.dialog.title.empty())
-                dialogs.push_back(std::make_unique<command_dialog>(*t, c, values.emplace_back(initial_values(*t, c))));
-        dialogs.push_back(std::make_unique<midi_setup_view>(*t, setup));
-        dialogs.push_back(std::make_unique<overall_settings_view>(*t, setup));
-        for (const auto& d : dialogs) {
+        const testing::every_dialog all(*t, table, setup);
+        for (const auto& d : all.dialogs) {
             d->set_cells(cell_width, cell_height);
             dialog_host host(nullptr, *d);
             EXPECT_TRUE(host.width() <= room.width() && host.height() <= room.height()) << d->title();

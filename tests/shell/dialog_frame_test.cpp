@@ -15,6 +15,7 @@
 #include "song/patterns.h"
 #include "song/position.h"
 #include "song/value_step.h"
+#include "tests/shell/every_dialog.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -301,16 +302,8 @@ TEST(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
     table.add(internal_recording_command(rec));
     setup_settings setup;
     setup.soundfont.choose = [](const std::string&, std::string*) { return true; };  // its row shows
-    std::vector<std::unique_ptr<dialog>> dialogs;
-    std::vector<field_values> values;
-    values.reserve(table.all().size());
-    for (const command_record& c : table.all())
-        if (!c.dialog.title.empty())
-            dialogs.push_back(std::make_unique<command_dialog>(*t, c, values.emplace_back(initial_values(*t, c))));
-    dialogs.push_back(std::make_unique<midi_setup_view>(*t, setup));
-    dialogs.push_back(std::make_unique<memory_setup_view>(*t));
-    dialogs.push_back(std::make_unique<overall_settings_view>(*t, setup));
-    for (const auto& d : dialogs) {
+    const testing::every_dialog all(*t, table, setup);
+    for (const auto& d : all.dialogs) {
         std::vector<rect> placed, groups;
         for (const value_field& f : d->fields()) placed.push_back(f.cells);
         for (const dialog_control& k : d->controls())
