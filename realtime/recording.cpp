@@ -183,8 +183,7 @@ void recorder::run_take(std::int32_t start, record_mode mode, bool punch) {
     arm_record_area();
     locate(p_, start);
     tr_.clock_start(d_.position);
-    tr_.buttons.play = true;
-    tr_.buttons.stop = tr_.buttons.pause = false;
+    tr_.buttons_running();
     tr_.buttons.record = mode == record_mode::replace;
     tr_.buttons.overdub = mode == record_mode::overdub;
     tr_.buttons.punch = punch;

@@ -88,6 +88,8 @@ public:
         return p_.song.position_memory[static_cast<std::size_t>(4 + 2 * std::clamp(i, 0, 3) + (side ? 1 : 0))];
     }
     transport_buttons buttons;
+    // Play lit, Stop and Pause dark.
+    void buttons_running();
     std::int32_t shown_tempo = default_tempo;
 
     // Milliseconds the clock waits took, for tests.
@@ -96,7 +98,6 @@ public:
 private:
     void wait_ms(int ms);
     void send_clock_ports(std::uint8_t a, std::uint8_t b = 0, std::uint8_t c = 0, int n = 1);
-    void buttons_running();
     // Stop lit; Pause too while the position is held by Pause.
     void buttons_stopped(bool paused);
 

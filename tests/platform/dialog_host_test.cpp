@@ -59,7 +59,6 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
     memory_setup_view memory(*t);
     memory.set_cells(8, 18);
     EXPECT_TRUE(run_with(memory, [&](dialog_host& host) {
-        host.grab().save("memory_setup.png");
         const rect r = memory.field_rect(1);
         QTest::mouseClick(&host, Qt::LeftButton, {}, QPoint(r.left + 4, r.top + 4));
         host.tick();
@@ -87,7 +86,6 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
     overall_settings_view overall(*t, s);
     const bool notes = t->d.filter_notes != 0;
     EXPECT_FALSE(run_with(overall, [&](dialog_host& host) {
-        host.grab().save("overall_settings.png");
         child_with_text<QCheckBox>(&host, "Notes")->click();
         QTest::mouseClick(child_with_text<QPushButton>(&host, "Cancel"), Qt::LeftButton);
     }));
@@ -95,7 +93,6 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
 
     midi_setup_view midi(*t, s);
     EXPECT_FALSE(run_with(midi, [&](dialog_host& host) {
-        host.grab().save("midi_setup.png");
         host.reject();
     }));
 }

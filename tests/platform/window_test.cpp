@@ -195,23 +195,6 @@ TEST_F(window_fixture, a_stored_place_is_held_to_the_screen) {
     EXPECT_EQ(w.geometry(), QRect(room.left() + 20, room.top() + 30, 400, 300));
 }
 
-TEST_F(window_fixture, a_tick_during_a_message_box_does_not_run_again) {
-    main_window w(*s);
-    screen_ui.set_parent(&w);
-    w.apply_zoom(2, true);
-    w.show();
-    w.start_timer();
-    s->prog.d.midi_not_configured = 1;
-    int shown = 0;
-    QTimer::singleShot(300, [&] {
-        shown = screen_ui.messages_shown();
-        if (auto* box = QApplication::activeModalWidget()) static_cast<QDialog*>(box)->accept();
-    });
-    QTest::qWait(500);
-    EXPECT_EQ(shown, 1);
-    EXPECT_EQ(screen_ui.messages_shown(), 1);
-}
-
 // The shell's questions and refusals, answered by script.
 TEST_F(window_fixture, closing_clearing_and_recent_files) {
     scripted_ui script;

@@ -1,5 +1,7 @@
 #include "tests/support/stand_ins.h"
 
+#include <utility>
+
 #include "song/song_start.h"
 
 namespace kestrune::testing {
@@ -7,6 +9,7 @@ namespace kestrune::testing {
 msg_answer scripted_ui::message(const std::string& text, msg_icon icon, msg_buttons buttons,
                                 msg_answer default_answer, const std::string& caption) {
     messages.push_back({text, icon, buttons, caption});
+    if (while_shown) std::exchange(while_shown, nullptr)();
     if (buttons == msg_buttons::ok) return msg_answer::ok;
     if (answers.empty()) return default_answer;
     msg_answer a = answers.front();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -46,6 +47,8 @@ class scripted_ui final : public ui {
         return t;
     }
 
+    // Runs while a message is up, as the window's timer would during a message box.
+    std::function<void()> while_shown;
     // Answers given to questions in turn; the default answer once the script runs out.
     std::deque<msg_answer> answers;
     std::deque<std::optional<std::string>> file_names;
