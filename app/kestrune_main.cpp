@@ -249,6 +249,7 @@ int main(int argc, char** argv) {
         } else if (!stop_requested()) {
             running = &w;
             w.show();
+            w.activateWindow();  // keys reach it at once, with or without a window manager
             w.start_timer();
             rc = QApplication::exec();
             running = nullptr;

@@ -50,6 +50,10 @@ struct field_spec {
     // While field `follows` (a choice) holds v, the field looks as `looks[v]` where there is one.
     int follows = -1;
     std::vector<field_spec> looks{};
+    // The ends of a range: the low end never rises above field `at_most`, the high end never
+    // falls below field `at_least` (-1: no such field).
+    int at_most = -1;
+    int at_least = -1;
 };
 
 // A value held to the field's range, the upper limit first.

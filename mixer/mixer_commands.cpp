@@ -22,8 +22,8 @@ std::function<outcome(program&, const field_values&)> does(void (*f)(program&)) 
 command_record define_command() {
     std::vector<std::string> names;
     for (int c = 0; c < 128; ++c) names.push_back(fader_control_text(c));
-    constexpr int width = 30, height = 7;
-    std::vector<dialog_item> items = {label("Fader Control", {1, 1, 13, 2}), value_box(0, {14, 1, 29, 2})};
+    constexpr int width = 34, height = 7;
+    std::vector<dialog_item> items = {label("Fader Control", {1, 1, 13, 2}), value_box(0, {14, 1, 33, 2})};
     for (dialog_item& i : ok_cancel(width, height, true)) items.push_back(std::move(i));
     return {
         .id = cmd::define_mixer_control,

@@ -39,14 +39,31 @@ QRect centred(const QRect& r, int natural_height) {
     return QRect(r.left(), r.top() + (r.height() - h) / 2, r.width(), h);
 }
 
+// A dialog larger than the screen that shows its owner takes smaller cells, so that all of it
+// shows; the owner's frame tells what the desktop adds around a window.
+void hold_to_screen(const QWidget* parent, dialog& d) {
+    const QScreen* screen = parent ? parent->screen() : QGuiApplication::primaryScreen();
+    if (!screen) return;
+    QSize room = screen->availableGeometry().size();
+    if (parent && parent->isVisible()) room -= parent->frameGeometry().size() - parent->geometry().size();
+    const int width = d.width_cells() * d.cell_width(), height = d.height_cells() * d.cell_height();
+    if (width <= room.width() && height <= room.height()) return;
+    const double scale = std::min(static_cast<double>(room.width()) / width,
+                                  static_cast<double>(room.height()) / height);
+    d.set_cells(static_cast<int>(d.cell_width() * scale), static_cast<int>(d.cell_height() * scale));
+}
+
 }  // namespace
 
 dialog_host::dialog_host(QWidget* parent, dialog& d) : QDialog(parent), d_(d) {
+    hold_to_screen(parent, d);
     setWindowTitle(qt_text(d.title()));
     setFixedSize(d.width_cells() * d.cell_width(), d.height_cells() * d.cell_height());
-    // The fields are painted in the dialog's own font at the height of a cell.
+    // Fields, labels and buttons alike take the dialog's font at the height of a cell, so that
+    // each fits its cells at every zoom.
     QFont f = font();
     f.setPixelSize(std::max(6, d.cell_height() * 3 / 4));
+    setFont(f);
     fonts_.small = fonts_.normal = fonts_.list = f;
     build_controls();
     d_.set_entry([this](const double_click_box& box) { return entry_over(box); });

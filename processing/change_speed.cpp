@@ -49,9 +49,9 @@ command_record fixed_speed(int id, const char* text, const char* shortcut, float
 }
 
 dialog_layout layout() {
-    constexpr int width = 30, height = 8;
+    constexpr int width = 34, height = 8;
     dialog_layout d{.title = "Change Speed On Track", .width = width, .height = height};
-    d.items = {label("Speed", {2, 2, 12, 3}), value_box(0, {13, 2, 22, 3})};
+    d.items = {label("Speed", {2, 2, 12, 3}), value_box(0, {15, 2, 24, 3})};
     for (dialog_item& i : ok_cancel(width, height, true)) d.items.push_back(std::move(i));
     return d;
 }

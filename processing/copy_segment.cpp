@@ -134,7 +134,7 @@ std::vector<field_spec> fields(bool tracks) {
 }
 
 dialog_layout layout(bool tracks) {
-    constexpr int width = 44, height = 17;
+    constexpr int width = 44, height = 18;
     dialog_layout d{.title = tracks ? "Copy Track Segment" : "Copy Pattern Segment",
                     .width = width,
                     .height = height};
@@ -142,10 +142,10 @@ dialog_layout layout(bool tracks) {
         group_box("Source", {1, 1, 21, 6}),        label("Pattern", {2, 2, 12, 3}),
         value_box(source_pattern, {13, 2, 19, 3}), group_box("Destination", {22, 1, 43, 6}),
         label("Pattern", {23, 2, 33, 3}),          value_box(target_pattern, {34, 2, 40, 3}),
-        group_box("Locators", {1, 7, 43, 9}),      value_box(left, {2, 8, 20, 9}),
-        value_box(right, {22, 8, 40, 9}),          label("Target", {2, 10, 10, 11}),
-        value_box(target, {11, 10, 28, 11}),       label("Copies", {2, 12, 10, 13}),
-        value_box(copies, {11, 12, 16, 13}),       check_box(replace, "Replace", {20, 12, 34, 13}),
+        group_box("Locators", {1, 7, 43, 10}),     value_box(left, {2, 8, 20, 9}),
+        value_box(right, {22, 8, 40, 9}),          label("Target", {2, 11, 10, 12}),
+        value_box(target, {11, 11, 28, 12}),       label("Copies", {2, 13, 10, 14}),
+        value_box(copies, {11, 13, 16, 14}),       check_box(replace, "Replace", {20, 13, 34, 14}),
     };
     if (tracks)
         d.items.insert(d.items.end(),

@@ -91,6 +91,10 @@ std::vector<field_spec> fields(const variant& v) {
         {.label = "Length", .kind = field_kind::time_span, .low = 0, .high = last_position, .entry_length = 13},
         range_field(v.part), left_locator_field(), right_locator_field(),
     };
+    for (const int low : {channel_low, data1_low, data2_low}) {
+        f[static_cast<std::size_t>(low)].at_most = low + 1;
+        f[static_cast<std::size_t>(low) + 1].at_least = low;
+    }
     if (!transform) return f;
     const std::vector<std::string> ops = {"+", "-", "%"};
     f.insert(f.end(), {

@@ -54,19 +54,25 @@ struct counted {
     std::int32_t bars, beats, ticks;
 };
 
-// Whole bars along the signature list from `from` to `to`, then the split of the rest.
-counted count_along(const event_store& s, ref32 sig, std::int32_t from, std::int32_t to) {
-    std::int32_t bars = 0;
+// Whole bars along the signature list from `from` to `to`, then the split of the rest. A
+// position drops what a span holds beyond its whole bars; a length carries it on, so that a note
+// ending on a signature change keeps its beats.
+counted count_along(const event_store& s, ref32 sig, std::int32_t from, std::int32_t to,
+                    bool carry = false) {
+    std::int32_t bars = 0, carried = 0;
     std::int32_t cur = from;
     for (ref32 r = s.next_event(sig); is_event_status(s.status(r)) && s.position(r) <= to;
          r = s.next_event(r)) {
         if (s.position(r) < cur) continue;
-        bars += (s.position(r) - cur) / signature_of(s, sig).bar_ticks();
+        const std::int32_t span = s.position(r) - cur + carried;
+        const std::int32_t bar = signature_of(s, sig).bar_ticks();
+        bars += span / bar;
+        if (carry) carried = span % bar;
         cur = s.position(r);
         sig = r;
     }
     time_signature g = signature_of(s, sig);
-    bars_beats_ticks b = split_ticks(to - cur, g.numerator, g.denominator);
+    bars_beats_ticks b = split_ticks(to - cur + carried, g.numerator, g.denominator);
     return {bars + b.bars, b.beats, b.ticks};
 }
 
@@ -143,7 +149,7 @@ std::string length_text(const program& p, std::int32_t length, std::int32_t star
     const event_store& s = p.store();
     if (length < 0) length = 0;
     ref32 sig = signature_at(s, p.d.active_signature.first, start);
-    counted c = count_along(s, sig, start, start + length);
+    counted c = count_along(s, sig, start, start + length, true);
     const int grid = p.app.edit_grid > 0 ? p.app.edit_grid : 48;
     if (p.app.simple_bardisplay) return format_fields(c.bars, c.beats, 0, c.ticks, true);
     return format_fields(c.bars, c.beats, c.ticks / grid, c.ticks % grid, false);

@@ -96,9 +96,9 @@ midi_setup_view::midi_setup_view(program& p, setup_settings& s)
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
         const int x = 2 + i * 16;
-        add_control(label_control(port_name(i), {x, 20, x + 15, 21}));
+        add_control(label_control(port_name(i), {x, 20, x + 14, 21}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
-                     .cells = {x, 21, x + 15, 31}, .entries = channel_entries(false),
+                     .cells = {x, 21, x + 14, 31}, .entries = channel_entries(false),
                      .get_item = [this, port](int c) {
                          return model.patch_names[port][static_cast<std::size_t>(c)] != 0;
                      },
@@ -113,8 +113,8 @@ midi_setup_view::midi_setup_view(program& p, setup_settings& s)
 void midi_setup_view::add_soundfont_row(program& p, soundfont_choice& sf) {
     // Between Help and OK; the choice takes effect at once, as a device that opens does.
     add_control({.kind = control_kind::push_button, .text = "SoundFont...",
-                 .cells = {12, 32, 25, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
-    add_field({.shape = {.label = "SoundFont", .kind = field_kind::text}, .cells = {26, 32, 43, 34},
+                 .cells = {12, 32, 26, 34}, .pressed = [&p, &sf] { choose_soundfont(p, sf); }});
+    add_field({.shape = {.label = "SoundFont", .kind = field_kind::text}, .cells = {27, 32, 43, 34},
                .get_text = [&sf] {
                    return sf.in_use.empty() ? std::string(no_soundfont_text) : file_name_of(sf.in_use);
                }});
@@ -254,9 +254,9 @@ void overall_settings_view::add_transpose_lists() {
     for (int i = 0; i < ports; ++i) {
         const auto port = static_cast<std::size_t>(i);
         const int x = 2 + i * 18;
-        add_control(label_control(port_name(i), {x, 27, x + 17, 28}));
+        add_control(label_control(port_name(i), {x, 27, x + 16, 28}));
         add_control({.kind = control_kind::multi_list, .text = port_name(i),
-                     .cells = {x, 28, x + 17, 36}, .entries = channel_entries(true),
+                     .cells = {x, 28, x + 16, 36}, .entries = channel_entries(true),
                      .get_item = [this, port](int c) {
                          return model.transpose_exempt[port][static_cast<std::size_t>(c)];
                      },

@@ -2,6 +2,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QRadioButton>
+#include <QScreen>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -13,6 +17,8 @@
 #include "platform/dialog_host.h"
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
+#include "shell/main_commands.h"
+#include "tests/shell/every_dialog.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -159,6 +165,46 @@ TEST(DialogWindow, ATextBoxOpensWithTheFaultsCharacterSelected) {
         EXPECT_EQ(box->textCursor().selectedText(), "8");
         host.reject();
     });
+}
+
+// What of a widget's text or height its place cuts off, or empty.
+std::string cut_off(const QWidget* w) {
+    const QFontMetrics m = w->fontMetrics();
+    int text = 0;
+    if (const auto* l = qobject_cast<const QLabel*>(w)) text = m.horizontalAdvance(l->text());
+    if (const auto* b = qobject_cast<const QPushButton*>(w)) text = m.horizontalAdvance(b->text()) + 4;
+    if (qobject_cast<const QCheckBox*>(w) || qobject_cast<const QRadioButton*>(w)) text = w->sizeHint().width();
+    const int height = m.height();
+    if (text > w->width()) return "width " + std::to_string(text) + " > " + std::to_string(w->width());
+    if (height > w->height()) return "height " + std::to_string(height) + " > " + std::to_string(w->height());
+    return {};
+}
+
+// Every dialog reads whole at the cells of the smallest and of the largest zoom, and shows on
+// the screen whole.
+TEST(DialogWindow, EveryDialogReadsWholeOnTheScreenAtEveryZoom) {
+    offscreen_app();
+    testing::test_program t;
+    command_table table;
+    add_program_commands(table);
+    setup_settings setup;
+    const QSize room = QGuiApplication::primaryScreen()->availableGeometry().size();
+    for (const auto& [cell_width, cell_height] : {std::pair{5, 10}, std::pair{19, 38}}) {
+        const testing::every_dialog all(*t, table, setup);
+        for (const auto& d : all.dialogs) {
+            d->set_cells(cell_width, cell_height);
+            dialog_host host(nullptr, *d);
+            EXPECT_TRUE(host.width() <= room.width() && host.height() <= room.height()) << d->title();
+            for (const QWidget* w : host.findChildren<QWidget*>()) {
+                if (!qobject_cast<const QLabel*>(w) && !qobject_cast<const QAbstractButton*>(w) &&
+                    !qobject_cast<const QComboBox*>(w))
+                    continue;
+                EXPECT_EQ(cut_off(w), "") << d->title() << ": " << w->metaObject()->className() << " "
+                                          << w->property("text").toString().toStdString() << " at "
+                                          << cell_width << "x" << cell_height;
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "song/patterns.h"
 #include "song/position.h"
 #include "song/value_step.h"
+#include "tests/shell/every_dialog.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -306,6 +307,40 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     EXPECT_EQ(nums(v[0].number, v[1].number), nums(1, 2));
 }
 
+// Every dialog's widgets and fields lie inside it and none covers another, so that no button
+// hides behind its neighbour; what a group holds keeps clear of its frame.
+TEST(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
+    testing::test_program t;
+    command_table table;
+    add_program_commands(table);
+    transport tr(*t);
+    recorder rec(*t, tr);
+    table.add(internal_recording_command(rec));
+    setup_settings setup;
+    setup.soundfont.choose = [](const std::string&, std::string*) { return true; };  // its row shows
+    const testing::every_dialog all(*t, table, setup);
+    for (const auto& d : all.dialogs) {
+        std::vector<rect> placed, groups;
+        for (const value_field& f : d->fields()) placed.push_back(f.cells);
+        for (const dialog_control& k : d->controls())
+            (k.kind == control_kind::group_box ? groups : placed).push_back(k.cells);
+        for (const rect& g : groups) {
+            for (const rect& r : placed) {
+                if (!r.intersects(g)) continue;
+                EXPECT_TRUE(r.top > g.top && r.bottom < g.bottom && r.left > g.left && r.right < g.right)
+                    << d->title() << " group at row " << g.top;
+            }
+        }
+        for (std::size_t i = 0; i < placed.size(); ++i) {
+            const rect& r = placed[i];
+            EXPECT_TRUE(r.left >= 0 && r.top >= 0 && r.right <= d->width_cells() && r.bottom <= d->height_cells())
+                << d->title() << " item " << i;
+            for (std::size_t j = i + 1; j < placed.size(); ++j)
+                EXPECT_FALSE(r.intersects(placed[j])) << d->title() << " items " << i << " and " << j;
+        }
+    }
+}
+
 // The condition's rows show what the chosen event type makes of them; a row the type does not
 // use shows its dash and takes no click. Change Note Length opens on Minimum Length, while the
 // operation kept stays until another button is pressed.
@@ -339,6 +374,12 @@ TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum)
     t.screen.typed = {"5"};
     EXPECT_FALSE(d.double_click(chan.x, chan.y));
     EXPECT_EQ(v[1].number, 0);
+    // Each end of a range stops at the other: Chan Low never passes Chan High, nor it below.
+    type_box->set(5);
+    const point high = middle_of(d, 1);
+    t.screen.typed = {"5", "10", "3"};
+    for (const point at : {high, chan, high}) d.double_click(at.x, at.y);
+    EXPECT_EQ(nums(v[1].number, v[2].number), nums(4, 4));
     // Transform: a result -2- of 0 is "Off" only for a note.
     const command_record& tr = *table.find(cmd::transform_events);
     field_values r = initial_values(*t, tr);

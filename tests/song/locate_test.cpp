@@ -469,6 +469,9 @@ TEST_F(Position, LengthTextCountsFromZero) {
     use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224)});
     EXPECT_EQ(length_text(p, 1152 + 768 + 1, 3072), "   3  0  0  1");
     EXPECT_EQ(length_text(p, 576, 4224), "   0  3  0  0");
+    // A beat from the last beat of 3/4 up to the 4/4 is a beat, and so is one more across it.
+    EXPECT_EQ(length_text(p, 192, 4032), "   0  1  0  0");
+    EXPECT_EQ(length_text(p, 384, 4032), "   0  2  0  0");
     p.app.simple_bardisplay = true;
     EXPECT_EQ(length_text(p, 576 + 100, 3072), "   1  0  100 ");
 }
