@@ -45,7 +45,8 @@ void hold_to_screen(const QWidget* parent, dialog& d) {
     const QScreen* screen = parent ? parent->screen() : QGuiApplication::primaryScreen();
     if (!screen) return;
     QSize room = screen->availableGeometry().size();
-    if (parent && parent->isVisible()) room -= parent->frameGeometry().size() - parent->geometry().size();
+    if (parent && parent->isVisible())
+        room -= parent->window()->frameGeometry().size() - parent->window()->geometry().size();
     const int width = d.width_cells() * d.cell_width(), height = d.height_cells() * d.cell_height();
     if (width <= room.width() && height <= room.height()) return;
     const double scale = std::min(static_cast<double>(room.width()) / width,
@@ -296,30 +297,11 @@ std::optional<std::string> dialog_host::entry_over(const double_click_box& box) 
                           qt_text(box.text), box.length_limit);
 }
 
-namespace {
-
-// A dialog larger than the screen's free area takes smaller cells, so that all of it shows, its
-// buttons too; the window's frame (as the main window has it) is kept clear as well.
-void fit_cells_to_screen(QWidget* parent, dialog& d) {
-    const QScreen* screen = parent ? parent->screen() : QGuiApplication::primaryScreen();
-    if (!screen) return;
-    QSize room = screen->availableGeometry().size();
-    if (parent) room -= parent->window()->frameGeometry().size() - parent->window()->size();
-    const double wide = static_cast<double>(d.width_cells() * d.cell_width());
-    const double high = static_cast<double>(d.height_cells() * d.cell_height());
-    const double scale = std::min(room.width() / wide, room.height() / high);
-    if (scale >= 1.0) return;
-    d.set_cells(static_cast<int>(d.cell_width() * scale), static_cast<int>(d.cell_height() * scale));
-}
-
-}  // namespace
-
 bool run_dialog_window(QWidget* parent, dialog& d) {
     if (!d.has_cells()) {
         const QFontMetrics m(parent ? parent->font() : QApplication::font());
         d.set_cells(m.averageCharWidth() + 1, m.height() + m.leading());
     }
-    fit_cells_to_screen(parent, d);
     dialog_host host(parent, d);
     return host.exec() == QDialog::Accepted;
 }

@@ -100,26 +100,6 @@ TEST(DialogWindow, AClickOnAFieldStepsItAndOkAppliesWhileCancelKeepsWhatTookEffe
 
 // Process Tempo Track: each group has its own OK; Return in a field takes the entry and applies
 // no group.
-// At a zoom whose cells would carry it past the screen, the dialog takes smaller cells: all of
-// it shows, and a click still lands on the field under it.
-TEST(DialogWindow, ADialogTallerThanTheScreenShrinksItsCellsToFit) {
-    offscreen_app();
-    testing::test_program t;
-    const int timer = t->d.timer_resolution;
-    memory_setup_view memory(*t);
-    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
-    memory.set_cells(room.width() / 4, room.height() / 4);
-    EXPECT_TRUE(run_with(memory, [&](dialog_host& host) {
-        EXPECT_LE(host.width(), room.width());
-        EXPECT_LE(host.height(), room.height());
-        const rect r = memory.field_rect(1);
-        QTest::mouseClick(&host, Qt::LeftButton, {}, QPoint(r.left + 2, r.top + 2));
-        host.tick();
-        QTest::mouseClick(child_with_text<QPushButton>(&host, "OK"), Qt::LeftButton);
-    }));
-    EXPECT_EQ(t->d.timer_resolution, timer + 1);
-}
-
 TEST(DialogWindow, AGroupsOwnOkChoosesThatGroupAndReturnInAFieldChoosesNone) {
     offscreen_app();
     testing::test_program t;

@@ -40,39 +40,5 @@ TEST_F(window_fixture, shift_t_opens_the_tempo_list_and_insert_tempo_adds_a_row)
     EXPECT_EQ(p.editor.kind, editor_kind::none);
 }
 
-// One editor follows another without the track list between them: each shows its own buttons,
-// and each button its whole text, at every zoom.
-TEST_F(window_fixture, each_editor_shows_its_own_buttons_whole_at_every_zoom) {
-    main_window w(*s);
-    screen_ui.set_parent(&w);
-    w.show();
-    program& p = s->prog;
-    build_track(p, 0, 0, notes(4, 3072, 192));
-    const auto shown_in_editor = [&](const QString& text) {
-        return std::any_of(editor_buttons().begin(), editor_buttons().end(), [&](const editor_button& b) {
-            return text == b.text && button_shown(b, p.editor.kind);
-        });
-    };
-    for (int zoom = 1; zoom < 8; ++zoom) {
-        w.apply_zoom(zoom, true);
-        for (int editor : {cmd::event_editor, cmd::grid_editor, cmd::tempo_track_editor,
-                           cmd::signature_track_editor}) {
-            dispatch_command(*s, editor);
-            w.tick();
-            for (const editor_button& b : editor_buttons()) {
-                const QString text = QString::fromStdString(b.text);
-                EXPECT_EQ(shown_button(w, text) != nullptr, shown_in_editor(text)) << b.text << " in " << editor;
-            }
-            for (QPushButton* b : w.child_buttons()) {
-                if (!b->isVisible()) continue;
-                EXPECT_LE(b->fontMetrics().horizontalAdvance(b->text()), b->width() - 4)
-                    << b->text().toStdString() << " at zoom " << zoom;
-            }
-        }
-        dispatch_command(*s, cmd::signature_track_editor);
-        w.tick();
-    }
-}
-
 }  // namespace
 }  // namespace kestrune::testing

@@ -174,24 +174,7 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     ASSERT_TRUE(has_button());
     midi_setup_view v(*t, s);
     ASSERT_EQ(v.fields().size(), 1u);
-    // The bottom row's buttons and the SoundFont's name stand clear of one another.
-    std::vector<std::pair<std::string, rect>> bottom{{"SoundFont", v.fields()[0].cells}};
-    for (const auto& c : v.controls())
-        if (c.kind >= control_kind::push_button) bottom.emplace_back(c.text, c.cells);
-    for (std::size_t i = 0; i < bottom.size(); ++i)
-        for (std::size_t j = i + 1; j < bottom.size(); ++j)
-            EXPECT_FALSE(bottom[i].second.intersects(bottom[j].second)) << bottom[i].first << ", " << bottom[j].first;
     EXPECT_EQ(v.field_text(0), "Old.sf2");
-    // Its row shares the bottom with Help, OK and Cancel and covers none of them.
-    std::vector<rect> row = {v.fields()[0].cells};
-    for (const auto& c : v.controls())
-        if (c.kind == control_kind::push_button || c.kind == control_kind::help_button ||
-            c.kind == control_kind::ok_button || c.kind == control_kind::cancel_button)
-            row.push_back(c.cells);
-    EXPECT_EQ(row.size(), 5u);
-    for (std::size_t i = 0; i < row.size(); ++i)
-        for (std::size_t j = i + 1; j < row.size(); ++j) EXPECT_FALSE(row[i].intersects(row[j])) << i << " " << j;
-
     t.screen.file_names = {std::nullopt, std::string("/sf/Missing.sf2"), std::string("/sf/New.sf3")};
     EXPECT_FALSE(choose_soundfont(*t, s.soundfont));  // the file dialog cancelled
     EXPECT_FALSE(choose_soundfont(*t, s.soundfont));
