@@ -243,7 +243,7 @@ int run(double seconds) {
     std::printf("thru_p50_us %.1f\n", th.p50);
     std::printf("thru_p99_us %.1f\n", th.p99);
     std::printf("thru_playing_p99_us %.1f\n", tp.p99);
-    std::printf("idle_cpu_percent %.3f\n", idle);
+    std::printf("idle_cpu_pct %.3f\n", idle);
     return r6.events > 0 && r1.events > 0 ? 0 : 1;
 }
 

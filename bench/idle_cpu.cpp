@@ -2,7 +2,7 @@
 // MIDI port, its CPU time read from /proc over a stretch of wall time. Beside it, as a floor, this
 // benchmark's own process: a bare JACK client with one MIDI port on the same server whose process
 // callback only reads its input, as every client with a port runs once a period. Prints
-// idle_cpu_pct and idle_cpu_floor_pct; the program's threads go to standard error.
+// program_idle_cpu_pct and program_idle_cpu_floor_pct; the program's threads go to standard error.
 #include <fcntl.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
@@ -123,8 +123,8 @@ int run(double settle_s, double measure_s) {
         const std::uint64_t start = before == program0.end() ? 0 : before->second;
         std::fprintf(stderr, "  thread %-28s %.3f %%\n", name.c_str(), 100.0 * static_cast<double>(ns - start) / wall_ns);
     }
-    std::printf("idle_cpu_pct %.3f\n", 100.0 * static_cast<double>(total(program1) - total(program0)) / wall_ns);
-    std::printf("idle_cpu_floor_pct %.3f\n", 100.0 * static_cast<double>(total(own1) - total(own0)) / wall_ns);
+    std::printf("program_idle_cpu_pct %.3f\n", 100.0 * static_cast<double>(total(program1) - total(program0)) / wall_ns);
+    std::printf("program_idle_cpu_floor_pct %.3f\n", 100.0 * static_cast<double>(total(own1) - total(own0)) / wall_ns);
     fs::remove_all(dir);
     return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : 1;
 }
