@@ -115,9 +115,10 @@ std::string field_name(std::string_view label) {
 }
 
 bool is_enabled(const program& p, const command_record& c) {
-    if (!c.run || !c.views.has(current_context(p)) || (c.enabled && !c.enabled(p))) return false;
+    const undo_context context = current_context(p);
+    if (!c.run || !c.views.has(context) || (c.enabled && !c.enabled(p))) return false;
     // A tempo or signature list shows no track: what works on the current track's events waits.
-    const bool list = current_context(p) == undo_context::editor &&
+    const bool list = context == undo_context::editor &&
                       (p.editor.kind == editor_kind::tempo_list || p.editor.kind == editor_kind::signature_list);
     return !(list && c.needs == command_needs::track_data);
 }

@@ -226,8 +226,8 @@ void main_screen::paint(canvas& c, const rect& clip) {
         // A paint shows the model as it stands, even before the tick has seen a change.
         s.shown = m.view(s.region, s.row);
         m.paint_cell(c, s);
-        m.forget_sources();
     }
+    m.forget_sources();  // the cells were brought up to date outside the tick's comparison
     // Labels last: the track header shares its row with the pattern fields.
     m.paint_labels(c, clip);
     if (m.dragging && m.drag_line().intersects(clip))
