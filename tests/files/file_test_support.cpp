@@ -115,11 +115,13 @@ void make_rich_song(program& p) {
     sig.set_data2(8);
 
     p.app.song_tempo = 13350;
-    p.app.edit_grid = 32;
+    // Grid, swing, the thru-off channel and the first filtered controller at the low ends of their
+    // ranges; the extreme song has the high ones.
+    p.app.edit_grid = 16;
     p.app.quantize_strength = 75;
-    p.app.quantize_swing = -3;
+    p.app.quantize_swing = -9;
     d.song_mode = d.cycle_on = d.tempo_track_on = 1;
-    d.thru_off_channel = 5;
+    d.thru_off_channel = -1;  // none
     d.click_channel = 10;
     d.click_velocity = 90;
     d.click_note = 42;
@@ -127,7 +129,7 @@ void make_rich_song(program& p) {
     // Neighbouring switches alternate, so that a swap shows.
     d.filter_notes = d.filter_poly_press = d.filter_program = d.remap_on = 1;
     d.remap_from = 3;
-    d.filter_controller_from = 12;
+    d.filter_controller_from = -1;
     d.filter_controller_to = 14;
     d.remap_to = 11;
     d.left_locator = 4000;
