@@ -317,7 +317,8 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
 // installed; the user's own patch names come before the program's.
 TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
     namespace fs = std::filesystem;
-    const fs::path prefix = fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
+    const fs::path prefix =
+        fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
     const std::string bin = (prefix / "bin").string() + "/";
     fs::create_directories(prefix / "share/kestrune/patches");
     fs::create_directories(bin);
