@@ -12,15 +12,13 @@ class CheckTrack : public TrackCommand {};
 TEST_F(CheckTrack, EndsOpenNotesDropsOrphanNoteOffsAndDoublesButKeepsDoubledControllers) {
     // More orphan note-offs than a block holds: the block they leave empty goes back.
     records recs(40, ev(0x80, 61, 64, bar1 - 50));
-    recs.insert(recs.end(),
-                {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1 + 10), ev(0x90, 64, 90, bar1 + 10),
-                 ev(0x80, 64, 0, bar1 + 20), ev(0x80, 64, 0, bar1 + 30), ev(0xB0, 7, 10, bar1 + 40),
-                 ev(0xB0, 7, 20, bar1 + 40)});
+    recs.insert(recs.end(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1 + 10), ev(0x90, 64, 90, bar1 + 10),
+                             ev(0x80, 64, 0, bar1 + 20), ev(0x80, 64, 0, bar1 + 30), ev(0xB0, 7, 10, bar1 + 40),
+                             ev(0xB0, 7, 20, bar1 + 40)});
     fill(recs);
     EXPECT_EQ(run(cmd::check_track), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1),
-                                   ev(0x90, 64, 90, bar1 + 10), ev(0x80, 64, 0, bar1 + 20),
-                                   ev(0xB0, 7, 10, bar1 + 40), ev(0xB0, 7, 20, bar1 + 40)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1), ev(0x90, 64, 90, bar1 + 10),
+                                   ev(0x80, 64, 0, bar1 + 20), ev(0xB0, 7, 10, bar1 + 40), ev(0xB0, 7, 20, bar1 + 40)}),
               "");
     EXPECT_EQ(p.slot(0, 0).blocks, 1);
 }
@@ -50,13 +48,12 @@ TEST_F(CheckTrack, OpenNotesCloseOnlyWhileMoreThanThreeBlocksAreLeftAfterTheUndo
 }
 
 TEST_F(CheckTrack, OverlapEndsEveryNoteOfAChordATickBeforeTheNextNote) {
-    fill({ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x90, 67, 100, bar1 + 50),
-          ev(0x80, 60, 64, bar1 + 100), ev(0x80, 64, 64, bar1 + 100),
-          ev(0x80, 67, 64, bar1 + 150)});
+    fill({ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x90, 67, 100, bar1 + 50), ev(0x80, 60, 64, bar1 + 100),
+          ev(0x80, 64, 64, bar1 + 100), ev(0x80, 67, 64, bar1 + 150)});
     EXPECT_EQ(run(cmd::check_note_overlap), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1),
-                                   ev(0x80, 60, 64, bar1 + 49), ev(0x80, 64, 64, bar1 + 49),
-                                   ev(0x90, 67, 100, bar1 + 50), ev(0x80, 67, 64, bar1 + 150)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x80, 60, 64, bar1 + 49),
+                                   ev(0x80, 64, 64, bar1 + 49), ev(0x90, 67, 100, bar1 + 50),
+                                   ev(0x80, 67, 64, bar1 + 150)}),
               "");
 }
 
@@ -64,9 +61,8 @@ TEST_F(CheckTrack, NoteLengthNeverEndsANoteBeforeItStartsAndLeavesOpenNotes) {
     fill({ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1 + 100), ev(0x90, 62, 100, bar1 + 200),
           ev(0x80, 62, 64, bar1 + 250), ev(0x90, 64, 100, bar1 + 400)});
     EXPECT_EQ(run(cmd::change_note_length, {{"Operation", 3}, {"Length", 60}}), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1 + 40),
-                                   ev(0x90, 62, 100, bar1 + 200), ev(0x80, 62, 64, bar1 + 200),
-                                   ev(0x90, 64, 100, bar1 + 400)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1 + 40), ev(0x90, 62, 100, bar1 + 200),
+                                   ev(0x80, 62, 64, bar1 + 200), ev(0x90, 64, 100, bar1 + 400)}),
               "");
 }
 

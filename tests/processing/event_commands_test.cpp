@@ -13,37 +13,31 @@ TEST_F(EventCommands, TransformRewritesNotesWithTheirNoteOffsAndKeepsVelocities)
     fill({ev(0x90, 60, 1, bar1), ev(0x90, 62, 100, bar1 + 10), ev(0x90, 60, 0, bar1 + 50),
           ev(0x80, 62, 64, bar1 + 60)});
     // Velocities halved: 1 stays 1, since no note loses its velocity; note-offs are not touched.
-    EXPECT_EQ(run(cmd::transform_events,
-                  {{"Events", event_type::note - 1}, {"Amount -2-", 50}, {"Operator -2-", 2}}),
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::note - 1}, {"Amount -2-", 50}, {"Operator -2-", 2}}),
               outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 1, bar1), ev(0x90, 62, 50, bar1 + 10),
-                                   ev(0x90, 60, 0, bar1 + 50), ev(0x80, 62, 64, bar1 + 60)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 1, bar1), ev(0x90, 62, 50, bar1 + 10), ev(0x90, 60, 0, bar1 + 50),
+                                   ev(0x80, 62, 64, bar1 + 60)}),
               "");
     // Result -1- taking the second byte: the old velocity becomes the key of both ends of a note.
     EXPECT_EQ(run(cmd::transform_events, {{"Amount -2-", -1}, {"Result -1-", -2}, {"-1- Low", 62}}),
               outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 1, bar1), ev(0x90, 50, 50, bar1 + 10),
-                                   ev(0x90, 60, 0, bar1 + 50), ev(0x80, 50, 64, bar1 + 60)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 1, bar1), ev(0x90, 50, 50, bar1 + 10), ev(0x90, 60, 0, bar1 + 50),
+                                   ev(0x80, 50, 64, bar1 + 60)}),
               "");
 }
 
 TEST_F(EventCommands, TheSecondByteOfOtherEventsLooksAtTheFirstBytesResult) {
     fill({ev(0x90, 60, 100, bar1), ev(0xB0, 7, 90, bar1), ev(0x80, 60, 64, bar1 + 10)});
-    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::all_channel - 1},
-                                          {"Result Events", 0},
-                                          {"Result -1-", -2},
-                                          {"Result -2-", 5}}),
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::all_channel - 1}, {"Result Events", 0},
+                                          {"Result -1-", -2}, {"Result -2-", 5}}),
               outcome::done);
     // The controller swaps its bytes; the note takes 5 as its velocity.
-    EXPECT_EQ(difference(track(), {ev(0x90, 100, 5, bar1), ev(0xB0, 90, 7, bar1),
-                                   ev(0x80, 100, 64, bar1 + 10)}),
-              "");
+    EXPECT_EQ(difference(track(), {ev(0x90, 100, 5, bar1), ev(0xB0, 90, 7, bar1), ev(0x80, 100, 64, bar1 + 10)}), "");
 }
 
 TEST_F(EventCommands, ANoteTurnedIntoAControllerLosesItsNoteOffToTheCheck) {
     fill({ev(0x92, 60, 100, bar1), ev(0x82, 60, 64, bar1 + 10)});
-    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::note - 1},
-                                          {"Result Events", event_type::control - 1},
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::note - 1}, {"Result Events", event_type::control - 1},
                                           {"Result Chan", 5}}),
               outcome::done);
     EXPECT_EQ(difference(track(), {ev(0xB5, 60, 100, bar1)}), "");
@@ -56,8 +50,7 @@ TEST_F(EventCommands, DeleteAndKeepRefuseWithoutMemoryAndLeaveTheTrackAsItWas) {
     // Another track takes the pool until what the undo copy leaves is less than the track's
     // blocks and three more.
     track_slot& other = open_track(p, 1, 1);
-    for (std::int32_t at = bar1; p.d.free_blocks > 9; at += block_slots)
-        append(p, other, notes(block_slots, at, 1));
+    for (std::int32_t at = bar1; p.d.free_blocks > 9; at += block_slots) append(p, other, notes(block_slots, at, 1));
     EXPECT_EQ(run(cmd::keep_events), outcome::refused);
     EXPECT_EQ(t.screen.last_text(), msg_not_enough_memory);
     EXPECT_EQ(difference(track(), before), "");
@@ -86,8 +79,7 @@ TEST_F(EventCommands, InSongModeTheLocatorsAreTheActualPositionWhenTheMusicianSa
     t.screen.answers = {msg_answer::no};
     EXPECT_EQ(run(cmd::delete_events, {{"Range", 1}}), outcome::done);
     EXPECT_EQ(difference(track(), bar1_note), "");
-    EXPECT_EQ(nums(p.d.left_locator, p.d.right_locator),
-              nums(song_start + 3072, song_start + 3840));
+    EXPECT_EQ(nums(p.d.left_locator, p.d.right_locator), nums(song_start + 3072, song_start + 3840));
 }
 
 }  // namespace

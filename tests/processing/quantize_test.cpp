@@ -295,8 +295,7 @@ TEST_F(Apply, QuantizeRunsWithItsFieldsAndARefusalWritesNothing) {
     EXPECT_FALSE(fs::exists(at("no.sng")));
     // The command's own outcome decides: its question answered No writes nothing; answered Yes,
     // the question stands on stderr and the output is written.
-    const std::string freeze =
-        at("out.sng") + " " + at("frozen.sng") + " \"freeze quantize\" --track 2";
+    const std::string freeze = at("out.sng") + " " + at("frozen.sng") + " \"freeze quantize\" --track 2";
     EXPECT_EQ(tool(freeze + " --answer no"), 1);
     EXPECT_FALSE(fs::exists(at("frozen.sng")));
     EXPECT_EQ(tool(freeze), 0);
