@@ -55,22 +55,27 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     EXPECT_TRUE(c.has_text(" D 4"));
     // The editor's buttons show and the mixer's do not, also after the clock field changes the
     // buttons' places.
-    auto shown = [&](int command) {
-        for (const child_button& b : screen.buttons())
-            if (b.command == command) return b.visible;
-        return false;
+    // The shown buttons that run these commands, by their texts.
+    auto shown = [&](std::initializer_list<int> commands) {
+        std::string texts;
+        for (int command : commands)
+            for (const child_button& b : screen.buttons())
+                if (b.command == command && b.visible) texts += b.text + ";";
+        return texts;
     };
-    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::unlock), shown(cmd::mixer_recall)), nums(1, 1, 0));
+    EXPECT_EQ(shown({cmd::editor_ok, cmd::unlock, cmd::mixer_recall, cmd::insert_other}),
+              "OK;Unlock;Insert Other;");
     p.app.clock_field_on = !p.app.clock_field_on;
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
+    EXPECT_EQ(shown({cmd::editor_ok, cmd::mixer_recall}), "OK;");
     // Straight from the list into the grid, then into the tempo list: each shows its own buttons.
     ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::insert_note), shown(cmd::snap_to_grid)), nums(0, 1));
+    EXPECT_EQ(shown({cmd::insert_note, cmd::snap_to_grid}), "Snap;");
     ASSERT_EQ(toggle_editor(p, editor_kind::tempo_list), outcome::done);
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::process_tempo), shown(cmd::snap_to_grid), shown(cmd::quantize_note)), nums(1, 0, 0));
+    EXPECT_EQ(shown({cmd::insert_other, cmd::process_tempo}), "Insert Tempo;Process...;");
+    EXPECT_EQ(shown({cmd::insert_note, cmd::snap_to_grid, cmd::quantize_note}), "");
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);

@@ -7,7 +7,10 @@
 #include <functional>
 
 #include "core/command_ids.h"
+#include "files/file_messages.h"
+#include "files/file_state.h"
 #include "shell/dispatch.h"
+#include "shell/file_commands.h"
 #include "shell/main_commands.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
@@ -103,6 +106,8 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('J'), cmd::mixer_button},
         {letter('E'), cmd::event_editor},
         {letter('G'), cmd::grid_editor},
+        {letter('T', shift), cmd::tempo_track_editor},
+        {letter('W', shift), cmd::signature_track_editor},
     };
     for (const auto& row : table) {
         const command_record* c = s->commands.for_key(*p, row.k);
@@ -327,17 +332,48 @@ TEST_F(Keys, TheFirstTickAsksOnceAndATickUnderAMessageShowsNoOther) {
     EXPECT_EQ(script.messages[2].text, "Port C has lost its MIDI device \"Capture Out 3\"!");
 }
 
-// The event list keeps references into the chains it shows: a load given up leaves it open, a
-// Clear Song closes it before it could show freed blocks.
-TEST_F(Keys, ClearingTheSongClosesAnOpenEditor) {
+// The event list keeps references into the chains it shows: a load or a Clear Song given up
+// leaves it open, a Clear Song closes it before it could show freed blocks.
+TEST_F(Keys, ClearingTheSongAsksFirstAndClosesAnOpenEditor) {
     build_track(*p, 0, 0, notes(2, song_start, 96));
     ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
     script.file_names = {std::nullopt};
     dispatch_command(*s, cmd::load_song);
-    EXPECT_TRUE(p->editor.open());
+    script.answers = {msg_answer::cancel};
+    dispatch_command(*s, cmd::clear_song);
+    EXPECT_EQ(nums(p->editor.open(), p->slot(0, 0).in_use), nums(1, 1));
     script.answers = {msg_answer::ok};
     EXPECT_EQ(dispatch_command(*s, cmd::clear_song), outcome::done);
-    EXPECT_EQ(nums(p->editor.open(), d().main_screen), nums(0, 1));
+    EXPECT_EQ(script.last_text(), ask_erase_all);
+    EXPECT_EQ(nums(p->editor.open(), d().main_screen, p->slot(0, 0).in_use), nums(0, 1, 0));
+    EXPECT_EQ(s->files.current_file_title, untitled_title);
+}
+
+// Closing asks to save only after an edit (a mute by key is one); a recent file that is gone is
+// said and leaves the list.
+TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    script.file_names = {(dir / "close.sng").string()};
+    ASSERT_EQ(dispatch_command(*s, cmd::save_song), outcome::done);
+    EXPECT_TRUE(confirm_close(*s));
+    EXPECT_TRUE(script.messages.empty());
+    press(letter('Z'));
+    script.answers = {msg_answer::cancel};
+    EXPECT_FALSE(confirm_close(*s));
+    EXPECT_EQ(script.last_text(), ask_save_before_closing);
+    script.answers = {msg_answer::yes};  // and the Save dialog given up
+    EXPECT_FALSE(confirm_close(*s));
+    script.answers = {msg_answer::no};
+    EXPECT_TRUE(confirm_close(*s));
+    ASSERT_TRUE(open_start_file(*s, (dir / "close.sng").string()));  // nor does a song just loaded
+    const std::size_t asked = script.messages.size();
+    EXPECT_TRUE(confirm_close(*s));
+    EXPECT_EQ(script.messages.size(), asked);
+
+    s->files.recent_files = {(dir / "gone.sng").string()};
+    dispatch_command(*s, cmd::recent_file_first);
+    EXPECT_EQ(script.last_text(), msg_file_not_found);
+    EXPECT_TRUE(s->files.recent_files.empty());
 }
 
 // A preference item flips its value and its check mark shows it.
