@@ -27,6 +27,15 @@ protected:
         t.midi.clear();
         return w;
     }
+    // Plays these events from the song's start on port B, channels as recorded, ten ticks on.
+    void play_on_port_b(const records& events) {
+        add_sorted(p, 0, 0, events);
+        p.slot(0, 0).port = 1;
+        p.slot(0, 0).channel = 16;
+        locate(p, song_start);
+        p.d.stopped = 0;
+        t.run_ms(ms_of(10));
+    }
     test_program t;
     program& p = *t;
     mixer_port& m = p.d.mixer[1];
@@ -110,14 +119,8 @@ TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
 }
 
 TEST_F(Mixer, SoloAndMuteEndTheNotesTheySilenceAndTheNextNoteSounds) {
-    add_sorted(p, 0, 0,
-               {ev(0x90, 60, 100, song_start), ev(0x91, 62, 100, song_start),
-                ev(0x91, 64, 100, song_start + 96), ev(0x90, 65, 100, song_start + 96)});
-    p.slot(0, 0).port = 1;
-    p.slot(0, 0).channel = 16;
-    locate(p, song_start);
-    p.d.stopped = 0;
-    t.run_ms(ms_of(10));
+    play_on_port_b({ev(0x90, 60, 100, song_start), ev(0x91, 62, 100, song_start),
+                    ev(0x91, 64, 100, song_start + 96), ev(0x90, 65, 100, song_start + 96)});
     t.midi.clear();
     toggle_mute(p, 1);
     EXPECT_EQ(sent(), (wire{{0x80, 60, 64}, {0x81, 62, 64}}));
@@ -134,12 +137,7 @@ TEST_F(Mixer, SoloAndMuteEndTheNotesTheySilenceAndTheNextNoteSounds) {
 }
 
 TEST_F(Mixer, TheTimerLightsLampsAndTheViewFollowsWhatThePortPlayed) {
-    add_sorted(p, 0, 0, {ev(0x92, 60, 100, song_start), ev(0xB2, 93, 55, song_start)});
-    p.slot(0, 0).port = 1;
-    p.slot(0, 0).channel = 16;
-    locate(p, song_start);
-    p.d.stopped = 0;
-    t.run_ms(ms_of(10));
+    play_on_port_b({ev(0x92, 60, 100, song_start), ev(0xB2, 93, 55, song_start)});
     mixer_activity& a = p.d.mixer_lamps[1];
     mixer_timer(p, false, 1000);
     EXPECT_EQ(nums(a.lamp_on[2], m.chorus_view[2], p.d.mixer_changed), nums(1, 55, 0));

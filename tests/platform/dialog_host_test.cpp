@@ -1,20 +1,20 @@
+#include "platform/dialog_host.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
-#include <QRadioButton>
-#include <QScreen>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QScreen>
 #include <QTest>
 #include <QTimer>
 
 #include "editors/tempo/tempo_process.h"
-#include "platform/dialog_host.h"
 #include "shell/dialogs/command_dialog.h"
 #include "shell/dialogs/setup_dialog_views.h"
 #include "shell/main_commands.h"

@@ -1,9 +1,7 @@
 // The window's commands and keys, run on a whole session as the window would, each checked by
 // what it did to the song, the transport or the screen.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 
 #include "core/command_ids.h"
@@ -17,13 +15,11 @@
 #include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
+#include "tests/shell/session_fixture.h"
 #include "tests/support/song_builder.h"
-#include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
 namespace {
-
-namespace fs = std::filesystem;
 
 key_event key(key_code code, key_mods mods = {}) {
     return {code, 0, mods, false};
@@ -34,30 +30,13 @@ key_event letter(char c, key_mods mods = {}) {
 constexpr key_mods shift{true, false, false};
 constexpr key_mods ctrl{false, true, false};
 
-class Keys : public ::testing::Test {
+class Keys : public session_fixture {
   protected:
-    fs::path dir = fs::temp_directory_path() / ("kestrune_keys_" + std::to_string(::getpid()));
-    scripted_ui script;
-    virtual_clock clk;
-    capture_backend midi;
-    engine eng;
-    std::unique_ptr<session> s;
-    program* p = nullptr;
-
     void SetUp() override {
-        fs::create_directories(dir);
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-        eng.attach(clk, &midi);
-        s = std::make_unique<session>(eng, script, clk);
-        ASSERT_EQ(start_session(*s), 0);
-        p = &s->prog;
+        session_fixture::SetUp();
         s->screen = std::make_unique<main_screen>(*p, s->trans);
         s->screen->set_recording_actions(recorder_actions(s->rec));
         s->screen->layout(2, {7, 16, 0});
-    }
-    void TearDown() override {
-        end_session(*s, false);
-        fs::remove_all(dir);
     }
     bool press(const key_event& k) { return press_key(*s, k); }
     dll_data& d() { return p->d; }
