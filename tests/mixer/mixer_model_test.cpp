@@ -89,10 +89,11 @@ TEST_F(Mixer, PanFollowsTheAngleAndCtrlCentres) {
     set_pan(p, 4, pan_at(-10, 0));
     EXPECT_EQ(sent(), (wire{{0xB4, 10, 18}}));
     EXPECT_EQ(nums(stepped_mixer_value(p, mixer_control::pan, 3, 1, {.ctrl = true}),
+                   stepped_mixer_value(p, mixer_control::chorus, 3, 1, {.ctrl = true}),
                    stepped_mixer_value(p, mixer_control::program, 3, 1, {.ctrl = true}),
                    stepped_mixer_value(p, mixer_control::bank, 16383, 1, {.shift = true}),
                    stepped_mixer_value(p, mixer_control::bank, 5, 1, {.shift = true})),
-              nums(64, 4, 16383, 133));
+              nums(64, 64, 4, 16383, 133));
 }
 
 TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
@@ -100,19 +101,20 @@ TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
     m.mute[3] = 1;
     m.group[7] = 1;
     m.group_offset[7] = 9;
-    choose_snapshot(p, 2);
+    choose_snapshot(p, 9);  // held to the fourth
     store_snapshot(p);
-    // Another port shows and takes the snapshot: it is not tied to port B.
-    show_mixer_port(p, 2);
+    // Another port, the last, shows and takes the snapshot: it is not tied to port B.
+    show_mixer_port(p, 3);
     recall_snapshot(p);
-    const mixer_port& c = p.d.mixer[2];
-    EXPECT_EQ(nums(c.fader_view[3], c.fader_play[3], c.mute[3], c.group[7], c.group_offset[7], p.d.mixer_send_port),
-              nums(40, 40, 1, 1, 9, 2));
+    const mixer_port& c = p.d.mixer[3];
+    EXPECT_EQ(nums(c.fader_view[3], c.fader_play[3], c.mute[3], c.group[7], c.group_offset[7],
+                   p.d.mixer_send_port, p.app.mixer.snapshot_slot),
+              nums(40, 40, 1, 1, 9, 3, 3));
     // An empty snapshot: every control of all 16 channels, fader 100 and pan 64 among them.
     choose_snapshot(p, 0);
     recall_snapshot(p);
     t.run_ms(1);
-    const wire w = sent_bytes(t.midi, 2);
+    const wire w = sent_bytes(t.midi, 3);
     ASSERT_EQ(w.size(), 16u * 7);
     EXPECT_EQ((wire{w[0], w[1], w[6], w[111]}), (wire{{0xB0, 7, 100}, {0xB0, 10, 64}, {0xC0, 0}, {0xCF, 0}}));
     EXPECT_EQ(c.mute[3], 0);

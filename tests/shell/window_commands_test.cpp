@@ -73,6 +73,11 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('R', shift), cmd::remix_by_channel},
         {letter('R', {true, true, false}), cmd::remix_by_note},
         {letter('Z', ctrl), cmd::undo},
+        {letter('N', ctrl), cmd::clear_song},
+        {letter('O', ctrl), cmd::load_song},
+        {letter('M', ctrl), cmd::load_midi_file},
+        {letter('S', ctrl), cmd::save_song},
+        {letter('Q', ctrl), cmd::quit},
         {key(key_code::pad_0), cmd::play},
         {key(key_code::pad_enter), cmd::stop},
         {key(key_code::pad_dot), cmd::pause},
@@ -103,6 +108,27 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         EXPECT_EQ(nums(f(i), f(i, shift), f(i + 4), f(i + 4, shift)),
                   nums(cmd::memory_position_first + i, cmd::store_position_first + i,
                        cmd::memory_locators_first + i, cmd::store_locators_first + i));
+    }
+    // The event list's own keys, while it is open; P is Cue there.
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
+    const struct {
+        key_event k;
+        int id;
+    } editor_keys[] = {
+        {key(key_code::enter), cmd::editor_ok},
+        {letter('U'), cmd::unlock},
+        {key(key_code::del), cmd::editor_delete},
+        {key(key_code::insert), cmd::insert_note},
+        {key(key_code::insert, shift), cmd::insert_other},
+        {key(key_code::escape), cmd::edit_long_event},
+        {letter('Q'), cmd::quantize_note},
+        {letter('Q', shift), cmd::dequantize_note},
+        {letter('P'), cmd::cue},
+    };
+    for (const auto& row : editor_keys) {
+        const command_record* c = s->commands.for_key(*p, row.k);
+        EXPECT_EQ(c ? c->id : -1, row.id);
     }
 }
 
@@ -175,10 +201,9 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
 }
 
 TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
-    press(key(key_code::down));
-    press(key(key_code::down));
-    EXPECT_EQ(d().current_track, 2);
-    press(key(key_code::up));
+    for (int i = 0; i < 40; ++i) press(key(key_code::down));
+    EXPECT_EQ(d().current_track, 31);
+    for (int i = 0; i < 30; ++i) press(key(key_code::up));
     EXPECT_EQ(d().current_track, 1);
     press(letter('Z'));
     EXPECT_EQ(p->slot(0, 1).mute, 1);
@@ -235,7 +260,7 @@ TEST_F(Keys, RecordKeysTakeInReplaceAndOverdubAndBackspaceClearsTheTrack) {
     // Space drops in and out while the song plays.
     press(key(key_code::pad_0));
     press(key(key_code::space));
-    EXPECT_EQ(d().recording, 1);
+    EXPECT_EQ(nums(d().recording, d().instant_punch), nums(1, 0));  // with Shift a punch
     press(key(key_code::space));
     EXPECT_EQ(nums(d().recording, p->running()), nums(0, 1));
 }
@@ -350,6 +375,9 @@ TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
     EXPECT_EQ(script.messages.size(), asked);
 
     s->files.recent_files = {(dir / "gone.sng").string()};
+    EXPECT_EQ(nums(command_enabled(*s, cmd::recent_file_first),
+                   command_enabled(*s, cmd::recent_file_first + 1)),
+              nums(1, 0));
     dispatch_command(*s, cmd::recent_file_first);
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(s->files.recent_files.empty());
