@@ -23,7 +23,6 @@
 #include <fstream>
 
 #include "core/command_ids.h"
-#include "editors/grid/grid_view.h"
 #include "engine/engine.h"
 #include "files/file_messages.h"
 #include "files/file_state.h"
@@ -133,42 +132,6 @@ TEST_F(window_fixture, labels_fit_their_places_at_every_zoom) {
                 << "zoom " << z << " \"" << t.text << "\"";
         }
     }
-}
-
-// The grid through the window's own mouse events: the Grid button opens it, and a note drawn
-// with the right button and dragged below the grid scrolls it on each tick, the note going along.
-TEST_F(window_fixture, a_note_dragged_below_the_grid_scrolls_it) {
-    write_midi_song("grid.mid", 2, 16);
-    main_window w(*s);
-    w.apply_zoom(2, true);
-    w.show();
-    ASSERT_TRUE(open_start_file(*s, "grid.mid"));
-    ASSERT_EQ(dispatch_command(*s, cmd::grid_button), outcome::done);
-    w.tick();
-    grid_view probe(s->prog);
-    probe.layout({s->screen->cell_width(), s->screen->cell_height(), 0});
-    const int key = s->prog.editor.grid.first_key + 2;
-    const QPoint at(probe.x_of(key) + 1, probe.notes().bottom - 4);
-    QWidget* view = w.view_widget();
-    const std::int32_t first_shown = s->prog.editor.grid.first_tick;
-    const std::int32_t last_shown = first_shown + probe.notes().height() * probe.row_ticks();
-    const QPoint below = at + QPoint(0, 40);
-    QMouseEvent press(QEvent::MouseButtonPress, at, view->mapToGlobal(at), Qt::RightButton,
-                      Qt::RightButton, {});
-    QMouseEvent down(QEvent::MouseMove, below, view->mapToGlobal(below), Qt::NoButton, Qt::RightButton, {});
-    QMouseEvent release(QEvent::MouseButtonRelease, below, view->mapToGlobal(below),
-                        Qt::RightButton, Qt::NoButton, {});
-    const std::int32_t pointed = probe.point(below.x(), below.y()).tick;
-    QApplication::sendEvent(view, &press);
-    QApplication::sendEvent(view, &down);
-    for (int i = 0; i < 10; ++i) w.tick();
-    const std::int32_t scrolled = s->prog.editor.grid.first_tick - first_shown;
-    EXPECT_GE(scrolled, 10 * (probe.notes().height() / 20) * probe.row_ticks());
-    QApplication::sendEvent(view, &release);
-    w.tick();
-    const midi_event& dropped = s->prog.store().at(s->prog.editor.cursor);
-    EXPECT_EQ(dropped.data1(), key);
-    EXPECT_GT(dropped.position(), std::max(last_shown, pointed + scrolled / 2));
 }
 
 // After the name box and after a message the keyboard is the main screen's again: the keypad

@@ -158,6 +158,20 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     ticks(1);
     EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 66, 64}));
     screen.mouse_up(empty_x, empty_y, left_button, now);
+    // A drag held below the grid scrolls it on each tick, and the note drawn goes along.
+    const int free_x = probe.x_of(76) + 1, below = probe.notes().bottom + 40;
+    const std::int32_t first_shown = p.editor.grid.first_tick,
+                       pointed = probe.point(free_x, below).tick;
+    screen.mouse_down(free_x, y, right_button, {}, now);
+    screen.mouse_move(free_x, below, {}, now);
+    ticks(10);
+    const std::int32_t scrolled = p.editor.grid.first_tick - first_shown;
+    EXPECT_GE(scrolled, 10 * (probe.notes().height() / 20) * probe.row_ticks())
+        << probe.notes().height();
+    screen.mouse_up(free_x, below, right_button, now);
+    ticks(1);
+    EXPECT_EQ(p.store().at(p.editor.cursor).data1(), 76);
+    EXPECT_GT(p.store().position(p.editor.cursor), pointed + scrolled / 2);
     // A double click types into the zooms, held to their range, and into the lane's title, where
     // a kind other than a controller goes by its name.
     t.screen.typed = {"24", "200", "pitchwh"};
