@@ -242,9 +242,9 @@ TEST_F(MainScreen, ClickedAndTypedTrackValuesReachTheCycleTakeAlike) {
     EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 31).velocity), nums(127, 127));
 }
 
-// A typed entry into a song or transport field is held to that field's range; patterns count
-// from 1, the parallel pattern being the 17th.
-TEST_F(MainScreen, TypedSongAndTransportFieldsKeepTheirRanges) {
+// A typed entry into a song or transport field, or its clicks, is held to that field's range;
+// patterns count from 1, the parallel pattern being the 17th.
+TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
     const auto step_transpose = [&] { return int{t->step(0).transpose}; };
     const auto pattern = [&] { return int{t->d.current_pattern}; };
     const struct {
@@ -267,6 +267,14 @@ TEST_F(MainScreen, TypedSongAndTransportFieldsKeepTheirRanges) {
         ticks(1);
         EXPECT_EQ(row.value(), row.expected) << row.region << " " << row.typed;
     }
+    // The numerator's clicks stop at 32 beats.
+    midi_event& signature = t->store().at(t->d.active_signature.first);
+    signature.set_data1(31);
+    for (int i = 0; i < 2; ++i) {
+        click(rgn::numerator);
+        ticks(20);
+    }
+    EXPECT_EQ(signature.data1(), 32);
 }
 
 TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
