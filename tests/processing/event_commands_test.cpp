@@ -43,6 +43,14 @@ TEST_F(EventCommands, TheSecondByteOfOtherEventsLooksAtTheFirstBytesResult) {
     EXPECT_EQ(difference(track(), {ev(0x90, 127, 1, bar1), ev(0xB0, 120, 7, bar1),
                                    ev(0x80, 127, 64, bar1 + 10), ev(0xB0, 10, 0, bar1 + 10)}),
               "");
+    // Channel pressure has no second byte: a -2- range does not hold it back.
+    fill({ev(0xD0, 40, 0, bar1)});
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::channel_pressure - 1},
+                                          {"-2- Low", 50},
+                                          {"Result -1-", 60},
+                                          {"Amount -1-", -1}}),
+              outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0xD0, 60, 0, bar1)}), "");
 }
 
 TEST_F(EventCommands, ANoteTurnedIntoAControllerLosesItsNoteOffToTheCheck) {
