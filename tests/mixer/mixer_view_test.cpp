@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/command_ids.h"
-#include "mixer/program_menus.h"
 #include "tests/shell/recording_canvas.h"
 #include "tests/support/stand_ins.h"
 
@@ -32,18 +30,6 @@ TEST(MixerView, AProgramNameWiderThanItsFieldShowsItsBeginning) {
     v.paint(c, field);
     // Cells of 8 px: the field spans 8.5 cells less 2 px each side, 64 px; 7 px a letter: 9 letters.
     EXPECT_EQ(c.text_in(field), "Acoustic ");
-}
-
-// The pop-up marks the current program and the group that holds it: 42 lies in Strings, 40-47.
-TEST(MixerView, TheProgramPopUpMarksTheCurrentProgramAndItsGroup) {
-    const program_popup menu = program_menu(program_names{}, true, 42);
-    std::vector<std::string> marked;
-    for (const popup_group& g : menu) {
-        if (g.checked) marked.push_back(g.title);
-        for (const popup_item& i : g.items)
-            if (i.checked) marked.push_back(std::to_string(i.command - cmd::mixer_program_first));
-    }
-    EXPECT_EQ(marked, (std::vector<std::string>{"Strings", "42"}));
 }
 
 }  // namespace
