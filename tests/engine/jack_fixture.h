@@ -53,8 +53,8 @@ class probe {
     };
 
     probe() {
-        // Another test's server coming or going can hold the shared registry for a moment.
-        for (int i = 0; i < 100 && !client_; ++i)
+        // Another test's server coming or going can hold the shared registry for a while.
+        for (int i = 0; i < 600 && !client_; ++i)
             if (!(client_ = jack_client_open("probe", JackNoStartServer, nullptr))) sleep_ms(50);
         if (!client_) return;
         in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);

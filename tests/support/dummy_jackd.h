@@ -44,8 +44,9 @@ inline pid_t start_dummy_jackd(const std::string& name, int rate, int period, st
     setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
     // Until the server is up, libjack would complain about every attempt to reach it.
     jack_set_error_function(+[](const char*) {});
-    *why = "jackd did not come up within 5 s";
-    for (int i = 0; i < 100; ++i) {
+    // A machine under load may take its time; a server that is up ends the wait at once.
+    *why = "jackd did not come up within 30 s";
+    for (int i = 0; i < 600; ++i) {
         if (waitpid(pid, nullptr, WNOHANG) == pid) {
             *why = "jackd exited at start (dummy driver unavailable?)";
             pid = -1;
