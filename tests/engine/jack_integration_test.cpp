@@ -179,7 +179,8 @@ TEST_F(JackIntegration, OneConstantLatencyBothWaysAndClosingPlaysWhatIsQueued) {
         late = jack.late_messages() - late_before;
         if (pr.disturbed() == 0) break;
     }
-    ASSERT_LT(attempt, 3) << "the JACK server missed cycle deadlines in every attempt";
+    // Timing measured on a server that misses its deadlines says nothing about the program.
+    if (attempt == 3) GTEST_SKIP() << "the JACK server missed cycle deadlines in every attempt";
     EXPECT_FALSE(jack.output_open(1));
     ASSERT_EQ(pr.count(), 2);
     EXPECT_EQ(pr[0].bytes[0], 0x91);
