@@ -44,7 +44,6 @@ inline bool have_jackd() {
 class probe {
   public:
     struct event {
-        std::int64_t frame;
         // When the message was due, read back from its frame through the server's mapping of
         // frames to time in the cycle that carried it, less the backend's constant latency.
         double due_us;
@@ -151,7 +150,6 @@ class probe {
             if (jack_midi_event_get(&ev, in, i) != 0 || c >= static_cast<int>(p->got_.size()))
                 continue;
             event& e = p->got_[static_cast<std::size_t>(c)];
-            e.frame = first + ev.time;
             e.due_us = static_cast<double>(start) - p->difference_ +
                        (static_cast<double>(ev.time) - latency) * period / frames;
             e.size = static_cast<std::uint32_t>(ev.size);
