@@ -32,8 +32,8 @@ inline pid_t start_dummy_jackd(const std::string& name, int rate, int period, st
         const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
         sp.sched_priority = 0;
         sched_setscheduler(0, SCHED_OTHER, &sp);
-        execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy", "-r",
-               rate_arg.c_str(), "-p", period_arg.c_str(), static_cast<char*>(nullptr));
+        execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy",
+               "-r", rate_arg.c_str(), "-p", period_arg.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
     if (pid < 0) {
