@@ -112,7 +112,7 @@ class chunk_input {
     bool overruns_file_ = false;
 };
 
-// Microseconds per quarter note to hundredths of a beat per minute, rounded half up.
+// Microseconds per quarter note to hundredths of a beat per minute; a fraction above one half rounds up.
 std::int32_t tempo_from_microseconds(std::uint32_t us) {
     if (us == 0) return max_tempo;
     const double v = 6'000'000'000.0 / us;

@@ -378,11 +378,9 @@ void transport::panic() {
     p_.wait_request(d_.reset_request);
 }
 
-void transport::tick(bool held, bool editor_open, bool event_editor_open) {
+// Moves the engine to a position dialled while playing; with sync out, the song position goes out first.
+void transport::tick_position(bool held, bool running) {
     dll_data& d = d_;
-    const bool running = shared_load(d.stopped) == 0;
-    if (editor_open) std::memset(d.track_activity, 0xFF, sizeof d.track_activity);
-
     if (!d.sync_out) {
         if (pending_position_set && !held && running) {
             locate(p_, pending_position);
@@ -402,42 +400,53 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
         song_position_pointer(d.position);
         d.last_spp_position = d.position;
     }
-
     if (left_locator_changed && !held && running) {
         cycle_prepare(p_);
         left_locator_changed = false;
     }
+}
 
-    if (d.external_sync) {
-        if (d.external_start || d.external_continue) {
-            if (d.sync_out) {
-                d.send_port = 0;
-                d.send_status = 0xFB;
-                d.send_data1 = d.send_data2 = 0;
-                p_.raise_request(d.send_request);
-                wait_ms(3);
-            }
-            // A Start begins from the song's start; the engine counted the clocks meanwhile.
-            if (d.external_start && !running) rewind(0);
-            d.external_start = d.external_continue = 0;
-            p_.run_engine();
-            follow = true;
-            buttons_running();
-        } else if (d.external_stop) {
-            stop();
-            d.external_stop = 0;
+// Start, Continue and Stop received from the external clock.
+void transport::tick_external_transport(bool running) {
+    dll_data& d = d_;
+    if (d.external_start || d.external_continue) {
+        if (d.sync_out) {
+            d.send_port = 0;
+            d.send_status = 0xFB;
+            d.send_data1 = d.send_data2 = 0;
+            p_.raise_request(d.send_request);
+            wait_ms(3);
         }
+        // A Start begins from the song's start; the engine counted the clocks meanwhile.
+        if (d.external_start && !running) rewind(0);
+        d.external_start = d.external_continue = 0;
+        p_.run_engine();
+        follow = true;
+        buttons_running();
+    } else if (d.external_stop) {
+        stop();
+        d.external_stop = 0;
     }
+}
 
-    if (running || position_redraw || d.record_armed_external) {
-        if (!held) {
-            p_.screen.repaint(region_position);
-            pending_position = d.position;
-        }
-        position_redraw = false;
-        d.record_armed_external = 0;
+// The tempo shown under an external clock: the mean of ten readings.
+void transport::tick_external_tempo() {
+    if (shared_load(d_.stopped)) {
+        external_sum_ = 0;
+        external_samples_ = 0;
+        return;
     }
+    external_sum_ += d_.external_tempo;
+    if (++external_samples_ >= 10) {
+        shown_tempo = static_cast<std::int32_t>(std::clamp<std::int64_t>(external_sum_ / external_samples_, 1, 999)) * 100;
+        external_sum_ = 0;
+        external_samples_ = 0;
+    }
+}
 
+// What the engine asked of the window: buttons, the end of a take, the song's end, a stop.
+void transport::tick_engine_requests(bool event_editor_open) {
+    dll_data& d = d_;
     if (!event_editor_open && d.engine_request) {
         if (d.engine_request == request_refresh_buttons) {
             if (shared_load(d.stopped)) buttons_stopped(buttons.pause); else buttons_running();
@@ -446,7 +455,6 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
         }
         d.engine_request = 0;
     }
-
     if (d.not_at_end == 0) {
         stop();
         d.not_at_end = 1;
@@ -457,20 +465,27 @@ void transport::tick(bool held, bool editor_open, bool event_editor_open) {
         p_.screen.repaint(-1);
         d.max_length_reached = 0;
     }
+}
 
-    if (d.external_sync) {
-        if (shared_load(d.stopped)) {
-            external_sum_ = 0;
-            external_samples_ = 0;
-        } else {
-            external_sum_ += d.external_tempo;
-            if (++external_samples_ >= 10) {
-                shown_tempo = static_cast<std::int32_t>(std::clamp<std::int64_t>(external_sum_ / external_samples_, 1, 999)) * 100;
-                external_sum_ = 0;
-                external_samples_ = 0;
-            }
+void transport::tick(bool held, bool editor_open, bool event_editor_open) {
+    dll_data& d = d_;
+    const bool running = shared_load(d.stopped) == 0;
+    if (editor_open) std::memset(d.track_activity, 0xFF, sizeof d.track_activity);
+
+    tick_position(held, running);
+    if (d.external_sync) tick_external_transport(running);
+
+    if (running || position_redraw || d.record_armed_external) {
+        if (!held) {
+            p_.screen.repaint(region_position);
+            pending_position = d.position;
         }
+        position_redraw = false;
+        d.record_armed_external = 0;
     }
+
+    tick_engine_requests(event_editor_open);
+    if (d.external_sync) tick_external_tempo();
 
     if (d.engine_stop) {
         halt_transport(0);

@@ -101,6 +101,11 @@ private:
     void send_clock_ports(std::uint8_t a, std::uint8_t b = 0, std::uint8_t c = 0, int n = 1);
     // Stop lit; Pause too while the position is held by Pause.
     void buttons_stopped(bool paused);
+    // The steps of tick().
+    void tick_position(bool held, bool running);
+    void tick_external_transport(bool running);
+    void tick_external_tempo();
+    void tick_engine_requests(bool event_editor_open);
 
     program& p_;
     dll_data& d_;

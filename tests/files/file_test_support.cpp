@@ -4,7 +4,6 @@
 #include <stdlib.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -116,11 +115,13 @@ void make_rich_song(program& p) {
     sig.set_data2(8);
 
     p.app.song_tempo = 13350;
-    p.app.edit_grid = 32;
+    // Grid, swing, the thru-off channel and the first filtered controller at the low ends of their
+    // ranges; the extreme song has the high ones.
+    p.app.edit_grid = 16;
     p.app.quantize_strength = 75;
-    p.app.quantize_swing = -3;
+    p.app.quantize_swing = -9;
     d.song_mode = d.cycle_on = d.tempo_track_on = 1;
-    d.thru_off_channel = 5;
+    d.thru_off_channel = -1;  // none
     d.click_channel = 10;
     d.click_velocity = 90;
     d.click_note = 42;
@@ -128,7 +129,7 @@ void make_rich_song(program& p) {
     // Neighbouring switches alternate, so that a swap shows.
     d.filter_notes = d.filter_poly_press = d.filter_program = d.remap_on = 1;
     d.remap_from = 3;
-    d.filter_controller_from = 12;
+    d.filter_controller_from = -1;
     d.filter_controller_to = 14;
     d.remap_to = 11;
     d.left_locator = 4000;
@@ -319,60 +320,6 @@ midi_bytes& midi_bytes::track(const track_bytes& t, std::optional<std::uint32_t>
     be(b, length.value_or(static_cast<std::uint32_t>(t.b.size())), 4);
     append(b, t.b);
     return *this;
-}
-
-bool have_midicsv() {
-    return std::system("command -v midicsv >/dev/null 2>&1") == 0;
-}
-
-namespace {
-
-std::string trim(const std::string& s) {
-    const auto a = s.find_first_not_of(" \t\r\n");
-    return a == std::string::npos ? std::string()
-                                  : s.substr(a, s.find_last_not_of(" \t\r\n") - a + 1);
-}
-
-// Fields of one CSV line; a quoted field keeps its commas and blanks, and "" stands for one quote.
-std::vector<std::string> split_csv(const std::string& line) {
-    std::vector<std::string> out;
-    std::string cur;
-    bool quoted = false, was_quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
-            cur += line[i++];
-        else if (c == '"')
-            quoted = !quoted, was_quoted = true, cur = quoted ? std::string() : cur;
-        else if (quoted || c != ',')
-            cur += c;
-        else
-            out.push_back(was_quoted ? cur : trim(cur)), cur.clear(), was_quoted = false;
-    }
-    out.push_back(was_quoted ? cur : trim(cur));
-    return out;
-}
-
-}  // namespace
-
-std::vector<csv_row> midicsv_rows(const std::string& midi_path) {
-    std::vector<csv_row> rows;
-    const std::string csv = midi_path + ".csv";
-    const std::string cmd = "midicsv '" + midi_path + "' '" + csv + "' 2>/dev/null";
-    if (std::system(cmd.c_str()) != 0) return rows;
-    std::ifstream in(csv);
-    for (std::string line; std::getline(in, line);) {
-        if (trim(line).empty()) continue;
-        std::vector<std::string> f = split_csv(line);
-        if (f.size() < 3) continue;
-        csv_row r;
-        r.track = std::stoi(f[0]);
-        r.time = std::stoll(f[1]);
-        r.type = f[2];
-        r.fields.assign(f.begin() + 3, f.end());
-        rows.push_back(std::move(r));
-    }
-    return rows;
 }
 
 }  // namespace kestrune::testing

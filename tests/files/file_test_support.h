@@ -1,6 +1,5 @@
-// Helpers of the file tests: temporary folders, whole files as bytes, a rich song to save,
-// Standard MIDI files built byte by byte, and the midicsv program. Songs are built
-// and read back with the song builder.
+// Helpers of the file tests: temporary folders, whole files as bytes, a rich song to save, and
+// Standard MIDI files built byte by byte. Songs are built and read back with the song builder.
 #pragma once
 
 #include <cstdint>
@@ -75,15 +74,5 @@ struct midi_bytes {
     // A chunk with its body's length, or with the length given.
     midi_bytes& track(const track_bytes& t, std::optional<std::uint32_t> length = {});
 };
-
-// midicsv; the tests that need it skip without.
-bool have_midicsv();
-struct csv_row {
-    int track = 0;
-    std::int64_t time = 0;
-    std::string type;
-    std::vector<std::string> fields;  // the fields after the type, trimmed; strings unquoted
-};
-std::vector<csv_row> midicsv_rows(const std::string& midi_path);
 
 }  // namespace kestrune::testing

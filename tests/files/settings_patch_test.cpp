@@ -23,7 +23,7 @@ user_settings every_field_set() {
     s.memory_units = 25;
     s.show_patch_names[1][9] = 1;
     s.show_patch_names[3][0] = 1;
-    s.timer_resolution = 3;
+    s.timer_resolution = 1;
     s.window_left = -5;
     s.window_top = 40;
     s.window_width = 1024;
@@ -43,8 +43,8 @@ user_settings every_field_set() {
     s.allow_double_clicks = 0;
     s.remember_file_paths = 0;
     s.sync_out_ports = {1, 0, 1, 0};
-    s.sync_delay_value = -3;
-    s.spp_offset = 4;
+    s.sync_delay_value = -7;
+    s.spp_offset = 8;
     s.folders = {"/songs/", "/midi/", "/out/", "/out/midi/"};
     s.licence = "opaque \x01 licence text";
     return s;
@@ -317,7 +317,8 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
 // installed; the user's own patch names come before the program's.
 TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
     namespace fs = std::filesystem;
-    const fs::path prefix = fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
+    const fs::path prefix =
+        fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
     const std::string bin = (prefix / "bin").string() + "/";
     fs::create_directories(prefix / "share/kestrune/patches");
     fs::create_directories(bin);

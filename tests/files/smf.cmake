@@ -1,5 +1,4 @@
-# Tests of the Standard MIDI file reader and writer; the cross-check runs midicsv when it is
-# installed.
+# Tests of the Standard MIDI file reader and writer.
 kestrune_test(smf_tests
     ${CMAKE_CURRENT_LIST_DIR}/smf_reader_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/smf_writer_test.cpp

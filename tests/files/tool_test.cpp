@@ -12,7 +12,6 @@
 #include "files/settings_file.h"
 #include "files/smf_writer.h"
 #include "files/song_file.h"
-#include "song/long_event.h"
 #include "song/patterns.h"
 #include "tests/files/file_test_support.h"
 #include "tests/support/song_builder.h"
@@ -132,29 +131,17 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
     temp_folder dir;
     {
         test_program t;
-        std::vector<midi_event> recs = {
-            midi_event::make(0x90, 60, 100, song_start),
-            midi_event::make(0xB0, 7, 100, song_start + 10),
-            midi_event::make(0xC1, 5, 0, song_start + 20),
-            midi_event::make(0x80, 60, 64, song_start + 192),
-            midi_event::make(0x92, 62, 90, song_start + 768 + 48 + 5),
-            midi_event::make(0xE0, 0, 64, song_start + 830),
-        };
-        const std::uint8_t roland[] = {0x41, 0x10, 0x42, 0x12, 0xF7};
-        for (const midi_event& e : make_long_event(st::sysex, song_start + 900, roland, 5))
-            recs.push_back(e);
-        const std::uint8_t text[] = {'H', 'i', '\r', '\n', 't', 'h', 'e', 'r', 'e', 0};
-        for (const midi_event& e : make_long_event(st::text, song_start + 950, text, 10, 2))
-            recs.push_back(e);
-        give_track(*t, 0, 3, recs);
+        give_track(
+            *t, 0, 3,
+            flat({{ev(0x90, 60, 100, song_start), ev(0xB0, 7, 100, song_start + 10),
+                   ev(0xC1, 5, 0, song_start + 20), ev(0x80, 60, 64, song_start + 192),
+                   ev(0x92, 62, 90, song_start + 768 + 48 + 5), ev(0xE0, 0, 64, song_start + 830)},
+                  long_event(st::sysex, song_start + 900, {0x41, 0x10, 0x42, 0x12, 0xF7}),
+                  text_event(song_start + 950, "Hi\r\nthere", true)}));
         put_name(t->slot(0, 3).name, "Lead");
-        give_track(*t, 2, 0, {midi_event::make(0x9F, 5, 1, song_start + 3 * 768)});
-        midi_event fast = midi_event::make(st::tempo, 0, 0, song_start);
-        fast.set_tempo_value(30005);
-        midi_event slow = midi_event::make(st::tempo, 0, 0, 0);
-        slow.set_tempo_value(9050);
-        replace_list(*t, t->d.tempo_chain, {slow, fast});
-        replace_list(*t, t->d.signature_track, {midi_event::make(st::signature, 3, 4, song_start)});
+        give_track(*t, 2, 0, {ev(0x9F, 5, 1, song_start + 3 * 768)});
+        replace_list(*t, t->d.tempo_chain, {tempo(9050, 0), tempo(30005, song_start)});
+        replace_list(*t, t->d.signature_track, {ev(st::signature, 3, 4, song_start)});
         ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
     }
     auto r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --tempo --signature");

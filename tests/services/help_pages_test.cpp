@@ -12,10 +12,9 @@
 #include <set>
 
 #include "core/command_ids.h"
-#include "shell/dialogs/command_dialog.h"
-#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/main_commands.h"
 #include "shell/startup.h"
+#include "tests/shell/every_dialog.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -63,20 +62,11 @@ TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
     std::set<std::string> paths(std::begin(help_page::all_help_pages),
                                 std::end(help_page::all_help_pages));
     started_session st;
-    for (const command_record& c : st.s.commands.all()) paths.emplace(command_help_page(st.s.commands, c.id));
-    setup_settings setup;
-    program& p = st.s.prog;
-    std::vector<std::unique_ptr<dialog>> dialogs;
-    // Every command's dialog made from its record, and the setup dialogs of their own.
-    std::vector<field_values> values;
-    values.reserve(st.s.commands.all().size());
     for (const command_record& c : st.s.commands.all())
-        if (!c.dialog.title.empty())
-            dialogs.push_back(std::make_unique<command_dialog>(p, c, values.emplace_back(initial_values(p, c))));
-    dialogs.push_back(std::make_unique<midi_setup_view>(p, setup));
-    dialogs.push_back(std::make_unique<memory_setup_view>(p));
-    dialogs.push_back(std::make_unique<overall_settings_view>(p, setup));
-    for (const auto& d : dialogs) {
+        paths.emplace(command_help_page(st.s.commands, c.id));
+    setup_settings setup;
+    testing::every_dialog every(st.s.prog, st.s.commands, setup);
+    for (const auto& d : every.dialogs) {
         EXPECT_FALSE(d->help_topic.empty()) << d->title() << " has no help page";
         const bool has_button =
             std::any_of(d->controls().begin(), d->controls().end(),
@@ -114,7 +104,8 @@ TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
         // window and an editor both use has a row for each.
         const std::string cell = "<td>" + c.shortcut + "</td>";
         bool named = false;
-        for (auto at = keys.find(cell); at != std::string::npos && !named; at = keys.find(cell, at + 1)) {
+        for (auto at = keys.find(cell); at != std::string::npos && !named;
+             at = keys.find(cell, at + 1)) {
             const auto row = keys.rfind("<tr>", at);
             named = keys.substr(row, keys.find("</tr>", at) - row).find(command_name(c.text)) !=
                     std::string::npos;

@@ -130,6 +130,11 @@ TEST_F(nsm_fixture, the_session_opens_saves_and_reopens_its_song) {
     EXPECT_EQ(announce.numbers, (std::vector<int>{1, 2, ::getpid()}));
     EXPECT_EQ(nsm->client().server_name(), "Stand-in");
 
+    // Nothing to save before the manager opens a session.
+    manager.ask(*nsm, "/nsm/client/save");
+    EXPECT_EQ(manager.got.back().path, "/error");
+    EXPECT_EQ(manager.got.back().numbers, (std::vector<int>{nsm_err_not_now}));
+
     // A new session: an empty song under the session's folder, made at the first save.
     const std::string place = (dir / "Session" / "Kestrune.nABC").string();
     s->prog.d.cycle_on = 1;
