@@ -74,8 +74,6 @@ class probe {
         if (client_ && !dead_.load()) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
-    // Whether libjack has told the client that its server is gone.
-    bool dead() const { return dead_.load(); }
     jack_client_t* client() const { return client_; }
     jack_port_t* in() const { return in_; }
     std::string in_name() const { return jack_port_name(in_); }
@@ -207,7 +205,16 @@ class jack_fixture : public ::testing::Test {
         return why;
     }
 
-    static void stop_server(int sig) { stop_dummy_jackd(server(), sig); }
+    static void stop_server(int sig) {
+        ++servers_stopped();
+        stop_dummy_jackd(server(), sig);
+    }
+
+    // A probe whose server was stopped under it is left to libjack, which may tell it so at any
+    // time later: it is neither closed nor freed.
+    ~jack_fixture() override {
+        if (servers_stopped() == stopped_before_) delete &pr;
+    }
 
     void SetUp() override {
         if (!skip_reason().empty()) GTEST_SKIP() << skip_reason();
@@ -222,6 +229,10 @@ class jack_fixture : public ::testing::Test {
         static std::string reason;
         return reason;
     }
+    static int& servers_stopped() {
+        static int n = 0;
+        return n;
+    }
 
     static int index_of(const std::vector<std::string>& v, const std::string& name) {
         for (std::size_t i = 0; i < v.size(); ++i)
@@ -229,7 +240,8 @@ class jack_fixture : public ::testing::Test {
         return -1;
     }
 
-    probe pr;
+    const int stopped_before_ = servers_stopped();
+    probe& pr = *new probe;
 };
 
 }  // namespace kestrune::testing
