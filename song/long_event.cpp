@@ -76,19 +76,4 @@ bool rewrite_long_event(event_store& s, ref32 head, const std::vector<midi_event
     return true;
 }
 
-void set_quantize_shift(midi_event& on, midi_event& off, std::int8_t d) {
-    const auto v = static_cast<std::uint8_t>(d);
-    on.set_spare_nibble(static_cast<std::uint8_t>(v >> 4));
-    on.b[0] = static_cast<std::uint8_t>((on.b[0] & 0x7F) | ((v >> 3) & 1) << 7);
-    on.b[1] = static_cast<std::uint8_t>((on.b[1] & 0x7F) | ((v >> 2) & 1) << 7);
-    off.b[0] = static_cast<std::uint8_t>((off.b[0] & 0x7F) | ((v >> 1) & 1) << 7);
-    off.b[1] = static_cast<std::uint8_t>((off.b[1] & 0x7F) | (v & 1) << 7);
-}
-
-std::int8_t quantize_shift(const midi_event& on, const midi_event& off) {
-    const int from_on = (on.spare_nibble() << 4) | ((on.b[0] >> 7) << 3) | ((on.b[1] >> 7) << 2);
-    const int from_off = ((off.b[0] >> 7) << 1) | (off.b[1] >> 7);
-    return static_cast<std::int8_t>(static_cast<std::uint8_t>(from_on + from_off));
-}
-
 }  // namespace kestrune

@@ -33,8 +33,4 @@ int insert_event_records(event_store& s, ref32 e, const std::vector<midi_event>&
 bool rewrite_long_event(event_store& s, ref32 head, const std::vector<midi_event>& records,
                         std::uint16_t& chain_blocks);
 
-// Spare-bit marks of quantize on a note's two records: the displacement d split over them.
-void set_quantize_shift(midi_event& note_on, midi_event& note_off, std::int8_t d);
-std::int8_t quantize_shift(const midi_event& note_on, const midi_event& note_off);
-
 }  // namespace kestrune

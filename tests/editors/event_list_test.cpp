@@ -7,9 +7,11 @@
 #include "editors/editor_commands.h"
 #include "editors/frame/editor_frame.h"
 #include "editors/list/list_edit.h"
+#include "editors/list/list_fields.h"
 #include "editors/list/step_input.h"
 #include "processing/undo.h"
 #include "realtime/transport.h"
+#include "song/field_text.h"
 #include "song/patterns.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
@@ -175,6 +177,13 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     set_row_data(p, p.editor.cursor, row_data::data2, 0);
     EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
     expect_sound();
+    // A poly pressure's channel counts from 1 to 16, its key goes by its name.
+    open({ev(0xA0, 60, 30, 3072)});
+    const auto kind_of = [&](int region) {
+        return field_kind_text(list_column_field(p, region, p.editor.cursor).shape);
+    };
+    EXPECT_EQ(kind_of(erg::channel) + "; " + kind_of(erg::data1),
+              "channel 1..16; note 0..127 or a name as C#4");
 }
 
 // In song mode, with step 1 four bars into the song, a pattern's events count from the step's

@@ -27,6 +27,15 @@ protected:
         t.midi.clear();
         return w;
     }
+    // Plays these events from the song's start on port B, channels as recorded, ten ticks on.
+    void play_on_port_b(const records& events) {
+        add_sorted(p, 0, 0, events);
+        p.slot(0, 0).port = 1;
+        p.slot(0, 0).channel = 16;
+        locate(p, song_start);
+        p.d.stopped = 0;
+        t.run_ms(ms_of(10));
+    }
     test_program t;
     program& p = *t;
     mixer_port& m = p.d.mixer[1];
@@ -80,10 +89,11 @@ TEST_F(Mixer, PanFollowsTheAngleAndCtrlCentres) {
     set_pan(p, 4, pan_at(-10, 0));
     EXPECT_EQ(sent(), (wire{{0xB4, 10, 18}}));
     EXPECT_EQ(nums(stepped_mixer_value(p, mixer_control::pan, 3, 1, {.ctrl = true}),
+                   stepped_mixer_value(p, mixer_control::chorus, 3, 1, {.ctrl = true}),
                    stepped_mixer_value(p, mixer_control::program, 3, 1, {.ctrl = true}),
                    stepped_mixer_value(p, mixer_control::bank, 16383, 1, {.shift = true}),
                    stepped_mixer_value(p, mixer_control::bank, 5, 1, {.shift = true})),
-              nums(64, 4, 16383, 133));
+              nums(64, 64, 4, 16383, 133));
 }
 
 TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
@@ -91,33 +101,28 @@ TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
     m.mute[3] = 1;
     m.group[7] = 1;
     m.group_offset[7] = 9;
-    choose_snapshot(p, 2);
+    choose_snapshot(p, 9);  // held to the fourth
     store_snapshot(p);
-    // Another port shows and takes the snapshot: it is not tied to port B.
-    show_mixer_port(p, 2);
+    // Another port, the last, shows and takes the snapshot: it is not tied to port B.
+    show_mixer_port(p, 3);
     recall_snapshot(p);
-    const mixer_port& c = p.d.mixer[2];
-    EXPECT_EQ(nums(c.fader_view[3], c.fader_play[3], c.mute[3], c.group[7], c.group_offset[7], p.d.mixer_send_port),
-              nums(40, 40, 1, 1, 9, 2));
+    const mixer_port& c = p.d.mixer[3];
+    EXPECT_EQ(nums(c.fader_view[3], c.fader_play[3], c.mute[3], c.group[7], c.group_offset[7],
+                   p.d.mixer_send_port, p.app.mixer.snapshot_slot),
+              nums(40, 40, 1, 1, 9, 3, 3));
     // An empty snapshot: every control of all 16 channels, fader 100 and pan 64 among them.
     choose_snapshot(p, 0);
     recall_snapshot(p);
     t.run_ms(1);
-    const wire w = sent_bytes(t.midi, 2);
+    const wire w = sent_bytes(t.midi, 3);
     ASSERT_EQ(w.size(), 16u * 7);
     EXPECT_EQ((wire{w[0], w[1], w[6], w[111]}), (wire{{0xB0, 7, 100}, {0xB0, 10, 64}, {0xC0, 0}, {0xCF, 0}}));
     EXPECT_EQ(c.mute[3], 0);
 }
 
 TEST_F(Mixer, SoloAndMuteEndTheNotesTheySilenceAndTheNextNoteSounds) {
-    add_sorted(p, 0, 0,
-               {ev(0x90, 60, 100, song_start), ev(0x91, 62, 100, song_start),
-                ev(0x91, 64, 100, song_start + 96), ev(0x90, 65, 100, song_start + 96)});
-    p.slot(0, 0).port = 1;
-    p.slot(0, 0).channel = 16;
-    locate(p, song_start);
-    p.d.stopped = 0;
-    t.run_ms(ms_of(10));
+    play_on_port_b({ev(0x90, 60, 100, song_start), ev(0x91, 62, 100, song_start),
+                    ev(0x91, 64, 100, song_start + 96), ev(0x90, 65, 100, song_start + 96)});
     t.midi.clear();
     toggle_mute(p, 1);
     EXPECT_EQ(sent(), (wire{{0x80, 60, 64}, {0x81, 62, 64}}));
@@ -134,12 +139,7 @@ TEST_F(Mixer, SoloAndMuteEndTheNotesTheySilenceAndTheNextNoteSounds) {
 }
 
 TEST_F(Mixer, TheTimerLightsLampsAndTheViewFollowsWhatThePortPlayed) {
-    add_sorted(p, 0, 0, {ev(0x92, 60, 100, song_start), ev(0xB2, 93, 55, song_start)});
-    p.slot(0, 0).port = 1;
-    p.slot(0, 0).channel = 16;
-    locate(p, song_start);
-    p.d.stopped = 0;
-    t.run_ms(ms_of(10));
+    play_on_port_b({ev(0x92, 60, 100, song_start), ev(0xB2, 93, 55, song_start)});
     mixer_activity& a = p.d.mixer_lamps[1];
     mixer_timer(p, false, 1000);
     EXPECT_EQ(nums(a.lamp_on[2], m.chorus_view[2], p.d.mixer_changed), nums(1, 55, 0));

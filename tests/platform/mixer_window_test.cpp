@@ -50,6 +50,16 @@ struct mixer_window : window_fixture {
         QApplication::sendEvent(v, &move);
         QTest::mouseRelease(v, Qt::LeftButton, mods, QPoint(centre(f).x(), to_y));
     }
+    // A double click on the part, and the text typed into the box it opens.
+    void type_into(const rect& part, const char* text) {
+        QTimer::singleShot(0, [&] {
+            auto* edit = w->view_widget()->findChild<QLineEdit*>();
+            ASSERT_NE(edit, nullptr);
+            QTest::keyClicks(edit, text);
+            QTest::keyClick(edit, Qt::Key_Return);
+        });
+        QTest::mouseDClick(w->view_widget(), Qt::LeftButton, {}, centre(part));
+    }
     // What port A was sent since the last look, once the engine has served a request made after
     // the moves and finished that step: however late its thread runs.
     std::vector<std::vector<int>> sent() {
@@ -76,35 +86,33 @@ TEST_F(mixer_window, faders_dials_and_switches_follow_the_mouse_and_reach_the_wi
     const auto pulled = sent();
     ASSERT_FALSE(pulled.empty());
     EXPECT_EQ(pulled.back(), (std::vector<int>{0xB2, 7, 127}));
-    // Two faders grouped: the one at the top follows the other down and comes back to the top,
-    // the distance it could not follow kept in its offset.
+    // Two faders grouped by their buttons: the one at the top follows the other down as far as
+    // it can.
     QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::group, 2)));
     QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::group, 3)));
     drag(3, at(mixer_part::fader, 3).bottom + 50);
-    EXPECT_EQ(nums(m->fader_view[3], m->fader_view[2], m->group[2], m->group[3]), nums(0, 27, 1, 1));
-    drag(3, at(mixer_part::fader, 3).top - 50);
-    EXPECT_EQ(nums(m->fader_view[3], m->fader_view[2], m->group_offset[2]), nums(127, 127, 27));
-    drag(3, at(mixer_part::fader, 3).bottom + 50);
-    EXPECT_EQ(nums(m->fader_view[3], m->fader_view[2], m->group_offset[2]), nums(0, 27, 0));
-    // The dial by angle: left of its centre.
+    EXPECT_EQ(nums(m->fader_view[3], m->fader_view[2], m->group[2], m->group[3]),
+              nums(0, 27, 1, 1));
+    // The dial by angle: left of its centre; with Ctrl the centre.
     const rect dial = at(mixer_part::pan, 5);
-    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, QPoint(dial.left + 1, centre(dial).y()));
+    const QPoint left_of_centre(dial.left + 1, centre(dial).y());
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, left_of_centre);
     EXPECT_EQ(m->pan_view[5], 18);
-    // Solo is exclusive; Ctrl adds.
+    QTest::mouseClick(w->view_widget(), Qt::LeftButton, Qt::ControlModifier, left_of_centre);
+    EXPECT_EQ(m->pan_view[5], 64);
+    // Solo is exclusive; Ctrl or the right button adds.
     for (int c : {6, 7}) QTest::mouseClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::solo, c)));
     QTest::mouseClick(w->view_widget(), Qt::LeftButton, Qt::ControlModifier, centre(at(mixer_part::solo, 8)));
-    EXPECT_EQ(nums(m->solo[6], m->solo[7], m->solo[8], m->any_solo), nums(0, 1, 1, 1));
+    QTest::mouseClick(w->view_widget(), Qt::RightButton, {}, centre(at(mixer_part::solo, 9)));
+    EXPECT_EQ(nums(m->solo[6], m->solo[7], m->solo[8], m->solo[9], m->any_solo),
+              nums(0, 1, 1, 1, 1));
     sent();
-    // A double click types a value in place.
-    QTimer::singleShot(0, [&] {
-        auto* edit = w->view_widget()->findChild<QLineEdit*>();
-        ASSERT_NE(edit, nullptr);
-        QTest::keyClicks(edit, "40");
-        QTest::keyClick(edit, Qt::Key_Return);
-    });
-    QTest::mouseDClick(w->view_widget(), Qt::LeftButton, {}, centre(at(mixer_part::reverb, 4)));
+    // A double click types a value in place; snapshots count from 1.
+    type_into(at(mixer_part::reverb, 4), "40");
     EXPECT_EQ(m->reverb_view[4], 40);
     EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xB4, 91, 40}}));
+    type_into(at(mixer_part::snapshot, 0), "2");
+    EXPECT_EQ(s->prog.app.mixer.snapshot_slot, 1);
 }
 
 TEST_F(mixer_window, the_program_field_opens_the_named_menu) {

@@ -123,6 +123,15 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     t.screen.answers = {msg_answer::no};
     EXPECT_EQ(run(cmd::copy_track_segment, {{"Target Position", bar1 + 100}}), outcome::cancelled);
     EXPECT_EQ(t.screen.last_text(), "Segment overlaps! Do you want this?");
+
+    // Twelve blocks cannot hold three times the two copies' blocks and ten more: the message,
+    // and the destination stays as it was.
+    track_slot& other = open_track(p, 2, 0);
+    for (std::int32_t at = bar1; p.d.free_blocks > 12; at += block_slots)
+        append(p, other, notes(block_slots, at, 1));
+    EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), msg_not_enough_memory);
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
 }
 
 TEST_F(CopyCommands, PatternSegmentCopiesEveryTrackAfterTheQuestionAndReachesTheLastPositionExactly) {

@@ -1,8 +1,5 @@
-#include <map>
-
 #include "core/command_ids.h"
 #include "processing/select_events.h"
-#include "realtime/transport.h"
 #include "tests/processing/track_command_fixture.h"
 
 namespace kestrune {
@@ -57,34 +54,6 @@ TEST_F(EventCommands, DeleteAndKeepRefuseWithoutMemoryAndLeaveTheTrackAsItWas) {
     EXPECT_EQ(run(cmd::keep_events), outcome::refused);
     EXPECT_EQ(t.screen.last_text(), msg_not_enough_memory);
     EXPECT_EQ(difference(track(), before), "");
-}
-
-TEST_F(EventCommands, APlayingTrackIsSilencedAndPlaysOnFromWhereItWas) {
-    fill({ev(0x90, 60, 100, bar1), ev(0x90, 62, 100, bar1 + 300), ev(0x80, 60, 0, bar1 + 400),
-          ev(0x80, 62, 0, bar1 + 500)});
-    transport tr(p);
-    tr.play();
-    t.run_ms(ms_of(100));
-    // Every key an octave up while the first note sounds.
-    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::note - 1}, {"Amount -1-", 12}}), outcome::done);
-    t.run_ms(ms_of(600));
-    tr.stop();
-    std::vector<std::int64_t> started;
-    std::map<int, int> sounding;
-    std::int64_t first_at = 0, second_at = 0;
-    for (const sent_message& m : sent_messages(t.midi, 0)) {
-        if ((m.a & 0xF0) == 0x90 && m.c > 0) {
-            started.push_back(m.b);
-            ++sounding[m.b];
-            (started.size() == 1 ? first_at : second_at) = m.at;
-        } else if ((m.a & 0xF0) == 0x80 || (m.a & 0xF0) == 0x90) {
-            sounding[m.b] = 0;
-        }
-    }
-    // The sounding note was ended; the second note came transposed, on time.
-    EXPECT_EQ(started, nums(60, 74));
-    for (const auto& [key, n] : sounding) EXPECT_EQ(n, 0) << key;
-    EXPECT_NEAR(static_cast<double>(second_at - first_at), ms_of(300) * 1000, 1000);
 }
 
 TEST_F(EventCommands, InSongModeTheLocatorsAreTheActualPositionWhenTheMusicianSaysSo) {

@@ -218,6 +218,14 @@ TEST_F(Quantize, BarLinesOfFiveEightAtSixDriftUntouchedAtEightAndOnlyNotesMove) 
         if (s.status(e) >= 0xB0) others.push_back(s.position(e));
     EXPECT_EQ(others, nums(3552 + 490, 3552 + 500));
 
+    // A meter change to 4/4 off the bar lines of 5/8: a note on it still counts in 5/8, 20 ticks
+    // after the bar line at 3552, and at 12 goes back onto that line.
+    delete_track_chain(*t, 0, 0);
+    use_signature_track(*t, {ev(0xF2, 5, 8, song_start), ev(0xF2, 4, 4, 3572)});
+    add_sorted(*t, 0, 0, {ev(0x90, 40, 90, 3572), ev(0x80, 40, 0, 3612)});
+    choose(12);
+    EXPECT_EQ(placed(), nums(3552 - song_start));
+
     // At 8 a late note leaves no drift: the next note 144 into the cycle still goes to 192.
     delete_track_chain(*t, 0, 0);
     t->d.active_signature = t->d.signature_chain;

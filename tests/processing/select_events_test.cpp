@@ -80,16 +80,18 @@ TEST_F(SelectEvents, BetweenTheLocatorsDeleteCopiesOnlyNotesAndChannelEventsOuts
     records recs = {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10)};
     const records sysex = long_event(st::sysex, bar + 20, sysex_payload(9));
     recs.insert(recs.end(), sysex.begin(), sysex.end());
-    // Inside: a note whose end lies outside, and a controller.
-    recs.insert(recs.end(), {ev(0x90, 62, 100, bar + 100), ev(0xB0, 1, 5, bar + 150),
-                             ev(0x80, 60, 64, bar + 160), ev(0x80, 62, 64, bar + 300)});
+    // Inside: a note whose end lies outside, a key pressure of 0 and a controller.
+    recs.insert(recs.end(), {ev(0x90, 62, 100, bar + 100), ev(0xA0, 62, 0, bar + 120),
+                             ev(0xB0, 1, 5, bar + 150), ev(0x80, 60, 64, bar + 160),
+                             ev(0x80, 62, 64, bar + 300)});
     fill(recs);
     EXPECT_EQ(difference(run({.mode = select_mode::remove}, bar + 100, bar + 200),
                          {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10), ev(0x80, 60, 64, bar + 160)}),
               "");
     fill(recs);
     EXPECT_EQ(difference(run({.mode = select_mode::keep}, bar + 100, bar + 200),
-                         {ev(0x90, 62, 100, bar + 100), ev(0xB0, 1, 5, bar + 150), ev(0x80, 62, 64, bar + 300)}),
+                         {ev(0x90, 62, 100, bar + 100), ev(0xA0, 62, 0, bar + 120),
+                          ev(0xB0, 1, 5, bar + 150), ev(0x80, 62, 64, bar + 300)}),
               "");
     // Keep of Sys Ex keeps the whole message and nothing else.
     fill(recs);

@@ -72,6 +72,7 @@ TEST_F(Undo, SwapsTheCopyWithItsOwnTrackWhicheverIsCurrentAndASecondUndoRedoes) 
     t.feed({0x90, 64, 100});  // held through thru: the swap ends it
     undo_apply(p);
     EXPECT_EQ(key(6), 71);
+    EXPECT_EQ(check_pool(p), "");
     const auto out = sent_bytes(t.midi, p.d.thru_port);
     ASSERT_FALSE(out.empty());
     EXPECT_EQ(nums(out.back()[0] & 0xF0, out.back()[1]), nums(0x80, 64));

@@ -187,6 +187,49 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     EXPECT_EQ(t.screen.messages.size(), 1u);
 }
 
+// Overall Settings: each field's range as its group lists it, channels shown and typed from 1
+// (an Off Channel of 0 is none), and each filter box on its own kind of message.
+TEST(DialogFrame, OverallSettingsTakeChannelsFromOneAndEachFilterBoxItsOwnKind) {
+    testing::test_program t;
+    dll_data& d = t->d;
+    setup_settings s;
+    overall_settings_view v(*t, s);
+    v.set_cells(8, 16);
+    std::vector<std::string> ranges;
+    for (const value_field& f : v.fields())
+        ranges.push_back(f.shape.label + ": " + field_kind_text(f.shape));
+    EXPECT_EQ(ranges, (std::vector<std::string>{
+                          "From: number -1..127", "To: number -1..127", "Port: choice a|b|c|d",
+                          "Channel: number 1..16", "Note: note 0..127 or a name as C#4",
+                          "Velocity: number 1..127", "Off Channel: number -1..15",
+                          "from: number 0..127", "to: number 0..127"}));
+    constexpr int click_channel = 3, off_channel = 6;
+    d.click_channel = 15;
+    d.thru_off_channel = -1;
+    EXPECT_EQ(v.field_text(click_channel) + "|" + v.field_text(off_channel), "16| -- ");
+    t.screen.typed = {"1", "16", "0"};
+    for (const int f : {click_channel, off_channel})
+        v.double_click(middle_of(v, f).x, middle_of(v, f).y);
+    EXPECT_EQ(nums(d.click_channel, d.thru_off_channel), nums(0, 15));
+    v.double_click(middle_of(v, off_channel).x, middle_of(v, off_channel).y);
+    EXPECT_EQ(d.thru_off_channel, -1);
+    const std::pair<const char*, std::uint8_t dll_data::*> filters[] = {
+        {"Notes", &dll_data::filter_notes},
+        {"Poly Press", &dll_data::filter_poly_press},
+        {"Channel Press", &dll_data::filter_channel_press},
+        {"Program", &dll_data::filter_program},
+        {"Pitch Wheel", &dll_data::filter_pitch_wheel},
+        {"Sys Ex", &dll_data::filter_sysex}};
+    for (const auto& [text, flag] : filters) {
+        for (const auto& other : filters) d.*other.second = 0;
+        for (const dialog_control& k : v.controls())
+            if (k.text == text) k.set(1);
+        int on = 0;
+        for (const auto& other : filters) on += d.*other.second;
+        EXPECT_EQ(nums(d.*flag, on), nums(1, 1)) << text;
+    }
+}
+
 // A live dialog made from its command's record runs the command as a field steps.
 TEST(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOnce) {
     testing::test_program t;

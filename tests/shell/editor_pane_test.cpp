@@ -55,22 +55,27 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     EXPECT_TRUE(c.has_text(" D 4"));
     // The editor's buttons show and the mixer's do not, also after the clock field changes the
     // buttons' places.
-    auto shown = [&](int command) {
-        for (const child_button& b : screen.buttons())
-            if (b.command == command) return b.visible;
-        return false;
+    // The shown buttons that run these commands, by their texts.
+    auto shown = [&](std::initializer_list<int> commands) {
+        std::string texts;
+        for (int command : commands)
+            for (const child_button& b : screen.buttons())
+                if (b.command == command && b.visible) texts += b.text + ";";
+        return texts;
     };
-    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::unlock), shown(cmd::mixer_recall)), nums(1, 1, 0));
+    EXPECT_EQ(shown({cmd::editor_ok, cmd::unlock, cmd::mixer_recall, cmd::insert_other}),
+              "OK;Unlock;Insert Other;");
     p.app.clock_field_on = !p.app.clock_field_on;
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::editor_ok), shown(cmd::mixer_recall)), nums(1, 0));
+    EXPECT_EQ(shown({cmd::editor_ok, cmd::mixer_recall}), "OK;");
     // Straight from the list into the grid, then into the tempo list: each shows its own buttons.
     ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::insert_note), shown(cmd::snap_to_grid)), nums(0, 1));
+    EXPECT_EQ(shown({cmd::insert_note, cmd::snap_to_grid}), "Snap;");
     ASSERT_EQ(toggle_editor(p, editor_kind::tempo_list), outcome::done);
     ticks(1);
-    EXPECT_EQ(nums(shown(cmd::process_tempo), shown(cmd::snap_to_grid), shown(cmd::quantize_note)), nums(1, 0, 0));
+    EXPECT_EQ(shown({cmd::insert_other, cmd::process_tempo}), "Insert Tempo;Process...;");
+    EXPECT_EQ(shown({cmd::insert_note, cmd::snap_to_grid, cmd::quantize_note}), "");
     // Leaving gives the panes back.
     leave_editor(p);
     ticks(1);
@@ -153,6 +158,20 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     ticks(1);
     EXPECT_EQ(sent_bytes(t.midi, 0).back(), (std::vector<int>{0x80, 66, 64}));
     screen.mouse_up(empty_x, empty_y, left_button, now);
+    // A drag held below the grid scrolls it on each tick, and the note drawn goes along.
+    const int free_x = probe.x_of(76) + 1, below = probe.notes().bottom + 40;
+    const std::int32_t first_shown = p.editor.grid.first_tick,
+                       pointed = probe.point(free_x, below).tick;
+    screen.mouse_down(free_x, y, right_button, {}, now);
+    screen.mouse_move(free_x, below, {}, now);
+    ticks(10);
+    const std::int32_t scrolled = p.editor.grid.first_tick - first_shown;
+    EXPECT_GE(scrolled, 10 * (probe.notes().height() / 20) * probe.row_ticks())
+        << probe.notes().height();
+    screen.mouse_up(free_x, below, right_button, now);
+    ticks(1);
+    EXPECT_EQ(p.store().at(p.editor.cursor).data1(), 76);
+    EXPECT_GT(p.store().position(p.editor.cursor), pointed + scrolled / 2);
     // A double click types into the zooms, held to their range, and into the lane's title, where
     // a kind other than a controller goes by its name.
     t.screen.typed = {"24", "200", "pitchwh"};

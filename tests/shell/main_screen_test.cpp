@@ -242,6 +242,41 @@ TEST_F(MainScreen, ClickedAndTypedTrackValuesReachTheCycleTakeAlike) {
     EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 31).velocity), nums(127, 127));
 }
 
+// A typed entry into a song or transport field, or its clicks, is held to that field's range;
+// patterns count from 1, the parallel pattern being the 17th.
+TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
+    const auto step_transpose = [&] { return int{t->step(0).transpose}; };
+    const auto pattern = [&] { return int{t->d.current_pattern}; };
+    const struct {
+        int region, row;  // the song list's row 1 is the current step
+        const char* typed;
+        std::function<int()> value;
+        int expected;
+    } rows[] = {
+        {rgn::step_transpose, 0, "99", step_transpose, 36},
+        {rgn::step_transpose, 0, "-99", step_transpose, -36},
+        {rgn::step_pattern, 1, "17", [&] { return int{t->step(0).pattern}; }, 15},
+        {rgn::pattern_number, 0, "6", pattern, 5},
+        {rgn::pattern_number, 0, "99", pattern, parallel_pattern},
+        {rgn::groove, 0, "2", [&] { return int{t->app.edit_grid}; }, 768 / 4},
+    };
+    for (const auto& row : rows) {
+        t.screen.typed = {row.typed};
+        auto [x, y] = at(row.region, row.row);
+        screen.double_click(x, y, left_button, {}, now);
+        ticks(1);
+        EXPECT_EQ(row.value(), row.expected) << row.region << " " << row.typed;
+    }
+    // The numerator's clicks stop at 32 beats.
+    midi_event& signature = t->store().at(t->d.active_signature.first);
+    signature.set_data1(31);
+    for (int i = 0; i < 2; ++i) {
+        click(rgn::numerator);
+        ticks(20);
+    }
+    EXPECT_EQ(signature.data1(), 32);
+}
+
 TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 1;
     click(rgn::tempo);

@@ -1,26 +1,25 @@
 // The window's commands and keys, run on a whole session as the window would, each checked by
 // what it did to the song, the transport or the screen.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 
 #include "core/command_ids.h"
+#include "files/file_messages.h"
+#include "files/file_state.h"
 #include "shell/dispatch.h"
+#include "shell/file_commands.h"
 #include "shell/main_commands.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/main_screen.h"
 #include "shell/screen/region_tree.h"
 #include "shell/startup.h"
 #include "song/patterns.h"
+#include "tests/shell/session_fixture.h"
 #include "tests/support/song_builder.h"
-#include "tests/support/stand_ins.h"
 
 namespace kestrune::testing {
 namespace {
-
-namespace fs = std::filesystem;
 
 key_event key(key_code code, key_mods mods = {}) {
     return {code, 0, mods, false};
@@ -31,30 +30,13 @@ key_event letter(char c, key_mods mods = {}) {
 constexpr key_mods shift{true, false, false};
 constexpr key_mods ctrl{false, true, false};
 
-class Keys : public ::testing::Test {
+class Keys : public session_fixture {
   protected:
-    fs::path dir = fs::temp_directory_path() / ("kestrune_keys_" + std::to_string(::getpid()));
-    scripted_ui script;
-    virtual_clock clk;
-    capture_backend midi;
-    engine eng;
-    std::unique_ptr<session> s;
-    program* p = nullptr;
-
     void SetUp() override {
-        fs::create_directories(dir);
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-        eng.attach(clk, &midi);
-        s = std::make_unique<session>(eng, script, clk);
-        ASSERT_EQ(start_session(*s), 0);
-        p = &s->prog;
+        session_fixture::SetUp();
         s->screen = std::make_unique<main_screen>(*p, s->trans);
         s->screen->set_recording_actions(recorder_actions(s->rec));
         s->screen->layout(2, {7, 16, 0});
-    }
-    void TearDown() override {
-        end_session(*s, false);
-        fs::remove_all(dir);
     }
     bool press(const key_event& k) { return press_key(*s, k); }
     dll_data& d() { return p->d; }
@@ -91,6 +73,11 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('R', shift), cmd::remix_by_channel},
         {letter('R', {true, true, false}), cmd::remix_by_note},
         {letter('Z', ctrl), cmd::undo},
+        {letter('N', ctrl), cmd::clear_song},
+        {letter('O', ctrl), cmd::load_song},
+        {letter('M', ctrl), cmd::load_midi_file},
+        {letter('S', ctrl), cmd::save_song},
+        {letter('Q', ctrl), cmd::quit},
         {key(key_code::pad_0), cmd::play},
         {key(key_code::pad_enter), cmd::stop},
         {key(key_code::pad_dot), cmd::pause},
@@ -103,6 +90,8 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('J'), cmd::mixer_button},
         {letter('E'), cmd::event_editor},
         {letter('G'), cmd::grid_editor},
+        {letter('T', shift), cmd::tempo_track_editor},
+        {letter('W', shift), cmd::signature_track_editor},
     };
     for (const auto& row : table) {
         const command_record* c = s->commands.for_key(*p, row.k);
@@ -119,6 +108,27 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         EXPECT_EQ(nums(f(i), f(i, shift), f(i + 4), f(i + 4, shift)),
                   nums(cmd::memory_position_first + i, cmd::store_position_first + i,
                        cmd::memory_locators_first + i, cmd::store_locators_first + i));
+    }
+    // The event list's own keys, while it is open; P is Cue there.
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
+    const struct {
+        key_event k;
+        int id;
+    } editor_keys[] = {
+        {key(key_code::enter), cmd::editor_ok},
+        {letter('U'), cmd::unlock},
+        {key(key_code::del), cmd::editor_delete},
+        {key(key_code::insert), cmd::insert_note},
+        {key(key_code::insert, shift), cmd::insert_other},
+        {key(key_code::escape), cmd::edit_long_event},
+        {letter('Q'), cmd::quantize_note},
+        {letter('Q', shift), cmd::dequantize_note},
+        {letter('P'), cmd::cue},
+    };
+    for (const auto& row : editor_keys) {
+        const command_record* c = s->commands.for_key(*p, row.k);
+        EXPECT_EQ(c ? c->id : -1, row.id);
     }
 }
 
@@ -191,10 +201,9 @@ TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
 }
 
 TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
-    press(key(key_code::down));
-    press(key(key_code::down));
-    EXPECT_EQ(d().current_track, 2);
-    press(key(key_code::up));
+    for (int i = 0; i < 40; ++i) press(key(key_code::down));
+    EXPECT_EQ(d().current_track, 31);
+    for (int i = 0; i < 30; ++i) press(key(key_code::up));
     EXPECT_EQ(d().current_track, 1);
     press(letter('Z'));
     EXPECT_EQ(p->slot(0, 1).mute, 1);
@@ -251,7 +260,7 @@ TEST_F(Keys, RecordKeysTakeInReplaceAndOverdubAndBackspaceClearsTheTrack) {
     // Space drops in and out while the song plays.
     press(key(key_code::pad_0));
     press(key(key_code::space));
-    EXPECT_EQ(d().recording, 1);
+    EXPECT_EQ(nums(d().recording, d().instant_punch), nums(1, 0));  // with Shift a punch
     press(key(key_code::space));
     EXPECT_EQ(nums(d().recording, p->running()), nums(0, 1));
 }
@@ -327,17 +336,51 @@ TEST_F(Keys, TheFirstTickAsksOnceAndATickUnderAMessageShowsNoOther) {
     EXPECT_EQ(script.messages[2].text, "Port C has lost its MIDI device \"Capture Out 3\"!");
 }
 
-// The event list keeps references into the chains it shows: a load given up leaves it open, a
-// Clear Song closes it before it could show freed blocks.
-TEST_F(Keys, ClearingTheSongClosesAnOpenEditor) {
+// The event list keeps references into the chains it shows: a load or a Clear Song given up
+// leaves it open, a Clear Song closes it before it could show freed blocks.
+TEST_F(Keys, ClearingTheSongAsksFirstAndClosesAnOpenEditor) {
     build_track(*p, 0, 0, notes(2, song_start, 96));
     ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
     script.file_names = {std::nullopt};
     dispatch_command(*s, cmd::load_song);
-    EXPECT_TRUE(p->editor.open());
+    script.answers = {msg_answer::cancel};
+    dispatch_command(*s, cmd::clear_song);
+    EXPECT_EQ(nums(p->editor.open(), p->slot(0, 0).in_use), nums(1, 1));
     script.answers = {msg_answer::ok};
     EXPECT_EQ(dispatch_command(*s, cmd::clear_song), outcome::done);
-    EXPECT_EQ(nums(p->editor.open(), d().main_screen), nums(0, 1));
+    EXPECT_EQ(script.last_text(), ask_erase_all);
+    EXPECT_EQ(nums(p->editor.open(), d().main_screen, p->slot(0, 0).in_use), nums(0, 1, 0));
+    EXPECT_EQ(s->files.current_file_title, untitled_title);
+}
+
+// Closing asks to save only after an edit (a mute by key is one); a recent file that is gone is
+// said and leaves the list.
+TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
+    build_track(*p, 0, 0, notes(2, song_start, 96));
+    script.file_names = {(dir / "close.sng").string()};
+    ASSERT_EQ(dispatch_command(*s, cmd::save_song), outcome::done);
+    EXPECT_TRUE(confirm_close(*s));
+    EXPECT_TRUE(script.messages.empty());
+    press(letter('Z'));
+    script.answers = {msg_answer::cancel};
+    EXPECT_FALSE(confirm_close(*s));
+    EXPECT_EQ(script.last_text(), ask_save_before_closing);
+    script.answers = {msg_answer::yes};  // and the Save dialog given up
+    EXPECT_FALSE(confirm_close(*s));
+    script.answers = {msg_answer::no};
+    EXPECT_TRUE(confirm_close(*s));
+    ASSERT_TRUE(open_start_file(*s, (dir / "close.sng").string()));  // nor does a song just loaded
+    const std::size_t asked = script.messages.size();
+    EXPECT_TRUE(confirm_close(*s));
+    EXPECT_EQ(script.messages.size(), asked);
+
+    s->files.recent_files = {(dir / "gone.sng").string()};
+    EXPECT_EQ(nums(command_enabled(*s, cmd::recent_file_first),
+                   command_enabled(*s, cmd::recent_file_first + 1)),
+              nums(1, 0));
+    dispatch_command(*s, cmd::recent_file_first);
+    EXPECT_EQ(script.last_text(), msg_file_not_found);
+    EXPECT_TRUE(s->files.recent_files.empty());
 }
 
 // A preference item flips its value and its check mark shows it.

@@ -304,21 +304,16 @@ TEST(LongEvent, InsertRefusedWhenThePoolCannotHoldItLeavesAllAsItWas) {
 }
 
 TEST(EventFields, MarksPositionsAndTempoKeepTheirBits) {
-    midi_event on = midi_event::make(0x93, 60, 100, 5000);
-    midi_event off = midi_event::make(0x83, 60, 64, 5100);
-    for (int d : {-128, -1, 0, 1, 15, 16, 127, -3}) {
-        set_quantize_shift(on, off, static_cast<std::int8_t>(d));
-        ASSERT_EQ(nums(quantize_shift(on, off), on.data1(), on.data2(), off.data2(), on.position()),
-                  nums(d, 60, 100, 64, 5000));
-    }
+    // Quantize marks lie in bit 7 of both data bytes and in the spare nibble.
+    midi_event on = ev(0x93, 0x80 | 60, 0x80 | 100, 5000);
+    on.set_spare_nibble(0xF);
     midi_event a = on;
     a.clear_top_nibble();
-    EXPECT_EQ(a.raw0() & 0x80, on.raw0() & 0x80);
+    EXPECT_EQ(nums(a.spare_nibble(), a.raw0(), a.data1()), nums(0, 0x80 | 60, 60));
     a.clear_high_bits();
     EXPECT_EQ(a.raw0(), 60);
     on.clear_marks();
-    off.clear_marks();
-    EXPECT_EQ(quantize_shift(on, off), 0);
+    EXPECT_EQ(nums(on.raw0(), on.raw1(), on.spare_nibble(), on.position()), nums(60, 100, 0, 5000));
     // Setting a position keeps the spare nibble and the status; a masked write keeps bit 7.
     midi_event m = midi_event::make(0xB0, 7, 100, 0);
     m.set_spare_nibble(0xA);
