@@ -11,10 +11,12 @@ constexpr int spare_blocks = 3;
 
 bool within(int v, int low, int high) { return v >= low && v <= high; }
 
-// Types that test the first data byte, and the second.
-bool tests_data1(int type) { return type != event_type::all && type != event_type::all_channel; }
-bool tests_data2(int type) {
-    return tests_data1(type) && type != event_type::program && type != event_type::channel_pressure;
+// Conditions that test the first data byte, and the second: Transform tests them for every type.
+bool tests_data1(const event_condition& c) {
+    return c.mode == select_mode::transform || (c.type != event_type::all && c.type != event_type::all_channel);
+}
+bool tests_data2(const event_condition& c) {
+    return tests_data1(c) && c.type != event_type::program && c.type != event_type::channel_pressure;
 }
 
 // The type a system exclusive or text event is itself.
@@ -54,20 +56,14 @@ private:
         }
     }
 
-    bool matches(const midi_event& ev) const {
-        const status_range r = c_.statuses.value_or(status_range_of(c_.type));
-        return within(ev.status(), r.low, r.high) &&
-               within(ev.status() & 0x0F, c_.channel_low, c_.channel_high) &&
-               (!tests_data1(c_.type) || within(ev.data1(), c_.data1_low, c_.data1_high)) &&
-               (!tests_data2(c_.type) || within(ev.data2(), c_.data2_low, c_.data2_high));
-    }
+    bool matches(const midi_event& ev) const { return meets_condition(c_, ev); }
 
     // A note-on that meets the condition's other parts: its length decides.
     void take_note(ref32 e) {
         const ref32 off = s_.find_note_off(e);
         const bool has_off = is_event_status(s_.status(off));
         bool fits = true;
-        if (tests_data1(c_.type) && has_off && c_.length_mode != length_test::ignore) {
+        if (tests_data1(c_) && has_off && c_.length_mode != length_test::ignore) {
             const std::int32_t length = s_.position(off) - s_.position(e);
             fits = c_.length_mode == length_test::shorter ? length < c_.length : length > c_.length;
         }
@@ -138,6 +134,13 @@ status_range status_range_of(int type) {
         return {low, static_cast<std::uint8_t>(low + 0x0F)};
     }
     }
+}
+
+bool meets_condition(const event_condition& c, const midi_event& ev) {
+    const status_range r = c.statuses.value_or(status_range_of(c.type));
+    return within(ev.status(), r.low, r.high) && within(ev.status() & 0x0F, c.channel_low, c.channel_high) &&
+           (!tests_data1(c) || within(ev.data1(), c.data1_low, c.data1_high)) &&
+           (!tests_data2(c) || within(ev.data2(), c.data2_low, c.data2_high));
 }
 
 bool filter_events(track_edit& g, const event_condition& c, std::int32_t from, std::int32_t to) {

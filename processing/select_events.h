@@ -60,6 +60,9 @@ struct event_condition {
     std::optional<status_range> statuses{};
 };
 
+// Whether an event's status, channel and value bytes meet the condition (its position aside).
+bool meets_condition(const event_condition& c, const midi_event& ev);
+
 // The filter pass (Delete or Keep by c.mode) over the track of a begun guard: the new chain takes
 // the old one's place; the name stays and `mute` is cleared. False, with the track as it was,
 // when the pool cannot hold the new chain beside the old (its blocks + 3).

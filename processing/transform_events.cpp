@@ -8,17 +8,8 @@ namespace kestrune {
 
 namespace {
 
-bool within(int v, int low, int high) { return v >= low && v <= high; }
-
 bool selected(const midi_event& ev, const event_condition& c, std::int32_t from, std::int32_t to) {
-    const status_range r = status_range_of(c.type);
-    // Unlike the filter pass, the ranges are tested for every type.
-    const bool tests_data2 = c.type != event_type::program && c.type != event_type::channel_pressure;
-    if (ev.position() < from || ev.position() >= to || !within(ev.status(), r.low, r.high) ||
-        !within(ev.status() & 0x0F, c.channel_low, c.channel_high) ||
-        !within(ev.data1(), c.data1_low, c.data1_high) ||
-        (tests_data2 && !within(ev.data2(), c.data2_low, c.data2_high)))
-        return false;
+    if (ev.position() < from || ev.position() >= to || !meets_condition(c, ev)) return false;
     // A note's note-off form only when the velocity range asks for 0 alone.
     return !(c.type == event_type::note && ev.is_note_off() && c.data2_high != 0);
 }
@@ -76,6 +67,7 @@ void transform_events(track_edit& g, const event_condition& c, const event_resul
     event_store s = g.store();
     for (ref32 e = g.slot().first; is_event_status(s.status(e)); e = s.next_event(e)) {
         midi_event& ev = s.at(e);
+        // A system exclusive's head record is never rewritten: its bytes belong to the message.
         if (ev.status() >= st::sysex || !selected(ev, c, from, to)) continue;
         midi_event* off = nullptr;
         if (ev.is_note_on()) {

@@ -27,7 +27,7 @@ TEST_F(EventCommands, TransformRewritesNotesWithTheirNoteOffsAndKeepsVelocities)
 }
 
 TEST_F(EventCommands, TheSecondByteOfOtherEventsLooksAtTheFirstBytesResult) {
-    fill({ev(0x90, 60, 100, bar1), ev(0xB0, 7, 90, bar1), ev(0x80, 60, 64, bar1 + 10),
+    fill({ev(0x90, 60, 100, bar1), ev(0xB0, 7, 90, bar1), ev(0xB0, 80, 5, bar1 + 5), ev(0x80, 60, 64, bar1 + 10),
           ev(0xB0, 10, 0, bar1 + 10)});
     p.d.left_locator = bar1;
     p.d.right_locator = bar1 + 10;
@@ -36,11 +36,13 @@ TEST_F(EventCommands, TheSecondByteOfOtherEventsLooksAtTheFirstBytesResult) {
                                           {"Result -1-", -2},
                                           {"Result -2-", 0},
                                           {"Amount -1-", 30},
+                                          {"-1- High", 79},
                                           {"Range", 1}}),
               outcome::done);
     // The controller swaps its bytes; the note asks for velocity 0 and keeps 1; keys held at 127;
-    // the controller on the right locator is outside.
-    EXPECT_EQ(difference(track(), {ev(0x90, 127, 1, bar1), ev(0xB0, 120, 7, bar1),
+    // the controller on the right locator is outside, and so is the one above -1- High: even for
+    // All Chan Events, Transform tests the value ranges.
+    EXPECT_EQ(difference(track(), {ev(0x90, 127, 1, bar1), ev(0xB0, 120, 7, bar1), ev(0xB0, 80, 5, bar1 + 5),
                                    ev(0x80, 127, 64, bar1 + 10), ev(0xB0, 10, 0, bar1 + 10)}),
               "");
     // Channel pressure has no second byte: a -2- range does not hold it back.
