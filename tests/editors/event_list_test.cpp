@@ -185,6 +185,8 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3299);
     set_row_data(p, p.editor.cursor, row_data::data2, 0);
     EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
+    move_row_event(p, p.editor.cursor, last_position);  // its note-off stops at the song's end
+    EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), last_position);
     expect_sound();
     // A poly pressure's channel counts from 1 to 16, its key goes by its name.
     open({ev(0xA0, 60, 30, 3072)});
