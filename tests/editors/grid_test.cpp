@@ -111,7 +111,7 @@ TEST_F(Grid, ALengthDragSnapsToWholeUnitsOneTickShortAndStopsBeforeTheNextNoteOf
     // Reaching the next note of the key: refused, the note stays.
     p.song.snap_to_grid = 0;
     drag({3355, 60}, {3456 + 1, 60});
-    EXPECT_EQ(t.screen.messages.back().text, msg_note_overlaps);
+    EXPECT_EQ(t.screen.last_text(), msg_note_overlaps);
     EXPECT_EQ(p.store().position(note_of(p, find_note_on(p, 3072, 60)).off), 3072 + 287);
     expect_sound();
 }
