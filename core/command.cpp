@@ -145,6 +145,14 @@ outcome run_command(program& p, const command_record& c, field_values values,
     if (c.refuses && c.refuses(p)) return outcome::refused;
     p.app.locator_offset = shows_locators(c) ? song_offset(p) : 0;
     if (has_dialog && ask && !ask(c, values)) return outcome::cancelled;
+    // The dialog holds a range's ends apart; values given from outside may cross.
+    if (const int low = crossed_range_end(c.fields, values); low >= 0) {
+        const field_spec& f = c.fields[static_cast<std::size_t>(low)];
+        p.message(
+            f.label + " lies above " + c.fields[static_cast<std::size_t>(f.at_most)].label + "!",
+            msg_icon::stop);
+        return outcome::refused;
+    }
     const outcome o = c.run(p, values);
     if (o == outcome::done && c.changes_song) ++p.changes.commands;
     return o;

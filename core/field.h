@@ -3,6 +3,7 @@
 // parser and the step of each kind live once, in song/field_text.h.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -78,6 +79,25 @@ struct field_value {
     std::string text{};
 };
 using field_values = std::vector<field_value>;
+
+// A range end held by the other end (`at_most`, `at_least`), as the dialog holds it.
+inline std::int32_t held_by_other_end(const std::vector<field_spec>& fields, const field_values& v,
+                                      std::size_t i, std::int32_t value) {
+    const field_spec& f = fields[i];
+    if (f.at_most >= 0) value = std::min(value, v[static_cast<std::size_t>(f.at_most)].number);
+    if (f.at_least >= 0) value = std::max(value, v[static_cast<std::size_t>(f.at_least)].number);
+    return value;
+}
+
+// The first low end that lies above its high end, or -1: values given from outside the dialog.
+inline int crossed_range_end(const std::vector<field_spec>& fields, const field_values& v) {
+    for (std::size_t i = 0; i < fields.size() && i < v.size(); ++i) {
+        const auto high = static_cast<std::size_t>(fields[i].at_most);
+        if (fields[i].at_most >= 0 && high < v.size() && v[i].number > v[high].number)
+            return static_cast<int>(i);
+    }
+    return -1;
+}
 
 // How a field looks with the dialog's values as they stand.
 inline const field_spec& field_look(const field_spec& f, const field_values& v) {

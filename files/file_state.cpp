@@ -89,9 +89,12 @@ void add_recent_file(file_state& fs, const std::string& path) {
 
 void remember_folder(file_state& fs, int folder, const std::string& path) {
     if (!fs.remember_file_paths || folder < 0 || folder >= 4) return;
+    fs.folders[static_cast<std::size_t>(folder)] = folder_of(path);
+}
+
+std::string folder_of(const std::string& path) {
     auto slash = path.find_last_of('/');
-    fs.folders[static_cast<std::size_t>(folder)] =
-        slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
 std::string file_name_of(const std::string& path) {

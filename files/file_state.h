@@ -66,6 +66,8 @@ void remember_folder(file_state& fs, int folder, const std::string& path);
 
 // The file name of a path, and its extension in capitals with the dot (".SNG").
 std::string file_name_of(const std::string& path);
+// The folder part of a path, with its closing slash; empty for a bare name.
+std::string folder_of(const std::string& path);
 std::string extension_upper(const std::string& path);
 // First 8 characters of a name with every character but letters and digits made "_".
 std::string suggested_file_name(const char* name);

@@ -562,8 +562,11 @@ void after_load(program& p, file_state& fs) {
 int save_song(program& p, file_state& fs) {
     if (p.refuse_while_recording()) return 0;
     p.wait_request(p.d.thru_notes_off_request);
-    auto path = p.screen.save_file_dialog(
-        make_file_dialog(p, fs, dialog_song, "sng", fs.current_file_title, folder_save_song));
+    file_dialog_request request =
+        make_file_dialog(p, fs, dialog_song, "sng", fs.current_file_title, folder_save_song);
+    // A song that has a file of its own is offered where that file lies.
+    if (!folder_of(fs.current_file_name).empty()) request.folder = folder_of(fs.current_file_name);
+    auto path = p.screen.save_file_dialog(request);
     if (!path || path->empty()) return 0;
     remember_folder(fs, folder_save_song, *path);
     fs.current_file_title = file_name_of(*path);

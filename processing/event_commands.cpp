@@ -182,15 +182,19 @@ field_values initial(const program& p, select_mode mode) {
     return v;
 }
 
-// The condition as the dialog holds it, each low end limited by its high end.
+// The condition as the fields hold it; the ends of its ranges never cross (run_command).
 event_condition condition_of(const field_values& v, select_mode mode) {
     const auto n = [&v](int f) { return v[static_cast<std::size_t>(f)].number; };
-    const auto low = [&n](int f) { return std::min(n(f), n(f + 1)); };
-    return {.mode = mode, .type = mode == select_mode::transform ? n(type) + first_transform_type : n(type),
-            .channel_low = low(channel_low), .channel_high = n(channel_high),
-            .data1_low = low(data1_low), .data1_high = n(data1_high),
-            .data2_low = low(data2_low), .data2_high = n(data2_high),
-            .length_mode = static_cast<length_test>(n(length_mode)), .length = n(length)};
+    return {.mode = mode,
+            .type = mode == select_mode::transform ? n(type) + first_transform_type : n(type),
+            .channel_low = n(channel_low),
+            .channel_high = n(channel_high),
+            .data1_low = n(data1_low),
+            .data1_high = n(data1_high),
+            .data2_low = n(data2_low),
+            .data2_high = n(data2_high),
+            .length_mode = static_cast<length_test>(n(length_mode)),
+            .length = n(length)};
 }
 
 event_result result_of(const field_values& v) {

@@ -21,11 +21,6 @@ namespace {
 constexpr const char* export_title = "Export Audio";
 constexpr const char* audio_filter = "WAV Files (*.wav)|*.wav|FLAC Files (*.flac)|*.flac";
 
-std::string folder_of(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
-
 // A folder of the export's own under the system's temporary folder, gone with it.
 class scratch_folder {
 public:

@@ -5,6 +5,7 @@
 #include "core/clip.h"
 #include "core/command_ids.h"
 #include "editors/grid/grid_notes.h"
+#include "editors/list/event_list.h"
 #include "editors/list/event_rows.h"
 #include "services/help_pages.h"
 #include "song/event_store.h"
@@ -128,6 +129,26 @@ void leave_editor(program& p) {
     shared_store(p.d.main_screen, std::int16_t{1});
 }
 
+namespace {
+
+// A new note takes the channel the track plays on: its own channel when set, else that of its
+// first note; a note clicked later takes over, as before.
+void seed_note_channel(program& p) {
+    const track_slot& slot = edited_slot(p);
+    int channel = slot.channel;
+    if (channel == channel_as_recorded) {
+        const event_store s = p.store();
+        ref32 e = edited_first(p);
+        while (is_event_status(s.status(e)) && !s.at(e).is_note_on()) e = s.next_event(e);
+        if (!is_event_status(s.status(e))) return;
+        channel = s.at(e).status() & 0x0F;
+    }
+    short_event& ln = p.editor.last_note;
+    ln.status = static_cast<std::uint8_t>((ln.status & 0xF0) | channel);
+}
+
+}  // namespace
+
 outcome toggle_editor(program& p, editor_kind kind) {
     if (p.editor.kind == kind) {
         leave_editor(p);
@@ -153,6 +174,7 @@ outcome toggle_editor(program& p, editor_kind kind) {
     p.app.editor_dirty = false;
     p.d.punch_on = 0;
     ed.tracks_seen = p.changes.tracks;
+    if (!list) seed_note_channel(p);
     cursor_to_start(p);
     shared_store(p.d.main_screen, std::int16_t{0});
     return outcome::done;

@@ -223,7 +223,8 @@ void grid_view::paint_lines(canvas& c) const {
         if (bar_start >= from) {
             line(bar_start, colour_role::text);
             last_y = y_of(bar_start);
-            if (next - bar_start >= z * g_.cell_height)
+            // Room for the bar's text: its bar is long enough and it ends above the list's header.
+            if (next - bar_start >= z * g_.cell_height && last_y + g_.cell_height <= bars_.bottom)
                 c.text({bars_.left, last_y, bars_.right - 2, last_y + g_.cell_height}, bar_text(p_, bar_start),
                        font_kind::small, colour_role::dim_text, text_align::right);
         }

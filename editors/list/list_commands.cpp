@@ -62,7 +62,10 @@ void add_list_commands(command_table& table) {
     table.add(edit_record(cmd::editor_delete, "Delete", "Del", [](program& p) {
         return p.editor.kind == editor_kind::grid ? delete_selected(p) : delete_event(p);
     }));
-    table.add(in_track_editor(edit_record(cmd::insert_note, "Insert Note", "Ins", insert_note)));
+    // The tempo and signature lists have no notes: there Insert adds what Shift+Insert does.
+    table.add(edit_record(cmd::insert_note, "Insert Note", "Ins", [](program& p) {
+        return edited_list(p) ? insert_other(p) : insert_note(p);
+    }));
     table.add(edit_record(cmd::insert_other, "Insert Other", "Shift+Ins", insert_other));
     table.add(in_track_editor(edit_record(cmd::change_event, "Change Event", "", change_event)));
     for (const bool quantize : {true, false})

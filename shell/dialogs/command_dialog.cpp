@@ -35,10 +35,7 @@ void command_dialog::add_value(const dialog_item& item) {
     } else {
         f.get = [this, i] { return values_[i].number; };
         f.set = [this, i](std::int32_t v) {
-            const field_spec& s = fields_[i];
-            if (s.at_most >= 0) v = std::min(v, values_[static_cast<std::size_t>(s.at_most)].number);
-            if (s.at_least >= 0) v = std::max(v, values_[static_cast<std::size_t>(s.at_least)].number);
-            values_[i].number = v;
+            values_[i].number = held_by_other_end(fields_, values_, i, v);
             changed();
         };
     }

@@ -114,11 +114,12 @@ TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
     ASSERT_EQ(insert_note(p), outcome::done);
     EXPECT_EQ(difference(track(), {ev(0xB0, 1, 0, 3100), ev(0x91, 40, 70, 3100), ev(0x81, 40, 64, 3100)}), "");
     expect_sound();
-    // Behind a sysex row the note goes behind the whole message, not into its data.
+    // Behind a sysex row the note goes behind the whole message, not into its data, on the
+    // channel of the track (the third, on 3).
     open(long_event(0xF0, 3072, sysex_payload(9)));
     ASSERT_EQ(insert_note(p), outcome::done);
     records want = long_event(0xF0, 3072, sysex_payload(9));
-    want.insert(want.end(), {ev(0x91, 40, 70, 3072), ev(0x81, 40, 64, 3072)});
+    want.insert(want.end(), {ev(0x92, 40, 70, 3072), ev(0x82, 40, 64, 3072)});
     EXPECT_EQ(difference(track(), want), "");
 }
 

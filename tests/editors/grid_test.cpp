@@ -71,6 +71,22 @@ TEST_F(Grid, ThePencilDrawsASnappedNoteOfTheLastLengthHeardUntilReleasedAndRefus
     expect_sound();
 }
 
+// A drum track's notes on channel 10: the pencil draws there, not on the default's channel 1;
+// a track whose Cha is set draws on that channel.
+TEST_F(Grid, APencilNoteTakesTheChannelTheTrackPlaysOn) {
+    p.slot(0, 0).channel = channel_as_recorded;
+    open({ev(0xB0, 7, 100, 3072), ev(0x99, 36, 90, 3072), ev(0x89, 36, 64, 3264)});
+    for (const int status : {0x99, 0x93}) {
+        mouse.press(p, {3456, 38}, right_button, none, row);
+        mouse.release(p);
+        EXPECT_EQ(p.store().at(p.editor.cursor).status(), status);
+        erase_note(p, note_of(p, p.editor.cursor));
+        leave_editor(p);
+        p.slot(0, 0).channel = 3;
+        ASSERT_EQ(toggle_editor(p, editor_kind::grid), outcome::done);
+    }
+}
+
 TEST_F(Grid, AMoveLocksToTheFirstAxisAndTheGroupStopsAtTheTopKeyKeepingItsShape) {
     open({ev(0x90, 120, 90, 3072), ev(0x90, 125, 90, 3120), ev(0x80, 120, 64, 3200), ev(0x80, 125, 64, 3200)});
     select_notes(p, 0);

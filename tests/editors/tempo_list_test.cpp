@@ -149,7 +149,12 @@ TEST_F(TempoLists, TheListsGreyWhatWorksOnTheTracksEvents) {
         return on;
     };
     open(editor_kind::signature_list);
-    EXPECT_EQ(enabled(), nums(0, 0, 0, 1, 1));
+    EXPECT_EQ(enabled(), nums(0, 0, 1, 1, 1));
+    // The lists have no notes: Insert alone adds what Shift+Insert adds, a bar later.
+    ASSERT_EQ(run_command(p, *table.find(cmd::insert_note), {}), outcome::done);
+    EXPECT_EQ(difference(list(p.d.signature_track),
+                         {sig(4, 4, song_start), sig(4, 4, song_start + bar44)}),
+              "");
     open(editor_kind::event_list);  // Insert Measures is the lists' own among the editors
     EXPECT_EQ(enabled(), nums(1, 1, 1, 1, 0));
 }

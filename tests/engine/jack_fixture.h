@@ -44,7 +44,6 @@ inline bool have_jackd() {
 class probe {
   public:
     struct event {
-        std::int64_t frame;
         // When the message was due, read back from its frame through the server's mapping of
         // frames to time in the cycle that carried it, less the backend's constant latency.
         double due_us;
@@ -53,8 +52,8 @@ class probe {
     };
 
     probe() {
-        // Another test's server coming or going can hold the shared registry for a moment.
-        for (int i = 0; i < 100 && !client_; ++i)
+        // Another test's server coming or going can hold the shared registry for a while.
+        for (int i = 0; i < 600 && !client_; ++i)
             if (!(client_ = jack_client_open("probe", JackNoStartServer, nullptr))) sleep_ms(50);
         if (!client_) return;
         in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
@@ -75,8 +74,6 @@ class probe {
         if (client_ && !dead_.load()) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
-    // Whether libjack has told the client that its server is gone.
-    bool dead() const { return dead_.load(); }
     jack_client_t* client() const { return client_; }
     jack_port_t* in() const { return in_; }
     std::string in_name() const { return jack_port_name(in_); }
@@ -151,7 +148,6 @@ class probe {
             if (jack_midi_event_get(&ev, in, i) != 0 || c >= static_cast<int>(p->got_.size()))
                 continue;
             event& e = p->got_[static_cast<std::size_t>(c)];
-            e.frame = first + ev.time;
             e.due_us = static_cast<double>(start) - p->difference_ +
                        (static_cast<double>(ev.time) - latency) * period / frames;
             e.size = static_cast<std::uint32_t>(ev.size);
@@ -209,7 +205,16 @@ class jack_fixture : public ::testing::Test {
         return why;
     }
 
-    static void stop_server(int sig) { stop_dummy_jackd(server(), sig); }
+    static void stop_server(int sig) {
+        ++servers_stopped();
+        stop_dummy_jackd(server(), sig);
+    }
+
+    // A probe whose server was stopped under it is left to libjack, which may tell it so at any
+    // time later: it is neither closed nor freed.
+    ~jack_fixture() override {
+        if (servers_stopped() == stopped_before_) delete &pr;
+    }
 
     void SetUp() override {
         if (!skip_reason().empty()) GTEST_SKIP() << skip_reason();
@@ -224,6 +229,10 @@ class jack_fixture : public ::testing::Test {
         static std::string reason;
         return reason;
     }
+    static int& servers_stopped() {
+        static int n = 0;
+        return n;
+    }
 
     static int index_of(const std::vector<std::string>& v, const std::string& name) {
         for (std::size_t i = 0; i < v.size(); ++i)
@@ -231,7 +240,8 @@ class jack_fixture : public ::testing::Test {
         return -1;
     }
 
-    probe pr;
+    const int stopped_before_ = servers_stopped();
+    probe& pr = *new probe;
 };
 
 }  // namespace kestrune::testing

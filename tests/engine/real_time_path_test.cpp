@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
-#include <thread>
 
 #include "song/locate.h"
 #include "song/patterns.h"
@@ -72,37 +71,6 @@ TEST(EngineRealTimePath, TickNeverAllocates) {
     counting = false;
     EXPECT_EQ(allocations.load(), 0);
     EXPECT_GT(t.midi.size(), 1000u);
-}
-
-TEST(EngineRealTimePath, OwnThreadPlaysAndStopsCleanly) {
-    capture_backend midi;
-    engine eng;
-    testing::scripted_ui screen;
-    system_clock clk;
-    eng.attach(clk, &midi);
-    eng.set_own_thread(true);
-    program p(eng, screen, clk);
-    p.write_defaults();
-    p.d.midi_out_device[0] = 1;
-    ASSERT_EQ(start_program(p), 0);
-    ASSERT_TRUE(eng.runs_on_own_thread());
-    records recs;
-    for (int i = 0; i < 8; ++i) recs.push_back(ev(i % 2 ? 0x80 : 0x90, 60, 100, 3072 + i * 12));
-    give_track(p, 0, 0, recs);
-    locate(p, 3072);
-    p.d.stopped = 0;
-    for (int i = 0; i < 10000 && midi.size() < 8; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    {
-        program::park parked(p);
-        locate(p, 3072);  // a locate while running parks the engine and is served by its thread
-    }
-    p.d.stopped = 1;
-    p.wait_request(p.d.all_notes_off_request);
-    p.shut_down();
-    ASSERT_GE(midi.size(), 8u);
-    for (std::size_t i = 1; i < 8; ++i) EXPECT_GE(midi[i].due_us, midi[i - 1].due_us);
-    EXPECT_FALSE(eng.runs_on_own_thread());
 }
 
 }  // namespace

@@ -47,11 +47,12 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     EXPECT_EQ(titles, 1);
     EXPECT_TRUE(std::filesystem::exists(dir.path("sub/New.sng")));
 
-    // Without Remember File Paths the dialog gets no folder and none is kept.
+    // Without Remember File Paths no folder is kept; a song with a file of its own is offered
+    // where that file lies.
     fs.remember_file_paths = false;
     t.screen.file_names.push_back(dir.path("Other.sng"));
     EXPECT_EQ(save_song(*t, fs), 1);
-    EXPECT_EQ(t.screen.dialogs.back().folder, "");
+    EXPECT_EQ(t.screen.dialogs.back().folder, dir.path("sub/"));
     EXPECT_EQ(fs.folders[folder_save_song], dir.path("sub/"));
     EXPECT_EQ(fs.recent_files,
               (std::vector<std::string>{dir.path("Other.sng"), dir.path("sub/New.sng")}));

@@ -120,10 +120,14 @@ TEST_F(mixer_window, the_program_field_opens_the_named_menu) {
     s->patches[0].names[42] = "Cello";
     s->patches[0].gm = 1;
     open();
+    m->program_view[1] = 41;
     QTimer::singleShot(0, [&] {
         auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
         ASSERT_NE(menu, nullptr);
         EXPECT_EQ(menu->actions().at(5)->text(), "Strings");
+        // The group of the current program is marked, and no other.
+        EXPECT_EQ(nums(menu->actions().at(4)->isChecked(), menu->actions().at(5)->isChecked()),
+                  nums(0, 1));
         menu->actions().at(5)->menu()->actions().at(2)->trigger();
         menu->close();
     });

@@ -47,6 +47,10 @@ TEST_F(EventCommands, ANoteTurnedIntoAControllerLosesItsNoteOffToTheCheck) {
 TEST_F(EventCommands, DeleteAndKeepRefuseWithoutMemoryAndLeaveTheTrackAsItWas) {
     fill(notes(100, bar1, 10));
     const records before = track();
+    // Ends that the dialog holds apart, given crossed from outside it.
+    EXPECT_EQ(run(cmd::delete_events, {{"Chan Low", 5}, {"Chan High", 2}}), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "Chan Low lies above Chan High!");
+    EXPECT_EQ(difference(track(), before), "");
     // Another track takes the pool until what the undo copy leaves is less than the track's
     // blocks and three more.
     track_slot& other = open_track(p, 1, 1);

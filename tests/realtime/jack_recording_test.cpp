@@ -45,19 +45,8 @@ class JackRecording : public jack_fixture {
         if (p.eng.memory().valid()) p.shut_down();
     }
 
-    // The keyboard plays `count` notes from the beat of click `first`, keys from `key` up, while
-    // `take` runs a take to its end; false when the server or a thread was held up meanwhile.
-    template <class Take>
-    bool play(int first, int count, std::uint8_t key, Take take) {
-        keys.start(first, count, note_frames, key);
-        pr.reset();
-        const std::uint64_t late_before = jack.late_messages();
-        take();
-        return keys.done() && keys.late() == 0 && pr.disturbed() == 0 &&
-               jack.late_messages() == late_before;
-    }
     // Until the keyboard is done and the take holds `records` records.
-    void wait_until_played(int records = 0) {
+    void wait_until_played(int records) {
         for (int i = 0; i < 1000 && !keys.done(); ++i) sleep_ms(10);
         for (int i = 0; i < 1000 && take_records() < records; ++i) sleep_ms(5);
     }
@@ -103,7 +92,7 @@ class JackRecording : public jack_fixture {
     recorder rec{p, tr};
 };
 
-TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
+TEST_F(JackRecording, NotesLandOnTheirBeatsFromASourceConnectedAnywhere) {
     ASSERT_EQ(p.d.click_channel, 9);
     // A source that appears after the start is not in the device lists read then, yet it is
     // what Record asks about.
@@ -119,42 +108,23 @@ TEST_F(JackRecording, NotesLandOnTheirBeatsAndAPunchKeepsToItsLocators) {
     jack_client_close(late);
     ASSERT_TRUE(keys.connect_hand(ours));
 
-    // A take of eight notes on the beats after a bar of count-in.
+    // A take of eight notes on the beats after a bar of count-in; an attempt during which the
+    // server or a thread was held up says nothing about the program.
     bool calm = false;
-    for (int attempt = 0; attempt < 3 && !calm; ++attempt)
-        calm = play(4, 8, 60, [&] {
-            rec.record_start(record_mode::replace);
-            wait_until_played(16);
-            tr.stop();
-        });
-    ASSERT_TRUE(calm) << "the server or a thread was held up in every attempt";
-    std::vector<std::vector<std::int64_t>> first;
-    for (int k = 0; k < 8; ++k) first.push_back(nums(60 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
-    expect_near(notes(), first);
-
-    // Punch from Play, half a beat before bar 2 to half a beat before bar 3, over a keyboard that
-    // plays on the beats from the pre-roll past the right locator: only the notes between the
-    // locators are new, the old ones around them stay, the one sounding into the range shortened.
-    p.d.left_locator = 3072 + 768 - 96;
-    p.d.right_locator = 3072 + 2 * 768 - 96;
-    tr.toggle_punch();
-    ASSERT_EQ(p.d.punch_on, 1);
-    calm = play(1, 8, 72, [&] {
-        tr.play();
-        for (int i = 0; i < 1000 && p.d.recording; ++i) {
-            tr.tick(false);
-            sleep_ms(10);
-        }
-        wait_until_played();
+    for (int attempt = 0; attempt < 3 && !calm; ++attempt) {
+        keys.start(4, 8, note_frames, 60);
+        pr.reset();
+        const std::uint64_t late_before = jack.late_messages();
+        rec.record_start(record_mode::replace);
+        wait_until_played(16);
         tr.stop();
-    });
-    if (!calm) GTEST_SKIP() << "the server or a thread was held up during the punch";
-    std::vector<std::vector<std::int64_t>> punched(first.begin(), first.begin() + 4);
-    punched[3][2] = p.d.left_locator - 1;
-    for (int k = 4; k < 8; ++k)
-        punched.push_back(nums(71 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
-    expect_near(notes(), punched);
-    EXPECT_EQ(nums(p.d.recording, p.d.punch_on, p.slot(0, 0).mute), nums(0, 0, 0));
+        calm = keys.done() && keys.late() == 0 && pr.disturbed() == 0 &&
+               jack.late_messages() == late_before;
+    }
+    if (!calm) GTEST_SKIP() << "the server or a thread was held up in every attempt";
+    std::vector<std::vector<std::int64_t>> want;
+    for (int k = 0; k < 8; ++k) want.push_back(nums(60 + k, 3072 + 192 * k, 3072 + 192 * k + 96));
+    expect_near(notes(), want);
 }
 
 }  // namespace

@@ -146,9 +146,18 @@ TEST_F(EditorPane, TheGridTakesTheMouseOverItselfToDrawAndDragANote) {
     const ref32 made = find_note_on(p, 3472, 72);
     ASSERT_NE(made, null_ref);
     EXPECT_EQ(list_rows_of(p)[0], made);
+    // Bar 3 in the grid's last rows: its number would run onto the list's header below.
+    const int bar_row = probe.notes().height() - screen.cell_height() / 2;
+    p.editor.grid.first_tick = song_start + 2 * 768 - bar_row * probe.row_ticks();
     recording_canvas c;
     screen.paint(c, {0, 0, 4000, 4000});
     EXPECT_TRUE(c.has_text("Velocity"));
+    std::vector<std::string> bars;
+    for (const auto& text : c.texts)
+        if (text.place.right <= probe.notes().left &&
+            text.text.find_first_not_of(" 0123456789") == std::string::npos)
+            bars.push_back(text.text);
+    EXPECT_EQ(bars, (std::vector<std::string>{"   1", "   2"}));
     // A press on an empty place taps the key for 200 ms, though the button stays down for a band.
     const int empty_x = probe.x_of(66) + 1, empty_y = probe.y_of(3700);
     screen.mouse_down(empty_x, empty_y, left_button, {}, now);

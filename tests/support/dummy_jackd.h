@@ -32,8 +32,8 @@ inline pid_t start_dummy_jackd(const std::string& name, int rate, int period, st
         const bool rt = sched_setscheduler(0, SCHED_FIFO, &sp) == 0;
         sp.sched_priority = 0;
         sched_setscheduler(0, SCHED_OTHER, &sp);
-        execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy", "-r",
-               rate_arg.c_str(), "-p", period_arg.c_str(), static_cast<char*>(nullptr));
+        execlp("jackd", "jackd", "-n", name.c_str(), rt ? "-R" : "--no-realtime", "-d", "dummy",
+               "-r", rate_arg.c_str(), "-p", period_arg.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
     if (pid < 0) {
@@ -44,8 +44,9 @@ inline pid_t start_dummy_jackd(const std::string& name, int rate, int period, st
     setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
     // Until the server is up, libjack would complain about every attempt to reach it.
     jack_set_error_function(+[](const char*) {});
-    *why = "jackd did not come up within 5 s";
-    for (int i = 0; i < 100; ++i) {
+    // A machine under load may take its time; a server that is up ends the wait at once.
+    *why = "jackd did not come up within 30 s";
+    for (int i = 0; i < 600; ++i) {
         if (waitpid(pid, nullptr, WNOHANG) == pid) {
             *why = "jackd exited at start (dummy driver unavailable?)";
             pid = -1;
