@@ -12,13 +12,18 @@ class CheckTrack : public TrackCommand {};
 TEST_F(CheckTrack, EndsOpenNotesDropsOrphanNoteOffsAndDoublesButKeepsDoubledControllers) {
     // More orphan note-offs than a block holds: the block they leave empty goes back.
     records recs(40, ev(0x80, 61, 64, bar1 - 50));
-    recs.insert(recs.end(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1 + 10), ev(0x90, 64, 90, bar1 + 10),
-                             ev(0x80, 64, 0, bar1 + 20), ev(0x80, 64, 0, bar1 + 30), ev(0xB0, 7, 10, bar1 + 40),
-                             ev(0xB0, 7, 20, bar1 + 40)});
-    fill(recs);
+    recs.insert(
+        recs.end(),
+        {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1 + 10), ev(0x90, 64, 90, bar1 + 10),
+         ev(0x91, 64, 90, bar1 + 10), ev(0x80, 64, 0, bar1 + 20), ev(0x81, 64, 0, bar1 + 20),
+         ev(0x80, 64, 0, bar1 + 30), ev(0xB0, 7, 10, bar1 + 40), ev(0xB0, 7, 20, bar1 + 40)});
+    // Played as recorded, the same key on another channel is no double.
+    fill(recs).channel = channel_as_recorded;
     EXPECT_EQ(run(cmd::check_track), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1), ev(0x90, 64, 90, bar1 + 10),
-                                   ev(0x80, 64, 0, bar1 + 20), ev(0xB0, 7, 10, bar1 + 40), ev(0xB0, 7, 20, bar1 + 40)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1),
+                                   ev(0x90, 64, 90, bar1 + 10), ev(0x91, 64, 90, bar1 + 10),
+                                   ev(0x80, 64, 0, bar1 + 20), ev(0x81, 64, 0, bar1 + 20),
+                                   ev(0xB0, 7, 10, bar1 + 40), ev(0xB0, 7, 20, bar1 + 40)}),
               "");
     EXPECT_EQ(p.slot(0, 0).blocks, 1);
 }
@@ -48,21 +53,31 @@ TEST_F(CheckTrack, OpenNotesCloseOnlyWhileMoreThanThreeBlocksAreLeftAfterTheUndo
 }
 
 TEST_F(CheckTrack, OverlapEndsEveryNoteOfAChordATickBeforeTheNextNote) {
-    fill({ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x90, 67, 100, bar1 + 50), ev(0x80, 60, 64, bar1 + 100),
-          ev(0x80, 64, 64, bar1 + 100), ev(0x80, 67, 64, bar1 + 150)});
+    fill({ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x90, 67, 100, bar1 + 50),
+          ev(0x80, 60, 64, bar1 + 100), ev(0x80, 64, 64, bar1 + 100), ev(0x80, 67, 64, bar1 + 150),
+          ev(0x90, 69, 100, bar1 + 150), ev(0x80, 69, 64, bar1 + 160)});
     EXPECT_EQ(run(cmd::check_note_overlap), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1), ev(0x80, 60, 64, bar1 + 49),
-                                   ev(0x80, 64, 64, bar1 + 49), ev(0x90, 67, 100, bar1 + 50),
-                                   ev(0x80, 67, 64, bar1 + 150)}),
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x90, 64, 100, bar1),
+                                   ev(0x80, 60, 64, bar1 + 49), ev(0x80, 64, 64, bar1 + 49),
+                                   ev(0x90, 67, 100, bar1 + 50), ev(0x80, 67, 64, bar1 + 149),
+                                   ev(0x90, 69, 100, bar1 + 150), ev(0x80, 69, 64, bar1 + 160)}),
               "");
 }
 
 TEST_F(CheckTrack, NoteLengthNeverEndsANoteBeforeItStartsAndLeavesOpenNotes) {
     fill({ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1 + 100), ev(0x90, 62, 100, bar1 + 200),
           ev(0x80, 62, 64, bar1 + 250), ev(0x90, 64, 100, bar1 + 400)});
-    EXPECT_EQ(run(cmd::change_note_length, {{"Operation", 3}, {"Length", 60}}), outcome::done);
-    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1 + 40), ev(0x90, 62, 100, bar1 + 200),
-                                   ev(0x80, 62, 64, bar1 + 200), ev(0x90, 64, 100, bar1 + 400)}),
+    // At most 30 ticks between the locators: the note on the right one keeps its length.
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 200;
+    EXPECT_EQ(run(cmd::change_note_length, {{"Operation", 1}, {"Length", 30}, {"Range", 1}}),
+              outcome::done);
+    EXPECT_EQ(nums(track()[1].position(), track()[3].position()), nums(bar1 + 30, bar1 + 250));
+    EXPECT_EQ(run(cmd::change_note_length, {{"Operation", 3}, {"Length", 40}, {"Range", 0}}),
+              outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 100, bar1), ev(0x80, 60, 64, bar1),
+                                   ev(0x90, 62, 100, bar1 + 200), ev(0x80, 62, 64, bar1 + 210),
+                                   ev(0x90, 64, 100, bar1 + 400)}),
               "");
 }
 

@@ -48,11 +48,16 @@ TEST_F(CopyCommands, PartCopyCutsNotesAtTheRightLocatorAndExtractMergesOnlyWhenA
 }
 
 TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
-    const records dest = {ev(0x93, 50, 100, bar1), ev(0x83, 50, 0, bar1 + 10)};
+    const records dest = {ev(0x93, 50, 100, bar1), ev(0xAF, 50, 30, bar1 + 5),
+                          ev(0x83, 50, 0, bar1 + 10)};
     track_slot& d = give_track(p, 0, 1, dest);
     d.channel = 16;
     d.port = 1;
-    track_slot& s = fill({ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 5)});
+    d.transpose = 12;
+    records src = {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 5)};
+    const records sysex = long_event(st::sysex, bar1 + 2, sysex_payload(3));
+    src.insert(src.begin() + 1, sysex.begin(), sysex.end());
+    track_slot& s = fill(src);
     s.channel = 2;
     s.transpose = 12;
     t.screen.answers = {msg_answer::cancel};
@@ -60,12 +65,12 @@ TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
     EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
 
     EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}}), outcome::done);
-    // On equal positions the destination's event comes first.
-    EXPECT_EQ(
-        difference(read_track(p, 0, 1), {ev(0x93, 50, 100, bar1), ev(0x92, 72, 100, bar1),
-                                         ev(0x82, 72, 0, bar1 + 5), ev(0x83, 50, 0, bar1 + 10)}),
-        "");
-    EXPECT_EQ(nums(d.channel, d.port, s.in_use, s.transpose), nums(16, 0, 0, 0));
+    // On equal positions the destination's event comes first; the sysex keeps its status.
+    records merged = {ev(0x93, 62, 100, bar1), ev(0x92, 72, 100, bar1), ev(0xAF, 62, 30, bar1 + 5),
+                      ev(0x82, 72, 0, bar1 + 5), ev(0x83, 62, 0, bar1 + 10)};
+    merged.insert(merged.begin() + 2, sysex.begin(), sysex.end());
+    EXPECT_EQ(difference(read_track(p, 0, 1), merged), "");
+    EXPECT_EQ(nums(d.channel, d.port, d.transpose, s.in_use, s.transpose), nums(16, 0, 0, 0, 0));
 
     EXPECT_EQ(run(cmd::copy_track, {{"Source Track", 1}}), outcome::refused);
     EXPECT_EQ(t.screen.last_text(), "Can't copy to source track!");
@@ -185,6 +190,7 @@ TEST_F(CopyCommands, MixdownMergesFromTheTopIntoTheLowestUsedTrack) {
     low.channel = top.channel = 16;
     mid.channel = 3;
     low.quantize = 6;
+    low.loop_length = loop_length_base + 768;
     EXPECT_EQ(run(cmd::mixdown), outcome::done);
     EXPECT_EQ(
         difference(read_track(p, 0, 2), {ev(0xB3, 7, 90, bar1), ev(0xC0, 5, 0, bar1 + 10),
@@ -209,17 +215,18 @@ TEST_F(CopyCommands, RemixSpreadsChannelsAndKeysOverFreeTracksAndSaysWhatIsLeft)
     EXPECT_EQ(name_of(p.slot(0, 3).name), "Piano    3");
     EXPECT_EQ(t.screen.last_text(), "Source track deleted!");
 
-    // One free track: the lowest key goes there; poly pressure travels with its key.
+    // One free track: the lowest key goes there; channel events go with their first byte's key.
     for (int tr = 1; tr < tracks_per_pattern - 1; ++tr)
         if (!p.slot(0, tr).in_use) give_track(p, 0, tr, {ev(0xC0, 1, 0, bar1)});
     const records rest = {ev(0x90, 62, 100, bar1 + 1), ev(0xA0, 62, 30, bar1 + 2),
                           ev(0x80, 62, 0, bar1 + 6), ev(0xB0, 7, 90, bar1 + 7)};
     fill({ev(0x90, 60, 100, bar1), rest[0], rest[1], ev(0xA0, 60, 9, bar1 + 3),
-          ev(0x80, 60, 0, bar1 + 5), rest[2], rest[3]});
+          ev(0xE0, 60, 64, bar1 + 4), ev(0x80, 60, 0, bar1 + 5), rest[2], rest[3]});
     EXPECT_EQ(run(cmd::remix_by_note), outcome::done);
-    EXPECT_EQ(difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3),
-                                                ev(0x80, 60, 0, bar1 + 5)}),
-              "");
+    EXPECT_EQ(
+        difference(read_track(p, 0, 31), {ev(0x90, 60, 100, bar1), ev(0xA0, 60, 9, bar1 + 3),
+                                          ev(0xE0, 60, 64, bar1 + 4), ev(0x80, 60, 0, bar1 + 5)}),
+        "");
     EXPECT_EQ(difference(track(), rest), "");
     EXPECT_EQ(t.screen.last_text(),
               "Not enough tracks for all\ndifferent pitches to be extracted!");

@@ -27,12 +27,30 @@ TEST_F(EventCommands, TransformRewritesNotesWithTheirNoteOffsAndKeepsVelocities)
 }
 
 TEST_F(EventCommands, TheSecondByteOfOtherEventsLooksAtTheFirstBytesResult) {
-    fill({ev(0x90, 60, 100, bar1), ev(0xB0, 7, 90, bar1), ev(0x80, 60, 64, bar1 + 10)});
-    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::all_channel - 1}, {"Result Events", 0},
-                                          {"Result -1-", -2}, {"Result -2-", 5}}),
+    fill({ev(0x90, 60, 100, bar1), ev(0xB0, 7, 90, bar1), ev(0x80, 60, 64, bar1 + 10),
+          ev(0xB0, 10, 0, bar1 + 10)});
+    p.d.left_locator = bar1;
+    p.d.right_locator = bar1 + 10;
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::all_channel - 1},
+                                          {"Result Events", 0},
+                                          {"Result -1-", -2},
+                                          {"Result -2-", 0},
+                                          {"Amount -1-", 30},
+                                          {"Range", 1}}),
               outcome::done);
-    // The controller swaps its bytes; the note takes 5 as its velocity.
-    EXPECT_EQ(difference(track(), {ev(0x90, 100, 5, bar1), ev(0xB0, 90, 7, bar1), ev(0x80, 100, 64, bar1 + 10)}), "");
+    // The controller swaps its bytes; the note asks for velocity 0 and keeps 1; keys held at 127;
+    // the controller on the right locator is outside.
+    EXPECT_EQ(difference(track(), {ev(0x90, 127, 1, bar1), ev(0xB0, 120, 7, bar1),
+                                   ev(0x80, 127, 64, bar1 + 10), ev(0xB0, 10, 0, bar1 + 10)}),
+              "");
+    // Channel pressure has no second byte: a -2- range does not hold it back.
+    fill({ev(0xD0, 40, 0, bar1)});
+    EXPECT_EQ(run(cmd::transform_events, {{"Events", event_type::channel_pressure - 1},
+                                          {"-2- Low", 50},
+                                          {"Result -1-", 60},
+                                          {"Amount -1-", -1}}),
+              outcome::done);
+    EXPECT_EQ(difference(track(), {ev(0xD0, 60, 0, bar1)}), "");
 }
 
 TEST_F(EventCommands, ANoteTurnedIntoAControllerLosesItsNoteOffToTheCheck) {
