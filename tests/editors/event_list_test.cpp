@@ -117,6 +117,10 @@ TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
     records want = long_event(0xF0, 3072, sysex_payload(9));
     want.insert(want.end(), {ev(0x92, 40, 70, 3072), ev(0x82, 40, 64, 3072)});
     EXPECT_EQ(difference(track(), want), "");
+    // With the next note of the key two ticks on, the new note lasts one.
+    open({ev(0xB0, 1, 0, 3100), ev(0x93, 40, 90, 3102), ev(0x83, 40, 64, 3200)});
+    ASSERT_EQ(insert_note(p), outcome::done);
+    EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3101);
 }
 
 TEST_F(EventList, InsertOtherCopiesAControllerRowAndHighlightsTheCopy) {
@@ -132,11 +136,12 @@ TEST_F(EventList, InsertOtherCopiesAControllerRowAndHighlightsTheCopy) {
 }
 
 TEST_F(EventList, DeleteTakesTheNoteOffAlongAndAsksBeforeALoneNoteOff) {
-    open({ev(0x90, 60, 90, 3072), ev(0xB0, 7, 1, 3080), ev(0x80, 60, 64, 3168), ev(0x80, 62, 64, 3170)});
+    // The note-off is the next row: the highlight goes past it.
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3076), ev(0xB0, 7, 1, 3080), ev(0x80, 62, 64, 3170)});
+    p.editor.filters.off = true;
     ASSERT_EQ(delete_event(p), outcome::done);
     EXPECT_EQ(difference(track(), {ev(0xB0, 7, 1, 3080), ev(0x80, 62, 64, 3170)}), "");
     EXPECT_EQ(cursor().status(), 0xB0);
-    p.editor.filters.off = true;
     down(1);
     t.screen.answers = {msg_answer::no};
     EXPECT_EQ(delete_event(p), outcome::cancelled);
@@ -161,6 +166,10 @@ TEST_F(EventList, ChangeEventCyclesTheKindsAndRefusesALongSysex) {
     // The pitch wheel's data came back on the P-Press; the text's second turn was a lyric.
     EXPECT_EQ(nums(cursor().data1(), cursor().data2(), p.editor.other == other_kind::last_other),
               nums(7, 100, 1));
+    p.editor.filters.off = true;
+    open({ev(0x81, 60, 10, 3072)});  // a note-off becomes a note-on of velocity 64
+    ASSERT_EQ(change_event(p), outcome::done);
+    EXPECT_EQ(nums(cursor().status(), cursor().data2()), nums(0x91, 64));
     open(long_event(0xF0, 3072, sysex_payload(9)));
     EXPECT_EQ(change_event(p), outcome::refused);
     EXPECT_EQ(t.screen.last_text(), msg_long_sysex);
@@ -177,6 +186,8 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3299);
     set_row_data(p, p.editor.cursor, row_data::data2, 0);
     EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
+    move_row_event(p, p.editor.cursor, last_position);  // its note-off stops at the song's end
+    EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), last_position);
     expect_sound();
     // A poly pressure's channel counts from 1 to 16, its key goes by its name.
     open({ev(0xA0, 60, 30, 3072)});

@@ -100,6 +100,13 @@ TEST_F(Grid, AMoveLocksToTheFirstAxisAndTheGroupStopsAtTheTopKeyKeepingItsShape)
                                    selected(ev(0x80, 122, 64, 3200)), selected(ev(0x80, 127, 64, 3200))}),
               "");
     EXPECT_EQ(p.store().at(p.editor.cursor).data1(), 122);
+    // A row down first: the drag keeps to time whatever keys it crosses after.
+    mouse.press(p, {3075, 122}, left_button, none, row);
+    mouse.move(p, {3075 + row, 122}, none, false);
+    mouse.move(p, {3075 + row, 100}, none, false);
+    EXPECT_EQ(mouse.label(p), "  Move  ");
+    mouse.move(p, {3075, 122}, none, false);
+    mouse.release(p);
     // Down first: time only. Ctrl copies and frees both axes; the copies alone stay selected.
     drag({3075, 122}, {3075 + 192, 120}, left_button, ctrl);
     EXPECT_EQ(difference(track(), {ev(0x90, 122, 90, 3072), ev(0x90, 127, 90, 3120),
@@ -114,12 +121,13 @@ TEST_F(Grid, ALengthDragSnapsToWholeUnitsOneTickShortAndStopsBeforeTheNextNoteOf
     open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3264), ev(0x90, 60, 90, 3456), ev(0x80, 60, 64, 3500)});
     p.song.snap_to_grid = 1;
     // From the note's last row to 300 ticks after its start: 288 whole sixteenths, less one.
-    drag({3260, 60}, {3072 + 300, 60});
+    drag({3256, 60}, {3072 + 300, 60});
     EXPECT_EQ(p.store().position(note_of(p, find_note_on(p, 3072, 60)).off), 3072 + 287);
     EXPECT_EQ(p.editor.grid.last_length, 287);
-    // Longer than the gap to the next note of the key: refused, the note stays.
-    drag({3355, 60}, {3072 + 500, 60});
-    EXPECT_EQ(t.screen.messages.back().text, msg_note_overlaps);
+    // Reaching the next note of the key: refused, the note stays.
+    p.song.snap_to_grid = 0;
+    drag({3355, 60}, {3456 + 1, 60});
+    EXPECT_EQ(t.screen.last_text(), msg_note_overlaps);
     EXPECT_EQ(p.store().position(note_of(p, find_note_on(p, 3072, 60)).off), 3072 + 287);
     expect_sound();
 }
@@ -131,6 +139,7 @@ TEST_F(Grid, TheEraserAndTheRubberBandWorkNoteByNoteAndTheSessionUndoesInOneStep
     open(start);
     // The band from key 61 to 64 picks two of the chord; Shift with a band clears one again.
     drag({3000, 61}, {3100, 64});
+    EXPECT_EQ(sent_bytes(t.midi, 0).front(), (std::vector<int>{0x90, 61, 81}));  // the key sounds
     EXPECT_EQ(selected_notes(p).size(), 2U);
     drag({3000, 64}, {3100, 64}, left_button, shift);
     EXPECT_EQ(selected_notes(p).size(), 1U);
@@ -157,6 +166,12 @@ TEST_F(Grid, TheLaneSetsValuesFromItsEdgeAndMakesControllersOnTheTracksChannel) 
     mouse.move_lane(p, 110, 3200, none);
     mouse.release(p);
     EXPECT_EQ(p.store().at(find_note_on(p, 3072, 60)).data2(), 46);
+    // Pressures, program and pitch wheel: the lane's kind and the byte of its value.
+    const midi_event poly = ev(0xA3, 60, 20, 0);
+    EXPECT_EQ(nums(in_lane(lane::poly_pressure, poly), in_lane(lane::channel_pressure, poly),
+                   lane_value(lane::channel_pressure, ev(0xD0, 33, 0, 0)),
+                   lane_value(lane::pitch_wheel, ev(0xE0, 0, 70, 0))),
+              nums(1, 0, 33, 70));
     p.song.grid_lane = 7;
     p.slot(0, 0).channel = 2;
     // R alone sets the controller in its row and makes one in an empty row.
@@ -185,8 +200,11 @@ TEST_F(Grid, SelectNotesItemsAndQuaWorkOnTheSelection) {
     toggle_selected(p, note_of(p, find_note_on(p, 3080, 60)));
     select_notes(p, 2);  // Equal Pitch: both 60s
     EXPECT_EQ(selected_notes(p).size(), 2U);
+    toggle_selected(p, note_of(p, find_note_on(p, 3080, 60)));
+    select_notes(p, 3);  // Lower/Same Pitch: the other 60 too
+    EXPECT_EQ(selected_notes(p).size(), 2U);
     toggle_selected(p, note_of(p, find_note_on(p, 3100, 64)));
-    select_notes(p, 3);  // Lower/Same Pitch: all but 67
+    select_notes(p, 3);  // all but 67
     EXPECT_EQ(selected_notes(p).size(), 3U);
     select_notes(p, 1);  // Toggle
     ASSERT_EQ(selected_notes(p).size(), 1U);

@@ -85,8 +85,8 @@ TEST_F(TempoLists, SignatureChangesKeepTheBarsAfterThem) {
     EXPECT_EQ(difference(list(c), before), "");
 
     ASSERT_TRUE(move_cursor(p, 1));
-    // A bar on: the 4/4 gains a bar, the 3/4 keeps one.
-    list_column_field(p, erg::position, cursor()).set(three + bar34);
+    // A bar on: the 4/4 gains a bar, the 3/4 keeps one; a second bar would reach the next.
+    list_column_field(p, erg::position, cursor()).set(three + 2 * bar34);
     EXPECT_EQ(difference(list(c), {sig(4, 4, song_start), sig(3, 4, three + bar44), sig(4, 4, three + bar44 + bar34)}), "");
     list_column_field(p, erg::position, cursor()).set(three);
     EXPECT_EQ(difference(list(c), before), "");
@@ -103,6 +103,7 @@ TEST_F(TempoLists, SignatureChangesKeepTheBarsAfterThem) {
     // Insert Sign copies it a bar on; deleting the first 3/4 leaves its bar to the 4/4.
     ASSERT_EQ(insert_other(p), outcome::done);
     EXPECT_EQ(p.store().position(cursor()), three + bar34);
+    EXPECT_EQ(insert_other(p), outcome::refused);  // no bar left before the 4/4
     ASSERT_TRUE(move_cursor(p, -1));
     ASSERT_EQ(delete_event(p), outcome::done);
     EXPECT_EQ(difference(list(c), {sig(4, 4, song_start), sig(3, 4, three + bar44), sig(4, 4, three + bar44 + bar34)}), "");
@@ -127,6 +128,10 @@ TEST_F(TempoLists, NoSignatureIsPushedPastTheEnd) {
     EXPECT_EQ(difference(list(c), {sig(4, 4, song_start), sig(2, 4, half + 2 * bar44), sig(4, 4, last_position)}), "");
     ASSERT_TRUE(move_cursor(p, 1));
     EXPECT_EQ(insert_other(p), outcome::refused);  // no bar left before the end
+    // Back as far as it goes: a bar after the first signature.
+    ASSERT_TRUE(move_cursor(p, -1));
+    list_column_field(p, erg::position, cursor()).set(0);
+    EXPECT_EQ(p.store().position(cursor()), song_start + bar44);
     expect_sound(c);
 }
 
@@ -171,8 +176,9 @@ TEST_F(TempoLists, ProcessTempoTrackScalesByAPercentageOrRampsTheChangesInARange
     scale_tempo_list(p, 50);
     EXPECT_EQ(difference(list(p.d.tempo_chain), {tempo(18075, 0)}), "");
 
-    // 100 to 120 over 1920 ticks: the event at the end is left alone, and none is added.
-    const records ramp = {tempo(9000, 0), tempo(9000, song_start), tempo(9000, song_start + 960),
+    // 100 to 120 over 1920 ticks: a tick short of 111 reads 110, the event at the end is left
+    // alone, and none is added.
+    const records ramp = {tempo(9000, 0), tempo(9000, song_start), tempo(9000, song_start + 1055),
                           tempo(9000, song_start + 1920)};
     use_tempo_track(p, ramp);
     ramp_tempo_list(p, {100, song_start, 120, song_start});
@@ -184,7 +190,7 @@ TEST_F(TempoLists, ProcessTempoTrackScalesByAPercentageOrRampsTheChangesInARange
     v[5].number = song_start + 1920;
     ASSERT_EQ(run_command(p, c, v), outcome::done);
     EXPECT_EQ(difference(list(p.d.tempo_chain), {tempo(9000, 0), tempo(10000, song_start),
-                                                 tempo(11000, song_start + 960), tempo(9000, song_start + 1920)}),
+                                                 tempo(11000, song_start + 1055), tempo(9000, song_start + 1920)}),
               "");
     expect_sound(p.d.tempo_chain);
 }

@@ -134,10 +134,12 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         give_track(
             *t, 0, 3,
             flat({{ev(0x90, 60, 100, song_start), ev(0xB0, 7, 100, song_start + 10),
-                   ev(0xC1, 5, 0, song_start + 20), ev(0x80, 60, 64, song_start + 192),
-                   ev(0x92, 62, 90, song_start + 768 + 48 + 5), ev(0xE0, 0, 64, song_start + 830)},
+                   ev(0xC1, 5, 0, song_start + 20), ev(0x90, 64, 70, song_start + 30),
+                   ev(0x80, 64, 64, song_start + 83), ev(0x80, 60, 64, song_start + 192),
+                   ev(0x92, 62, 90, song_start + 768 + 48 + 5), ev(0xE0, 0, 64, song_start + 830),
+                   ev(0xD0, 40, 0, song_start + 840)},
                   long_event(st::sysex, song_start + 900, {0x41, 0x10, 0x42, 0x12, 0xF7}),
-                  text_event(song_start + 950, "Hi\r\nthere", true)}));
+                  text_event(song_start + 950, "Hi\r\nthere, 12345678901234567", true)}));
         put_name(t->slot(0, 3).name, "Lead");
         give_track(*t, 2, 0, {ev(0x9F, 5, 1, song_start + 3 * 768)});
         replace_list(*t, t->d.tempo_chain, {tempo(9050, 0), tempo(30005, song_start)});
@@ -153,11 +155,14 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         "     1  1  1  1 Note      1  C 4 100        1  0  0",
         "     1  1  1 11 Control   1    7 100     Volume",
         "     1  1  1 21 Program   2    5",
+        "     1  1  1 31 Note      1  E 4  70           1  5",
+        "     1  1  2 36 Note Off  1  E 4  64",
         "     1  2  1  1 Note Off  1  C 4  64",
         "     2  1  2  6 Note      3  D 4  90     Missing",
         "     2  1  2 15 PitchWh   1    0  64",
+        "     2  1  2 25 C-Press   1   40",
         "     2  1  3 37 Sys Ex        65  16    Roland",
-        "     2  1  4 39 Lyric    Hi..there",
+        "     2  1  4 39 Lyric    Hi..there, 1234567890123456",
         "pattern 2 track 0 name \"          \"",
         "     4  1  1  1 Note     16  F-1   1     Missing",
         "    -3  1  1  1 Tempo         90  50",
@@ -168,7 +173,7 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
 
     r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --pattern 2");
     ASSERT_EQ(r.status, 0);
-    EXPECT_EQ(lines_of(r.out), (std::vector<std::string>{want[9], want[10]}));
+    EXPECT_EQ(lines_of(r.out), (std::vector<std::string>{want[12], want[13]}));
 }
 
 TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
