@@ -1,6 +1,8 @@
 // The names the program shows for MIDI numbers: controllers, sysex manufacturers and notes.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <string>
 
 namespace kestrune {
@@ -12,5 +14,8 @@ const char* controller_name(int number);
 const char* manufacturer_name(int id);
 // Note name, 4 characters: " C 4", "C#-1".
 std::string note_name(int note);
+
+// Which channels of each port show patch names instead of program numbers.
+using patch_name_flags = std::array<std::array<std::int16_t, 16>, 4>;
 
 }  // namespace kestrune

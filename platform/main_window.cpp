@@ -193,6 +193,7 @@ main_window::main_window(session& s) : s_(s) {
     }
     names.shown = &s_.settings.show_patch_names;
     s_.screen->mixer().set_names(names);
+    s_.screen->set_patch_names(&s_.patches, &s_.settings.show_patch_names);
     build_menus();
 
     window_hooks& w = s_.window;

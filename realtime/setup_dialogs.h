@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/midi_names.h"
 #include "core/program.h"
 
 namespace kestrune {
@@ -17,9 +18,6 @@ inline constexpr const char* msg_restart_for_memory =
     "You must quit and restart KESTRUNE\nto get the requested amount of events!";
 inline constexpr const char* msg_many_events = "Do you really need that many events?";
 inline constexpr const char* msg_cant_open_input = "Can't open the requested input device!";
-
-// Which channels of each port show patch names instead of program numbers.
-using patch_name_flags = std::array<std::array<std::int16_t, 16>, 4>;
 
 // The built-in synth's SoundFont as MIDI Setup shows and changes it. The program sets `choose`
 // where the synth is built: it takes the file at once and keeps it in the settings, or returns

@@ -201,7 +201,8 @@ std::vector<list_painter::row_view> list_painter::rows_of(const program& p) cons
     std::vector<row_view> rows(static_cast<std::size_t>(shown_rows(p)));
     const list_row_events events = list_rows_of(p);
     const track_slot& t = edited_slot(p);
-    const row_context context{.track_channel = t.channel, .port = t.port};
+    const row_context context{
+        .track_channel = t.channel, .port = t.port, .patches = patches_, .show_patch_names = names_shown_};
     for (int r = 0; r < shown_rows(p); ++r) {
         row_view& v = rows[static_cast<std::size_t>(r)];
         v.highlight = r == p.editor.cursor_row;

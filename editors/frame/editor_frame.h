@@ -7,8 +7,10 @@
 
 #include "core/canvas.h"
 #include "core/command.h"
+#include "core/midi_names.h"
 #include "core/program.h"
 #include "editors/list/event_list.h"
+#include "files/patch_names.h"
 
 namespace kestrune {
 
@@ -85,6 +87,11 @@ public:
     void paint(canvas& c, const rect& clip, const program& p, const editor_geometry& g);
     // Forgets what it showed: the next refresh repaints every row.
     void reset() { shown_.clear(); }
+    // Program rows name their patch where these show names; none are given in tests.
+    void set_names(const patch_tables* patches, const patch_name_flags* shown) {
+        patches_ = patches;
+        names_shown_ = shown;
+    }
 
 private:
     struct row_view {
@@ -96,6 +103,8 @@ private:
     std::vector<row_view> rows_of(const program& p) const;
     std::vector<row_view> shown_;
     std::string step_text_;
+    const patch_tables* patches_ = nullptr;
+    const patch_name_flags* names_shown_ = nullptr;
 };
 
 }  // namespace kestrune

@@ -18,7 +18,7 @@ struct row_context {
     int track_channel = 16;
     int port = 0;
     const patch_tables* patches = nullptr;
-    const std::int16_t (*show_patch_names)[16] = nullptr;  // 4 ports by 16 channels
+    const patch_name_flags* show_patch_names = nullptr;
 };
 
 // The 52-character row of the event at e, with every row filter on.

@@ -207,6 +207,10 @@ mixer_view& main_screen::mixer() {
     return m_->mixer;
 }
 
+void main_screen::set_patch_names(const patch_tables* patches, const patch_name_flags* shown) {
+    m_->list.set_names(patches, shown);
+}
+
 const region_tree& main_screen::regions() const {
     return m_->tree;
 }

@@ -11,6 +11,8 @@
 
 #include "core/canvas.h"
 #include "core/keys.h"
+#include "core/midi_names.h"
+#include "files/patch_names.h"
 #include "song/mouse_model.h"
 
 namespace kestrune {
@@ -138,6 +140,8 @@ public:
 
     // The mixer, shown in place of the panes while it is open.
     mixer_view& mixer();
+    // The patch names the event list shows on program rows.
+    void set_patch_names(const patch_tables* patches, const patch_name_flags* shown);
 
     // The region tree of the current layout, and the transport the screen drives.
     const region_tree& regions() const;

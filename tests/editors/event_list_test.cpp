@@ -62,9 +62,9 @@ TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
     patch_tables names;
     names[2].names[5] = "Warm Pad";
     names[2].from_file = true;
-    std::int16_t shown[4][16] = {};
+    patch_name_flags shown{};
     shown[2][0] = 1;
-    const row_context ports{.port = 2, .patches = &names, .show_patch_names = shown};
+    const row_context ports{.port = 2, .patches = &names, .show_patch_names = &shown};
     EXPECT_EQ(event_row_text(p, rows[0], ports).substr(38, 13), "Warm Pad     ");
     EXPECT_FALSE(move_cursor(p, -1));
     down(3);
