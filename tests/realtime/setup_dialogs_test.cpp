@@ -34,6 +34,8 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
               nums(1, 0, 0, 0, 1, 1, 3, 4, 0));
     // Nothing open at all: the program will ask for MIDI Setup.
     midi_setup_dialog none(*t, s);
+    EXPECT_EQ(nums(none.delay_index, none.spp_index, midi_setup_dialog::delay_entries().size()),
+              nums(10, 3, 15));
     none.output_choice = {0, 0, 0, 0};
     none.ok();
     EXPECT_EQ(t->d.midi_not_configured, 1);
@@ -121,6 +123,9 @@ TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     dlg.step_timer(-4);
     EXPECT_TRUE(dlg.ok());
     EXPECT_EQ(nums(t->d.memory_units, t->d.timer_resolution), nums(50, 2));
+    dlg.units = 11;  // the smallest pool that asks
+    t.screen.answers = {msg_answer::no};
+    EXPECT_FALSE(dlg.ok());
 }
 
 TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists) {

@@ -311,6 +311,12 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     const command_record& speed = *table.find(cmd::change_speed);
     EXPECT_EQ(ranges(speed), std::vector<std::string>{"Speed: decimal 0.200..4.000"});
     EXPECT_EQ(initial_values(*t, speed)[0].number, 1000);
+    // Patterns and channels count from 1; a segment is copied at least once.
+    const std::vector<std::string> segment = ranges(*table.find(cmd::copy_pattern_segment));
+    const std::vector<std::string> events = ranges(*table.find(cmd::delete_events));
+    EXPECT_EQ((std::vector<std::string>{segment[0], segment[5], events[1], events[2]}),
+              (std::vector<std::string>{"Source Pattern: number 1..17", "Copies: number 1..99",
+                                        "Chan Low: number 1..16", "Chan High: number 1..16"}));
     // The Qua pop-up offers NO and the values from fine to coarse.
     const command_record& popup = *table.find(cmd::quantize_popup);
     EXPECT_EQ(popup.fields[0].choices,
@@ -433,7 +439,7 @@ TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum)
 }
 
 // What a typed entry and apply's argument read as, and how the value shows, kind by kind.
-TEST(CommandDialog, EntriesConvertOneBasedChannelsPercentsAndBars) {
+TEST(CommandDialog, EntriesAndClicksConvertChannelsPercentsBarsAndDecimals) {
     testing::test_program t;
     program& p = *t;
     const field_spec track{.label = "Track", .kind = field_kind::one_based, .low = 0, .high = 31};
@@ -457,6 +463,25 @@ TEST(CommandDialog, EntriesConvertOneBasedChannelsPercentsAndBars) {
         nums(read(percent, "-90"), read(percent, "100"), read(percent, "250"), read(percent, "x")),
         nums(-9, 10, 10, -99));
     EXPECT_EQ(field_text(p, percent, -9), "-90");
+    // One click: a check box flips on the left button only; a speed steps the digit under the
+    // pointer, a tempo whole beats, tenths or hundredths; a denominator doubles; a length a bar.
+    const auto click = [&](const field_spec& f, std::int32_t v, int code, int px_from_right) {
+        return step_field(p, f, v, code, {}, {100 - px_from_right, 100, 10});
+    };
+    const field_spec speed{
+        .label = "Speed", .kind = field_kind::thousandths, .low = 200, .high = 4000};
+    const field_spec tempo{.label = "Tempo", .kind = field_kind::tempo, .low = 1000, .high = 25000};
+    const field_spec denominator{
+        .label = "Den", .kind = field_kind::power_of_two, .low = 1, .high = 32};
+    const field_spec length{
+        .label = "Length", .kind = field_kind::time_span, .low = 0, .high = last_position};
+    EXPECT_EQ(
+        nums(click(check_field("On"), 0, 1, 5), click(check_field("On"), 0, 2, 5),
+             click(speed, 1000, 1, 5), click(speed, 1000, 1, 15), click(speed, 1000, 1, 25),
+             click(speed, 1000, 1, 45), click(tempo, 12000, 1, 5), click(tempo, 12000, 1, 18),
+             click(tempo, 12000, 1, 45), click(denominator, 4, 1, 5), click(length, 768, 1, 95)),
+        nums(1, 0, 1001, 1010, 1100, 2000, 12001, 12010, 12100, 8, 1536));
+    EXPECT_EQ(nums(read(speed, "1.25"), read(speed, "0.1")), nums(1250, 200));
     // A bar field: bar 2 in 4/4 is 768 ticks after bar 1, which is 3072.
     EXPECT_EQ(nums(read(bar, "2"), read(bar, "1.2")), nums(3072 + 768, 3072 + 192));
     EXPECT_EQ(field_text(p, bar, 3072 + 768 + 192 + 48 + 1), "   2  2  2  2");
