@@ -219,7 +219,7 @@ TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
     tr.solo_follows_track();
     EXPECT_EQ(nums(t->d.track_enable[0], t->d.track_enable[1]), nums(1, 0));
     tr.toggle_solo();
-    for (int i = 0; i < 32; ++i) EXPECT_EQ(t->d.track_enable[i], 1);
+    for (int i = 0; i < 32; ++i) EXPECT_EQ(nums(t->d.track_enable[i], t->d.parallel_enable[i]), nums(1, 1));
 }
 
 TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
