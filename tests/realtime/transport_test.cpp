@@ -289,7 +289,7 @@ TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhi
     EXPECT_EQ(t.screen.last_text(),
               "The Tempo Track is active!\nChange value in the Tempo Editor.");
     tr.toggle_tempo_track();
-    EXPECT_EQ(t->d.tempo_increment, 3145);
+    EXPECT_EQ(nums(tr.shown_tempo, t->d.tempo_increment), nums(12000, 3145));
     t->d.external_sync = 1;
     tr.toggle_tempo_track();
     EXPECT_EQ(t->d.tempo_track_on, 0);

@@ -260,6 +260,7 @@ TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
         {rgn::pattern_number, 0, "99", pattern, parallel_pattern},
         {rgn::groove, 0, "2", [&] { return int{t->app.edit_grid}; }, 768 / 4},
         {rgn::tempo, 0, "0", [&] { return int{t->app.song_tempo}; }, 100},
+        {rgn::position, 0, "9999", [&] { return int{t->d.position}; }, 0xFF000},
     };
     for (const auto& row : rows) {
         t.screen.typed = {row.typed};
