@@ -183,9 +183,23 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     for (int p = 0; p <= parallel_pattern; ++p) EXPECT_EQ(t->slot(p, 3).channel, 4) << p;
     for (int i = 0; i < 20; ++i) click(rgn::channel, 3);
     EXPECT_EQ(slot(3).channel, 16);
+    // The cells as drawn, "^" marking inverted text.
+    slot(5).port = 3;
+    slot(6).mute = 1;
+    t->d.current_track = 2;
+    t->step(song_steps).track_mask = ~0U;
     testing::recording_canvas c;
     paint(c);
-    EXPECT_EQ(c.text_in(row_of(place(rgn::channel), 3, screen.cell_height())), "--");
+    const auto cell = [&](int region, int row) {
+        const rect r = row_of(place(region), row, screen.cell_height());
+        for (const auto& d : c.texts)
+            if (r.contains(d.place.left, d.place.top)) return d.text + (d.inverted ? "^" : "");
+        return std::string();
+    };
+    EXPECT_EQ(std::vector({cell(rgn::channel, 3), cell(rgn::port, 5), cell(rgn::mute, 6),
+                           cell(rgn::quantize, 0), cell(rgn::transpose, 2), cell(rgn::pattern_number, 0),
+                           cell(rgn::step_pattern, 1), cell(rgn::step_pattern, 2), cell(rgn::master_mute, 0)}),
+              std::vector<std::string>({"--", " D", "*  ", "NO", " 0^", " 1", " 1^", " 2", "M^"}));
     for (int i = 0; i < 5; ++i) click(rgn::compress, 0);
     EXPECT_EQ(slot(0).compress, 5);
     click(rgn::port, 1);
