@@ -195,10 +195,13 @@ outcome insert_note(program& p) {
         ed.last_note = {on.status(), on.data1(), on.data2()};
         int depth = 0;
         const ref32 partner = s.find_note_off(c, &depth);
-        // The note-off first: it lies later, so the note-on's place stays where it is.
-        if (depth == 0)
-            edit.insert(s.next_record(partner), s.at(partner));
-        else
+        // The note-off first: it lies later, so the note-on's place stays where it is. The copy's
+        // note-off goes before the partner, so it pairs with the copy and carries no shift bits.
+        if (depth == 0) {
+            midi_event off = s.at(partner);
+            clear_shift_note_off_part(off);
+            edit.insert(partner, off);
+        } else
             edit.insert(at, midi_event::make(off_status(on.status()), on.data1(), 64, on.position()));
         edit.insert(at, on);
     } else if (edit.insert(at, on)) {

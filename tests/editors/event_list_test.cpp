@@ -6,9 +6,11 @@
 #include "core/command_table.h"
 #include "editors/editor_commands.h"
 #include "editors/frame/editor_frame.h"
+#include "editors/list/event_rows.h"
 #include "editors/list/list_edit.h"
 #include "editors/list/list_fields.h"
 #include "editors/list/step_input.h"
+#include "processing/quantize.h"
 #include "processing/undo.h"
 #include "realtime/transport.h"
 #include "song/field_text.h"
@@ -56,6 +58,14 @@ TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
     EXPECT_EQ(nums(p.store().status(rows[0]), p.store().status(rows[1]), p.store().status(rows[2]),
                    rows[3]),
               nums(0xC0, 0x90, 0xB0, 0));
+    // A program change names its patch from the track's port (C here), for the event's channel.
+    patch_tables names;
+    names[2].names[5] = "Warm Pad";
+    names[2].from_file = true;
+    std::int16_t shown[4][16] = {};
+    shown[2][0] = 1;
+    const row_context ports{.port = 2, .patches = &names, .show_patch_names = shown};
+    EXPECT_EQ(event_row_text(p, rows[0], ports).substr(38, 13), "Warm Pad     ");
     EXPECT_FALSE(move_cursor(p, -1));
     down(3);
     EXPECT_TRUE(cursor().is_end());
@@ -121,6 +131,19 @@ TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
     open({ev(0xB0, 1, 0, 3100), ev(0x93, 40, 90, 3102), ev(0x83, 40, 64, 3200)});
     ASSERT_EQ(insert_note(p), outcome::done);
     EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3101);
+    // The double of a note quantized by +5 was never played elsewhere: Deq leaves it in place
+    // and still takes the +5 back from the original.
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3200)});
+    event_store s = p.store();
+    set_shift_note_on_part(s.at(p.editor.cursor), 5);
+    set_shift_note_off_part(s.at(s.find_note_off(p.editor.cursor)), 5);
+    const ref32 original = p.editor.cursor;
+    ASSERT_EQ(insert_note(p), outcome::done);
+    dequantize_note(p, p.editor.cursor);
+    dequantize_note(p, original);  // in chain order, not re-sorted
+    EXPECT_EQ(difference(track(), {ev(0x90, 60, 90, 3067), ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3200),
+                                   ev(0x80, 60, 64, 3195)}),
+              "");
 }
 
 TEST_F(EventList, InsertOtherCopiesAControllerRowAndHighlightsTheCopy) {

@@ -143,6 +143,10 @@ TEST_F(Grid, TheEraserAndTheRubberBandWorkNoteByNoteAndTheSessionUndoesInOneStep
     EXPECT_EQ(selected_notes(p).size(), 2U);
     drag({3000, 64}, {3100, 64}, left_button, shift);
     EXPECT_EQ(selected_notes(p).size(), 1U);
+    // A note that ends on the band's left edge is inside it.
+    drag({3200, 60}, {3150, 60});
+    ASSERT_EQ(selected_notes(p).size(), 1U);
+    EXPECT_EQ(selected_notes(p)[0].on, find_note_on(p, 3072, 60));
     // R with Shift drawn down key 60 erases each note under it once, selected alone first.
     mouse.press(p, {3080, 60}, right_button, shift, row);
     for (std::int32_t tick = 3080; tick < 3420; tick += row) mouse.move(p, {tick, 60}, shift, false);

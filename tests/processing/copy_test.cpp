@@ -123,6 +123,16 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     p.d.current_track = 1;
     EXPECT_EQ(run(cmd::undo), outcome::done);
     EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+    // The right locator before the left one is refused; on the same tick it is not.
+    p.d.current_track = 0;
+    p.d.right_locator = bar1 - 1;
+    EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::refused);
+    EXPECT_EQ(t.screen.last_text(), "Left locator can't be\nbigger than Right locator!");
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+    p.d.right_locator = bar1;
+    EXPECT_EQ(run(cmd::copy_track_segment, {{"Destination Track", 1}, {"Replace", 0}}), outcome::done);
+    EXPECT_EQ(difference(read_track(p, 0, 1), dest), "");
+    p.d.right_locator = bar1 + 768;
 
     p.d.current_track = 0;
     t.screen.answers = {msg_answer::no};
