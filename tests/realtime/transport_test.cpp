@@ -219,7 +219,7 @@ TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
     tr.solo_follows_track();
     EXPECT_EQ(nums(t->d.track_enable[0], t->d.track_enable[1]), nums(1, 0));
     tr.toggle_solo();
-    for (int i = 0; i < 32; ++i) EXPECT_EQ(t->d.track_enable[i], 1);
+    for (int i = 0; i < 32; ++i) EXPECT_EQ(nums(t->d.track_enable[i], t->d.parallel_enable[i]), nums(1, 1));
 }
 
 TEST_F(Transport, MemoryPositionWhileRunningStopsAndRestartsTheClock) {
@@ -289,7 +289,7 @@ TEST_F(Transport, TempoTrackToggleSwitchesTheRateAndManualEditsAreRefusedMeanwhi
     EXPECT_EQ(t.screen.last_text(),
               "The Tempo Track is active!\nChange value in the Tempo Editor.");
     tr.toggle_tempo_track();
-    EXPECT_EQ(t->d.tempo_increment, 3145);
+    EXPECT_EQ(nums(tr.shown_tempo, t->d.tempo_increment), nums(12000, 3145));
     t->d.external_sync = 1;
     tr.toggle_tempo_track();
     EXPECT_EQ(t->d.tempo_track_on, 0);

@@ -183,9 +183,23 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     for (int p = 0; p <= parallel_pattern; ++p) EXPECT_EQ(t->slot(p, 3).channel, 4) << p;
     for (int i = 0; i < 20; ++i) click(rgn::channel, 3);
     EXPECT_EQ(slot(3).channel, 16);
+    // The cells as drawn, "^" marking inverted text.
+    slot(5).port = 3;
+    slot(6).mute = 1;
+    t->d.current_track = 2;
+    t->step(song_steps).track_mask = ~0U;
     testing::recording_canvas c;
     paint(c);
-    EXPECT_EQ(c.text_in(row_of(place(rgn::channel), 3, screen.cell_height())), "--");
+    const auto cell = [&](int region, int row) {
+        const rect r = row_of(place(region), row, screen.cell_height());
+        for (const auto& d : c.texts)
+            if (r.contains(d.place.left, d.place.top)) return d.text + (d.inverted ? "^" : "");
+        return std::string();
+    };
+    EXPECT_EQ(std::vector({cell(rgn::channel, 3), cell(rgn::port, 5), cell(rgn::mute, 6),
+                           cell(rgn::quantize, 0), cell(rgn::transpose, 2), cell(rgn::pattern_number, 0),
+                           cell(rgn::step_pattern, 1), cell(rgn::step_pattern, 2), cell(rgn::master_mute, 0)}),
+              std::vector<std::string>({"--", " D", "*  ", "NO", " 0^", " 1", " 1^", " 2", "M^"}));
     for (int i = 0; i < 5; ++i) click(rgn::compress, 0);
     EXPECT_EQ(slot(0).compress, 5);
     click(rgn::port, 1);
@@ -259,6 +273,8 @@ TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
         {rgn::pattern_number, 0, "6", pattern, 5},
         {rgn::pattern_number, 0, "99", pattern, parallel_pattern},
         {rgn::groove, 0, "2", [&] { return int{t->app.edit_grid}; }, 768 / 4},
+        {rgn::tempo, 0, "0", [&] { return int{t->app.song_tempo}; }, 100},
+        {rgn::position, 0, "9999", [&] { return int{t->d.position}; }, 0xFF000},
     };
     for (const auto& row : rows) {
         t.screen.typed = {row.typed};
@@ -372,6 +388,10 @@ TEST_F(MainScreen, TheNameDragCopiesMovesSwapsAndDeletes) {
     drag(1, px - 2, py, {});
     EXPECT_EQ(slot(1).in_use, 0);
     EXPECT_GT(t->d.free_blocks, free_before);
+    // With solo on, the clicked name's track is the one that sounds.
+    t->app.solo_on = true;
+    click(rgn::track_name, 3);
+    EXPECT_EQ(nums(t->d.track_enable[0], t->d.track_enable[3]), nums(0, 1));
 }
 
 TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
@@ -379,6 +399,10 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     click(rgn::step_pattern, 1);
     EXPECT_EQ(t->step(0).pattern, 1);
     EXPECT_EQ(t->d.current_pattern, 1);
+    // The next row's pattern shows too; the first step's start stays.
+    click(rgn::step_pattern, 2);
+    click(rgn::step_bar, 1);
+    EXPECT_EQ(nums(t->d.current_pattern, t->step_start(0)), nums(2, song_start));
     click(rgn::step_insert);
     EXPECT_EQ(t->step(1).pattern, 1);
     click(rgn::step_down);
@@ -396,6 +420,15 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     click(rgn::step_down, 0, right_button);
     EXPECT_EQ(nums(t->d.current_step, t->d.left_locator, t->d.right_locator),
               nums(2, 15360, 21504));
+    // Bar clicks stop a bar before the step's end; from one tick a bar click gives one bar.
+    for (int i = 0; i < 10; ++i) click(rgn::step_bar, 1);
+    EXPECT_EQ(t->step_start(2), 21504 - 768);
+    set_step_length(*t, 2, 1);
+    const rect length = place(rgn::step_length);
+    screen.mouse_down(length.left + 1, length.top + 2, left_button, {}, now);
+    screen.mouse_up(length.left + 1, length.top + 2, left_button, now);
+    ticks(1);
+    EXPECT_EQ(step_length(*t, 2), 768);
     t->d.recording = 1;
     click(rgn::step_up);
     EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
@@ -429,6 +462,11 @@ TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) 
     bool play_lit = false;
     for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == icon_play + 1;
     EXPECT_TRUE(play_lit);
+    // Muting a playing track silences it.
+    seat_track(*t, 0, 4, {{}, testing::notes(1, song_start, 96)});
+    t->d.silence_track = 0xFF;
+    click(rgn::mute, 4);
+    EXPECT_EQ(t->d.silence_track, 4);
     // A bar dialled while running waits until the button is up.
     screen.set_allow_double_clicks(false);
     const rect pos = place(rgn::position);
