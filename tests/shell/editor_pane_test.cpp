@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "core/command_ids.h"
@@ -81,6 +83,21 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     ticks(1);
     EXPECT_FALSE(screen.regions().is_hidden(rgn::track_pane));
     EXPECT_TRUE(screen.regions().is_hidden(erg::list));
+    // A program change names its patch where the Mixer shows names for its port's channel.
+    patch_tables names;
+    names[0].names[5] = "Warm Pad";
+    names[0].from_file = true;
+    patch_name_flags named{};
+    named[0].fill(1);
+    screen.set_patch_names(&names, &named);
+    give_track(p, 0, 1, {ev(0xC0, 5, 0, 3072)});
+    p.d.current_track = 1;
+    ASSERT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
+    ticks(1);
+    recording_canvas list;
+    screen.paint(list, {0, 0, 4000, 4000});
+    EXPECT_TRUE(std::any_of(list.texts.begin(), list.texts.end(),
+                            [](const auto& t) { return t.text.find("Warm Pad") != std::string::npos; }));
 }
 
 TEST_F(EditorPane, AClickMovesTheHighlightThenStepsTheFieldAndADoubleClickTypesIntoIt) {
