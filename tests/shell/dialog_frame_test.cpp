@@ -230,11 +230,20 @@ TEST(DialogFrame, OverallSettingsTakeChannelsFromOneAndEachFilterBoxItsOwnKind) 
     }
 }
 
-// A live dialog made from its command's record runs the command as a field steps.
-TEST(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOnce) {
+// A program with every command of its table, Internal Recording's among them.
+struct CommandDialog : ::testing::Test {
     testing::test_program t;
     command_table table;
-    add_processing_commands(table);
+    transport tr{*t};
+    recorder rec{*t, tr};
+    CommandDialog() {
+        add_program_commands(table);
+        table.add(internal_recording_command(rec));
+    }
+};
+
+// A live dialog made from its command's record runs the command as a field steps.
+TEST_F(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOnce) {
     const command_record& c = *table.find(cmd::quantize_settings);
     t->app.quantize_swing = 9;
     field_values values = initial_values(*t, c);
@@ -254,8 +263,7 @@ TEST(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOn
 }
 
 // The Note Pad's text box gives its text to the song, cut to what the song keeps.
-TEST(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
-    testing::test_program t;
+TEST_F(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
     const command_record c = note_pad_command();
     field_values values = initial_values(*t, c);
     command_dialog v(*t, c, values);
@@ -270,13 +278,7 @@ TEST(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
 }
 
 // The fields of the commands' dialogs: each range, its default on a new song and what it takes.
-TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
-    testing::test_program t;
-    command_table table;
-    add_processing_commands(table);
-    transport tr(*t);
-    recorder rec(*t, tr);
-    table.add(internal_recording_command(rec));
+TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     const auto ranges = [](const command_record& c) {
         std::vector<std::string> v;
         for (const field_spec& f : c.fields) v.push_back(f.label + ": " + field_kind_text(f));
@@ -341,13 +343,7 @@ TEST(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
 
 // Every dialog's widgets and fields lie inside it and none covers another, so that no button
 // hides behind its neighbour; what a group holds keeps clear of its frame.
-TEST(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
-    testing::test_program t;
-    command_table table;
-    add_program_commands(table);
-    transport tr(*t);
-    recorder rec(*t, tr);
-    table.add(internal_recording_command(rec));
+TEST_F(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
     setup_settings setup;
     setup.soundfont.choose = [](const std::string&, std::string*) { return true; };  // its row shows
     const testing::every_dialog all(*t, table, setup);
@@ -376,10 +372,7 @@ TEST(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
 // The condition's rows show what the chosen event type makes of them; a row the type does not
 // use shows its dash and takes no click. Change Note Length opens on Minimum Length, while the
 // operation kept stays until another button is pressed.
-TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum) {
-    testing::test_program t;
-    command_table table;
-    add_processing_commands(table);
+TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum) {
     const command_record& del = *table.find(cmd::delete_events);
     field_values v = initial_values(*t, del);
     v[0].number = 3;  // Note
@@ -439,8 +432,7 @@ TEST(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimum)
 }
 
 // What a typed entry and apply's argument read as, and how the value shows, kind by kind.
-TEST(CommandDialog, EntriesAndClicksConvertChannelsPercentsBarsAndDecimals) {
-    testing::test_program t;
+TEST_F(CommandDialog, EntriesAndClicksConvertChannelsPercentsBarsAndDecimals) {
     program& p = *t;
     const field_spec track{.label = "Track", .kind = field_kind::one_based, .low = 0, .high = 31};
     const field_spec channel{.label = "Channel", .kind = field_kind::channel, .low = 0, .high = 16};
