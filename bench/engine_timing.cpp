@@ -143,7 +143,7 @@ figures play(program& p, engine& eng, timing_backend& midi, int resolution, doub
     eng.set_timer_resolution(resolution);
     locate(p, song_start);
     midi.clear();
-    shared_store(p.d.stopped, std::int16_t{0});
+    p.run_engine();
     const std::int64_t until = steady_us() + static_cast<std::int64_t>(seconds * 1e6);
     if (thru) {
         for (int i = 0; steady_us() < until; ++i) {
@@ -244,7 +244,9 @@ int run(double seconds) {
     std::printf("thru_p99_us %.1f\n", th.p99);
     std::printf("thru_playing_p99_us %.1f\n", tp.p99);
     std::printf("idle_cpu_pct %.3f\n", idle);
-    return r6.events > 0 && r1.events > 0 ? 0 : 1;
+    // Both plays last as long: one that timed far fewer notes started late or stalled.
+    const bool played = r6.events > 0 && r1.events * 4 >= r6.events * 3 && r6.events * 4 >= r1.events * 3;
+    return played ? 0 : 1;
 }
 
 }  // namespace
