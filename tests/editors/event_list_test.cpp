@@ -6,7 +6,6 @@
 #include "core/command_table.h"
 #include "editors/editor_commands.h"
 #include "editors/frame/editor_frame.h"
-#include "editors/list/event_rows.h"
 #include "editors/list/list_edit.h"
 #include "editors/list/list_fields.h"
 #include "editors/list/step_input.h"
@@ -58,14 +57,6 @@ TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
     EXPECT_EQ(nums(p.store().status(rows[0]), p.store().status(rows[1]), p.store().status(rows[2]),
                    rows[3]),
               nums(0xC0, 0x90, 0xB0, 0));
-    // A program change names its patch from the track's port (C here), for the event's channel.
-    patch_tables names;
-    names[2].names[5] = "Warm Pad";
-    names[2].from_file = true;
-    patch_name_flags shown{};
-    shown[2][0] = 1;
-    const row_context ports{.port = 2, .patches = &names, .show_patch_names = &shown};
-    EXPECT_EQ(event_row_text(p, rows[0], ports).substr(38, 13), "Warm Pad     ");
     EXPECT_FALSE(move_cursor(p, -1));
     down(3);
     EXPECT_TRUE(cursor().is_end());

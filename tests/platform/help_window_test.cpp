@@ -11,17 +11,15 @@
 #include <QTest>
 #include <QTextBrowser>
 #include <QTimer>
-#include <filesystem>
 
+#include "core/command_ids.h"
 #include "platform/dialog_host.h"
 #include "platform/help_commands.h"
 #include "platform/main_window.h"
-#include "platform/qt_ui.h"
 #include "services/help_pages.h"
-#include "core/command_ids.h"
+#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
-#include "shell/dialogs/setup_dialog_views.h"
 #include "shell/startup.h"
 #include "tests/platform/window_fixture.h"
 

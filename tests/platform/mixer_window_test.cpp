@@ -9,7 +9,6 @@
 #include <QTest>
 #include <QTimer>
 
-#include "core/command_ids.h"
 #include "mixer/mixer_view.h"
 #include "platform/main_window.h"
 #include "tests/platform/window_fixture.h"

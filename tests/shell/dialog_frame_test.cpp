@@ -33,11 +33,28 @@ point middle_of(const dialog& d, int index) {
     return {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
 }
 
-TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndBothButtonsFollowTheLastWay) {
+TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndADoubleClickTypesThroughTheParser) {
     testing::test_program t;
     memory_setup_view v(*t);
     v.set_cells(8, 16);
     const point timer = middle_of(v, 1);
+    // A double click types into the field through its parser.
+    std::string offered;
+    std::string typed;
+    v.set_entry([&](const double_click_box& box) {
+        offered = box.text;
+        return std::optional<std::string>(typed);
+    });
+    const point units = middle_of(v, 0);
+    typed = "300.000";
+    EXPECT_TRUE(v.double_click(units.x, units.y));
+    EXPECT_EQ(nums(v.model.units, offered == "100.000"), nums(30, 1));
+    typed = "abc";
+    EXPECT_FALSE(v.double_click(timer.x, timer.y));
+    typed = "99";
+    EXPECT_TRUE(v.double_click(timer.x, timer.y));
+    EXPECT_EQ(v.model.timer, 20);
+    EXPECT_FALSE(v.double_click(-5, -5));
     v.model.timer = 5;
     // Both buttons at once, before any direction was used: nothing.
     v.press(1, timer.x, timer.y);
@@ -64,27 +81,6 @@ TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndBothButtonsFollo
     EXPECT_EQ(v.model.timer, 17);
     v.tick(800);
     EXPECT_EQ(v.model.timer, 20);
-}
-
-TEST(DialogFrame, ADoubleClickTypesIntoTheFieldThroughItsParser) {
-    testing::test_program t;
-    memory_setup_view v(*t);
-    std::string offered;
-    std::string typed;
-    v.set_entry([&](const double_click_box& box) {
-        offered = box.text;
-        return std::optional<std::string>(typed);
-    });
-    const point units = middle_of(v, 0), timer = middle_of(v, 1);
-    typed = "300.000";
-    EXPECT_TRUE(v.double_click(units.x, units.y));
-    EXPECT_EQ(nums(v.model.units, offered == "100.000"), nums(30, 1));
-    typed = "abc";
-    EXPECT_FALSE(v.double_click(timer.x, timer.y));
-    typed = "99";
-    EXPECT_TRUE(v.double_click(timer.x, timer.y));
-    EXPECT_EQ(v.model.timer, 20);
-    EXPECT_FALSE(v.double_click(-5, -5));
 }
 
 TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointer) {
@@ -242,26 +238,6 @@ struct CommandDialog : ::testing::Test {
     }
 };
 
-// A live dialog made from its command's record runs the command as a field steps.
-TEST_F(CommandDialog, QuantizeSettingsStepTheSwingInTensOfPercentAndTakeEffectAtOnce) {
-    const command_record& c = *table.find(cmd::quantize_settings);
-    t->app.quantize_swing = 9;
-    field_values values = initial_values(*t, c);
-    command_dialog v(*t, c, values);
-    v.set_cells(8, 16);
-    const point swing = middle_of(v, 1);
-    for (std::int64_t ms : {0, 50}) {  // two clicks up
-        v.press(1, swing.x, swing.y);
-        v.release(1);
-        v.tick(ms);
-    }
-    EXPECT_EQ(t->app.quantize_swing, 10);  // held at 100 %
-    EXPECT_EQ(v.field_text(1), "100");
-    for (const dialog_control& k : v.controls())
-        if (k.text == "Smart Quantize") k.set(1);
-    EXPECT_EQ(t->app.smart_quantize, 1);
-}
-
 // The Note Pad's text box gives its text to the song, cut to what the song keeps.
 TEST_F(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
     const command_record c = note_pad_command();
@@ -277,7 +253,8 @@ TEST_F(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
     EXPECT_EQ(initial_values(*t, c)[0].text, std::string(note_pad_bytes - 1, 'x'));
 }
 
-// The fields of the commands' dialogs: each range, its default on a new song and what it takes.
+// The fields of the commands' dialogs: each range, its default on a new song and what it takes;
+// Quantize Settings takes effect at once.
 TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     const auto ranges = [](const command_record& c) {
         std::vector<std::string> v;
@@ -296,6 +273,18 @@ TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     for (const dialog_control& k : shown.controls())
         if (k.kind == control_kind::radio_button) marked.push_back(k.get());
     EXPECT_EQ(marked, nums(1, 0));  // Tight Quantize
+    // The live dialog runs its command as a field steps: two clicks up make the swing 20 %.
+    shown.set_cells(8, 16);
+    const point swing = middle_of(shown, 1);
+    for (std::int64_t ms : {0, 200}) {
+        shown.press(1, swing.x, swing.y);
+        shown.release(1);
+        shown.tick(ms);
+    }
+    EXPECT_EQ(nums(t->app.quantize_swing, shown.field_text(1) == "20"), nums(2, 1));
+    for (const dialog_control& k : shown.controls())
+        if (k.text == "Smart Quantize") k.set(1);
+    EXPECT_EQ(t->app.smart_quantize, 1);
     // Modify Track's values, their switches off at every opening, and User Defined Speed.
     const command_record& modify = *table.find(cmd::modify_track);
     std::vector<std::string> values = ranges(modify);

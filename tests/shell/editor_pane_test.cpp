@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include <gtest/gtest.h>
 
 #include "core/command_ids.h"
@@ -83,21 +81,23 @@ TEST_F(EditorPane, TheListTakesThePanesPlaceAndPaintsItsRows) {
     ticks(1);
     EXPECT_FALSE(screen.regions().is_hidden(rgn::track_pane));
     EXPECT_TRUE(screen.regions().is_hidden(erg::list));
-    // A program change names its patch where the Mixer shows names for its port's channel.
+    // A program change names its patch from the track's port (C here) where the Mixer shows
+    // names for the event's channel.
     patch_tables names;
-    names[0].names[5] = "Warm Pad";
-    names[0].from_file = true;
+    names[2].names[5] = "Warm Pad";
+    names[2].from_file = true;
     patch_name_flags named{};
-    named[0].fill(1);
+    named[2][0] = 1;
     screen.set_patch_names(&names, &named);
-    give_track(p, 0, 1, {ev(0xC0, 5, 0, 3072)});
+    track_slot& pad = give_track(p, 0, 1, {ev(0xC0, 5, 0, 3072)});
+    pad.port = 2;
+    pad.channel = channel_as_recorded;
     p.d.current_track = 1;
     ASSERT_EQ(toggle_editor(p, editor_kind::event_list), outcome::done);
     ticks(1);
     recording_canvas list;
     screen.paint(list, {0, 0, 4000, 4000});
-    EXPECT_TRUE(std::any_of(list.texts.begin(), list.texts.end(),
-                            [](const auto& t) { return t.text.find("Warm Pad") != std::string::npos; }));
+    EXPECT_TRUE(list.has_text(" Warm Pad      "));
 }
 
 TEST_F(EditorPane, AClickMovesTheHighlightThenStepsTheFieldAndADoubleClickTypesIntoIt) {

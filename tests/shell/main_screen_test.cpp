@@ -61,7 +61,7 @@ struct MainScreen : ::testing::Test {
     }
 };
 
-TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentre) {
+TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndKeepsTheHeadersClear) {
     for (int z = 0; z < zoom_rows; ++z) {
         screen.layout(z, font);
         const int cw = 7 + 1 + zoom_table[z].width_delta, ch = 16 + zoom_table[z].height_delta;
@@ -84,15 +84,9 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentre) {
                 ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
-    }
-}
-
-TEST_F(MainScreen, ThePatternNameAndNumberLeaveTheColumnHeadersClearAtEveryZoom) {
-    for (int z = 0; z < zoom_rows; ++z) {
-        screen.layout(z, font);
+        // The pattern's name and number leave the column headers clear.
         testing::recording_canvas c;
         paint(c);
-        const int cw = screen.cell_width();
         const rect name = place(rgn::pattern_name), number = place(rgn::pattern_number);
         for (const auto& t : c.texts) {
             if (t.text != "Trsp" && t.text != "Loop" && t.text != "Mute") continue;
@@ -341,10 +335,7 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
     // Escape makes an empty track editable.
     EXPECT_TRUE(key(key_code::escape));
     EXPECT_EQ(nums(slot(20).in_use, std::string(slot(20).name, 10) == " editable "), nums(1, 1));
-}
-
-TEST_F(MainScreen, ClosingTheMixerDuringATakeShowsTheTakesPatternAndTrack) {
-    for (int i = 0; i < 20; ++i) key(key_code::down);
+    // Closing the mixer during a take shows the take's pattern and track.
     t->d.record_pattern = 3;
     for (const bool take : {false, true}) {
         screen.scroll_to(0);
@@ -361,31 +352,25 @@ TEST_F(MainScreen, TheNameDragCopiesMovesSwapsAndDeletes) {
     testing::test_program& tp = t;
     seat_track(*tp, 0, 0, {{}, testing::notes(3, song_start, 96)});
     put_name(slot(0).name, "Piano");
-    auto drag = [&](int from_row, int to_x, int to_y, key_mods mods) {
+    // From a name row onto a row of `region`, a little left of its centre.
+    auto drag = [&](int from_row, int region, int to_row, key_mods mods) {
         auto [x, y] = at(rgn::track_name, from_row);
+        auto [to_x, to_y] = at(region, to_row);
         screen.mouse_down(x, y, left_button, {}, now);
         ticks(7);
-        screen.mouse_move(to_x, to_y, mods, now);
-        screen.mouse_up(to_x, to_y, left_button, now);
+        screen.mouse_move(to_x - 2, to_y, mods, now);
+        screen.mouse_up(to_x - 2, to_y, left_button, now);
         ticks(1);
     };
-    auto [nx, ny2] = at(rgn::track_name, 2);
-    drag(0, nx, ny2, {});
-    EXPECT_EQ(slot(2).in_use, 1);
-    EXPECT_EQ(slot(0).in_use, 1);
+    drag(0, rgn::track_name, 2, {});
+    EXPECT_EQ(nums(slot(0).in_use, slot(2).in_use, t->d.current_track), nums(1, 1, 2));
     EXPECT_EQ(std::string(slot(2).name, 5), "Piano");
-    EXPECT_EQ(t->d.current_track, 2);
-    auto [mx, my5] = at(rgn::track_name, 5);
-    drag(2, mx, my5, {false, true, false});
-    EXPECT_EQ(slot(2).in_use, 0);
-    EXPECT_EQ(slot(5).in_use, 1);
-    auto [sx, sy1] = at(rgn::track_name, 1);
-    drag(5, sx, sy1, {true, false, false});
-    EXPECT_EQ(slot(5).in_use, 0);
-    EXPECT_EQ(slot(1).in_use, 1);
+    drag(2, rgn::track_name, 5, {false, true, false});
+    EXPECT_EQ(nums(slot(2).in_use, slot(5).in_use), nums(0, 1));
+    drag(5, rgn::track_name, 1, {true, false, false});
+    EXPECT_EQ(nums(slot(5).in_use, slot(1).in_use), nums(0, 1));
     const int free_before = t->d.free_blocks;
-    auto [px, py] = at(rgn::step_pattern, 3);
-    drag(1, px - 2, py, {});
+    drag(1, rgn::step_pattern, 3, {});
     EXPECT_EQ(slot(1).in_use, 0);
     EXPECT_GT(t->d.free_blocks, free_before);
     // With solo on, the clicked name's track is the one that sounds.

@@ -44,10 +44,11 @@ class Keys : public session_fixture {
 
 // The shortcuts as the menus and the transport list them, each reaching its own command.
 TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
-    const struct {
+    struct key_row {
         key_event k;
         int id;
-    } table[] = {
+    };
+    const key_row table[] = {
         {letter('C', shift), cmd::copy_track},
         {letter('Y', shift), cmd::copy_pattern},
         {letter('X', shift), cmd::copy_track_segment},
@@ -92,30 +93,19 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('G'), cmd::grid_editor},
         {letter('T', shift), cmd::tempo_track_editor},
         {letter('W', shift), cmd::signature_track_editor},
+        {letter('S', {false, false, true}), -1},  // Alt+S is no Solo
     };
-    for (const auto& row : table) {
-        const command_record* c = s->commands.for_key(*p, row.k);
-        ASSERT_NE(c, nullptr) << row.id;
-        EXPECT_EQ(c->id, row.id);
-    }
-    // F1..F4 go to a position, F5..F8 recall locators; Shift stores.
-    for (int i = 0; i < 4; ++i) {
-        const auto f = [&](int n, key_mods m = {}) {
-            const auto* c = s->commands.for_key(
-                *p, key(static_cast<key_code>(static_cast<int>(key_code::f1) + n), m));
-            return c ? c->id : -1;
-        };
-        EXPECT_EQ(nums(f(i), f(i, shift), f(i + 4), f(i + 4, shift)),
-                  nums(cmd::memory_position_first + i, cmd::store_position_first + i,
-                       cmd::memory_locators_first + i, cmd::store_locators_first + i));
-    }
+    const auto expect_commands = [&](const auto& rows) {
+        for (const key_row& row : rows) {
+            const command_record* c = s->commands.for_key(*p, row.k);
+            EXPECT_EQ(c ? c->id : -1, row.id);
+        }
+    };
+    expect_commands(table);
     // The event list's own keys, while it is open; P is Cue there.
     build_track(*p, 0, 0, notes(2, song_start, 96));
     ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
-    const struct {
-        key_event k;
-        int id;
-    } editor_keys[] = {
+    const key_row editor_keys[] = {
         {key(key_code::enter), cmd::editor_ok},
         {letter('U'), cmd::unlock},
         {key(key_code::del), cmd::editor_delete},
@@ -126,10 +116,7 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('Q', shift), cmd::dequantize_note},
         {letter('P'), cmd::cue},
     };
-    for (const auto& row : editor_keys) {
-        const command_record* c = s->commands.for_key(*p, row.k);
-        EXPECT_EQ(c ? c->id : -1, row.id);
-    }
+    expect_commands(editor_keys);
 }
 
 TEST_F(Keys, ColumnHeadersTellTheirColumnAndTheCommandThatWorksOnIt) {
@@ -169,14 +156,13 @@ TEST_F(Keys, FunctionKeysGoToStoreAndRecallPositionsAndLocators) {
 }
 
 TEST_F(Keys, TheTransportKeysPlayStopPauseAndSwitchTheModes) {
-    press(key(key_code::pad_0));
-    EXPECT_TRUE(p->running());
-    press(key(key_code::pad_dot));
-    EXPECT_FALSE(p->running());
-    press(key(key_code::pad_dot));
-    EXPECT_TRUE(p->running());
-    press(key(key_code::pad_enter));
-    EXPECT_FALSE(p->running());
+    for (const auto& [code, running] : {std::pair{key_code::pad_0, true},
+                                        {key_code::pad_dot, false},
+                                        {key_code::pad_dot, true},
+                                        {key_code::pad_enter, false}}) {
+        press(key(code));
+        EXPECT_EQ(p->running(), running) << static_cast<int>(code);
+    }
     press(letter('T'));
     press(letter('W'));
     press(letter('S'));
@@ -207,16 +193,15 @@ TEST_F(Keys, TheScreenKeysMoveTracksPatternsAndSteps) {
     EXPECT_EQ(d().current_track, 1);
     press(letter('Z'));
     EXPECT_EQ(p->slot(0, 1).mute, 1);
-    press(letter('9'));
-    EXPECT_EQ(d().current_pattern, 8);
-    press(letter('0'));
-    EXPECT_EQ(d().current_pattern, 9);
-    press(letter('1', shift));
-    EXPECT_EQ(d().current_pattern, 10);
-    press(letter('8', shift));  // there is no pattern 18
-    EXPECT_EQ(d().current_pattern, 10);
-    press(letter('7', shift));  // 17 is the parallel pattern
-    EXPECT_EQ(d().current_pattern, parallel_pattern);
+    // 9, 0, Shift+1, Shift+8 (there is no pattern 18) and Shift+7, the parallel pattern.
+    for (const auto& [k, pattern] : {std::pair{letter('9'), 8},
+                                     {letter('0'), 9},
+                                     {letter('1', shift), 10},
+                                     {letter('8', shift), 10},
+                                     {letter('7', shift), parallel_pattern}}) {
+        press(k);
+        EXPECT_EQ(d().current_pattern, pattern) << k.character;
+    }
     press(key(key_code::down, shift));
     press(key(key_code::down, shift));
     EXPECT_EQ(d().current_step, 2);
@@ -359,6 +344,7 @@ TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
     build_track(*p, 0, 0, notes(2, song_start, 96));
     script.file_names = {(dir / "close.sng").string()};
     ASSERT_EQ(dispatch_command(*s, cmd::save_song), outcome::done);
+    dispatch_command(*s, cmd::stop);  // leaves the song as it was
     EXPECT_TRUE(confirm_close(*s));
     EXPECT_TRUE(script.messages.empty());
     press(letter('Z'));
