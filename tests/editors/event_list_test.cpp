@@ -50,6 +50,7 @@ struct EventList : ::testing::Test {
 };
 
 TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
+    p.d.punch_on = 1;  // the editor turns Punch off
     open({ev(0xC0, 5, 0, 3072), ev(0x90, 60, 90, 3072), ev(0xB0, 7, 100, 3100),
           ev(0x80, 60, 64, 3168)});
     // Note-offs are hidden at first; the end row is blank and nothing follows it.
@@ -69,7 +70,11 @@ TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
     EXPECT_EQ(cursor().status(), 0xB0);
     p.editor.filters.ctr = false;
     settle_cursor(p);
-    EXPECT_EQ(nums(cursor().status(), p.editor.cursor_row), nums(0x90, 1));
+    EXPECT_EQ(nums(cursor().status(), p.editor.cursor_row, p.d.punch_on), nums(0x90, 1, 0));
+    // During a take no editor opens.
+    leave_editor(p);
+    p.d.recording = 1;
+    EXPECT_EQ(toggle_editor(p, editor_kind::event_list), outcome::refused);
 }
 
 TEST_F(EventList, InsertNoteOnTheEndRowOfAnEmptyTrackAndTheSessionUndoesInOneStep) {

@@ -69,6 +69,13 @@ TEST_F(TempoLists, ATempoChangeInTheListMovesTheClockAndTheEngineTakesIt) {
     ASSERT_EQ(insert_other(p), outcome::done);
     EXPECT_EQ(difference(list(c), {tempo(12000, song_start)}), "");
     expect_sound(c);
+    // In song mode on a later step the list still counts in the song's own time.
+    leave_editor(p);
+    p.d.song_mode = 1;
+    p.d.current_step = 1;
+    p.step(0).end = song_start + 3072;
+    open(editor_kind::tempo_list);
+    EXPECT_EQ(p.editor.step_offset, 0);
 }
 
 // Deleting, moving or resizing a signature keeps the bar count of every bar after it; the first
@@ -157,6 +164,13 @@ TEST_F(TempoLists, TheListsGreyWhatWorksOnTheTracksEvents) {
               "");
     open(editor_kind::event_list);  // Insert Measures is the lists' own among the editors
     EXPECT_EQ(enabled(), nums(1, 1, 1, 1, 0));
+    // The "pw" button shows or hides the pitch wheel's rows alone.
+    const row_filters before = p.editor.filters;
+    for (int id = cmd::filter_first; id <= cmd::filter_last; ++id)
+        if (table.find(id)->text == "pw") run_command(p, *table.find(id), {});
+    EXPECT_EQ(nums(p.editor.filters.pw, p.editor.filters.aft), nums(!before.pw, before.aft));
+    open(editor_kind::grid);  // Qua works on the grid's notes
+    EXPECT_TRUE(is_enabled(p, *table.find(cmd::quantize_note)));
 }
 
 TEST_F(TempoLists, ProcessTempoTrackScalesByAPercentageOrRampsTheChangesInARange) {

@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "core/command_ids.h"
+#include "core/command_table.h"
+#include "mixer/mixer_commands.h"
+#include "mixer/mixer_view.h"
 #include "song/locate.h"
 #include "song/song_start.h"
+#include "tests/shell/recording_canvas.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -94,6 +99,11 @@ TEST_F(Mixer, PanFollowsTheAngleAndCtrlCentres) {
                    stepped_mixer_value(p, mixer_control::bank, 16383, 1, {.shift = true}),
                    stepped_mixer_value(p, mixer_control::bank, 5, 1, {.shift = true})),
               nums(64, 64, 4, 16383, 133));
+    // Define gives the faders any controller: 91 is the reverb.
+    command_table table;
+    add_mixer_commands(table);
+    EXPECT_EQ(run_command(p, *table.find(cmd::define_mixer_control), {{91}}), outcome::done);
+    EXPECT_EQ(p.d.mixer_define_controller, 91);
 }
 
 TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
@@ -147,6 +157,26 @@ TEST_F(Mixer, TheTimerLightsLampsAndTheViewFollowsWhatThePortPlayed) {
     EXPECT_EQ(a.lamp_on[2], 1);
     mixer_timer(p, false, 1250);
     EXPECT_EQ(a.lamp_on[2], 0);
+}
+
+// A patch name wider than its field shows its beginning in whole letters, not a clipped middle.
+TEST_F(Mixer, AProgramNameWiderThanItsFieldShowsItsBeginning) {
+    program_names names;
+    names[0] = "Acoustic Grand Piano";
+    std::array<std::array<std::int16_t, mixer_channels>, mixer_ports> shown{};
+    shown[1][0] = 1;
+    mixer_names n;
+    n.names[1] = &names;
+    n.shown = &shown;
+    mixer_view v(p);
+    v.set_names(n);
+    v.layout(8, 16);
+    recording_canvas c;
+    const rect field = v.place(mixer_part::program, 0);
+    v.paint(c, field);
+    // Cells of 8 px: the field spans 8.5 cells less 2 px each side, 64 px; 7 px a letter: 9
+    // letters.
+    EXPECT_EQ(c.text_in(field), "Acoustic ");
 }
 
 }  // namespace

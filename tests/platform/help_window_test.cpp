@@ -40,15 +40,8 @@ std::string page_shown() {
     return "html/" + fs::path(u.toLocalFile().toStdString()).filename().string() + anchor;
 }
 
-// The window's program, with the help pages of the tree.
-struct help_fixture : window_fixture {
-    void SetUp() override {
-        window_fixture::SetUp();
-        set_help_root(KESTRUNE_HELP_DIR);
-    }
-};
-
-TEST_F(help_fixture, help_menu_f1_in_a_dialog_and_over_a_menu_item_open_their_pages) {
+TEST_F(window_fixture, help_menu_f1_in_a_dialog_and_over_a_menu_item_open_their_pages) {
+    set_help_root(KESTRUNE_HELP_DIR);
     main_window w(*s);
     w.show();
     add_help_commands(*s, &w);
@@ -92,7 +85,7 @@ TEST_F(help_fixture, help_menu_f1_in_a_dialog_and_over_a_menu_item_open_their_pa
     EXPECT_FALSE(options->isVisible());
 }
 
-TEST_F(help_fixture, anchors_the_search_through_all_pages_and_a_missing_page) {
+TEST_F(window_fixture, anchors_the_search_through_all_pages_and_a_missing_page) {
     help_window h(KESTRUNE_HELP_DIR);
     ASSERT_TRUE(h.open(help_page::delete_events));
     EXPECT_EQ(h.browser()->source().fragment(), "menu_del_keep_topic");
@@ -108,7 +101,7 @@ TEST_F(help_fixture, anchors_the_search_through_all_pages_and_a_missing_page) {
     EXPECT_TRUE(h.browser()->toPlainText().contains("nosuch.htm"));
 }
 
-TEST_F(help_fixture, the_text_viewer_shows_the_history_or_says_it_is_missing) {
+TEST_F(window_fixture, the_text_viewer_shows_the_history_or_says_it_is_missing) {
     std::unique_ptr<QDialog> missing(make_text_viewer(nullptr, (dir / "History.txt").string()));
     EXPECT_EQ(missing->windowTitle(), "History");
     EXPECT_EQ(missing->findChild<QTextBrowser*>()->toPlainText(), "File is missing.");

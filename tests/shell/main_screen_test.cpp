@@ -369,6 +369,10 @@ TEST_F(MainScreen, TheNameDragCopiesMovesSwapsAndDeletes) {
     EXPECT_EQ(nums(slot(2).in_use, slot(5).in_use), nums(0, 1));
     drag(5, rgn::track_name, 1, {true, false, false});
     EXPECT_EQ(nums(slot(5).in_use, slot(1).in_use), nums(0, 1));
+    t->d.recording = 1;  // a take keeps the tracks as they are
+    drag(1, rgn::track_name, 6, {});
+    EXPECT_EQ(nums(slot(6).in_use, t.screen.last_text() == msg_while_recording), nums(0, 1));
+    t->d.recording = 0;
     const int free_before = t->d.free_blocks;
     drag(1, rgn::step_pattern, 3, {});
     EXPECT_EQ(slot(1).in_use, 0);

@@ -2,6 +2,7 @@
 // what it did to the song, the transport or the screen.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "core/command_ids.h"
@@ -367,6 +368,7 @@ TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
     dispatch_command(*s, cmd::recent_file_first);
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(s->files.recent_files.empty());
+    EXPECT_EQ(recent_file_item_text(0, "gone.sng"), "&1 gone.sng");
 }
 
 // A preference item flips its value and its check mark shows it.
@@ -387,7 +389,12 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
         {cmd::allow_double_clicks, [&] { return int{s->settings.allow_double_clicks}; }},
         {cmd::remember_file_paths, [&] { return int{s->files.remember_file_paths}; }},
     };
+    std::vector<int> options;  // each one stands in the Options menu
+    for (const menu& m : main_menus())
+        for (const menu_item& i : m.items)
+            if (m.title == "&Options") options.push_back(i.command);
     for (const auto& pref : prefs) {
+        EXPECT_NE(std::find(options.begin(), options.end(), pref.id), options.end()) << pref.id;
         const command_record& c = *s->commands.find(pref.id);
         for (int round = 0; round < 2; ++round) {
             const int before = pref.value() != 0;
@@ -402,6 +409,10 @@ TEST_F(Keys, ThePreferenceItemsFlipTheirValues) {
     dispatch_command(*s, cmd::sync_external);
     EXPECT_EQ(nums(d().external_sync, s->commands.find(cmd::sync_internal)->checked(*p)),
               nums(1, 0));
+    d().free_blocks = 100;  // About counts 32 events a block
+    dispatch_command(*s, cmd::about);
+    EXPECT_NE(script.last_text().find("\n\nFree events: 3200"), std::string::npos)
+        << script.last_text();
     dispatch_command(*s, cmd::zoom_first + 5);
     EXPECT_EQ(nums(s->settings.zoom_index, s->commands.find(cmd::zoom_first + 5)->checked(*p)),
               nums(5, 1));
