@@ -174,8 +174,7 @@ TEST_F(Mixer, AProgramNameWiderThanItsFieldShowsItsBeginning) {
     recording_canvas c;
     const rect field = v.place(mixer_part::program, 0);
     v.paint(c, field);
-    // Cells of 8 px: the field spans 8.5 cells less 2 px each side, 64 px; 7 px a letter: 9
-    // letters.
+    // Cells of 8 px: the field spans 8.5 cells less 2 px a side, 64 px; 7 px a letter: 9 letters.
     EXPECT_EQ(c.text_in(field), "Acoustic ");
 }
 
