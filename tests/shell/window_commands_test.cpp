@@ -118,6 +118,14 @@ TEST_F(Keys, EachShortcutOfTheMenusAndTheTransportNamesItsCommand) {
         {letter('P'), cmd::cue},
     };
     expect_commands(editor_keys);
+    // In song mode Cue dials the event's place in the song: step 2 starts four bars in.
+    dispatch_command(*s, cmd::event_editor);
+    d().song_mode = 1;
+    d().current_step = 1;
+    p->step(0).end = song_start + 3072;
+    ASSERT_EQ(dispatch_command(*s, cmd::event_editor), outcome::done);
+    press(letter('P'));
+    EXPECT_EQ(d().position, song_start + 3072);
 }
 
 TEST_F(Keys, ColumnHeadersTellTheirColumnAndTheCommandThatWorksOnIt) {
