@@ -99,17 +99,6 @@ TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     midi_event stored;
     std::memcpy(stored.b, &b[closing], 6);
     EXPECT_EQ(difference({stored}, {tempo(30000, 0)}), "");
-    test_program u;
-    ASSERT_EQ(read_song_file(*u, dir.path("fast.sng"), true), load_result::loaded);
-    EXPECT_EQ(u->app.song_tempo, 40000);
-    EXPECT_EQ(difference(read_chain(u->store(), u->d.tempo_chain.first), {tempo(30000, 0)}), "");
-    // Without the closing section the first copy and the step-10 tempo are what remain.
-    b.resize(map.markers[5]);
-    write_bytes(dir.path("older.sng"), b);
-    ASSERT_EQ(read_song_file(*u, dir.path("older.sng"), true), load_result::loaded);
-    EXPECT_EQ(u->app.song_tempo, 32500);
-    EXPECT_EQ(difference(read_chain(u->store(), u->d.tempo_chain.first), {tempo(25000, 0)}), "");
-    EXPECT_EQ(check_pool(*u), "");
 }
 
 // State that a file cut short must leave as it was before the load.
