@@ -394,6 +394,7 @@ TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimu
     t.screen.typed = {"5", "10", "3"};
     for (const point at : {high, chan, high}) d.double_click(at.x, at.y);
     EXPECT_EQ(nums(v[1].number, v[2].number), nums(4, 4));
+    EXPECT_EQ(crossed_range_end(del.fields, v), -1);  // equal ends: one channel, not crossed
     // Transform: a result -2- of 0 is "Off" only for a note.
     const command_record& tr = *table.find(cmd::transform_events);
     field_values r = initial_values(*t, tr);
