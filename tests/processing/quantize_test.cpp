@@ -219,12 +219,15 @@ TEST_F(Quantize, BarLinesOfFiveEightAtSixDriftUntouchedAtEightAndOnlyNotesMove) 
     EXPECT_EQ(others, nums(3552 + 490, 3552 + 500));
 
     // A meter change to 4/4 off the bar lines of 5/8: a note on it still counts in 5/8, 20 ticks
-    // after the bar line at 3552, and at 12 goes back onto that line.
+    // after the bar line at 3552, and at 12 goes back onto that line. The note on the next bar
+    // line, 4340, is measured from the track's start: 116 into a cycle, it goes to 128.
     delete_track_chain(*t, 0, 0);
     use_signature_track(*t, {ev(0xF2, 5, 8, song_start), ev(0xF2, 4, 4, 3572)});
-    add_sorted(*t, 0, 0, {ev(0x90, 40, 90, 3572), ev(0x80, 40, 0, 3612)});
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 40, 90, 3572), ev(0x80, 40, 0, 3612), ev(0x90, 41, 90, 4340),
+                ev(0x80, 41, 0, 4380)});
     choose(12);
-    EXPECT_EQ(placed(), nums(3552 - song_start));
+    EXPECT_EQ(placed(), nums(3552 - song_start, 4352 - song_start));
 
     // At 8 a late note leaves no drift: the next note 144 into the cycle still goes to 192.
     delete_track_chain(*t, 0, 0);

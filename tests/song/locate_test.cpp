@@ -301,14 +301,14 @@ TEST_F(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
 
 TEST_F(Locate, LocateTrackAfterAnEdit) {
     d.song_mode = 1;
-    d.current_pattern = 2;
-    locate(p, p.step_start(2) + 700);
-    ASSERT_EQ(d.current_step, 2);
+    d.current_pattern = 1;
+    locate(p, p.step_start(1) + 700);
+    ASSERT_EQ(d.current_step, 1);
 
     // A new chain on a track of the current pattern.
-    track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
+    track_slot& s = give_track(p, 1, 8, notes(10, 3072, 192));
     s.delay = -8;
-    locate_track(p, 2, 8);
+    locate_track(p, 1, 8);
     EXPECT_EQ(nums(d.track_position[8], pos_of(p, s.play)), nums(3072 + 708, 3072 + 768));
 
     // The parallel pattern is on the song position.
@@ -320,13 +320,13 @@ TEST_F(Locate, LocateTrackAfterAnEdit) {
 
     // Pattern mode: the plain position.
     d.song_mode = 0;
-    d.current_pattern = 2;
-    locate_track(p, 2, 8);
+    d.current_pattern = 1;
+    locate_track(p, 1, 8);
     EXPECT_EQ(d.track_position[8], d.position + 8);
 
     // An empty slot leaves everything alone.
     d.track_position[9] = -7;
-    locate_track(p, 2, 9);
+    locate_track(p, 1, 9);
     EXPECT_EQ(d.track_position[9], -7);
     // A pattern that does not play is seated by the next locate.
     give_track(p, 5, 9, notes(10, 3072, 192));
