@@ -66,9 +66,9 @@ TEST_F(TrackParameters, ModifyBetweenTheLocatorsChangesNotesByTheirStartAndNoteO
     fill(recs);
     // To channel 1: a controller's status there is 0xB0, and its number is not transposed.
     const std::vector<std::pair<std::string, std::int32_t>> settings = {
-        {"MIDI Channel On", 1}, {"MIDI Channel", 0}, {"Transpose On", 1}, {"Transpose", 12},
-        {"Velocity On", 1},     {"Velocity", -99},   {"Compress On", 1},  {"Compress", 1},
-        {"Range", 1}};
+        {"MIDI Channel On", 1}, {"MIDI Channel", 0}, {"Transpose On", 1},
+        {"Transpose", 12},      {"Velocity On", 1},  {"Velocity", -99},
+        {"Compress On", 1},     {"Compress", 1},     {"Range", 1}};
     // Left on right: nothing to change.
     p.d.left_locator = p.d.right_locator = bar1;
     EXPECT_EQ(run(cmd::modify_track, settings), outcome::done);

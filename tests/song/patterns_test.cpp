@@ -78,10 +78,10 @@ TEST_F(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
         EXPECT_EQ(
             difference(read_chain(s, c->first), {midi_event::make(st::signature, 4, 4, 3072)}), "");
     // Step 9 plays pattern 9 mod 8.
-    EXPECT_EQ(nums(d.active_signature.first, d.position, d.song_mode, d.cycle_on, d.tempo_track_on,
-                   p.step(3).stop_here, p.slot(0, 0).in_use, p.slot(3, 3).loop_length,
-                   p.step(9).pattern),
-              nums(d.signature_chain.first, 3072, 0, 0, 0, 0, 0, no_loop, 1));
+    EXPECT_EQ(
+        nums(d.active_signature.first, d.position, d.song_mode, d.cycle_on, d.tempo_track_on,
+             p.step(3).stop_here, p.slot(0, 0).in_use, p.slot(3, 3).loop_length, p.step(9).pattern),
+        nums(d.signature_chain.first, 3072, 0, 0, 0, 0, 0, no_loop, 1));
 }
 
 TEST_F(Patterns, DeleteTrackChainEmptiesTheSlotOnce) {
