@@ -27,7 +27,7 @@ TEST(ChainTransforms, CompressAndVelocityKeepTheirOwnArithmetic) {
 
 class TrackParameters : public TrackCommand {};
 
-TEST_F(TrackParameters, FreezeWritesTheParametersIntoTheEventsAndUndoSwapsBackAndForth) {
+TEST_F(TrackParameters, FreezeWritesTheParametersIntoTheEventsAndUndoBringsThemBack) {
     track_slot& sl = fill({ev(0xC0, 5, 0, 4), ev(0x90, 120, 100, bar1 + 4), ev(0xB5, 7, 90, bar1 + 4),
                            ev(0x80, 120, 64, bar1 + 50)});
     sl.channel = 2;
@@ -54,8 +54,6 @@ TEST_F(TrackParameters, FreezeWritesTheParametersIntoTheEventsAndUndoSwapsBackAn
     EXPECT_EQ(run(cmd::undo), outcome::done);
     EXPECT_EQ(difference(track(), before), "");
     EXPECT_EQ(nums(sl.compress, sl.velocity, sl.transpose, sl.delay), nums(1, 10, 12, -10));
-    EXPECT_EQ(run(cmd::undo), outcome::done);
-    EXPECT_EQ(difference(track(), frozen), "");
 }
 
 TEST_F(TrackParameters, ModifyBetweenTheLocatorsChangesNotesByTheirStartAndNoteOffsWithThem) {

@@ -102,18 +102,6 @@ TEST_F(Patterns, DeleteTrackChainEmptiesTheSlotOnce) {
     delete_track_chain(p, 16, 7);  // nothing left to give back
     EXPECT_EQ(p.d.free_blocks, free_at_start);
     EXPECT_EQ(last_silenced(p), "255/255");
-    give_track(p, 17, 2, notes(1, 3072, 1));
-    give_track(p, 4, 30, notes(1, 3072, 1));
-    give_track(p, 5, 30, notes(1, 3072, 1));
-    delete_track_chain(p, 17, 2);
-    EXPECT_EQ(last_silenced(p), "2/2");
-    // Only the pattern that plays has notes to end: pattern 4 does, pattern 5 does not.
-    p.d.display_pattern = 4;
-    delete_track_chain(p, 4, 30);
-    EXPECT_EQ(last_silenced(p), "0/30");
-    forget_silence(p);
-    delete_track_chain(p, 5, 30);
-    EXPECT_EQ(last_silenced(p), "255/255");
     EXPECT_EQ(testing::check_pool(p), "");
 }
 
