@@ -27,6 +27,13 @@ class Recording : public ::testing::Test {
         while (t->d.position < pos) t.run_ms(0.5);
         t.feed(b);
     }
+    // Runs the transport as the window does until the take ends or `pos` is passed.
+    void run_while_recording(std::int32_t pos) {
+        while (t->d.recording && t->d.position < pos) {
+            t.run_ms(1);
+            tr.tick(false);
+        }
+    }
     // Each event of a track as (key, status, position); the pool checked on the way.
     std::vector<std::vector<std::int64_t>> events(int pattern = 0, int track = 0) {
         EXPECT_EQ(check_pool(*t), "");
@@ -48,6 +55,8 @@ TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) 
     play_at(song_start - 24, {0x90, 62, 90});
     play_at(song_start - 23, {0x90, 60, 90});
     play_at(song_start + 128, {0x80, 62, 0});
+    tr.pause();  // paused and continued, the take goes on
+    tr.pause();
     play_at(song_start + 300, {0x80, 60, 0});
     play_at(song_start + 400, {0xF0, 1, 2, 0xF7});
     tr.stop();
@@ -96,11 +105,13 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
     // Replace: the old track goes before the count-in; Undo brings it back, a second Undo redoes.
     rec.record_start(record_mode::replace);
     EXPECT_EQ(t->slot(0, 0).in_use, 0);
+    t->slot(0, 0).quantize = 16;
     play_at(3500, {0x90, 40, 90});
     play_at(3600, {});
     tr.stop();
-    // Still held at the stop: ended where the take stopped.
-    const rows replaced{{40, 0x90, 3500}, {40, 0x80, 3599}};
+    // Still held at the stop: ended where the take stopped, 3599; then on the sixteenths, 428
+    // ticks into the bar to 432, its note-off moved as far.
+    const rows replaced{{40, 0x90, 3504}, {40, 0x80, 3603}};
     EXPECT_EQ(events(), replaced);
     undo_apply(*t);
     EXPECT_EQ(events(), overdubbed);
@@ -123,10 +134,7 @@ TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
     tr.play();
-    while (t->d.recording && t->d.position < 4000) {
-        t.run_ms(1);
-        tr.tick(false);
-    }
+    run_while_recording(4000);
     EXPECT_EQ(events(), (rows{{40, 0x90, 3072},
                               {41, 0x90, 3172},
                               {40, 0x80, 3200},
@@ -145,16 +153,14 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
+    t->slot(0, 0).mute = 1;  // and stays muted after the punch
     tr.play();
     EXPECT_EQ(nums(t->d.position, t->d.recording), nums(3456 - 768, 1));  // a bar of pre-roll
     play_at(3400, {0x90, 60, 90});  // in the pre-roll: not taken
     play_at(3500, {0x90, 61, 90});
     play_at(3600, {0x80, 61, 0});
     play_at(3700, {0x90, 62, 90});  // held over the right locator: ended there
-    while (t->d.recording && t->d.position < 4100) {
-        t.run_ms(1);
-        tr.tick(false);
-    }
+    run_while_recording(4100);
     EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
                               {40, 0x80, 3150},
                               {61, 0x90, 3500},
@@ -163,7 +169,9 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
                               {62, 0x80, 3839},
                               {42, 0x90, 3840},
                               {42, 0x80, 4050}}));
-    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->running()), nums(0, 0, 1));
+    EXPECT_EQ(
+        nums(t->d.recording, t->d.punch_on, t->d.punched_in, t->slot(0, 0).mute, t->running()),
+        nums(0, 0, 0, 1, 1));
     undo_apply(*t);
     EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
 }
@@ -287,6 +295,13 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     play_at(6144 + 150, {0x80, 60, 0});
     tr.stop();
     EXPECT_EQ(events(3, 0), (rows{{60, 0x90, song_start + 100}, {60, 0x80, song_start + 150}}));
+    // A punch there erases in the pattern's positions too: from 3092 to 3132, before the note.
+    d.left_locator = 6144 + 20;
+    d.right_locator = 6144 + 60;
+    d.punch_on = 1;
+    tr.play();
+    run_while_recording(6144 + 200);
+    EXPECT_EQ(nums(events(3, 0).size(), d.punch_on), nums(2, 0));
     // The parallel pattern runs in song time.
     d.parallel_selected = 1;
     rec.record_start(record_mode::overdub);
@@ -295,23 +310,23 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     d.parallel_selected = 0;
     d.current_step = 1;
     // Instant record counts from the current step, or with an editor open from the step it
-    // opened on.
+    // opened on; the parallel pattern and pattern mode have none.
     d.current_step = 0;
     d.song_start_step = 1;
-    rec.instant_start(false);
-    EXPECT_EQ(d.record_offset, 0);
-    rec.instant_stop();
-    d.main_screen = 0;
-    rec.instant_start(false);
-    EXPECT_EQ(d.record_offset, 3072);
-    rec.instant_stop();
-    d.main_screen = 1;
-    d.current_step = 1;
-    d.song_mode = 0;  // pattern mode has no offset
-    rec.instant_start(false);
-    EXPECT_EQ(d.record_offset, 0);
-    rec.instant_stop();
-    d.song_mode = 1;
+    const struct {
+        std::int16_t main_screen, parallel;
+        std::uint8_t song_mode;
+        std::int32_t offset;
+    } instant[] = {{1, 0, 1, 0}, {0, 0, 1, 3072}, {0, 1, 1, 0}, {0, 0, 0, 0}};
+    for (const auto& c : instant) {
+        d.main_screen = c.main_screen;
+        d.parallel_selected = c.parallel;
+        d.song_mode = c.song_mode;
+        rec.instant_start(false);
+        EXPECT_EQ(d.record_offset, c.offset) << c.main_screen << c.parallel << c.song_mode;
+        rec.instant_stop();
+    }
+    d.main_screen = d.song_mode = 1;
 
     // The left locator below the offset, or the right one after the step's end, asks.
     d.cycle_on = 1;
@@ -451,17 +466,20 @@ TEST_F(Recording, PickupOfABarAndAHalfGoesBackTwoBarsWithoutCountIn) {
 
 TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
     build_track(*t, 0, 0,
-                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3500),
+                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3450), ev(0x90, 41, 80, 3500),
                  ev(0x90, 43, 80, 4000)});
     tr.play();
     play_at(3400, {});
+    t.midi.clear();
     rec.instant_start(true);
+    // The track falls silent at once: the note it holds ends.
+    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x80, 40, 64}}));
     EXPECT_EQ(t->slot(0, 0).mute, 1);
     play_at(3600, {0x90, 70, 90});
     play_at(3900, {});
     rec.instant_record_toggle(false);
     EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
-                              {40, 0x80, 3150},
+                              {40, 0x80, 3399},
                               {70, 0x90, 3600},
                               {70, 0x80, 3899},
                               {43, 0x90, 4000}}));
@@ -470,14 +488,18 @@ TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
 
 TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecord) {
     dll_data& d = t->d;
-    d.cycle_on = 1;
-    EXPECT_FALSE(rec.internal_recording_allowed());
-    EXPECT_EQ(t.screen.last_text(), msg_cycle_mode);
-    d.cycle_on = 0;
+    for (auto [flag, text] :
+         {std::pair{&d.cycle_on, msg_cycle_mode}, {&d.punch_on, msg_punch_active}}) {
+        *flag = 1;
+        EXPECT_FALSE(rec.internal_recording_allowed());
+        EXPECT_EQ(t.screen.last_text(), text);
+        *flag = 0;
+    }
     d.midi_thru = 1;
     d.midi_click = 1;
     rec.set_internal_recording({true, 2});
     EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click), nums(3, 0, 0));
+    rec.set_internal_recording({true, 1});  // another port: what was saved stays
     t.screen.answers = {msg_answer::no};
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, d.recording), nums(0, 1, 1, 1));
@@ -495,6 +517,11 @@ TEST_F(Recording, InputNeedsNoTickOfTheWindowWhileATakeRuns) {
 
 TEST_F(Recording, RecordWithNoSourceConnectedSaysSoOnceAndRecordsAllTheSame) {
     t.midi.connect_input(-1, true);
+    t->d.internal_record = 1;  // records what the program plays: needs no source
+    rec.instant_start(false);
+    rec.instant_stop();
+    EXPECT_TRUE(t.screen.messages.empty());
+    t->d.internal_record = 0;
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(t->d.recording, t.screen.messages.size()), nums(1, 1));
     EXPECT_EQ(t.screen.last_text(), msg_no_input);

@@ -136,9 +136,10 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     dlg.set_filter_controller_from(200);
     EXPECT_EQ(t->d.filter_controller_from, 127);
     dlg.set_click_note(42);
-    ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0], t.midi[0].bytes[1]),
-              nums(t->d.click_port, 0x90 + t->d.click_channel, 42));
+    dlg.set_click_velocity(0);  // held to 1: a click of 0 would be silent
+    ASSERT_EQ(t.midi.size(), 2u);
+    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0], t.midi[0].bytes[1], t.midi[1].bytes[2]),
+              nums(t->d.click_port, 0x90 + t->d.click_channel, 42, 1));
     dlg.transpose_exempt[1][9] = true;
     dlg.cancel();
     EXPECT_EQ(nums(t->d.filter_sysex, t->d.transpose_exempt[1][9]), nums(1, 0));
@@ -148,8 +149,9 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.transpose_exempt[1][9], 1);
     EXPECT_EQ(overall_settings_dialog::controller_text(-1, nullptr), " Control -- ");
     EXPECT_EQ(overall_settings_dialog::controller_text(3, nullptr), " Control 3");
+    EXPECT_EQ(overall_settings_dialog::transpose_entry(0), "MIDI Channel  1");
     again.set_left_button_increases(false);
-    EXPECT_EQ(s.mouse_increase, 2);
+    EXPECT_EQ(nums(s.mouse_increase, s.mouse_decrease), nums(2, 1));
 }
 
 TEST(OverallSettings, TheThruOffChannelHoldsBackOneChannelUntilSetBackToNone) {
