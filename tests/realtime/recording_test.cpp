@@ -48,48 +48,47 @@ class Recording : public ::testing::Test {
     using rows = std::vector<std::vector<std::int64_t>>;
 };
 
-TEST_F(Recording, TakeIntoAnEmptyTrackMovesNotesLessThan24TicksEarlyToTheStart) {
+// Notes played less than 24 ticks early move to the start, their note-offs as far; every note
+// still held at the stop gets a note-off of its own there.
+TEST_F(Recording, ATakeIntoAnEmptyTrackMovesEarlyNotesToTheStartAndEndsHeldNotes) {
     t->d.punch_on = 1;  // Record takes over from an armed punch
     rec.record_start(record_mode::replace);
     EXPECT_EQ(nums(t->d.position, t->d.punch_on), nums(song_start - 768, 0));  // a bar of count-in
     play_at(song_start - 24, {0x90, 62, 90});
     play_at(song_start - 23, {0x90, 60, 90});
+    play_at(song_start - 20, {0x90, 50, 90});
+    play_at(song_start - 10, {0x80, 50, 0});
+    play_at(song_start - 5, {0x90, 52, 90});  // played after that note-off, early all the same
     play_at(song_start + 128, {0x80, 62, 0});
     tr.pause();  // paused and continued, the take goes on
     tr.pause();
     play_at(song_start + 300, {0x80, 60, 0});
     play_at(song_start + 400, {0xF0, 1, 2, 0xF7});
+    play_at(song_start + 428, {0x90, 64, 90});
+    play_at(song_start + 478, {0x90, 64, 80});  // the same key again, both held at the stop
+    play_at(song_start + 528, {0x90, 66, 90});  // on the stop's tick: its note-off comes after it
     tr.stop();
     EXPECT_EQ(events(), (rows{{62, 0x90, 3048},
                               {60, 0x90, 3072},
+                              {50, 0x90, 3072},
+                              {52, 0x90, 3072},
+                              {50, 0x80, 3082},
                               {62, 0x80, 3200},
                               {60, 0x80, 3395},
-                              {1, 0xF0, 3472}}));
+                              {1, 0xF0, 3472},
+                              {64, 0x90, 3500},
+                              {64, 0x90, 3550},
+                              {64, 0x80, 3599},
+                              {64, 0x80, 3599},
+                              {66, 0x90, 3600},
+                              {66, 0x80, 3600},
+                              {52, 0x80, 3604}}));  // ended at the stop, then moved with its note
     EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
     EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
     // Undo after a take into an empty track empties it again.
     EXPECT_EQ(t->d.recording, 0);
     undo_apply(*t);
     EXPECT_EQ(events(), rows{});
-}
-
-TEST_F(Recording, EveryHeldNoteGetsItsOwnNoteOffAndEveryEarlyNoteMovesToTheStart) {
-    rec.record_start(record_mode::replace);
-    play_at(song_start - 20, {0x90, 50, 90});  // its note-off moves past the start with it
-    play_at(song_start - 10, {0x80, 50, 0});
-    play_at(song_start - 5, {0x90, 52, 90});  // played after that note-off, early all the same
-    play_at(song_start + 100, {0x90, 60, 90});
-    play_at(song_start + 200, {0x90, 60, 80});  // the same key again, both held at the stop
-    play_at(song_start + 300, {});
-    tr.stop();
-    EXPECT_EQ(events(), (rows{{50, 0x90, 3072},
-                              {52, 0x90, 3072},
-                              {50, 0x80, 3082},
-                              {60, 0x90, 3172},
-                              {60, 0x90, 3272},
-                              {60, 0x80, 3371},
-                              {60, 0x80, 3371},
-                              {52, 0x80, 3376}}));  // ended at the stop, then moved with its note
 }
 
 TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
@@ -270,13 +269,21 @@ TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(d.position, d.record_offset), nums(6912 - 768, 6144 - song_start));
     tr.stop();
-    // The bar is the meter's before the step: with 3/4 from the step's start, a bar of 4/4.
+    // The bar is the meter's before the step: with 3/4 from the step's start, a bar of 4/4. A
+    // pickup of a bar and a half goes back two bars with no count-in; a whole bar of pickup has
+    // the count-in before it, two bars with the preference.
     d.cycle_on = 0;
-    t->step(1).pickup = 0;
     use_signature_track(*t, {ev(st::signature, 4, 4, song_start), ev(st::signature, 3, 4, 6144)});
-    rec.record_start(record_mode::overdub);
-    EXPECT_EQ(d.position, 6144 - 768);
-    tr.stop();
+    for (auto [pickup, two_bars, start] : {std::tuple{0, false, 6144 - 768},
+                                           {768 + 384, false, 6144 - 2 * 768},
+                                           {768, true, 6144 - 768 - 2 * 768}}) {
+        t->step(1).pickup = static_cast<std::int16_t>(pickup);
+        tr.two_bar_count_in = two_bars;
+        d.current_step = 1;  // the count-in left it on step 0
+        rec.record_start(record_mode::overdub);
+        EXPECT_EQ(d.position, start) << pickup;
+        tr.stop();
+    }
 }
 
 // In song mode a take of step 1 shows its pattern from the start and lands in it at its place in
@@ -449,21 +456,6 @@ TEST_F(Recording, AnUnfinishedSysexAtStopStoresNothing) {
     EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
 }
 
-TEST_F(Recording, PickupOfABarAndAHalfGoesBackTwoBarsWithoutCountIn) {
-    t->d.song_mode = 1;
-    t->step(0).pickup = 768 + 384;
-    rec.record_start(record_mode::replace);
-    EXPECT_EQ(nums(t->d.position, t->d.record_offset), nums(song_start - 2 * 768, 0));
-    tr.stop();
-    // A whole bar of pickup adds the count-in, two bars at most 3072 ticks.
-    t->step(0).pickup = 768;
-    tr.two_bar_count_in = true;
-    rec.record_start(record_mode::replace);
-    EXPECT_EQ(t->d.position, song_start - 768 - 2 * 768);
-    tr.stop();
-    EXPECT_EQ(check_pool(*t), "");
-}
-
 TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
     build_track(*t, 0, 0,
                 {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3450), ev(0x90, 41, 80, 3500),
@@ -544,24 +536,6 @@ TEST_F(SmallPool, RunningOutMidTakeLeavesTheOldTrack) {
     tr.stop();
     EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
     EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
-}
-
-TEST_F(SmallPool, ATakeWithNoRoomToMergeLeavesTheTrackByteForByteAndSaysWhyOnce) {
-    build_track(*t, 0, 0, notes(100 * block_slots, song_start, 1));
-    build_track(*t, 0, 1, notes((t->d.free_blocks - 60) * block_slots, song_start, 1));
-    const records before = read_track(*t, 0, 0);
-    t->d.left_locator = song_start + 96;
-    t->d.right_locator = song_start + 192;
-    t->d.punch_on = 1;
-    tr.play();
-    play_at(song_start + 100, {0x90, 70, 90});
-    play_at(song_start + 150, {0x80, 70, 0});
-    tr.stop();
-    // The track needs 100 blocks more to merge with the take: 60 are free.
-    EXPECT_EQ(difference(read_track(*t, 0, 0), before), "");
-    ASSERT_EQ(t.screen.messages.size(), 1u);
-    EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
-    EXPECT_EQ(check_pool(*t), "");
 }
 
 }  // namespace
