@@ -123,26 +123,6 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
     EXPECT_EQ(check_pool(*t), "");
 }
 
-TEST_F(Recording, PunchWithNothingPlayedErasesTheRangeAndEndsNotesBeforeIt) {
-    build_track(*t, 0, 0,
-                {ev(0x90, 40, 80, 3072), ev(0x90, 41, 80, 3172), ev(0x80, 40, 0, 3200),
-                 ev(0x90, 42, 80, 3500), ev(0x80, 42, 0, 3600), ev(0x80, 41, 0, 3700),
-                 ev(0x90, 43, 80, 4000)});
-    t->slot(0, 0).mute = 0;
-    t->d.left_locator = 3456;
-    t->d.right_locator = 3840;
-    t->d.punch_on = 1;
-    tr.play();
-    run_while_recording(4000);
-    EXPECT_EQ(events(), (rows{{40, 0x90, 3072},
-                              {41, 0x90, 3172},
-                              {40, 0x80, 3200},
-                              {41, 0x80, 3455},
-                              {43, 0x90, 4000}}));
-    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute, t->undo.available),
-              nums(0, 0, 0, 1));
-}
-
 TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     // The punch takes what starts from the left locator up to the tick before the right one.
     build_track(*t, 0, 0,
@@ -171,6 +151,15 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     EXPECT_EQ(
         nums(t->d.recording, t->d.punch_on, t->d.punched_in, t->slot(0, 0).mute, t->running()),
         nums(0, 0, 0, 1, 1));
+    undo_apply(*t);
+    EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
+    // With nothing played the range is erased; Undo brings it back.
+    t->d.punch_on = 1;
+    tr.play();
+    run_while_recording(4100);
+    EXPECT_EQ(events(),
+              (rows{{40, 0x90, 3100}, {40, 0x80, 3150}, {42, 0x90, 3840}, {42, 0x80, 4050}}));
+    EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute), nums(0, 0, 1));
     undo_apply(*t);
     EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
 }
