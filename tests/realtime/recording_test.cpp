@@ -353,7 +353,7 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
 // With the Mixer open on port A: a take into an empty track on port B keeps the track's channel
 // and its name, and holds what was played, not the fader moved meanwhile; Record on a track in
 // use asks whether to overdub.
-TEST_F(Recording, TheMixersQuestionsAndTheInternalRecordingsYes) {
+TEST_F(Recording, TheMixerOnPortAKeepsTheTracksChannelAndReplaceAsksForOverdub) {
     dll_data& d = t->d;
     d.main_screen = 0;
     t->app.mixer_port = 0;
@@ -380,29 +380,10 @@ TEST_F(Recording, TheMixersQuestionsAndTheInternalRecordingsYes) {
     rec.record_key(record_mode::replace);  // No: replace empties it
     EXPECT_EQ(nums(d.recording, t->slot(0, 0).in_use), nums(1, 0));
     tr.stop();
-    // In an editor the Record keys do nothing; on the main screen they ask nothing.
+    // In an editor the Record keys do nothing.
     t->app.mixer_port = -1;
     rec.record_key(record_mode::overdub);
     EXPECT_EQ(d.recording, 0);
-    d.main_screen = 1;
-    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
-    t.screen.messages.clear();
-    rec.record_key(record_mode::replace);
-    EXPECT_EQ(nums(d.recording, t.screen.messages.size(), t->slot(0, 0).in_use), nums(1, 0, 0));
-    tr.stop();
-
-    // Internal recording answered Yes stays on, with thru, the click and Reset On Stop off.
-    d.midi_thru = d.midi_click = 1;
-    t->app.reset_on_stop = true;
-    rec.set_internal_recording({true, 0});
-    d.midi_thru = d.midi_click = 1;
-    t->app.reset_on_stop = true;
-    t.screen.answers = {msg_answer::yes};
-    rec.record_start(record_mode::overdub);
-    EXPECT_EQ(t.screen.last_text(), msg_internal_recording_question);
-    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, t->app.reset_on_stop),
-              nums(1, 0, 0, 0));
-    tr.stop();
 }
 
 // Merging a take of one block into a track of one needs the take, the merged chain (track and
@@ -467,7 +448,7 @@ TEST_F(Recording, InstantPunchReplacesWhatWasPlayedOverAndEndsItsOpenNotes) {
     EXPECT_EQ(nums(t->slot(0, 0).mute, t->running(), t->d.recording), nums(0, 1, 0));
 }
 
-TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecord) {
+TEST_F(Recording, InternalRecordingIsRefusedInCycleAndWithPunchAndRecordAsksWhetherToKeepIt) {
     dll_data& d = t->d;
     for (auto [flag, text] :
          {std::pair{&d.cycle_on, msg_cycle_mode}, {&d.punch_on, msg_punch_active}}) {
@@ -484,6 +465,16 @@ TEST_F(Recording, InternalRecordingIsRefusedInCycleAndTurnedOffByAnswerNoAtRecor
     t.screen.answers = {msg_answer::no};
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, d.recording), nums(0, 1, 1, 1));
+    tr.stop();
+    // Answered Yes it stays on, with thru, the click and Reset On Stop off again.
+    rec.set_internal_recording({true, 0});
+    d.midi_thru = d.midi_click = 1;
+    t->app.reset_on_stop = true;
+    t.screen.answers = {msg_answer::yes};
+    rec.record_start(record_mode::overdub);
+    EXPECT_EQ(t.screen.last_text(), msg_internal_recording_question);
+    EXPECT_EQ(nums(d.internal_record, d.midi_thru, d.midi_click, t->app.reset_on_stop),
+              nums(1, 0, 0, 0));
     tr.stop();
 }
 
