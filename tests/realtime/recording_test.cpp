@@ -124,11 +124,13 @@ TEST_F(Recording, OverdubPutsNewEventsFirstAndUndoBringsTheReplacedTrackBack) {
 }
 
 TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
-    // The punch takes what starts from the left locator up to the tick before the right one.
+    // The punch takes what starts from the left locator up to the tick before the right one;
+    // a note sounding into it ends the tick before.
     build_track(*t, 0, 0,
-                {ev(0x90, 40, 80, 3100), ev(0x80, 40, 0, 3150), ev(0x90, 41, 80, 3456),
-                 ev(0x80, 41, 0, 3550), ev(0x90, 43, 80, 3839), ev(0x90, 42, 80, 3840),
-                 ev(0x80, 43, 0, 3845), ev(0x80, 42, 0, 4050)});
+                {ev(0x90, 40, 80, 3100), ev(0x90, 45, 80, 3120), ev(0x80, 40, 0, 3150),
+                 ev(0x90, 41, 80, 3456), ev(0x80, 41, 0, 3550), ev(0x80, 45, 0, 3600),
+                 ev(0x90, 43, 80, 3839), ev(0x90, 42, 80, 3840), ev(0x80, 43, 0, 3845),
+                 ev(0x80, 42, 0, 4050)});
     t->d.left_locator = 3456;
     t->d.right_locator = 3840;
     t->d.punch_on = 1;
@@ -141,7 +143,9 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
     play_at(3700, {0x90, 62, 90});  // held over the right locator: ended there
     run_while_recording(4100);
     EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
+                              {45, 0x90, 3120},
                               {40, 0x80, 3150},
+                              {45, 0x80, 3455},
                               {61, 0x90, 3500},
                               {61, 0x80, 3600},
                               {62, 0x90, 3700},
@@ -152,16 +156,20 @@ TEST_F(Recording, PlayWithPunchArmedKeepsOnlyWhatWasPlayedBetweenTheLocators) {
         nums(t->d.recording, t->d.punch_on, t->d.punched_in, t->slot(0, 0).mute, t->running()),
         nums(0, 0, 0, 1, 1));
     undo_apply(*t);
-    EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
+    EXPECT_EQ(events()[3], nums(41, 0x90, 3456));
     // With nothing played the range is erased; Undo brings it back.
     t->d.punch_on = 1;
     tr.play();
     run_while_recording(4100);
-    EXPECT_EQ(events(),
-              (rows{{40, 0x90, 3100}, {40, 0x80, 3150}, {42, 0x90, 3840}, {42, 0x80, 4050}}));
+    EXPECT_EQ(events(), (rows{{40, 0x90, 3100},
+                              {45, 0x90, 3120},
+                              {40, 0x80, 3150},
+                              {45, 0x80, 3455},
+                              {42, 0x90, 3840},
+                              {42, 0x80, 4050}}));
     EXPECT_EQ(nums(t->d.recording, t->d.punch_on, t->slot(0, 0).mute), nums(0, 0, 1));
     undo_apply(*t);
-    EXPECT_EQ(events()[2], nums(41, 0x90, 3456));
+    EXPECT_EQ(events()[3], nums(41, 0x90, 3456));
 }
 
 // The right locator moved before the left, or onto it, during a punched take: the take ends
