@@ -17,7 +17,7 @@ using bytes = std::vector<std::uint8_t>;
 
 class Recording : public ::testing::Test {
   protected:
-    explicit Recording(int memory_units = 10) : t(memory_units) { t->d.midi_click = 0; }
+    Recording() { t->d.midi_click = 0; }
     test_program t;
     transport tr{*t};
     recorder rec{*t, tr};
@@ -496,21 +496,6 @@ TEST_F(Recording, RecordWithNoSourceConnectedSaysSoOnceAndRecordsAllTheSame) {
     rec.instant_start(false);
     rec.instant_stop();
     EXPECT_EQ(t.screen.messages.size(), 1u);
-}
-
-class SmallPool : public Recording {
-  protected:
-    SmallPool() : Recording(1) {}
-};
-
-TEST_F(SmallPool, RunningOutMidTakeLeavesTheOldTrack) {
-    build_track(*t, 0, 0, {ev(0x90, 50, 80, 3264)});
-    build_track(*t, 0, 1, notes((t->d.free_blocks - 6) * block_slots, song_start, 1));
-    rec.record_start(record_mode::overdub);
-    for (int i = 0; i < 400; ++i) play_at(song_start + i, {0x90, 70, 90});
-    tr.stop();
-    EXPECT_EQ(t.screen.last_text(), msg_no_memory_left);
-    EXPECT_EQ(events(), (rows{{50, 0x90, 3264}}));
 }
 
 }  // namespace
