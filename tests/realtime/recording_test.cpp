@@ -308,43 +308,37 @@ TEST_F(Recording, ASongModeTakeLandsInItsStepsPatternAndLocatorsOutsideTheStepAs
     EXPECT_EQ(nums(d.record_pattern, d.record_offset), nums(parallel_pattern, 0));
     tr.stop();
     d.parallel_selected = 0;
-    d.current_step = 1;
     // Instant record counts from the current step, or with an editor open from the step it
     // opened on; the parallel pattern and pattern mode have none.
     d.current_step = 0;
     d.song_start_step = 1;
-    const struct {
-        std::int16_t main_screen, parallel;
-        std::uint8_t song_mode;
-        std::int32_t offset;
-    } instant[] = {{1, 0, 1, 0}, {0, 0, 1, 3072}, {0, 1, 1, 0}, {0, 0, 0, 0}};
-    for (const auto& c : instant) {
-        d.main_screen = c.main_screen;
-        d.parallel_selected = c.parallel;
-        d.song_mode = c.song_mode;
+    for (auto [main_screen, parallel, song_mode, offset] :
+         {std::tuple{1, 0, 1, 0}, {0, 0, 1, 3072}, {0, 1, 1, 0}, {0, 0, 0, 0}}) {
+        d.main_screen = static_cast<std::int16_t>(main_screen);
+        d.parallel_selected = static_cast<std::int16_t>(parallel);
+        d.song_mode = static_cast<std::uint8_t>(song_mode);
         rec.instant_start(false);
-        EXPECT_EQ(d.record_offset, c.offset) << c.main_screen << c.parallel << c.song_mode;
+        EXPECT_EQ(d.record_offset, offset) << main_screen << parallel << song_mode;
         rec.instant_stop();
     }
     d.main_screen = d.song_mode = 1;
 
     // The left locator below the offset, or the right one after the step's end, asks.
     d.cycle_on = 1;
-    const struct {
-        std::int32_t left, right;
-        bool asks;
-    } cases[] = {{3072, 9216, false}, {6144, 7000, false}, {3071, 7000, true}, {6144, 9217, true}};
-    for (const auto& c : cases) {
+    for (auto [left, right, asks] : {std::tuple{3072, 9216, false},
+                                     {6144, 7000, false},
+                                     {3071, 7000, true},
+                                     {6144, 9217, true}}) {
         d.current_step = 1;
-        d.left_locator = c.left;
-        d.right_locator = c.right;
+        d.left_locator = left;
+        d.right_locator = right;
         t.screen.messages.clear();
         t.screen.answers = {msg_answer::no};
         rec.record_start(record_mode::overdub);
         EXPECT_EQ(nums(t.screen.messages.size(), d.recording, d.cycle_recording),
-                  c.asks ? nums(1, 0, 0) : nums(0, 1, 1))
-            << c.left << " " << c.right;
-        EXPECT_EQ(t.screen.last_text() == msg_locators_outside, c.asks);
+                  asks ? nums(1, 0, 0) : nums(0, 1, 1))
+            << left << " " << right;
+        EXPECT_EQ(t.screen.last_text() == msg_locators_outside, asks);
         tr.stop();
     }
     d.current_step = 1;

@@ -128,7 +128,8 @@ TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     EXPECT_FALSE(dlg.ok());
 }
 
-TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists) {
+TEST(OverallSettings,
+     ValuesApplyAtOnceTheClickSoundsTheThruOffChannelHoldsOneBackAndCancelKeepsTheLists) {
     testing::test_program t;
     setup_settings s;
     overall_settings_dialog dlg(*t, s);
@@ -152,22 +153,17 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(overall_settings_dialog::transpose_entry(0), "MIDI Channel  1");
     again.set_left_button_increases(false);
     EXPECT_EQ(nums(s.mouse_increase, s.mouse_decrease), nums(2, 1));
-}
-
-TEST(OverallSettings, TheThruOffChannelHoldsBackOneChannelUntilSetBackToNone) {
-    testing::test_program t;
-    setup_settings s;
-    overall_settings_dialog dlg(*t, s);
+    // The thru-off channel holds back one channel until it is set back to none.
     t->d.midi_thru = 1;
     auto passed = [&](std::uint8_t status) {
         t.midi.clear();
         t.feed({status, 60, 100});
         return t.midi.size() == 1;
     };
-    dlg.set_thru_off_channel(9);  // shown from 1: channel 10
+    again.set_thru_off_channel(9);  // shown from 1: channel 10
     EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), "10");
     EXPECT_EQ(nums(passed(0x98), passed(0x99), passed(0x9A)), nums(1, 0, 1));
-    dlg.set_thru_off_channel(-5);  // below the range: none
+    again.set_thru_off_channel(-5);  // below the range: none
     EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), " -- ");
     EXPECT_EQ(nums(passed(0x99), passed(0x9F), passed(0x90)), nums(1, 1, 1));
 }
