@@ -388,29 +388,25 @@ TEST_F(Recording, TheMixerOnPortAKeepsTheTracksChannelAndReplaceAsksForOverdub) 
 // take) and ten blocks more: 13 free blocks store it, 12 leave the track as it was. The track's
 // undo copy needs its block and three more beyond that: 17.
 TEST_F(Recording, TheMergeNeedsRoomForTheTakeTheMergedChainAndTenBlocksAndTheUndoCopyFourMore) {
-    const struct {
-        int free;
-        std::size_t events;
-        const char* said;
-    } cases[] = {{12, 2, msg_no_memory_left},
-                 {13, 4, msg_undo_no_memory},
-                 {16, 4, msg_undo_no_memory},
-                 {17, 4, ""}};
     int track = 0;
-    for (const auto& c : cases) {
+    for (auto [free, kept, said] :
+         {std::tuple<int, std::size_t, std::string>{12, 2, msg_no_memory_left},
+          {13, 4, msg_undo_no_memory},
+          {16, 4, msg_undo_no_memory},
+          {17, 4, ""}}) {
         t->d.current_track = static_cast<std::int16_t>(track);
         build_track(*t, 0, track, {ev(0x90, 50, 80, 3264), ev(0x80, 50, 0, 3300)});
         rec.record_start(record_mode::overdub);
         play_at(3400, {0x90, 70, 90});
         play_at(3500, {0x80, 70, 0});
         const std::int32_t real = t->d.free_blocks;
-        t->d.free_blocks = c.free;
+        t->d.free_blocks = free;
         t.screen.messages.clear();
         tr.stop();
-        t->d.free_blocks += real - c.free;
-        EXPECT_EQ(events(0, track++).size(), c.events) << c.free;
-        EXPECT_EQ(t.screen.last_text(), c.said) << c.free;
-        EXPECT_EQ(t->undo.available, *c.said == 0) << c.free;
+        t->d.free_blocks += real - free;
+        EXPECT_EQ(events(0, track++).size(), kept) << free;
+        EXPECT_EQ(t.screen.last_text(), said) << free;
+        EXPECT_EQ(t->undo.available, said.empty()) << free;
     }
 }
 
