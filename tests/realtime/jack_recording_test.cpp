@@ -1,11 +1,9 @@
-// Record on a JACK server of the test's own: a source a patchbay connects to the program's input
-// after the start is not in the device lists read then, yet it is what Record asks about.
+// On a JACK server of the test's own: a source a patchbay connects to the program's input after
+// the start is not in the device lists read then, yet it is what Record asks about.
 #include <gtest/gtest.h>
 
-#include "realtime/recording.h"
 #include "song/song_start.h"
 #include "tests/engine/jack_fixture.h"
-#include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
 namespace kestrune {
@@ -23,7 +21,6 @@ TEST_F(JackRecording, ASourceConnectedAfterTheStartIsTheInput) {
     system_clock clk;
     program p{eng, screen, clk};
     eng.attach(clk, &jack);
-    eng.set_own_thread(true);
     p.write_defaults();
     ASSERT_EQ(start_program(p), 0);
     EXPECT_FALSE(p.eng.input_connected());
@@ -33,11 +30,7 @@ TEST_F(JackRecording, ASourceConnectedAfterTheStartIsTheInput) {
     jack_port_t* out = jack_port_register(late, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
     ASSERT_TRUE(out && jack_activate(late) == 0);
     EXPECT_EQ(jack_connect(late, jack_port_name(out), jack.port_name(-1).c_str()), 0);
-    transport tr{p};
-    recorder rec{p, tr};
-    rec.record_start(record_mode::overdub);
-    EXPECT_EQ(nums(p.d.recording, screen.messages.size()), nums(1, 0));
-    tr.stop();
+    EXPECT_TRUE(p.eng.input_connected());
     jack_client_close(late);
     p.shut_down();
 }

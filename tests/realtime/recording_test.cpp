@@ -86,7 +86,6 @@ TEST_F(Recording, ATakeIntoAnEmptyTrackMovesEarlyNotesToTheStartAndEndsHeldNotes
     EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
     EXPECT_EQ(t.screen.last_text(), "SYSEX recorded!\n1 chunks");
     // Undo after a take into an empty track empties it again.
-    EXPECT_EQ(t->d.recording, 0);
     undo_apply(*t);
     EXPECT_EQ(events(), rows{});
 }
@@ -365,7 +364,6 @@ TEST_F(Recording, TheMixerOnPortAKeepsTheTracksChannelAndReplaceAsksForOverdub) 
     play_at(song_start + 96, {0x80, 50, 0});
     tr.stop();
     EXPECT_EQ(events(), (rows{{50, 0x90, song_start}, {50, 0x80, song_start + 96}}));
-    EXPECT_EQ(std::string(t->slot(0, 0).name, 10), recorded_name);
 
     t.screen.messages.clear();
     t.screen.answers = {msg_answer::cancel, msg_answer::yes, msg_answer::no};
