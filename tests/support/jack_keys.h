@@ -66,7 +66,6 @@ class jack_keys {
         armed_.store(true, std::memory_order_release);
     }
     int played() const { return played_.load(std::memory_order_acquire); }
-    int clicks() const { return clicks_.load(std::memory_order_acquire); }
     // Notes written later than their frame (the player was held up): the attempt says nothing.
     int late() const { return late_.load(); }
     bool done() const { return played() >= count_; }
