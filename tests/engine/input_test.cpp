@@ -334,11 +334,9 @@ TEST_F(Input, ANoteHeldOverTheLoopEndsWithItsPassAndItsOwnNoteOffIsLeftOut) {
     t.feed({0x80, 60, 0});
     t.feed({0x80, 60, 0});
     t.feed({0x90, 62, 100}, 1);
-    event_store s = t->store();
     std::vector<std::vector<std::int64_t>> pass;
-    for (ref32 e = t->slot(take_pattern, 0).first; is_event_status(s.status(e));
-         e = s.next_event(e))
-        pass.push_back(nums(s.status(e), s.at(e).data1(), s.position(e)));
+    for (const midi_event& e : read_track(*t, take_pattern, 0))
+        pass.push_back(nums(e.status(), e.data1(), e.position()));
     EXPECT_EQ(pass, (std::vector<std::vector<std::int64_t>>{
                         {0x90, 60, 3372}, {0x90, 60, 3382}, {0x80, 60, 3455}, {0x80, 60, 3455}}));
     EXPECT_EQ(take_rows(), (std::vector<std::vector<std::int64_t>>{{0x90, 62, 3072 + 50}}));
