@@ -20,25 +20,18 @@ namespace {
 using namespace testing;
 class JackIntegration : public jack_fixture {};
 
-// The program on its own thread over the machine's MIDI systems. Declared in this order, the engine
-// stops before the backend and the clock go, however the test ends: an assertion that returns
-// early must not leave its threads running over them.
-struct jack_program {
-    jack_program() {
-        eng.attach(clk, &midi);
-        eng.set_own_thread(true);
-        p.write_defaults();
-    }
+TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
+    // The program on its own thread over the machine's MIDI systems. Declared in this order, the
+    // engine stops before the backend and the clock go, however the test ends: an assertion that
+    // returns early must not leave its threads running over them.
     system_backend midi;
     system_clock clk;
     testing::scripted_ui screen;
     engine eng;
     program p{eng, screen, clk};
-};
-
-TEST_F(JackIntegration, AStoppedServerIsReportedOnceAndThePortComesBackWithIt) {
-    jack_program run;
-    auto& [midi, clk, screen, eng, p] = run;
+    eng.attach(clk, &midi);
+    eng.set_own_thread(true);
+    p.write_defaults();
     const std::string name = "JACK: " + pr.in_name();
     const int device = index_of(midi.output_devices(), name);
     ASSERT_GE(device, 0);
