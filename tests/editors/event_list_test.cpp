@@ -4,6 +4,7 @@
 
 #include "core/command_ids.h"
 #include "core/command_table.h"
+#include "core/midi_names.h"
 #include "editors/editor_commands.h"
 #include "editors/frame/editor_frame.h"
 #include "editors/list/event_rows.h"
@@ -278,6 +279,20 @@ TEST_F(EventList, EditsDuringPlaybackEndTheNotesTheyTakeAwayAndPlayTheNewOnes) {
     t.run_ms(ms_of(300));
     EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x90, 64, 90}, {0x80, 64, 64}}));
     tr.stop();
+}
+
+// The list's names: C-1 is note 0, so 12 is C 0; controllers named where the table has a name.
+TEST(EventRowNames, NotesByOctaveAndControllersByTheirTable) {
+    EXPECT_EQ(note_name(0) + note_name(11) + note_name(12) + note_name(61) + note_name(127),
+              " C-1 B-1 C 0C# 4 G 9");
+    std::string named;
+    for (int c = -6; c < 128; ++c)
+        if (controller_name(c)) named += std::to_string(c) + " ";
+    EXPECT_EQ(named,
+              "-5 -4 -3 -2 -1 0 1 2 4 5 6 7 8 10 11 16 17 18 19 32 33 34 36 37 38 39 40 42 43 48 49 "
+              "50 51 64 65 66 67 68 69 70 71 72 73 74 75 76 77 78 79 80 81 82 83 84 91 92 93 94 95 "
+              "96 97 98 99 100 101 121 122 123 124 125 126 127 ");
+    EXPECT_EQ(std::string(controller_name(91)) + controller_name(64), "  Effect 1   Sustain Ped");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ user_settings every_field_set() {
     user_settings s;
     s.midi_out_device = {1, 2, 0, 3};
     s.midi_in_device = 2;
-    s.memory_units = 25;
+    s.memory_units = 50;  // the most
     s.show_patch_names[1][9] = 1;
     s.show_patch_names[3][0] = 1;
     s.timer_resolution = 1;
@@ -190,21 +190,25 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     EXPECT_TRUE(s2 == written);
     // The values reach the program and the file commands.
     EXPECT_EQ(nums(t->d.memory_units, t->d.midi_out_device[3], t->d.mixer_define_controller,
-                   t->app.simple_bardisplay, fs2.remember_file_paths),
-              nums(25, 3, 11, 1, 0));
+                   t->app.simple_bardisplay, fs2.remember_file_paths, t->d.click_always,
+                   t->d.midi_click, t->d.sync_out, t->app.chase_events),
+              nums(50, 3, 11, 1, 0, 1, 0, 1, 1));
     EXPECT_EQ(fs2.recent_files, written.recent_files);
     EXPECT_EQ(fs2.folders[folder_save_midi], "/out/midi/");
 
-    // Shut-down writes the per-user file, which counts from then on.
+    // Shut-down writes the per-user file, which counts from then on; a recent path longer than
+    // its slot is cut to 269 characters.
     t->d.timer_resolution = 9;
-    fs2.recent_files.insert(fs2.recent_files.begin(), "/new.sng");
+    t->d.sync_out = 0;
+    const std::string long_path = "/" + std::string(300, 'n');
+    fs2.recent_files.insert(fs2.recent_files.begin(), long_path);
     ASSERT_TRUE(save_settings(*t, s2, fs2));
     ASSERT_TRUE(std::filesystem::exists(user_file));
     user_settings s3;
     file_state fs3;
     load_settings(*t, s3, fs3);
-    EXPECT_EQ(s3.timer_resolution, 9);
-    EXPECT_EQ(s3.recent_files.front() + s3.licence, "/new.sng" + written.licence);
+    EXPECT_EQ(nums(s3.timer_resolution, s3.sync_out), nums(9, 0));
+    EXPECT_EQ(s3.recent_files.at(0) + s3.licence, long_path.substr(0, 269) + written.licence);
     // The devices are kept by name beside it.
     EXPECT_EQ(s3.devices.outputs[3], "Capture Out 3");
     EXPECT_TRUE(t.screen.messages.empty());

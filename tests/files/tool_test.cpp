@@ -131,17 +131,16 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
     temp_folder dir;
     {
         test_program t;
-        give_track(
-            *t, 0, 3,
-            flat({{ev(0x90, 60, 100, song_start), ev(0xB0, 7, 100, song_start + 10),
-                   ev(0xC1, 5, 0, song_start + 20), ev(0x90, 64, 70, song_start + 30),
-                   ev(0x80, 64, 64, song_start + 83), ev(0x80, 60, 64, song_start + 192),
-                   ev(0x92, 62, 90, song_start + 768 + 48 + 5), ev(0xE0, 0, 64, song_start + 830),
-                   ev(0xD0, 40, 0, song_start + 840)},
-                  long_event(st::sysex, song_start + 900, {0x41, 0x10, 0x42, 0x12, 0xF7}),
-                  text_event(song_start + 950, "Hi\r\nthere, 12345678901234567", true)}));
+        give_track(*t, 0, 3,
+                   flat({{ev(0x90, 60, 100, song_start), ev(0xB0, 7, 100, song_start + 10),
+                          ev(0xC1, 5, 0, song_start + 20), ev(0x90, 64, 70, song_start + 30),
+                          ev(0x80, 64, 64, song_start + 83), ev(0x80, 60, 64, song_start + 192),
+                          ev(0x92, 62, 90, song_start + 768 + 48 + 5),
+                          ev(0xE0, 0, 64, song_start + 830), ev(0xD0, 40, 0, song_start + 840)},
+                         long_event(st::sysex, song_start + 900, {0x41, 0x10, 0x42, 0x12, 0xF7}),
+                         text_event(song_start + 950, "Hi\r\nthere, 12345678901234567", true)}));
         put_name(t->slot(0, 3).name, "Lead");
-        give_track(*t, 2, 0, {ev(0x9F, 5, 1, song_start + 3 * 768)});
+        give_track(*t, parallel_pattern, 0, {ev(0x9F, 5, 1, song_start + 3 * 768)});
         replace_list(*t, t->d.tempo_chain, {tempo(9050, 0), tempo(30005, song_start)});
         replace_list(*t, t->d.signature_track, {ev(st::signature, 3, 4, song_start)});
         ASSERT_TRUE(write_song_file(*t, dir.path("d.sng")));
@@ -163,7 +162,7 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
         "     2  1  2 25 C-Press   1   40",
         "     2  1  3 37 Sys Ex        65  16    Roland",
         "     2  1  4 39 Lyric    Hi..there, 1234567890123456",
-        "pattern 2 track 0 name \"          \"",
+        "pattern 16 track 0 name \"          \"",
         "     4  1  1  1 Note     16  F-1   1     Missing",
         "    -3  1  1  1 Tempo         90  50",
         "     1  1  1  1 Tempo        300  05",
@@ -171,7 +170,7 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
     };
     EXPECT_EQ(lines_of(r.out), want);
 
-    r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --pattern 2");
+    r = run_tool(dir, "dump '" + dir.path("d.sng") + "' --pattern 16");
     ASSERT_EQ(r.status, 0);
     EXPECT_EQ(lines_of(r.out), (std::vector<std::string>{want[12], want[13]}));
 }
@@ -180,7 +179,8 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     temp_folder dir;
     {
         test_program t;
-        give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)}).loop_length =
+            3071 + 768;  // one bar
         put_name(t->pattern(4).name, "Chorus");
         ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
         ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));
@@ -198,7 +198,9 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
                                         "     1  1  1  1 Sys Ex        67   1    Yamaha"}));
     const auto info = out("info", "c.pat");
     EXPECT_EQ(info.at(0), "pattern 0 name \"Chorus    \" tracks 1");
-    EXPECT_EQ(info.at(1).rfind("  track 7 name \"          \" channel 8 port A", 0), 0u) << info[1];
+    EXPECT_EQ(info.at(1),
+              "  track 7 name \"          \" channel 8 port A velocity 0 transpose 0 "
+              "delay 0 compress 0 quantize 0 mute 0 loop 768 events 1");
     // Converting a pattern file makes a song that holds it.
     const run_result r =
         run_tool(dir, "convert '" + dir.path("c.pat") + "' '" + dir.path("c.sng") + "'");

@@ -13,9 +13,8 @@
 
 #include "core/command_ids.h"
 #include "shell/main_commands.h"
-#include "shell/startup.h"
 #include "tests/shell/every_dialog.h"
-#include "tests/support/stand_ins.h"
+#include "tests/shell/session_fixture.h"
 
 namespace kestrune {
 namespace {
@@ -39,33 +38,16 @@ std::string missing(std::string_view page) {
     return {};
 }
 
-// A started session with every command of the window in its table.
-struct started_session {
-    testing::virtual_clock clk;
-    capture_backend midi;
-    testing::scripted_ui screen;
-    engine eng;
-    std::unique_ptr<session> made;
-    session& s;
-    started_session() : made(attached()), s(*made) {
-        ::setenv("XDG_CONFIG_HOME", fs::temp_directory_path().c_str(), 1);
-        start_session(s);
-    }
-    std::unique_ptr<session> attached() {
-        eng.attach(clk, &midi);
-        return std::make_unique<session>(eng, screen, clk);
-    }
-    ~started_session() { end_session(s, false); }
-};
+// A started session has every command of the window in its table.
+using HelpPages = testing::session_fixture;
 
-TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
+TEST_F(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
     std::set<std::string> paths(std::begin(help_page::all_help_pages),
                                 std::end(help_page::all_help_pages));
-    started_session st;
-    for (const command_record& c : st.s.commands.all())
-        paths.emplace(command_help_page(st.s.commands, c.id));
+    for (const command_record& c : s->commands.all())
+        paths.emplace(command_help_page(s->commands, c.id));
     setup_settings setup;
-    testing::every_dialog every(st.s.prog, st.s.commands, setup);
+    testing::every_dialog every(s->prog, s->commands, setup);
     for (const auto& d : every.dialogs) {
         EXPECT_FALSE(d->help_topic.empty()) << d->title() << " has no help page";
         const bool has_button =
@@ -77,7 +59,7 @@ TEST(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {
     for (const std::string& page : paths) EXPECT_EQ(missing(page), "") << page;
 }
 
-TEST(HelpPages, LinksBetweenPagesLeadToAPageAndAnchor) {
+TEST_F(HelpPages, LinksBetweenPagesLeadToAPageAndAnchor) {
     const std::regex href("href=\"([^\"]*)\"");
     int links = 0;
     for (const auto& entry : fs::directory_iterator(fs::path(KESTRUNE_HELP_DIR) / "html")) {
@@ -94,11 +76,10 @@ TEST(HelpPages, LinksBetweenPagesLeadToAPageAndAnchor) {
     EXPECT_GT(links, 0);
 }
 
-TEST(HelpPages, KeyCommandsNamesEveryShortcut) {
+TEST_F(HelpPages, KeyCommandsNamesEveryShortcut) {
     const std::string keys =
         read_all(fs::path(KESTRUNE_HELP_DIR) / help_page::file_of(help_page::key_commands));
-    started_session st;
-    for (const command_record& c : st.s.commands.all()) {
+    for (const command_record& c : s->commands.all()) {
         if (c.shortcut.empty()) continue;
         // Each shortcut stands in a cell of its own, beside the command's name; a key the main
         // window and an editor both use has a row for each.

@@ -15,8 +15,7 @@
 #include "core/command_ids.h"
 #include "shell/dispatch.h"
 #include "shell/main_commands.h"
-#include "shell/startup.h"
-#include "tests/support/stand_ins.h"
+#include "tests/shell/session_fixture.h"
 
 namespace kestrune {
 namespace {
@@ -86,30 +85,16 @@ struct stand_in_manager {
     }
 };
 
-struct nsm_fixture : ::testing::Test {
-    fs::path dir = fs::temp_directory_path() / ("kestrune_nsm_" + std::to_string(::getpid()));
-    // The session's own program on the engine, as the window has it.
-    struct parts {
-        testing::virtual_clock clk;
-        capture_backend midi;
-        testing::scripted_ui screen;
-        engine eng;
-    } t;
-    std::unique_ptr<session> s;
+struct nsm_fixture : testing::session_fixture {
     stand_in_manager manager;
 
     void SetUp() override {
-        fs::create_directories(dir);
-        ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
         ::setenv("NSM_URL", manager.url().c_str(), 1);
-        t.eng.attach(t.clk, &t.midi);
-        s = std::make_unique<session>(t.eng, t.screen, t.clk);
-        ASSERT_EQ(start_session(*s), 0);
+        session_fixture::SetUp();
     }
     void TearDown() override {
-        end_session(*s, false);
+        session_fixture::TearDown();
         ::unsetenv("NSM_URL");
-        fs::remove_all(dir);
     }
     std::string note_pad() const { return s->prog.song.note_pad_text.data(); }
     void set_note_pad(const char* text) {
@@ -152,7 +137,7 @@ TEST_F(nsm_fixture, the_session_opens_saves_and_reopens_its_song) {
     // Save Song saves there without a dialog; Load Song is not offered in a session.
     set_note_pad("by menu");
     dispatch_command(*s, cmd::save_song);
-    EXPECT_TRUE(t.screen.dialogs.empty());
+    EXPECT_TRUE(script.dialogs.empty());
     EXPECT_FALSE(command_enabled(*s, cmd::load_song));
 
     set_note_pad("changed");
