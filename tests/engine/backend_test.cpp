@@ -1,7 +1,14 @@
+#include <RtMidi.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "engine/alsa_backend.h"
@@ -298,6 +305,84 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
     m.listen(nullptr);
     alsa->inject(note, 3, 46);
     EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 43}));
+}
+
+// ---- the machine's own systems ----
+
+TEST(AlsaBackend, SendsToAndReceivesFromAnotherClientsPorts) {
+    if (access("/dev/snd/seq", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "no ALSA sequencer here (/dev/snd/seq is missing)";
+    // A second client with a virtual port in each direction stands in for a synth and a keyboard.
+    struct heard_log {
+        std::mutex mu;
+        std::vector<std::vector<unsigned char>> got;
+        std::size_t size() {
+            std::lock_guard<std::mutex> l(mu);
+            return got.size();
+        }
+    } heard, keys;
+    RtMidiIn synth(RtMidi::LINUX_ALSA, "Probe");
+    synth.ignoreTypes(false, false, false);
+    synth.setCallback(
+        +[](double, std::vector<unsigned char>* m, void* self) {
+            auto* h = static_cast<heard_log*>(self);
+            std::lock_guard<std::mutex> l(h->mu);
+            h->got.push_back(*m);
+        },
+        &heard);
+    synth.openVirtualPort("Synth");
+    RtMidiOut keyboard(RtMidi::LINUX_ALSA, "Probe");
+    keyboard.openVirtualPort("Keyboard");
+
+    system_backend m;
+    const auto outs = m.output_devices();
+    const auto ins = m.input_devices();
+    auto find = [](const std::vector<std::string>& v, const std::string& prefix) {
+        for (std::size_t i = 0; i < v.size(); ++i)
+            if (v[i].rfind(prefix, 0) == 0) return static_cast<int>(i);
+        return -1;
+    };
+    const int out = find(outs, "ALSA: Probe:Synth");
+    const int in = find(ins, "ALSA: Probe:Keyboard");
+    ASSERT_GE(out, 0);
+    ASSERT_GE(in, 0);
+    for (const auto& n : outs)
+        EXPECT_EQ(n.find("Kestrune:"), std::string::npos) << "own ports are not offered";
+
+    ASSERT_TRUE(m.open_output(2, out));
+    const std::uint8_t on[3] = {0x92, 61, 77};
+    m.send(2, on, 3, 0);
+    for (int i = 0; i < 5000 && heard.size() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    m.close_output(2);
+    EXPECT_FALSE(m.output_open(2));
+    ASSERT_EQ(heard.size(), 1u);
+    EXPECT_EQ(heard.got[0], (std::vector<unsigned char>{0x92, 61, 77}));
+
+    // Input arrives on RtMidi's thread; this sink only takes a lock because it is a test's.
+    struct locked_sink final : midi_input_sink {
+        heard_log* log;
+        std::vector<std::int64_t> at;
+        void midi_in(const std::uint8_t* bytes, std::size_t n, std::int64_t at_us) override {
+            std::lock_guard<std::mutex> l(log->mu);
+            log->got.emplace_back(bytes, bytes + n);
+            at.push_back(at_us);
+        }
+    } sink;
+    sink.log = &keys;
+    m.listen(&sink);
+    ASSERT_TRUE(m.connect_input(in, true));
+    const auto before = std::chrono::steady_clock::now();
+    const std::vector<unsigned char> sysex = {0xF0, 0x7E, 0x01, 0xF7};
+    keyboard.sendMessage(&sysex);
+    for (int i = 0; i < 5000 && keys.size() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    m.listen(nullptr);
+    ASSERT_EQ(keys.size(), 1u);
+    EXPECT_EQ(keys.got[0], sysex);  // sysex is passed on, not filtered here
+    EXPECT_GE(
+        sink.at[0],
+        std::chrono::duration_cast<std::chrono::microseconds>(before.time_since_epoch()).count());
 }
 
 }  // namespace

@@ -4,7 +4,7 @@ kestrune_test(backend_tests LOCK jack_server
     ${CMAKE_CURRENT_LIST_DIR}/backend_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/jack_integration_test.cpp
 )
-target_link_libraries(backend_tests PRIVATE kestrune_backends PkgConfig::JACK Threads::Threads)
+target_link_libraries(backend_tests PRIVATE kestrune_backends PkgConfig::RTMIDI PkgConfig::JACK Threads::Threads)
 
 # kestrune-tool play against the same kind of server.
 if(TARGET kestrune-tool)
