@@ -233,15 +233,13 @@ TEST_F(Recording, CyclePassesAreQuantizedOnTheTickAndAPassMutedByBIsDropped) {
 // a cycle take counts in before the left locator, a song-mode one with a part-bar pickup too.
 TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     dll_data& d = t->d;
-    midi_event& sig = t->store().at(d.signature_chain.first);
-    sig.set_data1(3);
-    sig.set_data2(4);
+    set_default_signature(*t, 3, 4);
     d.active_signature = d.signature_chain;
     tr.two_bar_count_in = true;
     rec.record_start(record_mode::overdub);
     EXPECT_EQ(d.position, song_start - 2 * 576);
     tr.stop();
-    sig.set_data1(9);  // two bars of 9/4 are 3456 ticks: held to 3072
+    set_default_signature(*t, 9, 4);  // two bars of 9/4 are 3456 ticks: held to 3072
     d.cycle_on = 1;
     d.left_locator = 4 * song_start;
     d.right_locator = 4 * song_start + 1728;
@@ -249,7 +247,7 @@ TEST_F(Recording, CountInsOfLongMetersAndOfACycleTakeInSongMode) {
     EXPECT_EQ(d.position, 3 * song_start);
     tr.stop();
     // Song mode, step 1 from 6144 with half a bar of pickup, cycling a bar inside the step.
-    sig.set_data1(4);
+    set_default_signature(*t, 4, 4);
     tr.two_bar_count_in = false;
     d.song_mode = 1;
     t->step(0).end = 6144;
