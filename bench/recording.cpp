@@ -17,7 +17,7 @@
 #include "song/event_store.h"
 #include "song/song_start.h"
 #include "tests/support/dummy_jackd.h"
-#include "tests/support/jack_keys.h"
+#include "bench/jack_keys.h"
 
 namespace kestrune {
 namespace {

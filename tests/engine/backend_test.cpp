@@ -231,40 +231,30 @@ class recording_sink final : public midi_input_sink {
     std::vector<std::int64_t> at;
 };
 
-struct two_systems {
-    two_systems() {
-        auto a = std::make_unique<capture_backend>(64);
-        auto j = std::make_unique<capture_backend>(64);
-        a->outputs = {"Synth", "Drums"};
-        a->inputs = {"Keys"};
-        j->outputs = {"fluidsynth:midi_00"};
-        j->inputs = {"keyboard:out", "pads:out"};
-        alsa = a.get();
-        jack = j.get();
-        std::vector<system_backend::system> s;
-        s.push_back({"ALSA: ", std::move(a)});
-        s.push_back({"JACK: ", std::move(j)});
-        midi = std::make_unique<system_backend>(std::move(s));
-        for (int p = 0; p < output_ports; ++p) {
-            alsa->close_output(p);
-            jack->close_output(p);
-        }
-    }
-    capture_backend* alsa;
-    capture_backend* jack;
-    std::unique_ptr<system_backend> midi;
-};
-
 TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
-    two_systems t;
-    system_backend& m = *t.midi;
+    auto alsa_owned = std::make_unique<capture_backend>(64);
+    auto jack_owned = std::make_unique<capture_backend>(64);
+    capture_backend* alsa = alsa_owned.get();
+    capture_backend* jack = jack_owned.get();
+    alsa->outputs = {"Synth", "Drums"};
+    alsa->inputs = {"Keys"};
+    jack->outputs = {"fluidsynth:midi_00"};
+    jack->inputs = {"keyboard:out", "pads:out"};
+    std::vector<system_backend::system> systems;
+    systems.push_back({"ALSA: ", std::move(alsa_owned)});
+    systems.push_back({"JACK: ", std::move(jack_owned)});
+    system_backend m(std::move(systems));
+    for (int p = 0; p < output_ports; ++p) {
+        alsa->close_output(p);
+        jack->close_output(p);
+    }
     EXPECT_EQ(m.output_devices(),
               (std::vector<std::string>{"ALSA: Synth", "ALSA: Drums", "JACK: fluidsynth:midi_00"}));
     EXPECT_EQ(m.input_devices(),
               (std::vector<std::string>{"ALSA: Keys", "JACK: keyboard:out", "JACK: pads:out"}));
     auto sent = [&] {
         std::vector<std::int64_t> v;
-        for (capture_backend* b : {t.alsa, t.jack})
+        for (capture_backend* b : {alsa, jack})
             for (std::size_t i = 0; i < b->size(); ++i)
                 v.push_back((*b)[i].port * 1000 + (*b)[i].due_us);
         return v;
@@ -280,41 +270,40 @@ TEST(SystemBackend, ListsEveryDeviceMarkedByItsSystemAndRoutesEachPort) {
 
     // Port A moves to ALSA: JACK's port is closed first, then sends follow the port.
     ASSERT_TRUE(m.open_output(0, 0));
-    EXPECT_TRUE(!t.jack->output_open(0) && t.alsa->output_open(0));
+    EXPECT_TRUE(!jack->output_open(0) && alsa->output_open(0));
     m.send(0, on, 3, 444);
     EXPECT_EQ(sent(), (std::vector<std::int64_t>{1222, 444, 111}));
 
     // A device that refuses, or a number past the list, leaves the port closed.
-    t.jack->refuse_devices = {0};
-    EXPECT_FALSE(m.open_output(0, 2) || m.output_open(0) || t.alsa->output_open(0));
+    jack->refuse_devices = {0};
+    EXPECT_FALSE(m.open_output(0, 2) || m.output_open(0) || alsa->output_open(0));
     EXPECT_FALSE(m.open_output(3, 3) || m.open_output(3, -1) || m.open_output(4, 0));
     m.send(0, on, 3, 555);
     m.send(7, on, 3, 555);
     EXPECT_EQ(sent().size(), 3u);
     m.close_output(1);
-    EXPECT_FALSE(t.alsa->output_open(1));
+    EXPECT_FALSE(alsa->output_open(1));
 
     // Every system's input is heard, however its sources were connected; a choice made with
     // `only` leaves that one source connected over all systems, and device numbers are merged.
     recording_sink sink;
     const std::uint8_t note[3] = {0x90, 64, 90};
     m.listen(&sink);
-    t.jack->inject(note, 3, 42);
-    t.alsa->inject(note, 3, 43);
-    t.jack->hardware_input = 1;
+    jack->inject(note, 3, 42);
+    alsa->inject(note, 3, 43);
+    jack->hardware_input = 1;
     EXPECT_EQ(std::make_pair(m.connected_input(), m.default_input()), std::make_pair(-1, 2));
     ASSERT_TRUE(m.connect_input(2, true));  // JACK: pads:out
     ASSERT_TRUE(m.connect_input(0, true));  // ALSA: Keys, and JACK lets go
-    EXPECT_EQ(std::make_pair(m.connected_input(), t.jack->connected_input()),
-              std::make_pair(0, -1));
+    EXPECT_EQ(std::make_pair(m.connected_input(), jack->connected_input()), std::make_pair(0, -1));
     ASSERT_TRUE(m.connect_input(2, false));  // beside it
-    EXPECT_EQ(std::make_pair(t.alsa->connected_input(), t.jack->connected_input()),
+    EXPECT_EQ(std::make_pair(alsa->connected_input(), jack->connected_input()),
               std::make_pair(0, 1));
     ASSERT_TRUE(m.connect_input(-1, true));
     EXPECT_EQ(m.connected_input(), -1);
     EXPECT_FALSE(m.connect_input(3, false));
     m.listen(nullptr);
-    t.alsa->inject(note, 3, 46);
+    alsa->inject(note, 3, 46);
     EXPECT_EQ(sink.at, (std::vector<std::int64_t>{42, 43}));
 }
 

@@ -74,8 +74,6 @@ class probe {
         if (client_ && !dead_.load()) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
-    jack_client_t* client() const { return client_; }
-    jack_port_t* in() const { return in_; }
     std::string in_name() const { return jack_port_name(in_); }
     std::string out_name() const { return jack_port_name(out_); }
 

@@ -49,7 +49,7 @@ TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
         {ev(0x90, 60, 100, 3072), ev(0x80, 60, 64, 3072 + 96), ev(0xB0, 7, 90, 3072 + 192),
          ev(0xC0, 5, 0, 3072 + 192), ev(0xA0, 60, 30, 3072 + 200), ev(0x90, 61, 1, 3072 + 250)});
     track_slot& sl = t->slot(0, 0);
-    sl.channel = 3;
+    sl.channel = 15;
     sl.transpose = 2;
     sl.velocity = 10;
     sl.compress = 1;
@@ -58,14 +58,14 @@ TEST_F(Playback, TrackParametersShapeEveryEventAtItsOwnTime) {
     t.run_ms(1000);
     auto v = out();
     ASSERT_EQ(v.size(), 6u);
-    EXPECT_MSG(v[0], 1, 0x93, 62, 92, 0.0);  // (100 - 64) >> 1 + 64 + 10
-    EXPECT_MSG(v[1], 1, 0x83, 62, 64, ms_of(96));
-    EXPECT_MSG(v[2], 1, 0xB3, 7, 90, ms_of(192));
+    EXPECT_MSG(v[0], 1, 0x9F, 62, 92, 0.0);  // (100 - 64) >> 1 + 64 + 10
+    EXPECT_MSG(v[1], 1, 0x8F, 62, 64, ms_of(96));
+    EXPECT_MSG(v[2], 1, 0xBF, 7, 90, ms_of(192));
     EXPECT_EQ(t.midi[3].size, 2);
-    EXPECT_MSG(v[3], 1, 0xC3, 5, -1, ms_of(192));
-    EXPECT_MSG(v[4], 1, 0xA3, 62, 30, ms_of(200));
+    EXPECT_MSG(v[3], 1, 0xCF, 5, -1, ms_of(192));
+    EXPECT_MSG(v[4], 1, 0xAF, 62, 30, ms_of(200));
     // Velocity 1 compressed gives 32 (the shift rounds down), plus 10.
-    EXPECT_MSG(v[5], 1, 0x93, 63, 42, ms_of(250));
+    EXPECT_MSG(v[5], 1, 0x9F, 63, 42, ms_of(250));
     EXPECT_EQ(t->d.track_activity[0], 42);
 }
 
@@ -76,46 +76,39 @@ TEST(Velocity, CompressionHalvesFlattensOrDoublesTheDistanceFrom64AndNeverGivesZ
               nums(73, 74, 127, 1, 1, 127));
 }
 
-TEST_F(Playback, AllNotesOffEndsExactlyWhatSoundsEvenAfterParametersChange) {
+TEST_F(Playback, SilenceTrackAndAllNotesOffEndExactlyWhatSoundsHoweverManyAfterChanges) {
     add_sorted(*t, 0, 0,
                {ev(0x90, 60, 100, 3072), ev(0x90, 64, 100, 3072), ev(0x80, 60, 0, 3072 + 768),
                 ev(0x80, 64, 0, 3072 + 768)});
-    add_sorted(*t, 0, 1, {ev(0x91, 40, 80, 3072 + 10), ev(0x91, 40, 0, 3072 + 20)});
+    records chord;
+    for (int k = 0; k < 100; ++k) chord.push_back(ev(0x90 | (k & 1), 20 + k, 100, 3072));
+    add_sorted(*t, 0, 1, chord);
+    add_sorted(*t, 0, 2, chord).channel = 2;
+    add_sorted(*t, 0, 3, {ev(0x91, 40, 80, 3072 + 10), ev(0x91, 40, 0, 3072 + 20)});
     t->slot(0, 0).transpose = -12;
     t->slot(0, 0).channel = 9;
     start(3072);
     t.run_ms(100);
-    // The musician changes the track while its notes hang on.
+    t.midi.clear();
+    t->silence_track(0, 1);
+    auto v = out();
+    ASSERT_EQ(v.size(), 100u);
+    // The first track's two notes and the third's chord sound on; the fourth's note ended at
+    // velocity 0.
+    EXPECT_EQ(nums(v[99].a, v[99].b, t.eng.playback().open_note_count()), nums(0x81, 119, 102));
+    // The musician changes a track while its notes hang on: they end as they were sent.
     t->slot(0, 0).transpose = 5;
     t->slot(0, 0).channel = 2;
     t.midi.clear();
     t->wait_request(t->d.all_notes_off_request);
-    auto v = out();
-    ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(nums(v[0].a, v[0].b, v[1].a, v[1].b, t.eng.playback().open_note_count()),
+    v = out();
+    ASSERT_EQ(v.size(), 102u);
+    EXPECT_EQ(nums(v[100].a, v[100].b, v[101].a, v[101].b, t.eng.playback().open_note_count()),
               nums(0x89, 48, 0x89, 52, 0));
     // Their own note-offs later find nothing open and go out with the new parameters, harmlessly.
     t.midi.clear();
     t.run_ms(ms_of(800));
     for (const auto& m : out()) EXPECT_EQ(m.a & 0xF0, 0x80);
-}
-
-TEST_F(Playback, SilenceTrackAndAllNotesOffEndEveryNoteHoweverMany) {
-    add_sorted(*t, 0, 0, {ev(0x90, 60, 100, 3072)});
-    records chord;
-    for (int k = 0; k < 100; ++k) chord.push_back(ev(0x90 | (k & 1), 20 + k, 100, 3072));
-    add_sorted(*t, 0, 1, chord);
-    add_sorted(*t, 0, 2, chord).channel = 2;
-    start(3072);
-    t.run_ms(10);
-    t.midi.clear();
-    t->silence_track(0, 1);
-    auto v = out();
-    ASSERT_EQ(v.size(), 100u);
-    EXPECT_EQ(nums(v[99].a, v[99].b, t.eng.playback().open_note_count()), nums(0x81, 119, 101));
-    t.midi.clear();
-    t->wait_request(t->d.all_notes_off_request);
-    EXPECT_EQ(nums(out().size(), t.eng.playback().open_note_count()), nums(101, 0));
 }
 
 TEST_F(Playback, ANoteOffEndsTheNoteOfItsOwnChannelWhenAKeySoundsOnTwo) {
@@ -137,6 +130,7 @@ TEST_F(Playback, MutedDisabledAndMaskedTracksStaySilentButKeepTheirPlace) {
     add_sorted(
         *t, 0, 0,
         {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3072 + 96), ev(0x90, 61, 100, 3072 + 192)});
+    append(*t, t->slot(0, 0), long_event(st::sysex, 3072 + 290, sysex_payload(10)));
     start(3072);
     t.run_ms(ms_of(50));
     t->slot(0, 0).mute = 1;  // muted while its note sounds: the note still ends
@@ -243,6 +237,15 @@ TEST_F(Playback, TempoTrackChangesTheRateAtItsRecords) {
     EXPECT_NEAR(v[0].at / 1000.0, 500.0, 0.01);
     EXPECT_NEAR(v[1].at / 1000.0, 1500.0, 0.01);  // a beat at 60 bpm
     EXPECT_EQ(t->d.tempo_display, 150);
+    // The cycle jumps back to the tempo at the left locator: the second round is as the first.
+    t->d.cycle_on = 1;
+    t->d.left_locator = 3072;
+    t->d.right_locator = 3072 + 384;
+    start(3072);
+    t.run_ms(2100);
+    v = out();
+    ASSERT_EQ(v.size(), 3u);  // the note, its end at the jump after 1500 ms, the note again
+    EXPECT_NEAR(v[2].at / 1000.0, 2000.0, 0.01);
 }
 
 TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
@@ -252,22 +255,25 @@ TEST_F(Playback, ClickOnEveryBeatAndClockEveryEightTicks) {
     d.click_channel = 9;
     d.click_note = 37;
     d.click_velocity = 127;
+    d.sync_delay = 3;
     start(3072);
     t.run_ms(ms_of(192 * 2 + 4));
-    std::vector<double> clicks, clocks0, clocks3;
+    std::vector<double> clicks, clocks0;
+    int clocks[4] = {};
     for (const auto& m : out(true)) {
         if (m.a == 0x99) {
             EXPECT_EQ(nums(m.port, m.b, m.c), nums(2, 37, 127));
             clicks.push_back(m.at / 1000.0);
         }
-        if (m.a == 0xF8) (m.port == 0 ? clocks0 : clocks3).push_back(m.at / 1000.0);
+        if (m.a == 0xF8) ++clocks[m.port];
+        if (m.a == 0xF8 && m.port == 0) clocks0.push_back(m.at / 1000.0);
     }
     ASSERT_EQ(clicks.size(), 3u);
     EXPECT_NEAR(clicks[1], 500.0, 0.01);
-    ASSERT_EQ(clocks0.size(), 49u);  // 0, 8, ..., 384
-    EXPECT_EQ(clocks3.size(), 49u);
+    // 3, 11, ..., 387: three ticks of sync delay.
+    EXPECT_EQ(nums(clocks[0], clocks[1], clocks[2], clocks[3]), nums(49, 0, 0, 49));
     for (std::size_t i = 0; i < clocks0.size(); ++i)
-        EXPECT_NEAR(clocks0[i], ms_of(8 * static_cast<int>(i)), 0.01);
+        EXPECT_NEAR(clocks0[i], ms_of(3 + 8 * static_cast<int>(i)), 0.01);
     EXPECT_EQ(t->d.beat_in_bar, 2);
 }
 

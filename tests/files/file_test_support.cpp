@@ -110,9 +110,7 @@ void make_rich_song(program& p) {
                   midi_event::make(st::signature, 5, 4, song_start + 3 * 192 * 4 + 7 * 96 * 2)});
     d.signature_track_on = 1;
     d.active_signature = d.signature_track;
-    midi_event& sig = p.store().at(d.signature_chain.first);
-    sig.set_data1(6);
-    sig.set_data2(8);
+    set_default_signature(p, 6, 8);
 
     p.app.song_tempo = 13350;
     // Grid, swing, the thru-off channel and the first filtered controller at the low ends of their

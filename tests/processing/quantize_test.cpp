@@ -104,10 +104,7 @@ TEST_F(Quantize, TheParallelPatternIsMeasuredInSongTimeWhicheverPatternIsShown) 
     // step 1 as pattern 0's tracks are, it would lie 126 into a beat and go to 128.
     t->d.song_mode = 1;
     t->d.current_step = 1;
-    midi_event& sig = t->store().at(t->d.signature_chain.first);
-    sig.set_data1(7);
-    sig.set_data2(8);
-    t->d.active_signature = t->d.signature_chain;
+    set_default_signature(*t, 7, 8);
     add_sorted(*t, parallel_pattern, 0,
                {ev(0x90, 40, 90, song_start + 672 + 30), ev(0x80, 40, 0, song_start + 672 + 70)});
     ASSERT_TRUE(choose_quantize(*t, parallel_pattern, 0, 12));
@@ -138,13 +135,14 @@ class QuantizeTables : public Quantize {
 
 TEST_F(QuantizeTables, EveryPairOfTheTightAndSmartTablesAndOfThirtyTwoAndFortyEight) {
     using v = std::vector<std::pair<int, int>>;
-    const v tight[] = {
-        {{96, 0}, {288, 192}, {480, 384}, {672, 576}, {0, 768}},
-        {{64, 0}, {192, 128}, {320, 256}, {0, 384}},
-        {{48, 0}, {144, 96}, {240, 192}, {336, 288}, {0, 384}},
-        {{32, 0}, {96, 64}, {160, 128}, {0, 192}},
-        {{24, 0}, {72, 48}, {120, 96}, {168, 144}, {0, 192}},
-        {{16, 0}, {48, 32}, {80, 64}, {112, 96}, {144, 128}, {176, 160}, {0, 192}},
+    // Tight is the plain grid, and so are 32 and 48 whichever the method: a note halfway between
+    // two points goes to the later one. A cycle is a bar at 4, half a bar at 6 and 8, else a beat.
+    const auto plain = [](int n) {
+        const int step = 768 / n, cycle = n == 4 ? 768 : n < 12 ? 384 : 192;
+        v pairs;
+        for (int k = 0; k * step < cycle; ++k) pairs.push_back({step / 2 + k * step, k * step});
+        pairs.push_back({0, cycle});
+        return pairs;
     };
     const v smart[] = {
         {{96, 0}, {224, 192}, {320, 256}, {448, 384}, {544, 512}, {672, 576}, {0, 768}},
@@ -162,17 +160,12 @@ TEST_F(QuantizeTables, EveryPairOfTheTightAndSmartTablesAndOfThirtyTwoAndFortyEi
          {176, 160},
          {0, 192}},
     };
-    const v grid_32 = {{12, 0},    {36, 24},   {60, 48},   {84, 72}, {108, 96},
-                       {132, 120}, {156, 144}, {180, 168}, {0, 192}};
-    const v grid_48 = {{8, 0},     {24, 16},   {40, 32},   {56, 48},   {72, 64},
-                       {88, 80},   {104, 96},  {120, 112}, {136, 128}, {152, 144},
-                       {168, 160}, {184, 176}, {0, 192}};
     const int ns[] = {4, 6, 8, 12, 16, 24};
     for (bool is_smart : {false, true}) {
         set_smart_quantize(*t, is_smart);
-        for (int i = 0; i < 6; ++i) check(ns[i], is_smart ? smart[i] : tight[i]);
-        check(32, grid_32);
-        check(48, grid_48);
+        for (int i = 0; i < 6; ++i) check(ns[i], is_smart ? smart[i] : plain(ns[i]));
+        check(32, plain(32));
+        check(48, plain(48));
     }
     // The cycle repeats: a bar later in the cycle lands as early in it.
     EXPECT_EQ(landing(8, 384 + 47), 384);
@@ -202,10 +195,7 @@ TEST_F(Quantize, BarLinesOfFiveEightAtSixDriftUntouchedAtEightAndOnlyNotesMove) 
     // 5/8: bars of 480 ticks, not a whole number of 128-tick steps. The note on the second bar
     // line is measured from the track's start: 3552 lies 96 into a cycle and goes to 128, 32
     // later; the note ten ticks after that bar line goes back onto it.
-    midi_event& sig = t->store().at(t->d.signature_chain.first);
-    sig.set_data1(5);
-    sig.set_data2(8);
-    t->d.active_signature = t->d.signature_chain;
+    set_default_signature(*t, 5, 8);
     add_sorted(*t, 0, 0,
                {ev(0x90, 40, 90, 3552), ev(0x80, 40, 0, 3592), ev(0x90, 41, 90, 3552 + 480 + 10),
                 ev(0x90, 41, 0, 3552 + 480 + 50), ev(0xB0, 7, 100, 3552 + 480 + 10),
@@ -219,18 +209,20 @@ TEST_F(Quantize, BarLinesOfFiveEightAtSixDriftUntouchedAtEightAndOnlyNotesMove) 
     EXPECT_EQ(others, nums(3552 + 490, 3552 + 500));
 
     // A meter change to 4/4 off the bar lines of 5/8: a note on it still counts in 5/8, 20 ticks
-    // after the bar line at 3552, and at 12 goes back onto that line.
+    // after the bar line at 3552, and at 12 goes back onto that line. The note on the next bar
+    // line, 4340, is measured from the track's start: 116 into a cycle, it goes to 128.
     delete_track_chain(*t, 0, 0);
     use_signature_track(*t, {ev(0xF2, 5, 8, song_start), ev(0xF2, 4, 4, 3572)});
-    add_sorted(*t, 0, 0, {ev(0x90, 40, 90, 3572), ev(0x80, 40, 0, 3612)});
+    add_sorted(*t, 0, 0,
+               {ev(0x90, 40, 90, 3572), ev(0x80, 40, 0, 3612), ev(0x90, 41, 90, 4340),
+                ev(0x80, 41, 0, 4380)});
     choose(12);
-    EXPECT_EQ(placed(), nums(3552 - song_start));
+    EXPECT_EQ(placed(), nums(3552 - song_start, 4352 - song_start));
 
     // At 8 a late note leaves no drift: the next note 144 into the cycle still goes to 192.
     delete_track_chain(*t, 0, 0);
     t->d.active_signature = t->d.signature_chain;
-    sig.set_data1(4);
-    sig.set_data2(4);
+    set_default_signature(*t, 4, 4);
     notes_at({47, 144});
     choose(8);
     EXPECT_EQ(placed(), nums(0, 192));

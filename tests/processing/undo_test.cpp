@@ -35,7 +35,6 @@ class Undo : public ::testing::Test {
 };
 
 TEST_F(Undo, SwapsTheCopyWithItsOwnTrackWhicheverIsCurrentAndASecondUndoRedoes) {
-    const int key5 = key(5);
     edit(5, 70);
     edit(6, 71);  // the copy is now track 6's
     edit(5, 72);
@@ -50,7 +49,6 @@ TEST_F(Undo, SwapsTheCopyWithItsOwnTrackWhicheverIsCurrentAndASecondUndoRedoes) 
     EXPECT_EQ(name_of(p.slot(2, 5).name), "Lead     !");
     EXPECT_EQ(run_command(p, undo, {}), outcome::done);
     EXPECT_EQ(nums(key(5), p.slot(2, 5).transpose), nums(72, 12));
-    EXPECT_NE(key5, 72);
     // While recording Undo is refused, by the command and at the swap itself, from every view.
     p.d.recording = 1;
     p.d.current_pattern = 2;

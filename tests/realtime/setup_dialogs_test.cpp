@@ -128,7 +128,8 @@ TEST(MemorySetup, ShowsEventsAsUnitsTimesTenAndAsksBeforeALargePool) {
     EXPECT_FALSE(dlg.ok());
 }
 
-TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists) {
+TEST(OverallSettings,
+     ValuesApplyAtOnceTheClickSoundsTheThruOffChannelHoldsOneBackAndCancelKeepsTheLists) {
     testing::test_program t;
     setup_settings s;
     overall_settings_dialog dlg(*t, s);
@@ -136,9 +137,10 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     dlg.set_filter_controller_from(200);
     EXPECT_EQ(t->d.filter_controller_from, 127);
     dlg.set_click_note(42);
-    ASSERT_EQ(t.midi.size(), 1u);
-    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0], t.midi[0].bytes[1]),
-              nums(t->d.click_port, 0x90 + t->d.click_channel, 42));
+    dlg.set_click_velocity(0);  // held to 1: a click of 0 would be silent
+    ASSERT_EQ(t.midi.size(), 2u);
+    EXPECT_EQ(nums(t.midi[0].port, t.midi[0].bytes[0], t.midi[0].bytes[1], t.midi[1].bytes[2]),
+              nums(t->d.click_port, 0x90 + t->d.click_channel, 42, 1));
     dlg.transpose_exempt[1][9] = true;
     dlg.cancel();
     EXPECT_EQ(nums(t->d.filter_sysex, t->d.transpose_exempt[1][9]), nums(1, 0));
@@ -148,24 +150,20 @@ TEST(OverallSettings, ValuesApplyAtOnceTheClickSoundsAndCancelDropsOnlyTheLists)
     EXPECT_EQ(t->d.transpose_exempt[1][9], 1);
     EXPECT_EQ(overall_settings_dialog::controller_text(-1, nullptr), " Control -- ");
     EXPECT_EQ(overall_settings_dialog::controller_text(3, nullptr), " Control 3");
+    EXPECT_EQ(overall_settings_dialog::transpose_entry(0), "MIDI Channel  1");
     again.set_left_button_increases(false);
-    EXPECT_EQ(s.mouse_increase, 2);
-}
-
-TEST(OverallSettings, TheThruOffChannelHoldsBackOneChannelUntilSetBackToNone) {
-    testing::test_program t;
-    setup_settings s;
-    overall_settings_dialog dlg(*t, s);
+    EXPECT_EQ(nums(s.mouse_increase, s.mouse_decrease), nums(2, 1));
+    // The thru-off channel holds back one channel until it is set back to none.
     t->d.midi_thru = 1;
     auto passed = [&](std::uint8_t status) {
         t.midi.clear();
         t.feed({status, 60, 100});
         return t.midi.size() == 1;
     };
-    dlg.set_thru_off_channel(9);  // shown from 1: channel 10
+    again.set_thru_off_channel(9);  // shown from 1: channel 10
     EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), "10");
     EXPECT_EQ(nums(passed(0x98), passed(0x99), passed(0x9A)), nums(1, 0, 1));
-    dlg.set_thru_off_channel(-5);  // below the range: none
+    again.set_thru_off_channel(-5);  // below the range: none
     EXPECT_EQ(overall_settings_dialog::channel_text(t->d.thru_off_channel), " -- ");
     EXPECT_EQ(nums(passed(0x99), passed(0x9F), passed(0x90)), nums(1, 1, 1));
 }

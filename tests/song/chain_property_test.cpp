@@ -20,6 +20,21 @@ std::size_t bound(const units& u, std::int32_t pos, bool behind_equal) {
     return static_cast<std::size_t>(it - u.begin());
 }
 
+// Walks the chain back from its last event: the heads of the model in reverse, each event as
+// long as its unit; the record count agrees.
+void expect_walk_back(const event_store& s, ref32 first, const units& m) {
+    std::size_t i = m.size();
+    ref32 e = s.last_event(first);
+    for (; is_event_status(s.status(e)); e = s.prev_event(e)) {
+        ASSERT_GT(i, 0u);
+        --i;
+        ASSERT_EQ(difference({s.at(e)}, {m[i][0]}), "") << "unit " << i;
+        ASSERT_EQ(s.event_length(e), static_cast<int>(m[i].size())) << "unit " << i;
+    }
+    EXPECT_EQ(nums(i, s.status(e), s.count_records(first)),
+              nums(0, i == m.size() ? st::end : st::back_link, flat(m).size()));
+}
+
 // Random inserts, deletes, moves, sorts, merges and clears on several tracks, each checked
 // record for record against a plain model; every track and the whole pool every sixteenth step.
 TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
@@ -137,9 +152,12 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
         ASSERT_EQ(difference(read_chain(s, sl.first), flat(m)), "")
             << "step " << step << " after " << what;
         if (step % 16 != 0) continue;
-        for (const track& x : tracks)
+        for (const track& x : tracks) {
             ASSERT_EQ(difference(read_chain(s, x.slot->first), flat(x.model)), "")
                 << "step " << step << " after " << what;
+            expect_walk_back(s, x.slot->first, x.model);
+            ASSERT_FALSE(HasFailure()) << "step " << step << " after " << what;
+        }
         ASSERT_EQ(testing::check_pool(p), "") << "step " << step << " after " << what;
         ++stats[6];
     }

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-#include <string>
 #include <vector>
 
 #include "song/long_event.h"
@@ -21,31 +18,11 @@ midi_event cc(std::int32_t pos, int tag) {
     return midi_event::make(0xB0, static_cast<std::uint8_t>(tag & 0x7F), 1, pos);
 }
 
-// A sysex of `data_bytes` bytes before its 0xF7.
-records sysex(std::int32_t pos, int data_bytes) {
-    return long_event(st::sysex, pos, sysex_payload(static_cast<std::size_t>(data_bytes) + 1));
-}
-
-records text(std::int32_t pos, const std::string& s) {
-    std::vector<std::uint8_t> payload(s.begin(), s.end());
-    payload.push_back(0);
-    return long_event(st::text, pos, payload);
-}
-
 // n controller events at positions 100, 200, ...
 records ramp(int n, int from = 0) {
     records out;
     for (int i = 0; i < n; ++i) out.push_back(cc(100 * (from + i + 1), from + i));
     return out;
-}
-
-// Shuffles the head of the free list so that blocks taken from it no longer lie in a row.
-void scramble_free_list(program& p, int n, unsigned seed) {
-    event_store s = p.store();
-    std::vector<ref32> blocks;
-    for (int i = 0; i < n; ++i) blocks.push_back(s.alloc_block());
-    std::shuffle(blocks.begin(), blocks.end(), std::mt19937(seed));
-    for (ref32 b : blocks) s.free_chain(event_store::first_slot(b));
 }
 
 ref32 next_block(const event_store& s, ref32 b) {
@@ -57,89 +34,6 @@ struct EventStoreWalk : ::testing::Test {
     program& p = *t;
     event_store s = p.store();
 };
-
-TEST_F(EventStoreWalk, RecordsStepAcrossBlockBordersAndStayOnNullLinks) {
-    // An empty chain answers at once.
-    track_slot& empty = open_track(p, 0, 1);
-    EXPECT_EQ(nums(s.count_records(empty.first), s.chain_end(empty.first),
-                   s.last_event(empty.first), s.status(s.prev_event(empty.first))),
-              nums(0, empty.first, empty.first, st::back_link));
-    std::int32_t v = -1;
-    EXPECT_EQ(s.find_at_position(empty.first, 5000, no_loop, &v), empty.first);
-    EXPECT_EQ(v, 5000);
-    EXPECT_EQ(s.find_after_position(empty.first, 0), empty.first);
-
-    scramble_free_list(p, 16, 7);
-    track_slot& sl = open_track(p, 0, 0);
-    append(p, sl, ramp(63));  // the end record lands in the last slot of the second block
-    ASSERT_EQ(sl.blocks, 2);
-    const ref32 b0 = s.block_of(sl.first);
-    const ref32 b1 = next_block(s, b0);
-    ASSERT_NE(b1, b0 + block_bytes) << "blocks should not lie in a row here";
-    const ref32 last0 = b0 + last_slot_offset;
-    const ref32 end = b1 + last_slot_offset;
-    EXPECT_EQ(nums(s.next_record(last0), s.prev_record(event_store::first_slot(b1)),
-                   s.prev_record(sl.first), s.prev_event(sl.first)),
-              nums(event_store::first_slot(b1), last0, b0, b0));
-    EXPECT_EQ(nums(s.status(end), s.chain_end(sl.first), s.chain_end(last0), s.next_record(end),
-                   s.next_event(end), s.next_event(end - 6), s.last_event(sl.first),
-                   s.count_records(sl.first)),
-              nums(st::end, end, end, event_store::forward_link(b1), event_store::forward_link(b1),
-                   end, end - 6, 63));
-
-    // Event by event, both ways, the positions come in order.
-    int n = 0;
-    for (ref32 e = sl.first; s.status(e) != st::end; e = s.next_event(e))
-        EXPECT_EQ(s.position(e), 100 * ++n);
-    EXPECT_EQ(n, 63);
-    for (ref32 e = s.last_event(sl.first); s.status(e) != st::back_link; e = s.prev_event(e))
-        EXPECT_EQ(s.position(e), 100 * n--);
-    EXPECT_EQ(n, 0);
-
-    // One more record puts the end record first in a third block.
-    append(p, sl, ramp(1, 63));
-    ASSERT_EQ(sl.blocks, 3);
-    EXPECT_EQ(nums(s.chain_end(sl.first), s.count_records(sl.first), s.last_event(sl.first)),
-              nums(event_store::first_slot(next_block(s, b1)), 64, end));
-    EXPECT_EQ(testing::check_pool(p), "");
-}
-
-TEST_F(EventStoreWalk, LongEventsAreSteppedOverWhole) {
-    track_slot& sl = open_track(p, 0, 0);
-    // 29 short events, then a sysex whose 0xF7 falls on byte 5 of a continuation and runs
-    // into the next block, a short event, a text, a sysex held in its head alone, a short one.
-    const records closing_on_status = sysex(3000, 7 + 6 * 3);
-    ASSERT_EQ(closing_on_status.size(), 5u);
-    ASSERT_EQ(closing_on_status.back().status(), st::sysex_end);
-    const records all = flat({ramp(29),
-                              closing_on_status,
-                              {cc(3100, 1)},
-                              text(3200, "Hello, world"),
-                              sysex(3300, 1),
-                              {cc(3400, 2)}});
-    append(p, sl, all);
-    ASSERT_EQ(difference(read_chain(s, sl.first), all), "");
-
-    const ref32 head = nth_record(s, sl.first, 29);
-    const ref32 after = nth_record(s, sl.first, 34);
-    const ref32 text_head = s.next_event(after);
-    const ref32 tiny_head = s.next_event(text_head);
-    EXPECT_EQ(
-        nums(s.event_length(head), s.next_event(head), s.prev_event(after), s.position(after)),
-        nums(5, after, head, 3100));
-    EXPECT_EQ(
-        nums(text_head, s.event_length(text_head), s.position(tiny_head), s.event_length(tiny_head),
-             s.position(s.next_event(tiny_head)), s.prev_event(tiny_head)),
-        nums(nth_record(s, sl.first, 35), 3, 3300, 1, 3400, text_head));
-    EXPECT_EQ(s.count_records(sl.first), static_cast<std::int32_t>(all.size()));
-    EXPECT_EQ(s.find_note_off(head), s.chain_end(sl.first));
-
-    // A long event at the end: the last event is its head, not a continuation.
-    append(p, sl, text(3500, "last words of the song"));
-    EXPECT_EQ(nums(s.position(s.last_event(sl.first)), s.status(s.last_event(sl.first))),
-              nums(3500, st::text));
-    EXPECT_EQ(testing::check_pool(p), "");
-}
 
 TEST_F(EventStoreWalk, BlockSkipStopsAtABlockThatOpensInsideALongEvent) {
     track_slot& sl = open_track(p, 0, 0);

@@ -47,11 +47,6 @@ TEST_F(Locate, PatternModeSeatsEveryTrack) {
     EXPECT_EQ(nums(d.display_pattern, d.play_pattern, d.current_step, d.play_step_ptr,
                    p.step(4).pattern_ptr),
               nums(5, 5, 4, p.step_ref(4), p.pattern_ref(5)));
-
-    locate(p, 3072 + 300 * 10);  // past the last event
-    EXPECT_TRUE(is_end(p, p.slot(5, 0).play));
-    locate(p, 0);
-    EXPECT_EQ(p.slot(5, 0).play, p.slot(5, 0).first);
 }
 
 TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPositionAndTheRightNotePlaysNext) {
@@ -161,7 +156,7 @@ TEST_F(Locate, ParallelPatternPlaysOnTheSongPosition) {
     EXPECT_EQ(d.parallel_track_position[3], -1);
 }
 
-TEST_F(Locate, TempoTrack) {
+TEST_F(Locate, TempoTrackInPatternModeAndInALaterStep) {
     replace_chain(p, d.tempo_chain, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)});
 
     // With the track off nothing of it is used.
@@ -173,12 +168,10 @@ TEST_F(Locate, TempoTrack) {
     locate(p, 5000);  // a change exactly here is met by the engine on the next tick
     EXPECT_EQ(nums(pos_of(p, d.tempo_chain.play), d.tempo_display, d.tempo_increment),
               nums(5000, 9000, tempo_increment_for(9000)));
-}
 
-TEST_F(Locate, InALaterStepTheTempoIsThatOfTheSongPosition) {
+    // In a later step the tempo is that of the song position.
     d.song_mode = 1;
     replace_chain(p, d.tempo_chain, {tempo(12000, 0), tempo(6000, 3072 + 768)});
-    d.tempo_track_on = 1;
     // Step 1 (pattern 1) starts at 9216, where its pattern stands at 3072.
     give_track(p, 1, 0, {ev(0x90, 64, 100, 3072 + 96), ev(0x90, 65, 100, 3072 + 192)});
     locate(p, 9216 + 48);
@@ -301,14 +294,14 @@ TEST_F(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
 
 TEST_F(Locate, LocateTrackAfterAnEdit) {
     d.song_mode = 1;
-    d.current_pattern = 2;
-    locate(p, p.step_start(2) + 700);
-    ASSERT_EQ(d.current_step, 2);
+    d.current_pattern = 1;
+    locate(p, p.step_start(1) + 700);
+    ASSERT_EQ(d.current_step, 1);
 
     // A new chain on a track of the current pattern.
-    track_slot& s = give_track(p, 2, 8, notes(10, 3072, 192));
+    track_slot& s = give_track(p, 1, 8, notes(10, 3072, 192));
     s.delay = -8;
-    locate_track(p, 2, 8);
+    locate_track(p, 1, 8);
     EXPECT_EQ(nums(d.track_position[8], pos_of(p, s.play)), nums(3072 + 708, 3072 + 768));
 
     // The parallel pattern is on the song position.
@@ -320,13 +313,13 @@ TEST_F(Locate, LocateTrackAfterAnEdit) {
 
     // Pattern mode: the plain position.
     d.song_mode = 0;
-    d.current_pattern = 2;
-    locate_track(p, 2, 8);
+    d.current_pattern = 1;
+    locate_track(p, 1, 8);
     EXPECT_EQ(d.track_position[8], d.position + 8);
 
     // An empty slot leaves everything alone.
     d.track_position[9] = -7;
-    locate_track(p, 2, 9);
+    locate_track(p, 1, 9);
     EXPECT_EQ(d.track_position[9], -7);
     // A pattern that does not play is seated by the next locate.
     give_track(p, 5, 9, notes(10, 3072, 192));
@@ -367,12 +360,6 @@ TEST_F(Locate, CycleLocateTrackOnlyWhenTheLocatorPlaysThePattern) {
 
 midi_event sig(int n, int d, std::int32_t pos) {
     return midi_event::make(st::signature, n, d, pos);
-}
-
-void set_default_signature(program& p, int n, int d) {
-    midi_event& e = p.store().at(p.d.signature_chain.first);
-    e.set_data1(static_cast<std::uint8_t>(n));
-    e.set_data2(static_cast<std::uint8_t>(d));
 }
 
 struct Position : ::testing::Test {
@@ -493,16 +480,6 @@ TEST_F(Position, ClockFollowsTheSongTempoOrTheTempoTrack) {
     // An empty tempo track runs at 120.00.
     use_tempo_track(p, {});
     expect_texts(p, {{one_minute, "0:01:00"}}, true);
-}
-
-TEST_F(Position, EveryEleventhClockCallIsSkippedOnlyWhileRunning) {
-    for (int i = 1; i <= 11; ++i) EXPECT_TRUE(clock_text(p, 3072).has_value()) << i;
-    p.d.stopped = 0;
-    for (int i = 12; i <= 33; ++i)
-        EXPECT_EQ(clock_text(p, 3072 + 192 * 120).value_or("skipped"),
-                  i % 11 != 0 ? "0:01:00" : "skipped")
-            << i;
-    EXPECT_EQ(clock_text(p, -100).value_or(""), "0:00:00");
 }
 
 }  // namespace

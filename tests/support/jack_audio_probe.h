@@ -5,7 +5,6 @@
 
 #include <jack/jack.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -47,14 +46,6 @@ public:
     std::vector<double> onsets() const {
         return {due_.begin(), due_.begin() + count_.load(std::memory_order_acquire)};
     }
-    // The loudest sample since the last call.
-    float take_peak() { return peak_.exchange(0.0f); }
-    // Cycles more than half a period late: timing across them says nothing about the program.
-    int disturbed() const { return disturbed_.load(); }
-    void reset() {
-        count_.store(0);
-        disturbed_.store(0);
-    }
 
 private:
     static double engine_us() {
@@ -71,9 +62,6 @@ private:
         jack_get_cycle_times(p->client_, &first, &start, &next, &period_estimate);
         double period = static_cast<double>(next) - static_cast<double>(start);
         if (period < nominal * 0.5 || period > nominal * 1.5) period = nominal;
-        if (p->last_start_ > 0 && static_cast<double>(start) - p->last_start_ > 1.5 * nominal)
-            p->disturbed_.fetch_add(1);
-        p->last_start_ = static_cast<double>(start);
         // JACK's clock less the engine's, from a reading between two close readings of the
         // engine's; a reading the scheduler disturbed keeps the last one.
         const double before = engine_us();
@@ -84,10 +72,8 @@ private:
         const double latency = frames + jack_margin_us * p->rate_ / 1e6;
         const auto* in = static_cast<const float*>(jack_port_get_buffer(p->in_, frames));
         const auto quiet_frames = static_cast<int>(quiet_ms * p->rate_ / 1000);
-        float peak = 0;
         for (jack_nframes_t i = 0; i < frames; ++i) {
             const float a = std::fabs(in[i]);
-            peak = std::max(peak, a);
             if (p->armed_ && a > onset_level) {
                 p->armed_ = false;
                 const int c = p->count_.load(std::memory_order_relaxed);
@@ -101,9 +87,6 @@ private:
             p->quiet_run_ = a < quiet_level ? p->quiet_run_ + 1 : 0;
             p->armed_ = p->armed_ || p->quiet_run_ >= quiet_frames;
         }
-        float old = p->peak_.load();
-        while (peak > old && !p->peak_.compare_exchange_weak(old, peak)) {
-        }
         return 0;
     }
 
@@ -112,11 +95,8 @@ private:
     double rate_ = 48000;
     std::array<double, 4096> due_{};
     std::atomic<int> count_{0};
-    std::atomic<int> disturbed_{0};
-    std::atomic<float> peak_{0};
     int quiet_run_ = 0;
     bool armed_ = true;  // after a stretch of quiet, until the next onset
-    double last_start_ = 0;
     double jack_minus_engine_ = static_cast<double>(jack_get_time()) - engine_us();
 };
 

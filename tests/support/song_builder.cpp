@@ -181,19 +181,21 @@ void replace_list(program& p, chain_cursor& c, const records& recs) {
     if (active) p.d.active_signature = c;
 }
 
+void set_default_signature(program& p, int numerator, int denominator) {
+    midi_event& e = p.store().at(p.d.signature_chain.first);
+    e.set_data1(static_cast<std::uint8_t>(numerator));
+    e.set_data2(static_cast<std::uint8_t>(denominator));
+}
+
 void use_signature_track(program& p, const records& recs) {
-    dll_data& d = p.d;
-    replace_chain(p, d.signature_track, recs);
-    d.signature_track.play = d.signature_track.first;
-    d.active_signature = d.signature_track;
-    d.signature_track_on = 1;
+    replace_list(p, p.d.signature_track, recs);
+    p.d.active_signature = p.d.signature_track;
+    p.d.signature_track_on = 1;
 }
 
 void use_tempo_track(program& p, const records& recs) {
-    dll_data& d = p.d;
-    replace_chain(p, d.tempo_chain, recs);
-    d.tempo_chain.play = d.tempo_chain.first;
-    d.tempo_track_on = 1;
+    replace_list(p, p.d.tempo_chain, recs);
+    p.d.tempo_track_on = 1;
 }
 
 track_slot& open_track(program& p, int pattern, int track) {

@@ -87,6 +87,9 @@ void replace_chain(program& p, chain_cursor& c, const records& recs);
 // the signature track when it was the active one.
 void replace_list(program& p, chain_cursor& c, const records& recs);
 
+// The song's own signature (the one record of the signature chain) set to n/d.
+void set_default_signature(program& p, int numerator, int denominator);
+
 // replace_chain on the signature track, seated at its start, made the active signature and on.
 void use_signature_track(program& p, const records& recs);
 

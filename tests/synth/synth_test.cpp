@@ -218,10 +218,10 @@ TEST_F(SynthSound, ABendUpRaisesThePitchReadLowByteFirst) {
 }
 
 TEST_F(SynthSound, ProgramAndBankReachTheirOwnPortAndChannelAndAllNotesOffStopsTheSound) {
-    // Port B's channel 1 becomes an organ; port A's channel 1 stays a piano, which fades.
-    play(1, {0xB0, 0, 0});
-    play(1, {0xB0, 32, 0});
-    play(1, {0xC0, 19});
+    // Port C's channel 1 becomes an organ; port A's channel 1 stays a piano, which fades.
+    play(2, {0xB0, 0, 0});
+    play(2, {0xB0, 32, 0});
+    play(2, {0xC0, 19});
     // How the level holds over two seconds, and what is left just after all notes off.
     auto held = [&](int port) {
         play(port, {0x90, 60, 100});
@@ -232,7 +232,7 @@ TEST_F(SynthSound, ProgramAndBankReachTheirOwnPortAndChannelAndAllNotesOffStopsT
         return std::pair{late / early, level(render(0.05)) / late};
     };
     EXPECT_LT(held(0).first, 0.3f);
-    const auto organ = held(1);
+    const auto organ = held(2);
     EXPECT_GT(organ.first, 0.7f);
     // All notes off stops the organ at once, release and all; then the room dies away.
     EXPECT_LT(organ.second, 0.25f);

@@ -1,4 +1,4 @@
-// A sample-accurate keyboard player on a JACK server, for the recording tests and benchmark: one
+// A sample-accurate keyboard player on a JACK server, for the recording benchmark: one
 // client listens to the program's click, another plays a note on each beat exactly on the frame
 // where the click of that beat sounds, as a musician in perfect time with the click would. The
 // next beat's frame is the last click's frame and one beat of frames, so the player never waits
@@ -66,7 +66,6 @@ class jack_keys {
         armed_.store(true, std::memory_order_release);
     }
     int played() const { return played_.load(std::memory_order_acquire); }
-    int clicks() const { return clicks_.load(std::memory_order_acquire); }
     // Notes written later than their frame (the player was held up): the attempt says nothing.
     int late() const { return late_.load(); }
     bool done() const { return played() >= count_; }
