@@ -143,7 +143,7 @@ TEST_F(Mixer, SoloAndMuteEndTheNotesTheySilenceAndTheNextNoteSounds) {
     toggle_solo(p, 4, false);
     EXPECT_EQ(nums(m.solo[3], m.solo[4], m.any_solo), nums(0, 1, 1));
     toggle_solo(p, 3, true);
-    toggle_solo(p, 4, true);
+    toggle_solo(p, 4, false);  // a plain click on a soloed channel turns that one alone off
     toggle_solo(p, 3, true);
     EXPECT_EQ(nums(m.solo[3], m.solo[4], m.any_solo), nums(0, 0, 0));
 }
