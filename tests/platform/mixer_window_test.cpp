@@ -50,14 +50,18 @@ struct mixer_window : window_fixture {
         QTest::mouseRelease(v, Qt::LeftButton, mods, QPoint(centre(f).x(), to_y));
     }
     // A double click on the part, and the text typed into the box it opens.
-    void type_into(const rect& part, const char* text) {
+    // Types into the box a double click opens; gives what the box offered.
+    std::string type_into(const rect& part, const char* text) {
+        std::string offered;
         QTimer::singleShot(0, [&] {
             auto* edit = w->view_widget()->findChild<QLineEdit*>();
             ASSERT_NE(edit, nullptr);
+            offered = edit->text().toStdString();
             QTest::keyClicks(edit, text);
             QTest::keyClick(edit, Qt::Key_Return);
         });
         QTest::mouseDClick(w->view_widget(), Qt::LeftButton, {}, centre(part));
+        return offered;
     }
     // What port A was sent since the last look, once the engine has served a request made after
     // the moves and finished that step: however late its thread runs.
@@ -110,7 +114,7 @@ TEST_F(mixer_window, faders_dials_and_switches_follow_the_mouse_and_reach_the_wi
     type_into(at(mixer_part::reverb, 4), "40");
     EXPECT_EQ(m->reverb_view[4], 40);
     EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xB4, 91, 40}}));
-    type_into(at(mixer_part::snapshot, 0), "2");
+    EXPECT_EQ(type_into(at(mixer_part::snapshot, 0), "2"), "1");
     EXPECT_EQ(s->prog.app.mixer.snapshot_slot, 1);
 }
 
