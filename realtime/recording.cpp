@@ -89,14 +89,6 @@ void recorder::place_take() {
     if (!d_.parallel_selected) d_.record_offset = p_.step_base(step);
 }
 
-std::int32_t recorder::bar_before_step() const {
-    event_store s = p_.store();
-    const std::int32_t at = p_.step_start(std::clamp<int>(d_.current_step, 0, song_steps - 1)) - 1;
-    const midi_event& sig = s.at(signature_at(s, d_.active_signature.first, at));
-    const int num = sig.data1() > 0 ? sig.data1() : 4, den = sig.data2() > 0 ? sig.data2() : 4;
-    return num * (ticks_per_whole / den);
-}
-
 // The mixer's moves are never recorded: a take made with the mixer open holds what was played,
 // on the track's own port and channel. Replace still asks first, since the track list is hidden.
 void recorder::record_key(record_mode mode) {
@@ -136,11 +128,10 @@ void recorder::record_start(record_mode mode) {
         prepare_cycle();
         start = d_.left_locator;
     }
-    const std::int32_t bar = bar_before_step();
+    const std::int32_t bar = bar_before_step(p_, d_.current_step);
     const song_step& step = p_.step(std::clamp<int>(d_.current_step, 0, song_steps - 1));
-    const std::int32_t step_begin = p_.step_start(d_.current_step);
     if (d_.song_mode) {
-        if (!d_.cycle_on) start = step_begin - (step.pickup + bar - 1) / bar * bar;
+        if (!d_.cycle_on) start = start_holding_pickup(p_, d_.current_step);
         if (!d_.parallel_selected) {
             if (d_.cycle_on &&
                 (d_.left_locator < d_.record_offset || step.end < d_.right_locator) &&
@@ -196,7 +187,7 @@ void recorder::punch_start() {
     d_.punch_track = d_.current_track;
     d_.punch_saved_mute = t.mute;
     // One bar of pre-roll before the left locator.
-    run_take(std::max(0, d_.left_locator - bar_before_step()), record_mode::overdub, true);
+    run_take(std::max(0, d_.left_locator - bar_before_step(p_, d_.current_step)), record_mode::overdub, true);
 }
 
 void recorder::instant_record_toggle(bool shift) {

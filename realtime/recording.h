@@ -115,7 +115,6 @@ class recorder {
     void shape_take(track_slot& dest, int pattern, int quantize, const take_range& r);
     void merge_passes(track_edit& target);
     void finish_take();
-    std::int32_t bar_before_step() const;
 
     program& p_;
     dll_data& d_;

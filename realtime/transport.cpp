@@ -126,13 +126,7 @@ void transport::rewind(int mode) {
     if (d_.song_mode) {
         if (mode == 1 && d_.main_screen) d_.current_step = 0;
         if (!d_.main_screen) d_.current_step = d_.song_start_step;
-        const int step = std::clamp<int>(d_.current_step, 0, song_steps - 1);
-        const std::int32_t start = p_.step_start(step);
-        // Go back far enough to hold the pickup in whole bars.
-        const event_store& s = p_.store();
-        const std::int32_t bar = signature_of(s.at(signature_at(s, d_.active_signature.first, start - 1))).bar_ticks();
-        const std::int32_t pickup = p_.step(step).pickup;
-        target = start - (pickup + bar - 1) / bar * bar;
+        target = start_holding_pickup(p_, d_.current_step);
     }
     if (d_.cycle_on && mode == 0) target = d_.left_locator;
     locate(p_, target);

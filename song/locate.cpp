@@ -20,6 +20,18 @@ step_place find_song_step(const program& p, std::int32_t position) {
     return {step, local, std::clamp<int>(p.step(step).pattern, 0, 15)};
 }
 
+std::int32_t bar_before_step(const program& p, int step) {
+    const event_store& s = p.store();
+    const std::int32_t start = p.step_start(std::clamp(step, 0, song_steps - 1));
+    return signature_of(s.at(signature_at(s, p.d.active_signature.first, start - 1))).bar_ticks();
+}
+
+std::int32_t start_holding_pickup(const program& p, int step) {
+    step = std::clamp(step, 0, song_steps - 1);
+    const std::int32_t bar = bar_before_step(p, step);
+    return p.step_start(step) - (p.step(step).pickup + bar - 1) / bar * bar;
+}
+
 namespace {
 
 void locate_tracks(program& p, std::int32_t* positions, std::int32_t local, int pattern) {

@@ -15,6 +15,10 @@ struct step_place {
 
 // The song step that plays at song position p, its pickup taken into account.
 step_place find_song_step(const program& p, std::int32_t position);
+// The bar that ends where song step `step` begins, by the active signature.
+std::int32_t bar_before_step(const program& p, int step);
+// Where a start from song step `step` begins: back far enough to hold its pickup in whole bars.
+std::int32_t start_holding_pickup(const program& p, int step);
 
 void locate(program& p, std::int32_t position);
 void cycle_prepare(program& p);
