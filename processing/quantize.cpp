@@ -107,10 +107,7 @@ int quantize_pass::shift_at(std::int32_t pos) {
     while (is_event_status(s.status(sig)) && s.position(sig) < pos + offset_)
         sig = s.next_event(sig);
     if (sig != list) sig = s.prev_event(sig);
-    const midi_event& sg = s.at(sig);
-    const int num = sg.data1() > 0 ? sg.data1() : 4;
-    const int den = sg.data2() > 0 ? sg.data2() : 4;
-    const std::int32_t bar = (ticks_per_whole / den) * num;
+    const std::int32_t bar = signature_of(s.at(sig)).bar_ticks();
     std::int32_t bar_start = s.position(sig) - offset_;
     if (bar > 0 && pos >= bar_start + bar) bar_start += (pos - bar_start) / bar * bar;
     // A note exactly on a bar line is measured from the track's start.

@@ -260,9 +260,7 @@ int denominator_at_pattern_start(const program& p) {
     // The parallel pattern runs on the song position, so it starts with the song.
     const bool own_step = p.d.song_mode && !p.d.parallel_selected;
     std::int32_t at = own_step ? p.step_start(p.d.current_step) : song_start;
-    ref32 s = signature_at(p.store(), p.d.active_signature.first, at);
-    int den = p.store().at(s).data2();
-    return den > 0 ? den : 4;
+    return signature_of(p.store().at(signature_at(p.store(), p.d.active_signature.first, at))).denominator;
 }
 
 void set_step_pattern(program& p, int step, int pattern) {

@@ -40,14 +40,9 @@ cell_view text_cell(std::string s, text_align a = text_align::right) {
     return v;
 }
 
-struct signature_value {
-    int numerator, denominator;
-};
-
-signature_value signature_at_position(const program& p, std::int32_t pos) {
+time_signature signature_at_position(const program& p, std::int32_t pos) {
     const event_store s = p.store();
-    const midi_event& e = s.at(signature_at(s, p.d.active_signature.first, pos));
-    return {e.data1() > 0 ? e.data1() : 4, e.data2() > 0 ? e.data2() : 4};
+    return signature_of(s.at(signature_at(s, p.d.active_signature.first, pos)));
 }
 
 // Width of an activity bar for velocity v in a field of `field_width`.
