@@ -187,7 +187,8 @@ void recorder::punch_start() {
     d_.punch_track = d_.current_track;
     d_.punch_saved_mute = t.mute;
     // One bar of pre-roll before the left locator.
-    run_take(std::max(0, d_.left_locator - bar_before_step(p_, d_.current_step)), record_mode::overdub, true);
+    run_take(std::max(0, d_.left_locator - bar_before_step(p_, d_.current_step)),
+             record_mode::overdub, true);
 }
 
 void recorder::instant_record_toggle(bool shift) {
