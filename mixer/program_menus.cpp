@@ -38,8 +38,6 @@ program_popup program_menu(const program_names& names, bool gm, int program) {
         popup_group group{.title = gm ? gm_groups[g] : numbered_groups[g], .items = {}};
         for (int i = g * group_size; i < (g + 1) * group_size; ++i)
             group.items.push_back({cmd::mixer_program_first + i, names[static_cast<std::size_t>(i)], i == program});
-        group.checked = std::any_of(group.items.begin(), group.items.end(),
-                                    [](const popup_item& i) { return i.checked; });
         menu.push_back(std::move(group));
     }
     return menu;

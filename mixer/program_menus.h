@@ -18,12 +18,11 @@ struct popup_item {
 struct popup_group {
     std::string title;  // empty: the items stand in the menu itself
     std::vector<popup_item> items;
-    bool checked = false;  // it holds the checked item
 };
 using program_popup = std::vector<popup_group>;
 
 // A program menu (its items run commands 101 to 228) or, for a drum channel, the kit menu (301
-// to 310); the item of `program` is checked, and so is the group that holds it.
+// to 310); the item of `program` is checked.
 program_popup program_menu(const program_names& names, bool gm, int program);
 program_popup drum_menu(int program);
 

@@ -355,13 +355,15 @@ void main_window::show_program_popup(const program_popup_request& r) {
     int chosen = 0;
     for (const popup_group& g : r.menu) {
         QMenu* in = g.title.empty() ? &menu : menu.addMenu(QString::fromStdString(g.title));
-        // Only the group that holds the current program shows a mark.
-        in->menuAction()->setCheckable(in != &menu && g.checked);
-        in->menuAction()->setChecked(in != &menu && g.checked);
         for (const popup_item& item : g.items) {
             QAction* a = in->addAction(QString::fromStdString(item.text));
             a->setCheckable(true);
             a->setChecked(item.checked);
+            // The group that holds the current program shows a mark too.
+            if (item.checked && in != &menu) {
+                in->menuAction()->setCheckable(true);
+                in->menuAction()->setChecked(true);
+            }
             connect(a, &QAction::triggered, &menu, [&chosen, id = item.command] { chosen = id; });
         }
     }
