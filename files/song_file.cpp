@@ -565,7 +565,8 @@ int save_song(program& p, file_state& fs) {
     file_dialog_request request =
         make_file_dialog(p, fs, dialog_song, "sng", fs.current_file_title, folder_save_song);
     // A song that has a file of its own is offered where that file lies.
-    if (!folder_of(fs.current_file_name).empty()) request.folder = folder_of(fs.current_file_name);
+    if (std::string own = folder_of(fs.current_file_name); !own.empty())
+        request.folder = std::move(own);
     auto path = p.screen.save_file_dialog(request);
     if (!path || path->empty()) return 0;
     remember_folder(fs, folder_save_song, *path);

@@ -85,7 +85,8 @@ void program_row(row& r, const midi_event& ev, const row_context& c) {
     r.number(29, 3, ev.data1());
     const int channel = c.track_channel >= 0 && c.track_channel < 16 ? c.track_channel : ev.status() & 0x0F;
     const int port = c.port & 3;
-    if (c.patches && c.show_patch_names && (*c.show_patch_names)[static_cast<std::size_t>(port)][static_cast<std::size_t>(channel)] &&
+    if (c.patches && c.show_patch_names &&
+        (*c.show_patch_names)[static_cast<std::size_t>(port)][static_cast<std::size_t>(channel)] &&
         (*c.patches)[static_cast<std::size_t>(port)].from_file) {
         std::string name = program_name(*c.patches, port, ev.data1());
         name.resize(13, ' ');
