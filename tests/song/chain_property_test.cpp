@@ -54,7 +54,6 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
         tracks.push_back({&open_track(p, pat, trk), {}});
 
     int serial = 0;
-    std::int64_t stats[7] = {};
     for (int step = 0; step < 7000; ++step) {
         track& tr = tracks[r(static_cast<unsigned>(tracks.size()))];
         track_slot& sl = *tr.slot;
@@ -79,7 +78,6 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             ASSERT_EQ(place, nth_event(s, sl.first, i)) << "step " << step;
             ASSERT_GE(insert_at(p, sl.blocks, place, u), 0) << "step " << step;
             m.insert(m.begin() + static_cast<std::ptrdiff_t>(i), u);
-            ++stats[0];
         } else if (op < 600) {
             what = "delete";
             const std::size_t i = r(static_cast<unsigned>(m.size()));
@@ -87,7 +85,6 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             ASSERT_EQ(s.event_length(e), static_cast<int>(m[i].size())) << "step " << step;
             take_blocks(p, sl.blocks, -s.delete_records(e, static_cast<int>(m[i].size())));
             m.erase(m.begin() + static_cast<std::ptrdiff_t>(i));
-            ++stats[1];
         } else if (op < 850) {
             what = "move";
             const std::size_t i = r(static_cast<unsigned>(m.size()));
@@ -107,7 +104,6 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             const std::size_t j = bound(m, to, delta < 0);
             m.insert(m.begin() + static_cast<std::ptrdiff_t>(j), u);
             ASSERT_EQ(placed, nth_event(s, sl.first, j)) << "step " << step;
-            ++stats[2];
         } else if (op < 930) {
             what = "sort";
             // Scatter some positions in place, then sort.
@@ -122,7 +118,6 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             std::stable_sort(m.begin(), m.end(), [](const records& a, const records& b) {
                 return pos_of(a) < pos_of(b);
             });
-            ++stats[3];
         } else if (op < 998) {
             // The track gets the merge of itself and another, which stays as it was.
             what = "merge";
@@ -139,14 +134,12 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             s.free_chain(sl.first);
             sl.first = sl.play = first;
             m = merged(m, other.model);
-            ++stats[4];
         } else {
             what = "clear";
             s.free_chain(sl.first);
             sl.first = sl.play = s.new_empty_chain();
             sl.blocks = 1;
             m.clear();
-            ++stats[5];
         }
 
         ASSERT_EQ(difference(read_chain(s, sl.first), flat(m)), "")
@@ -159,11 +152,7 @@ TEST(ChainProperty, RandomEditsKeepEveryChainEqualToItsModel) {
             ASSERT_FALSE(HasFailure()) << "step " << step << " after " << what;
         }
         ASSERT_EQ(testing::check_pool(p), "") << "step " << step << " after " << what;
-        ++stats[6];
     }
-    // Every kind of step ran often enough to mean something.
-    for (int k = 0; k < 5; ++k) EXPECT_GT(stats[k], 40) << "operation " << k;
-    EXPECT_GT(stats[6], 350);
 }
 
 }  // namespace

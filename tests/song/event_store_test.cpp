@@ -143,30 +143,20 @@ TEST(ChainBuilder, NeverUsesUpTheLastFreeBlock) {
     auto build = [&](int n, chain_builder& b) {
         for (int i = 0; i < n; ++i) b.put(cc(i, i));
     };
-    {
-        // The end record in the last slot of the second block: a free block stays behind.
+    // 63 records: the end record in the last slot of the second block, a free block stays
+    // behind. 64: the end record would go into the last free block: terminated, not to be cut.
+    // 100: every slot written, the cursor on the head's null link: nothing is cut.
+    for (auto [n, written, terminated, ok] :
+         {std::tuple{63, 63, true, true}, {64, 64, true, false}, {100, 96, false, false}}) {
         chain_builder b(s);
-        build(63, b);
-        EXPECT_TRUE(b.terminate());
-        EXPECT_TRUE(b.ok());
-    }
-    {
-        // The end record would go into the last free block: terminated, but not to be cut.
-        chain_builder b(s);
-        build(64, b);
-        EXPECT_TRUE(b.terminate());
-        EXPECT_FALSE(b.ok());
-        EXPECT_EQ(b.cut(), null_ref);
-    }
-    {
-        // Every slot written: the cursor stands on the head's null link and nothing is cut.
-        chain_builder b(s);
-        build(100, b);
-        EXPECT_TRUE(b.overflowed());
-        EXPECT_EQ(b.written(), 96);
-        EXPECT_FALSE(b.terminate());
-        EXPECT_FALSE(b.ok());
-        EXPECT_EQ(b.cut(), null_ref);
+        build(n, b);
+        const bool overflowed = b.overflowed();
+        const std::int64_t w = b.written();
+        const bool done = b.terminate();
+        EXPECT_EQ(nums(overflowed, w, done, b.ok()), nums(n == 100, written, terminated, ok)) << n;
+        if (!ok) {
+            EXPECT_EQ(b.cut(), null_ref) << n;
+        }
     }
     EXPECT_EQ(nums(p.d.record_first_block, p.d.record_write, p.d.free_blocks),
               nums(area, write, 3));

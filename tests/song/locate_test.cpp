@@ -204,23 +204,6 @@ TEST_F(Locate, BeatFields) {
     EXPECT_TRUE(is_end(p, d.active_signature.play));
 }
 
-TEST_F(Locate, ParksTheEngineAndTheTake) {
-    p.app.chase_events = true;  // the chase is filled while parked: the engine sends it after
-    d.song_mode = 1;
-    d.stopped = 0;
-    d.record_enable = 1;
-    locate(p, 20000);
-    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(1, 0, 1));
-
-    // Stopped and not recording stay so; without Chase Events nothing is chased.
-    p.app.chase_events = false;
-    d.chase_ready = 0;
-    d.stopped = 1;
-    d.record_enable = 0;
-    locate(p, 20000);
-    EXPECT_EQ(nums(d.chase_ready, d.stopped, d.record_enable), nums(0, 1, 0));
-}
-
 TEST_F(Locate, CyclePreparePatternMode) {
     track_slot& s = give_track(p, 3, 6, notes(20, 3072, 192));
     s.delay = 4;

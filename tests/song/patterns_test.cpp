@@ -1,5 +1,4 @@
 #include "song/patterns.h"
-#include "song/track_fields.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +9,7 @@
 #include "song/event_store.h"
 #include "song/locate.h"
 #include "song/position.h"
+#include "song/track_fields.h"
 #include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
