@@ -130,6 +130,12 @@ std::string difference(const records& got, const records& want) {
     return {};
 }
 
+::testing::AssertionResult holds(const records& got, const records& want) {
+    const std::string d = difference(got, want);
+    if (d.empty()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << d;
+}
+
 ref32 nth_record(const event_store& s, ref32 first, int i) {
     while (i-- > 0) first = s.next_record(first);
     return first;

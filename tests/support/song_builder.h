@@ -1,6 +1,8 @@
 // Building chains and tracks from plain records, and reading them back, for tests of the song.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -63,6 +65,9 @@ std::string name_of(const char (&name)[11]);
 
 // Empty when both hold the same bytes, else where they part and how.
 std::string difference(const records& got, const records& want);
+
+// Success when both hold the same bytes, else a failure that says where they part.
+::testing::AssertionResult holds(const records& got, const records& want);
 
 // The record, or the event, i steps on from `first`.
 ref32 nth_record(const event_store& s, ref32 first, int i);
