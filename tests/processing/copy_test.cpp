@@ -108,7 +108,7 @@ TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {
     give_track(p, 0, 1, dest);
     p.d.left_locator = bar1;
     p.d.right_locator = bar1 + 768;
-    const std::vector<std::pair<std::string, std::int32_t>> twice = {
+    const field_settings twice = {
         {"Destination Track", 1}, {"Target Position", bar1 + 1536}, {"Copies", 2}, {"Replace", 1}};
     EXPECT_EQ(run(cmd::copy_track_segment, twice), outcome::done);
     // The note hanging over the target ends before it; each copy's note ends at its right - 1.
@@ -161,7 +161,7 @@ TEST_F(CopyCommands,
     // Two copies of 768 ticks that end exactly at the last position: the last note-off of the
     // second copy, cut at the right locator - 1, lands on 0xFEFFF.
     const std::int32_t target = last_position - 2 * 768;
-    const std::vector<std::pair<std::string, std::int32_t>> copies = {
+    const field_settings copies = {
         {"Destination Pattern", 1}, {"Target Position", target}, {"Copies", 2}};
     t.screen.answers = {msg_answer::no};
     EXPECT_EQ(run(cmd::copy_pattern_segment, copies), outcome::cancelled);

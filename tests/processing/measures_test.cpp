@@ -19,8 +19,7 @@ TEST_F(Measures, InsertOnTheCurrentTrackCutsCrossingNotesAndDeleteClosesTheGapAg
     fill(before);
     p.d.left_locator = left;
     p.d.right_locator = right;
-    const std::vector<std::pair<std::string, std::int32_t>> current = {
-        {"Tracks", 0}, {"Tempo Track", 0}, {"Signature Track", 0}};
+    const field_settings current = {{"Tracks", 0}, {"Tempo Track", 0}, {"Signature Track", 0}};
     EXPECT_EQ(run(cmd::insert_measures, current), outcome::done);
     const records cut = {ev(0x90, 60, 100, bar1 + 100), ev(0x80, 60, 0, left - 1)};
     records inserted = cut;

@@ -18,20 +18,25 @@ namespace kestrune::testing {
 
 inline constexpr std::int32_t bar1 = song_start;
 
+// Dialog fields by their labels, with the values to set.
+using field_settings = std::vector<std::pair<std::string, std::int32_t>>;
+
 class TrackCommand : public ::testing::Test {
-protected:
+  protected:
     TrackCommand() { add_processing_commands(table); }
 
     // Runs the command on the current track with its dialog's initial values, fields changed by
     // their labels; the pool stays whole.
-    outcome run(int id, const std::vector<std::pair<std::string, std::int32_t>>& set = {}) {
+    outcome run(int id, const field_settings& set = {}) {
         const command_record& c = *table.find(id);
         field_values v = initial_values(p, c);
         for (const auto& one : set) {
-            const auto at = std::find_if(c.fields.begin(), c.fields.end(),
-                                         [&one](const field_spec& f) { return f.label == one.first; });
+            const auto at =
+                std::find_if(c.fields.begin(), c.fields.end(),
+                             [&one](const field_spec& f) { return f.label == one.first; });
             EXPECT_NE(at, c.fields.end()) << one.first;
-            if (at != c.fields.end()) v[static_cast<std::size_t>(at - c.fields.begin())].number = one.second;
+            if (at != c.fields.end())
+                v[static_cast<std::size_t>(at - c.fields.begin())].number = one.second;
         }
         const outcome o = run_command(p, c, v);
         EXPECT_EQ(check_pool(p), "");

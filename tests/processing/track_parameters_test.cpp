@@ -1,8 +1,5 @@
-#include <cstring>
-
 #include "core/command_ids.h"
 #include "processing/chain_transforms.h"
-#include "processing/undo.h"
 #include "tests/processing/track_command_fixture.h"
 
 namespace kestrune {
@@ -63,7 +60,7 @@ TEST_F(TrackParameters, ModifyBetweenTheLocatorsChangesNotesByTheirStartAndNoteO
                           ev(0xB5, 7, 90, bar1 + 150),  ev(0x85, 62, 64, bar1 + 200)};
     fill(recs);
     // To channel 1: a controller's status there is 0xB0, and its number is not transposed.
-    const std::vector<std::pair<std::string, std::int32_t>> settings = {
+    const field_settings settings = {
         {"MIDI Channel On", 1}, {"MIDI Channel", 0}, {"Transpose On", 1},
         {"Transpose", 12},      {"Velocity On", 1},  {"Velocity", -99},
         {"Compress On", 1},     {"Compress", 1},     {"Range", 1}};

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "song/event_store.h"
 #include "song/locate.h"
@@ -128,13 +126,11 @@ TEST_F(Patterns, SelectTrackAndPatternSetThruFields) {
     EXPECT_EQ(thru(), nums(1, 16, 5, -3, -1));
 
     // The parallel pattern counts as selected only in song mode.
-    EXPECT_TRUE(select_pattern(p, 16));
-    EXPECT_EQ(d.parallel_selected, 0);
-    d.song_mode = 1;
-    EXPECT_TRUE(select_pattern(p, 16));
-    EXPECT_EQ(d.parallel_selected, 1);
-    EXPECT_TRUE(select_pattern(p, 3));
-    EXPECT_EQ(d.parallel_selected, 0);
+    for (auto [song_mode, pattern, parallel] : {std::tuple{0, 16, 0}, {1, 16, 1}, {1, 3, 0}}) {
+        d.song_mode = static_cast<std::uint8_t>(song_mode);
+        EXPECT_TRUE(select_pattern(p, pattern));
+        EXPECT_EQ(d.parallel_selected, parallel) << song_mode << " " << pattern;
+    }
 
     // Refused during a take, except for a forced redraw.
     d.recording = 1;
