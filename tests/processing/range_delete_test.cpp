@@ -59,13 +59,16 @@ TEST(RangeDelete, NeedsThreeBlocksBeyondTheTrackAndSilencesTheTracksOwnGroup) {
     // Held three blocks above the track, then two.
     const std::int32_t free = p.d.free_blocks, blocks = p.slot(2, 4).blocks;
     p.d.free_blocks = blocks + 2;
+    const std::uint32_t changes = p.changes.tracks;
     {
         track_edit g(p, 2, 4, quiet);
-        ASSERT_TRUE(g.begin());
+        ASSERT_TRUE(g.begin(p.d.free_blocks));  // asking for exactly what is free is enough
+        EXPECT_EQ(p.slot(2, 4).in_use, 0);      // hidden from the engine while it works
         EXPECT_FALSE(delete_range(g, from, to));
         p.d.free_blocks += 1;
         EXPECT_TRUE(delete_range(g, from, to));
     }
+    EXPECT_EQ(nums(p.slot(2, 4).in_use, p.changes.tracks - changes), nums(1, 1));
     p.d.free_blocks = free + (p.d.free_blocks - (blocks + 3));
     EXPECT_EQ(check_pool(p), "");
     // The shown pattern in the normal group, the parallel pattern in its own, the take's in the
