@@ -175,8 +175,9 @@ TEST_F(Tool, DumpPrintsEachTrackThenItsRows) {
 TEST_F(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     {
         test_program t;
-        give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)}).loop_length =
-            3071 + 768;  // one bar
+        track_slot& s = give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        s.loop_length = 3071 + 768;  // one bar
+        s.port = 2;
         put_name(t->pattern(4).name, "Chorus");
         ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
         ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));
@@ -195,7 +196,7 @@ TEST_F(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     const auto info = out("info", "c.pat");
     EXPECT_EQ(info.at(0), "pattern 0 name \"Chorus    \" tracks 1");
     EXPECT_EQ(info.at(1),
-              "  track 7 name \"          \" channel 8 port A velocity 0 transpose 0 "
+              "  track 7 name \"          \" channel 8 port C velocity 0 transpose 0 "
               "delay 0 compress 0 quantize 0 mute 0 loop 768 events 1");
     // Converting a pattern file makes a song that holds it.
     const run_result r =
