@@ -13,7 +13,6 @@
 #include "files/track_chunk.h"
 #include "mixer/mixer_model.h"
 #include "processing/commands.h"
-#include "realtime/transport.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/region_tree.h"
 #include "song/patterns.h"
