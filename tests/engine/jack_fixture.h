@@ -185,13 +185,13 @@ class jack_fixture : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         if (!have_jackd()) {
-            skip_reason() = "jackd is not installed (scripts/install-deps.sh installs jackd2)";
+            skip_reason = "jackd is not installed (scripts/install-deps.sh installs jackd2)";
             return;
         }
         // A server name of this process's own, so parallel runs and a user's server stay apart.
         const std::string name = "kestrune-test-" + std::to_string(getpid());
         setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
-        skip_reason() = start_server();
+        skip_reason = start_server();
     }
 
     static void TearDownTestSuite() { stop_server(SIGTERM); }
@@ -199,38 +199,29 @@ class jack_fixture : public ::testing::Test {
     // Starts jackd under JACK_DEFAULT_SERVER; the reason it is not running, or empty.
     static std::string start_server() {
         std::string why;
-        server() = start_dummy_jackd(std::getenv("JACK_DEFAULT_SERVER"), rate, period, &why);
+        server = start_dummy_jackd(std::getenv("JACK_DEFAULT_SERVER"), rate, period, &why);
         return why;
     }
 
     static void stop_server(int sig) {
-        ++servers_stopped();
-        stop_dummy_jackd(server(), sig);
+        ++servers_stopped;
+        stop_dummy_jackd(server, sig);
     }
 
     // A probe whose server was stopped under it is left to libjack, which may tell it so at any
     // time later: it is neither closed nor freed.
     ~jack_fixture() override {
-        if (servers_stopped() == stopped_before_) delete &pr;
+        if (servers_stopped == stopped_before_) delete &pr;
     }
 
     void SetUp() override {
-        if (!skip_reason().empty()) GTEST_SKIP() << skip_reason();
+        if (!skip_reason.empty()) GTEST_SKIP() << skip_reason;
         ASSERT_TRUE(pr.ok());
     }
 
-    static pid_t& server() {
-        static pid_t pid = -1;
-        return pid;
-    }
-    static std::string& skip_reason() {
-        static std::string reason;
-        return reason;
-    }
-    static int& servers_stopped() {
-        static int n = 0;
-        return n;
-    }
+    static inline pid_t server = -1;
+    static inline std::string skip_reason;
+    static inline int servers_stopped = 0;
 
     static int index_of(const std::vector<std::string>& v, const std::string& name) {
         for (std::size_t i = 0; i < v.size(); ++i)
@@ -238,7 +229,7 @@ class jack_fixture : public ::testing::Test {
         return -1;
     }
 
-    const int stopped_before_ = servers_stopped();
+    const int stopped_before_ = servers_stopped;
     probe& pr = *new probe;
 };
 

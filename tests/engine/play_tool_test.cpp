@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -60,13 +62,8 @@ class PlayTool : public jack_fixture {
         return -2;
     }
     std::string output() const {
-        std::string s;
-        if (FILE* f = std::fopen(out_.c_str(), "r")) {
-            char buf[512];
-            while (std::fgets(buf, sizeof buf, f)) s += buf;
-            std::fclose(f);
-        }
-        return s;
+        std::ifstream in(out_);
+        return {std::istreambuf_iterator<char>(in), {}};
     }
     std::string out_;
 };

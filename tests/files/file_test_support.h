@@ -2,6 +2,8 @@
 // Standard MIDI files built byte by byte. Songs are built and read back with the song builder.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -26,6 +28,15 @@ class temp_folder {
 
   private:
     std::string dir_;
+};
+
+// A test with a temporary folder.
+struct folder_test : ::testing::Test {
+    temp_folder dir;
+};
+// A test with a temporary folder and a program to load into.
+struct file_test : folder_test {
+    test_program t;
 };
 
 std::vector<std::uint8_t> read_bytes(const std::string& path);

@@ -16,9 +16,11 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using PatternFile = file_test;
+using TrackFile = file_test;
+using SysexFile = file_test;
 
-TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
-    temp_folder dir;
+TEST_F(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
     test_program a(20);
     make_rich_song(*a);
     ASSERT_TRUE(write_pattern_file(*a, 2, dir.path("p.pat")));
@@ -31,7 +33,6 @@ TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
     for (int tr : {2, 18, 26, 31}) total += a->slot(2, tr).blocks;
     EXPECT_EQ(nums(get_le<std::uint16_t>(b, 4), b[16], b[16 + 2]), nums(total, 0, 1));
 
-    test_program t(20);
     t->d.current_pattern = 5;
     ASSERT_EQ(read_pattern_file(*t, 5, dir.path("p.pat")), load_result::loaded);
     EXPECT_EQ(check_pool(*t), "");
@@ -54,14 +55,12 @@ TEST(PatternFile, HoldsAllThirtyTwoTracksInOneRunAndComesBack) {
     EXPECT_EQ(check_pool(*t), "");
 }
 
-TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
-    temp_folder dir;
+TEST_F(PatternFile, RefusalsLeaveTheSongAsItWas) {
     test_program a;
     give_track(*a, 0, 4, notes(100, song_start, 24));
     ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
     const auto good = read_bytes(dir.path("p.pat"));
 
-    test_program t;
     give_track(*t, 1, 0, notes(10, song_start, 24));
     const int free_before = t->d.free_blocks;
     auto refused = [&](const std::vector<std::uint8_t>& bytes, load_result want, const char* text) {
@@ -100,8 +99,7 @@ TEST(PatternFile, RefusalsLeaveTheSongAsItWas) {
     EXPECT_EQ(check_pool(*tiny), "");
 }
 
-TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
-    temp_folder dir;
+TEST_F(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrackSeatedAtThePosition) {
     test_program a;
     give_track(*a, 1, 6, notes(70, song_start, 24));
     track_slot& s = a->slot(1, 6);
@@ -115,7 +113,6 @@ TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
     EXPECT_EQ(nums(get_le<std::uint32_t>(b, 0), get_le<std::uint16_t>(b, 4), b[6 + 1], b.size()),
               nums(0x22FEDCBAu, s.blocks, 9, 6 + sizeof(track_chunk_head) + 70 * 6));
 
-    test_program t;
     give_track(*t, 0, 0, notes(3, song_start, 24));
     EXPECT_EQ(read_track_file(*t, 0, 0, dir.path("t.trk")), load_result::occupied);
     EXPECT_EQ(t.screen.last_text(), msg_track_not_empty);
@@ -124,33 +121,22 @@ TEST(TrackFile, KeepsTheTrackFieldsAndLandsOnlyOnAnEmptyTrack) {
     ASSERT_EQ(read_track_file(*t, parallel_pattern, 0, dir.path("t.trk")), load_result::loaded);
     expect_same_track(*a, 1, 6, *t, parallel_pattern, 0);
     EXPECT_EQ(check_pool(*t), "");
-}
 
-TEST(TrackFile, ALoadedTrackOfThePlayingPatternIsReseated) {
-    temp_folder dir;
-    test_program a;
-    give_track(*a, 0, 2, notes(200, song_start, 24));
-    ASSERT_TRUE(write_track_file(*a, 0, 2, dir.path("t.trk")));
-    ASSERT_TRUE(write_pattern_file(*a, 0, dir.path("p.pat")));
-
-    test_program t;
+    // Into the playing pattern, seated at the position; the parallel pattern takes the parallel
+    // flag.
+    ASSERT_TRUE(write_pattern_file(*a, 1, dir.path("p.pat")));
     locate(*t, song_start + 24 * 50 + 1);
     ASSERT_EQ(t->d.display_pattern, 0);
     ASSERT_EQ(read_track_file(*t, 0, 2, dir.path("t.trk")), load_result::loaded);
-    const track_slot& s = t->slot(0, 2);
-    EXPECT_EQ(s.play, t->store().find_at_position(s.first, t->d.position, no_loop));
-    EXPECT_EQ(t->store().position(s.play), song_start + 24 * 51);
-
-    // The parallel pattern takes the parallel flag.
+    EXPECT_EQ(t->store().position(t->slot(0, 2).play), song_start + 24 * 51);
+    delete_track_chain(*t, parallel_pattern, 0);
     t->d.current_pattern = parallel_pattern;
     ASSERT_EQ(read_pattern_file(*t, parallel_pattern, dir.path("p.pat")), load_result::loaded);
-    EXPECT_EQ(t->d.parallel_track_position[2], t->d.position);
-    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 2).play), song_start + 24 * 51);
+    EXPECT_EQ(t->d.parallel_track_position[6], t->d.position);
+    EXPECT_EQ(t->store().position(t->slot(parallel_pattern, 6).play), song_start + 24 * 51);
 }
 
-TEST(PatternFile, CommandsSuggestANameAndCheckFirst) {
-    temp_folder dir;
-    test_program t;
+TEST_F(PatternFile, CommandsSuggestANameAndCheckFirst) {
     file_state fs;
     fs.folders[folder_save_song] = "/should/not/be/used/";
     give_track(*t, 0, 0, notes(5, song_start, 24));
@@ -192,16 +178,13 @@ TEST(PatternFile, CommandsSuggestANameAndCheckFirst) {
     EXPECT_EQ(check_pool(*t), "");
 }
 
-TEST(SysexFile, MessagesLandAt3072InFileOrder) {
-    temp_folder dir;
-    test_program t;
+TEST_F(SysexFile, MessagesLandAt3072InFileOrderAndBadBytesAreRefused) {
     track_slot& s = t->slot(0, 3);
     s.channel = 5;
     s.transpose = 4;
     // Two messages; the second holds an inner 0xF0 as payload and is long enough to continue.
-    std::vector<std::uint8_t> file = {0xF0, 0x41, 0x10, 0x42, 0xF7, 0xF0, 0x01, 0xF0,
-                                      0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xF7};
-    write_bytes(dir.path("two.syx"), file);
+    write_bytes(dir.path("two.syx"), {0xF0, 0x41, 0x10, 0x42, 0xF7, 0xF0, 0x01, 0xF0, 0x02, 0x03,
+                                      0x04, 0x05, 0x06, 0x07, 0xF7});
     ASSERT_EQ(read_syx_file(*t, 0, 3, dir.path("two.syx")), load_result::loaded);
     EXPECT_EQ(check_pool(*t), "");
     EXPECT_EQ(std::string(s.name), sysex_track_name);
@@ -220,11 +203,8 @@ TEST(SysexFile, MessagesLandAt3072InFileOrder) {
     EXPECT_EQ(t->store().status(t->slot(0, 4).first), st::end);
     EXPECT_EQ(read_syx_file(*t, 0, 4, dir.path("empty.syx")), load_result::occupied);
     EXPECT_EQ(t.screen.last_text(), msg_track_not_empty);
-}
 
-TEST(SysexFile, BadBytesAndOpenMessagesAreRefused) {
-    temp_folder dir;
-    test_program t;
+    // Bad bytes: refused, and nothing taken.
     const int free_before = t->d.free_blocks;
     const std::vector<std::vector<std::uint8_t>> bad = {
         {0x41, 0xF0, 0x01, 0xF7},  // leading byte other than 0xF0
@@ -247,10 +227,9 @@ TEST(SysexFile, BadBytesAndOpenMessagesAreRefused) {
     EXPECT_EQ(check_pool(*t), "");
 }
 
-TEST(SysexFile, SizeIsEstimatedAt96BytesABlock) {
-    temp_folder dir;
-    test_program t(1);  // 313 blocks
-    const int free_blocks = t->d.free_blocks;
+TEST_F(SysexFile, SizeIsEstimatedAt96BytesABlock) {
+    test_program small(1);  // 313 blocks
+    const int free_blocks = small->d.free_blocks;
     // A file of (free - 1) * 96 - 100 bytes passes the estimate; 96 more bytes do not.
     auto message_of = [](std::size_t bytes) {
         std::vector<std::uint8_t> m(bytes, 0x11);
@@ -260,11 +239,11 @@ TEST(SysexFile, SizeIsEstimatedAt96BytesABlock) {
     };
     const std::size_t fits = static_cast<std::size_t>(free_blocks - 1) * 96 - 100;
     write_bytes(dir.path("a.syx"), message_of(fits + 96));
-    EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("a.syx")), load_result::too_big);
-    EXPECT_EQ(t.screen.last_text(), msg_file_too_big);
+    EXPECT_EQ(read_syx_file(*small, 0, 0, dir.path("a.syx")), load_result::too_big);
+    EXPECT_EQ(small.screen.last_text(), msg_file_too_big);
     write_bytes(dir.path("a.syx"), message_of(fits));
-    EXPECT_EQ(read_syx_file(*t, 0, 0, dir.path("a.syx")), load_result::loaded);
-    EXPECT_EQ(check_pool(*t), "");
+    EXPECT_EQ(read_syx_file(*small, 0, 0, dir.path("a.syx")), load_result::loaded);
+    EXPECT_EQ(check_pool(*small), "");
     // Many tiny messages pass the estimate but not the real count: refused all the same.
     std::vector<std::uint8_t> tiny;
     for (int i = 0; i < 13000; ++i) tiny.insert(tiny.end(), {0xF0, 0xF7});

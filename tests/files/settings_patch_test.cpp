@@ -15,6 +15,7 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using SettingsFile = folder_test;
 
 user_settings every_field_set() {
     user_settings s;
@@ -50,8 +51,7 @@ user_settings every_field_set() {
     return s;
 }
 
-TEST(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
-    temp_folder dir;
+TEST_F(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
     user_settings s = every_field_set();
     ASSERT_TRUE(write_settings_file(dir.path("k.set"), s));
     auto b = read_bytes(dir.path("k.set"));
@@ -88,10 +88,17 @@ class scoped_env {
     std::optional<std::string> old_;
 };
 
+// A program started with the settings as they are found.
+struct started {
+    started() { load_settings(*t, s, fs); }
+    test_program t;
+    user_settings s;
+    file_state fs;
+};
+
 // A per-user file that cannot be read is said once with its path and reason, the defaults stand,
 // and the file is set aside as NAME.bad before the settings are written again.
-TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
-    temp_folder dir;
+TEST_F(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
     scoped_env config("XDG_CONFIG_HOME", dir.dir().c_str());
     const std::string folder = dir.path("Vandrelle/Kestrune/");
     const std::string file = folder + settings_file_name, bad = file + broken_settings_suffix;
@@ -109,19 +116,16 @@ TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
         {long_path, "The file is damaged"},  // a path past its slot
     };
     const auto check = [&](const char* why) {
-        test_program t;
-        user_settings s;
-        file_state fs;
-        load_settings(*t, s, fs);
+        started a;
         user_settings defaults;
         defaults.broken_file = file;  // to be set aside
-        EXPECT_TRUE(s == defaults);
-        ASSERT_EQ(t.screen.messages.size(), 1u);
-        EXPECT_EQ(t.screen.last_text(), std::string(msg_settings_unreadable) + "\n" + file + ": " +
-                                            why + "\n" + msg_settings_defaults + " " +
-                                            msg_settings_kept_as + "Kestrune_32.set.bad.");
-        EXPECT_TRUE(save_settings(*t, s, fs));
-        EXPECT_EQ(read_settings_file(file, s), settings_read::loaded);
+        EXPECT_TRUE(a.s == defaults);
+        ASSERT_EQ(a.t.screen.messages.size(), 1u);
+        EXPECT_EQ(a.t.screen.last_text(), std::string(msg_settings_unreadable) + "\n" + file +
+                                              ": " + why + "\n" + msg_settings_defaults + " " +
+                                              msg_settings_kept_as + "Kestrune_32.set.bad.");
+        EXPECT_TRUE(save_settings(*a.t, a.s, a.fs));
+        EXPECT_EQ(read_settings_file(file, a.s), settings_read::loaded);
     };
     for (const auto& [bytes, why] : broken) {
         SCOPED_TRACE(why);
@@ -129,28 +133,25 @@ TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
         check(why);
         EXPECT_EQ(read_bytes(bad), bytes);
     }
-    // A folder, and a link to a device, in the file's place.
-    std::filesystem::remove(file);
-    std::filesystem::remove(bad);
-    std::filesystem::create_directory(file);
-    check("Is a directory");
-    EXPECT_TRUE(std::filesystem::is_directory(bad));
-    std::filesystem::remove(file);
-    std::filesystem::remove(bad);
-    std::filesystem::create_symlink("/dev/zero", file);
-    check("Not a regular file");
-    EXPECT_TRUE(std::filesystem::is_symlink(bad));
+    // A folder, then a link to a device, in the file's place.
+    for (const bool folder : {true, false}) {
+        std::filesystem::remove(file);
+        std::filesystem::remove(bad);
+        if (folder)
+            std::filesystem::create_directory(file);
+        else
+            std::filesystem::create_symlink("/dev/zero", file);
+        check(folder ? "Is a directory" : "Not a regular file");
+        EXPECT_TRUE(folder ? std::filesystem::is_directory(bad) : std::filesystem::is_symlink(bad));
+    }
 
     // When the broken file cannot be set aside, nothing is written over it, and that is said.
     write_bytes(file, {1, 2, 3});
     std::filesystem::remove(bad);
     std::filesystem::create_directories(bad + "/x");
-    test_program t;
-    user_settings s;
-    file_state fs;
-    load_settings(*t, s, fs);
-    EXPECT_FALSE(save_settings(*t, s, fs));
-    EXPECT_EQ(t.screen.last_text(),
+    started a;
+    EXPECT_FALSE(save_settings(*a.t, a.s, a.fs));
+    EXPECT_EQ(a.t.screen.last_text(),
               std::string(msg_settings_not_saved) + "\n" + bad + ": Is a directory");
     EXPECT_EQ(read_bytes(file), (std::vector<std::uint8_t>{1, 2, 3}));
 
@@ -159,12 +160,11 @@ TEST(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
     set_le<std::int32_t>(b, 144, 500);
     b[166] = 200;
     write_bytes(dir.path("x.set"), b);
-    ASSERT_EQ(read_settings_file(dir.path("x.set"), s), settings_read::loaded);
-    EXPECT_EQ(nums(s.timer_resolution, s.mixer_define_controller), nums(20, 127));
+    ASSERT_EQ(read_settings_file(dir.path("x.set"), a.s), settings_read::loaded);
+    EXPECT_EQ(nums(a.s.timer_resolution, a.s.mixer_define_controller), nums(20, 127));
 }
 
-TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
-    temp_folder dir;
+TEST_F(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     scoped_env home("XDG_CONFIG_HOME", dir.path("config").c_str());
     const std::string user_file = dir.path("config") + "/Vandrelle/Kestrune/Kestrune_32.set";
     const std::string beside = program_folder_path(settings_file_name);
@@ -172,52 +172,46 @@ TEST(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
 
     // No file anywhere: the defaults, the folders at the user's home, nothing said.
     scoped_env user_home("HOME", dir.path("home").c_str());
-    test_program t;
-    user_settings s;
-    file_state fs;
-    load_settings(*t, s, fs);
-    EXPECT_EQ(nums(t->d.midi_out_device[0], t->d.memory_units), nums(0, 10));
-    EXPECT_EQ(fs.folders[folder_load_song], dir.path("home") + "/");
+    started a;
+    EXPECT_EQ(nums(a.t->d.midi_out_device[0], a.t->d.memory_units), nums(0, 10));
+    EXPECT_EQ(a.fs.folders[folder_load_song], dir.path("home") + "/");
     EXPECT_TRUE(std::filesystem::is_directory(dir.path("config") + "/Vandrelle/Kestrune"));
 
     // A file beside the program is read when the per-user folder has none.
-    user_settings written = every_field_set();
+    const user_settings written = every_field_set();
     ASSERT_TRUE(write_settings_file(beside, written));
-    user_settings s2;
-    file_state fs2;
-    load_settings(*t, s2, fs2);
+    started b;
     std::filesystem::remove(beside);
-    EXPECT_TRUE(s2 == written);
+    EXPECT_TRUE(b.s == written);
     // The values reach the program and the file commands.
-    EXPECT_EQ(nums(t->d.memory_units, t->d.midi_out_device[3], t->d.mixer_define_controller,
-                   t->app.simple_bardisplay, fs2.remember_file_paths, t->d.click_always,
-                   t->d.midi_click, t->d.sync_out, t->app.chase_events),
+    const dll_data& d = b.t->d;
+    EXPECT_EQ(nums(d.memory_units, d.midi_out_device[3], d.mixer_define_controller,
+                   b.t->app.simple_bardisplay, b.fs.remember_file_paths, d.click_always,
+                   d.midi_click, d.sync_out, b.t->app.chase_events),
               nums(50, 3, 11, 1, 0, 1, 0, 1, 1));
-    EXPECT_EQ(fs2.recent_files, written.recent_files);
-    EXPECT_EQ(fs2.folders[folder_save_midi], "/out/midi/");
+    EXPECT_EQ(b.fs.recent_files, written.recent_files);
+    EXPECT_EQ(b.fs.folders[folder_save_midi], "/out/midi/");
 
     // Shut-down writes the per-user file, which counts from then on; a recent path longer than
     // its slot is cut to 269 characters.
-    t->d.timer_resolution = 9;
-    t->d.sync_out = 0;
+    b.t->d.timer_resolution = 9;
+    b.t->d.sync_out = 0;
     const std::string long_path = "/" + std::string(300, 'n');
-    fs2.recent_files.insert(fs2.recent_files.begin(), long_path);
-    ASSERT_TRUE(save_settings(*t, s2, fs2));
+    b.fs.recent_files.insert(b.fs.recent_files.begin(), long_path);
+    ASSERT_TRUE(save_settings(*b.t, b.s, b.fs));
     ASSERT_TRUE(std::filesystem::exists(user_file));
-    user_settings s3;
-    file_state fs3;
-    load_settings(*t, s3, fs3);
-    EXPECT_EQ(nums(s3.timer_resolution, s3.sync_out), nums(9, 0));
-    EXPECT_EQ(s3.recent_files.at(0) + s3.licence, long_path.substr(0, 269) + written.licence);
+    const started c;
+    EXPECT_EQ(nums(c.s.timer_resolution, c.s.sync_out), nums(9, 0));
+    EXPECT_EQ(c.s.recent_files.at(0) + c.s.licence, long_path.substr(0, 269) + written.licence);
     // The devices are kept by name beside it.
-    EXPECT_EQ(s3.devices.outputs[3], "Capture Out 3");
-    EXPECT_TRUE(t.screen.messages.empty());
+    EXPECT_EQ(c.s.devices.outputs[3], "Capture Out 3");
+    EXPECT_EQ(a.t.screen.messages.size() + b.t.screen.messages.size() + c.t.screen.messages.size(),
+              0u);
 }
 
 // Without a per-user folder the program runs on its defaults, says once where the settings cannot
 // be kept, and leaves a settings file in the current folder alone.
-TEST(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentFolder) {
-    temp_folder dir;
+TEST_F(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentFolder) {
     ASSERT_FALSE(std::filesystem::exists(program_folder_path(settings_file_name)));
     const std::string here = dir.path(settings_file_name);
     ASSERT_TRUE(write_settings_file(here, every_field_set()));
@@ -239,16 +233,13 @@ TEST(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentF
         SCOPED_TRACE(c.named);
         scoped_env home("HOME", c.home);
         scoped_env config("XDG_CONFIG_HOME", c.config);
-        test_program t;
-        user_settings s;
-        file_state fs;
-        load_settings(*t, s, fs);
-        EXPECT_EQ(t->d.memory_units, 10);
-        ASSERT_EQ(t.screen.messages.size(), 1u);
-        EXPECT_EQ(t.screen.last_text(), msg_settings_not_kept + c.named + msg_settings_lost);
-        t->d.memory_units = 12;
-        EXPECT_FALSE(save_settings(*t, s, fs));
-        EXPECT_EQ(t.screen.messages.size(), 1u);
+        started a;
+        EXPECT_EQ(a.t->d.memory_units, 10);
+        ASSERT_EQ(a.t.screen.messages.size(), 1u);
+        EXPECT_EQ(a.t.screen.last_text(), msg_settings_not_kept + c.named + msg_settings_lost);
+        a.t->d.memory_units = 12;
+        EXPECT_FALSE(save_settings(*a.t, a.s, a.fs));
+        EXPECT_EQ(a.t.screen.messages.size(), 1u);
         EXPECT_EQ(read_bytes(here), before);
     }
     std::filesystem::current_path(old_cwd);

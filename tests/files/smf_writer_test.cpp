@@ -45,16 +45,13 @@ std::vector<bytes> chunks(const bytes& b) {
     return out;
 }
 
-class SmfWriter : public ::testing::Test {
-  protected:
+struct SmfWriter : file_test {
     bytes save() {
         const std::string path = dir.path("out.mid");
         EXPECT_TRUE(write_midi_file(*t, path));
         EXPECT_EQ(check_pool(*t), "");
         return read_bytes(path);
     }
-    temp_folder dir;
-    test_program t;
 };
 
 TEST_F(SmfWriter, OneTrackIsFormatZeroWithTempoAndSignatureMixedIn) {

@@ -15,10 +15,9 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using SongCommands = file_test;
 
-TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
-    temp_folder dir;
-    test_program t;
+TEST_F(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     file_state fs;
     fs.current_file_title = "Tune.sng";
     fs.folders[folder_save_song] = dir.dir() + "/";
@@ -59,9 +58,7 @@ TEST(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
 }
 
-TEST(SongCommands, LoadWithTheDialogOrQuietly) {
-    temp_folder dir;
-    test_program t;
+TEST_F(SongCommands, LoadWithTheDialogOrQuietly) {
     give_track(*t, 0, 1, notes(4, song_start, 24));
     ASSERT_TRUE(write_song_file(*t, dir.path("one.sng")));
     give_track(*t, 0, 2, notes(4, song_start, 24));
@@ -90,13 +87,17 @@ TEST(SongCommands, LoadWithTheDialogOrQuietly) {
     fs.current_file_name = dir.path("one.sng");
     EXPECT_EQ(load_song(*t, fs, true), 1);
     EXPECT_EQ(check_pool(*t), "");
+
+    // A dialog kind the program does not know keeps the filter it had.
+    ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_syx));
+    EXPECT_FALSE(set_file_dialog_extension(*t, fs, 6));
+    EXPECT_EQ(t.screen.last_text(), msg_dialog_kind);
+    EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");
 }
 
-TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
-    temp_folder dir;
+TEST_F(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     const auto old_cwd = std::filesystem::current_path();
     std::filesystem::current_path(dir.dir());
-    test_program t;
     file_state fs;
 
     // No name and no Default.sng: nothing loads and the title says so.
@@ -137,9 +138,7 @@ TEST(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     std::filesystem::current_path(old_cwd);
 }
 
-TEST(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
-    temp_folder dir;
-    test_program t;
+TEST_F(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
     file_state fs;
     ASSERT_TRUE(write_song_file(*t, dir.path("r.sng")));
     t.screen.answers.push_back(msg_answer::cancel);
@@ -161,15 +160,6 @@ TEST(SongCommands, RecentFileAsksFirstAndSaysWhenItIsGone) {
     add_recent_file(fs, "/f5");
     EXPECT_EQ(fs.recent_files,
               (std::vector<std::string>{"/f5", "/f9", "/f8", "/f7", "/f6", "/f4", "/f3", "/f2"}));
-}
-
-TEST(SongCommands, UnknownDialogKindKeepsTheOldFilter) {
-    test_program t;
-    file_state fs;
-    ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_syx));
-    EXPECT_FALSE(set_file_dialog_extension(*t, fs, 6));
-    EXPECT_EQ(t.screen.last_text(), msg_dialog_kind);
-    EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");
 }
 
 }  // namespace

@@ -24,13 +24,15 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using SongFile = folder_test;
+using Saving = file_test;
+using FileBuffer = folder_test;
 
 // Offsets in an empty song's file, after the fixed part.
 constexpr std::size_t empty_pattern_bytes = 10 + 16;
 constexpr std::size_t empty_tempo_list_at = 577 + 16 * empty_pattern_bytes;
 
-TEST(SongFile, EveryFieldComesBackAndTheSecondFileEqualsTheFirst) {
-    temp_folder dir;
+TEST_F(SongFile, EveryFieldComesBackAndTheSecondFileEqualsTheFirst) {
     for (auto make : {make_rich_song, make_extreme_song}) {
         test_program a(20);
         make(*a);
@@ -49,8 +51,7 @@ TEST(SongFile, EveryFieldComesBackAndTheSecondFileEqualsTheFirst) {
     }
 }
 
-TEST(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
-    temp_folder dir;
+TEST_F(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
     test_program a(20);
     make_rich_song(*a);
     song_file_map map;
@@ -80,8 +81,7 @@ TEST(SongFile, GridStateFollowsTheWindowAndExternalSyncKeepsTheTempoTrackOff) {
     EXPECT_EQ(nums(t->song.grid_split, t->d.tempo_track_on), nums(120, 1));
 }
 
-TEST(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
-    temp_folder dir;
+TEST_F(SongFile, TempoAbove250And325IsStoredInItsThreePlaces) {
     test_program t;
     replace_list(*t, t->d.tempo_chain, {tempo(30000, 0)});
     t->app.song_tempo = 40000;
@@ -122,8 +122,7 @@ std::vector<std::uint8_t> rich_song_without(const temp_folder& dir, int from, in
     return read_bytes(dir.path("rich.sng"));
 }
 
-TEST(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees) {
-    temp_folder dir;
+TEST_F(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees) {
     test_program rich(20);
     make_rich_song(*rich);
     song_file_map map;
@@ -176,8 +175,7 @@ TEST(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgrees
     EXPECT_EQ(load_cut(full, full.size() - 4, *t), load_result::loaded);
 }
 
-TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
-    temp_folder dir;
+TEST_F(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     song_file_map map;
     auto full = rich_song_without(dir, 24, 32, map);
     // Take the reserved section out: the tracks 16-23 section is still read, nothing after it.
@@ -211,8 +209,7 @@ TEST(SongFile, MissingMarkerEndsTheWalkButAMatchingValueCountsOnce) {
     EXPECT_EQ(check_pool(*t), "");
 }
 
-TEST(SongFile, RefusedFilesSayWhyAndLoseNothing) {
-    temp_folder dir;
+TEST_F(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     test_program rich;
     make_rich_song(*rich);
     song_file_map map;
@@ -332,9 +329,7 @@ std::string save_failure(const char* first, const std::string& path, const char*
     return std::string(first) + "\n" + path + ": " + reason;
 }
 
-TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
-    temp_folder dir;
-    test_program t;
+TEST_F(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     give_track(*t, 0, 0, notes(3, song_start, 96));
     // No file can be made: both writers say why, each failure with its own reason.
     const std::string lost = dir.path("no/such/folder/x.sng");
@@ -418,8 +413,7 @@ TEST(Saving, SaysWhyFollowsLinksKeepsPermissionsAndLeavesNoTemporaries) {
     EXPECT_TRUE(std::filesystem::exists(live));
 }
 
-TEST(FileBuffer, ReaderNeverTakesStaleBytesPastTheEnd) {
-    testing::temp_folder dir;
+TEST_F(FileBuffer, ReaderNeverTakesStaleBytesPastTheEnd) {
     std::vector<std::uint8_t> data(file_buffer_size + 10);
     std::iota(data.begin(), data.end(), 1);
     testing::write_bytes(dir.path("in.bin"), data);

@@ -21,6 +21,8 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using Tool = folder_test;
+using Program = file_test;
 
 struct run_result {
     int status = -1;
@@ -28,20 +30,18 @@ struct run_result {
     std::string err;
 };
 
+std::string text_of(const std::string& path) {
+    const auto b = read_bytes(path);
+    return {b.begin(), b.end()};
+}
+
 // Runs the tool with arguments, collecting its output and its messages.
 run_result run_tool(const temp_folder& dir, const std::string& args) {
-    const std::string out = dir.path("stdout.txt");
-    const std::string err = dir.path("stderr.txt");
-    const std::string cmd =
-        std::string("'") + KESTRUNE_TOOL_PATH + "' " + args + " >'" + out + "' 2>'" + err + "'";
-    run_result r;
-    const int w = std::system(cmd.c_str());
-    r.status = WIFEXITED(w) ? WEXITSTATUS(w) : -1;
-    auto o = read_bytes(out);
-    auto e = read_bytes(err);
-    r.out.assign(o.begin(), o.end());
-    r.err.assign(e.begin(), e.end());
-    return r;
+    const std::string out = dir.path("stdout.txt"), err = dir.path("stderr.txt");
+    const int w = std::system(
+        ("'" + std::string(KESTRUNE_TOOL_PATH) + "' " + args + " >'" + out + "' 2>'" + err + "'")
+            .c_str());
+    return {WIFEXITED(w) ? WEXITSTATUS(w) : -1, text_of(out), text_of(err)};
 }
 
 std::vector<std::string> lines_of(const std::string& s) {
@@ -52,8 +52,7 @@ std::vector<std::string> lines_of(const std::string& s) {
 }
 
 // Every usage error exits with 2 and says first what is wrong.
-TEST(Tool, UsageErrorsSayWhatIsWrong) {
-    temp_folder dir;
+TEST_F(Tool, UsageErrorsSayWhatIsWrong) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "no command given"},
         {"replay x.sng", "unknown command replay"},
@@ -81,8 +80,7 @@ std::string escaped(const std::string& text) {
     return out + "\n";
 }
 
-TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
-    temp_folder dir;
+TEST_F(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     {
         test_program t;
         give_track(*t, 0, 0, notes(2, song_start, 96)).transpose = 3;
@@ -127,8 +125,7 @@ TEST(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     }
 }
 
-TEST(Tool, DumpPrintsEachTrackThenItsRows) {
-    temp_folder dir;
+TEST_F(Tool, DumpPrintsEachTrackThenItsRows) {
     {
         test_program t;
         give_track(*t, 0, 3,
@@ -175,12 +172,12 @@ TEST(Tool, DumpPrintsEachTrackThenItsRows) {
     EXPECT_EQ(lines_of(r.out), (std::vector<std::string>{want[12], want[13]}));
 }
 
-TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
-    temp_folder dir;
+TEST_F(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     {
         test_program t;
-        give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)}).loop_length =
-            3071 + 768;  // one bar
+        track_slot& s = give_track(*t, 4, 7, {midi_event::make(0x90, 64, 80, song_start)});
+        s.loop_length = 3071 + 768;  // one bar
+        s.port = 2;
         put_name(t->pattern(4).name, "Chorus");
         ASSERT_TRUE(write_pattern_file(*t, 4, dir.path("c.pat")));
         ASSERT_TRUE(write_track_file(*t, 4, 7, dir.path("c.trk")));
@@ -199,7 +196,7 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     const auto info = out("info", "c.pat");
     EXPECT_EQ(info.at(0), "pattern 0 name \"Chorus    \" tracks 1");
     EXPECT_EQ(info.at(1),
-              "  track 7 name \"          \" channel 8 port A velocity 0 transpose 0 "
+              "  track 7 name \"          \" channel 8 port C velocity 0 transpose 0 "
               "delay 0 compress 0 quantize 0 mute 0 loop 768 events 1");
     // Converting a pattern file makes a song that holds it.
     const run_result r =
@@ -211,16 +208,9 @@ TEST(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     EXPECT_EQ(name_of(u->pattern(0).name), "Chorus    ");
 }
 
-std::string text_of(const std::string& path) {
-    const auto b = read_bytes(path);
-    return {b.begin(), b.end()};
-}
-
 // The program opens the file named on its command line, quoted or not; a screenshot leaves the
 // settings alone, while a program closed by a signal writes them into the user's folder.
-TEST(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
-    temp_folder dir;
-    test_program t;
+TEST_F(Program, StartsOnTheCommandLineFileAndKeepsItsSettings) {
     give_track(*t, 0, 0, {ev(0x90, 60, 100, 3072), ev(0x80, 60, 0, 3100)});
     ASSERT_TRUE(write_song_file(*t, dir.path("start.sng")));
     const std::string settings = dir.path(".config/Vandrelle/Kestrune/Kestrune_32.set");

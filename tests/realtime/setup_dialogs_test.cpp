@@ -32,6 +32,12 @@ TEST(MidiSetup, AFailedDeviceIsReportedAndLeftClosedWhileTheOthersOpen) {
                    d.midi_out_handle[2], d.midi_out_handle[3] != 0, d.sync_out_ports[1],
                    s.sync_delay_value, s.spp_offset, d.midi_not_configured),
               nums(1, 0, 0, 0, 1, 1, 3, 4, 0));
+    // Nothing goes to the closed port, clock included.
+    t.midi.clear();
+    t->d.send_port = 1;
+    t->d.send_status = 0xF8;
+    t->wait_request(t->d.send_request);
+    EXPECT_EQ(t.midi.size(), 0u);
     // Nothing open at all: the program will ask for MIDI Setup.
     midi_setup_dialog none(*t, s);
     EXPECT_EQ(nums(none.delay_index, none.spp_index, midi_setup_dialog::delay_entries().size()),

@@ -17,6 +17,7 @@ namespace kestrune {
 namespace {
 
 using namespace testing;
+using bytes = std::vector<std::vector<int>>;
 
 class Transport : public ::testing::Test {
   protected:
@@ -24,7 +25,7 @@ class Transport : public ::testing::Test {
     transport tr{*t};
 
     // The bytes of each message sent to a port.
-    std::vector<std::vector<int>> sent(int port = 0) { return sent_bytes(t.midi, port); }
+    bytes sent(int port = 0) { return sent_bytes(t.midi, port); }
     void clock_out_on_a() {
         t->d.sync_out = 1;
         t->d.sync_out_ports[0] = 1;
@@ -51,7 +52,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     tr.play();
     EXPECT_EQ(t->d.position, song_start + 32 * 768 + 10);
     // 512 sixteenths and 10 ticks; one sixteenth ahead: 513, as 7-bit bytes low first.
-    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0xF2, 1, 4}, {0xFB}}));
+    EXPECT_EQ(sent(), (bytes{{0xF2, 1, 4}, {0xFB}}));
     EXPECT_EQ(nums(t->d.spp_delay, tr.waited_ms), nums(38, 200));
     // Clock output lines up with the pointer: the first clock falls on its sixteenth.
     t.midi.clear();
@@ -70,7 +71,7 @@ TEST_F(Transport, PlayStartsAtTheSongStartWithStartAndElsewhereWithPointerAndCon
     ASSERT_GE(v.size(), 3u);
     const int spp = (stored - song_start) / 48 + 1;
     EXPECT_EQ(std::vector(v.begin(), v.begin() + 3),
-              (std::vector<std::vector<int>>{{0xFC}, {0xF2, spp & 0x7F, spp >> 7}, {0xFB}}));
+              (bytes{{0xFC}, {0xF2, spp & 0x7F, spp >> 7}, {0xFB}}));
     EXPECT_EQ(nums(tr.waited_ms, t->d.position, t->d.stopped), nums(20 + 100 + 200, stored, 0));
     // A pointer before the song start is zero with a delay.
     tr.song_position_pointer(3000);
@@ -96,11 +97,10 @@ TEST_F(Transport, StopStopsThenRewindsAndPauseContinuesFromThePosition) {
     tr.stop();
     EXPECT_EQ(t->d.position, song_start);
     // Start, then Stop and Continue as the transport stops and goes on; every Stop says so.
-    std::vector<std::vector<int>> told;
+    bytes told;
     for (const auto& m : sent())
         if (m[0] != 0xF8) told.push_back(m);
-    EXPECT_EQ(told,
-              (std::vector<std::vector<int>>{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
+    EXPECT_EQ(told, (bytes{{0xFA}, {0xFC}, {0xFB}, {0xFC}, {0xFC}, {0xFC}}));
 }
 
 TEST_F(Transport, ResetOnStopCentresTheWheelAndResetsControllersOnEveryChannelOfEveryPort) {
@@ -189,17 +189,10 @@ TEST_F(Transport, ChaseEventsSendsTheLastValueOfEveryKindBeforeThePosition) {
     // Bank before program, then the controllers and the wheel; of two volumes at one tick the
     // second, the volume at 2000 is not due, channel pressure and modulation are not chased.
     // Then the held note's end, 200 ticks on.
-    EXPECT_EQ(sent(2), (std::vector<std::vector<int>>{{0xB0, 0, 2},
-                                                      {0xB0, 32, 3},
-                                                      {0xC0, 9},
-                                                      {0xB0, 7, 60},
-                                                      {0xB0, 10, 6},
-                                                      {0xB0, 11, 7},
-                                                      {0xB0, 91, 4},
-                                                      {0xB0, 93, 5},
-                                                      {0xE0, 1, 70},
-                                                      {0x80, 60, 0}}));
-    EXPECT_EQ(sent(1), (std::vector<std::vector<int>>{{0xB3, 7, 33}}));
+    const bytes chased{{0xB0, 0, 2},  {0xB0, 32, 3}, {0xC0, 9},     {0xB0, 7, 60}, {0xB0, 10, 6},
+                       {0xB0, 11, 7}, {0xB0, 91, 4}, {0xB0, 93, 5}, {0xE0, 1, 70}, {0x80, 60, 0}};
+    EXPECT_EQ(sent(2), chased);
+    EXPECT_EQ(sent(1), (bytes{{0xB3, 7, 33}}));
     EXPECT_TRUE(sent(0).empty());
 
     // Song mode: back through the earlier steps from their ends (step 0 never plays its
@@ -214,7 +207,7 @@ TEST_F(Transport, ChaseEventsSendsTheLastValueOfEveryKindBeforeThePosition) {
     t.midi.clear();
     locate(*t, 9216 + 100);
     t.eng.run_until(t.clk.now_us());
-    EXPECT_EQ(sent(0), (std::vector<std::vector<int>>{{0xB0, 7, 80}}));
+    EXPECT_EQ(sent(0), (bytes{{0xB0, 7, 80}}));
     const auto port_c = sent(2);
     ASSERT_EQ(port_c.size(), 9u);
     EXPECT_EQ(nums(port_c[0][2], port_c[2][1], port_c[3][2], port_c[4][2]), nums(2, 9, 33, 6));
@@ -227,7 +220,7 @@ TEST_F(Transport, SoloLeavesOneTrackSoundingAndFollowsTheCurrentTrack) {
     tr.toggle_solo();
     tr.play();
     t.run_ms(100);
-    EXPECT_EQ(sent(), (std::vector<std::vector<int>>{{0x91, 62, 100}}));
+    EXPECT_EQ(sent(), (bytes{{0x91, 62, 100}}));
     tr.toggle_solo();
     for (int i = 0; i < 32; ++i)
         EXPECT_EQ(nums(t->d.track_enable[i], t->d.parallel_enable[i]), nums(1, 1));

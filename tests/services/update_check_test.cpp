@@ -46,8 +46,7 @@ class loopback_server {
         });
     }
     ~loopback_server() {
-        ::shutdown(fd_, SHUT_RDWR);
-        if (worker_.joinable()) worker_.join();
+        request();
         ::close(fd_);
     }
     int port() const { return port_; }
@@ -66,10 +65,7 @@ class loopback_server {
 };
 
 update_server server_at(int port) {
-    update_server s;
-    s.host = "127.0.0.1";
-    s.port = port;
-    return s;
+    return {.host = "127.0.0.1", .port = port};
 }
 
 update_outcome wait_for_outcome(update_check& check) {
