@@ -32,6 +32,34 @@ point middle_of(const dialog& d, int index) {
     const rect r = d.field_rect(index);
     return {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
 }
+bool double_click_field(dialog& d, int index) {
+    const point m = middle_of(d, index);
+    return d.double_click(m.x, m.y);
+}
+// The dialog's controls of one kind, in their order.
+std::vector<const dialog_control*> controls_of(const dialog& d, control_kind kind) {
+    std::vector<const dialog_control*> found;
+    for (const dialog_control& k : d.controls())
+        if (k.kind == kind) found.push_back(&k);
+    return found;
+}
+const dialog_control* control_named(const dialog& d, std::string_view text) {
+    for (const dialog_control& k : d.controls())
+        if (k.text == text) return &k;
+    return nullptr;
+}
+std::vector<std::int64_t> radio_marks(const dialog& d) {
+    std::vector<std::int64_t> marked;
+    for (const dialog_control* k : controls_of(d, control_kind::radio_button))
+        marked.push_back(k->get());
+    return marked;
+}
+// Each field's label and range.
+std::vector<std::string> ranges_of(const std::vector<field_spec>& fields) {
+    std::vector<std::string> v;
+    for (const field_spec& f : fields) v.push_back(f.label + ": " + field_kind_text(f));
+    return v;
+}
 
 TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndADoubleClickTypesThroughTheParser) {
     testing::test_program t;
@@ -45,14 +73,13 @@ TEST(DialogFrame, AClickStepsOnceAHeldButtonRepeatsAfter101MsAndADoubleClickType
         offered = box.text;
         return std::optional<std::string>(typed);
     });
-    const point units = middle_of(v, 0);
     typed = "300.000";
-    EXPECT_TRUE(v.double_click(units.x, units.y));
+    EXPECT_TRUE(double_click_field(v, 0));
     EXPECT_EQ(nums(v.model.units, offered == "100.000"), nums(30, 1));
     typed = "abc";
-    EXPECT_FALSE(v.double_click(timer.x, timer.y));
+    EXPECT_FALSE(double_click_field(v, 1));
     typed = "99";
-    EXPECT_TRUE(v.double_click(timer.x, timer.y));
+    EXPECT_TRUE(double_click_field(v, 1));
     EXPECT_EQ(v.model.timer, 20);
     EXPECT_FALSE(v.double_click(-5, -5));
     v.model.timer = 5;
@@ -87,8 +114,11 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
     testing::test_program t;
     struct locator_dialog : dialog {
         explicit locator_dialog(program& p) : dialog(p, "Locators", 20, 4) {
-            add_field({.shape = {.label = "Left Locator", .kind = field_kind::position, .low = 0,
-                                .high = last_position, .locator = true},
+            add_field({.shape = {.label = "Left Locator",
+                                 .kind = field_kind::position,
+                                 .low = 0,
+                                 .high = last_position,
+                                 .locator = true},
                        .cells = {1, 1, 15, 2},
                        .get = [this] { return left; },
                        .set = [this](std::int32_t v) { left = v; }});
@@ -118,7 +148,8 @@ TEST(DialogFrame, ShowsLocatorsThroughTheSongOffsetAndStepsTheUnitUnderThePointe
 TEST(DialogFrame, ACommandRefusesBeforeItsDialogAndTheMouseSettingReachesTheSteps) {
     testing::test_program t;
     int asked = 0, ran = 0;
-    const command_record c{.changes_song = true, .needs = command_needs::track_data,
+    const command_record c{.changes_song = true,
+                           .needs = command_needs::track_data,
                            .dialog = {.title = "Some Function"},
                            .run = [&ran](program&, const field_values&) {
                                ++ran;
@@ -142,8 +173,7 @@ TEST(DialogFrame, ACommandRefusesBeforeItsDialogAndTheMouseSettingReachesTheStep
     EXPECT_FALSE(run_memory_setup(*t));  // a ui without dialogs cancels
     setup_settings s;
     overall_settings_view v(*t, s);
-    for (const auto& c : v.controls())
-        if (c.text == "Right button increases") c.set(1);
+    control_named(v, "Right button increases")->set(1);
     EXPECT_EQ(nums(s.mouse_increase, t->song.increase_button, change_value(*t, 5, 2)),
               nums(2, 2, 6));
 }
@@ -152,10 +182,7 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     testing::test_program t;
     setup_settings s;
     const auto has_button = [&] {
-        midi_setup_view v(*t, s);
-        for (const auto& c : v.controls())
-            if (c.text == "SoundFont...") return true;
-        return false;
+        return control_named(midi_setup_view(*t, s), "SoundFont...") != nullptr;
     };
     EXPECT_FALSE(has_button());  // no synth, no choice
 
@@ -171,7 +198,8 @@ TEST(DialogFrame, MidiSetupTakesASoundFontOnlyWhenTheSynthAcceptsIt) {
     midi_setup_view v(*t, s);
     ASSERT_EQ(v.fields().size(), 1u);
     EXPECT_EQ(v.field_text(0), "Old.sf2");
-    t.screen.file_names = {std::nullopt, std::string("/sf/Missing.sf2"), std::string("/sf/New.sf3")};
+    t.screen.file_names = {std::nullopt, std::string("/sf/Missing.sf2"),
+                           std::string("/sf/New.sf3")};
     EXPECT_FALSE(choose_soundfont(*t, s.soundfont));  // the file dialog cancelled
     EXPECT_FALSE(choose_soundfont(*t, s.soundfont));
     EXPECT_EQ(nums(offered.size(), t.screen.messages.size()), nums(1, 1));
@@ -191,23 +219,22 @@ TEST(DialogFrame, OverallSettingsTakeChannelsFromOneAndEachFilterBoxItsOwnKind) 
     setup_settings s;
     overall_settings_view v(*t, s);
     v.set_cells(8, 16);
-    std::vector<std::string> ranges;
-    for (const value_field& f : v.fields())
-        ranges.push_back(f.shape.label + ": " + field_kind_text(f.shape));
-    EXPECT_EQ(ranges, (std::vector<std::string>{
-                          "From: number -1..127", "To: number -1..127", "Port: choice a|b|c|d",
-                          "Channel: number 1..16", "Note: note 0..127 or a name as C#4",
-                          "Velocity: number 1..127", "Off Channel: number -1..15",
-                          "from: number 0..127", "to: number 0..127"}));
+    std::vector<field_spec> shapes;
+    for (const value_field& f : v.fields()) shapes.push_back(f.shape);
+    EXPECT_EQ(ranges_of(shapes),
+              (std::vector<std::string>{"From: number -1..127", "To: number -1..127",
+                                        "Port: choice a|b|c|d", "Channel: number 1..16",
+                                        "Note: note 0..127 or a name as C#4",
+                                        "Velocity: number 1..127", "Off Channel: number -1..15",
+                                        "from: number 0..127", "to: number 0..127"}));
     constexpr int click_channel = 3, off_channel = 6;
     d.click_channel = 15;
     d.thru_off_channel = -1;
     EXPECT_EQ(v.field_text(click_channel) + "|" + v.field_text(off_channel), "16| -- ");
     t.screen.typed = {"1", "16", "0"};
-    for (const int f : {click_channel, off_channel})
-        v.double_click(middle_of(v, f).x, middle_of(v, f).y);
+    for (const int f : {click_channel, off_channel}) double_click_field(v, f);
     EXPECT_EQ(nums(d.click_channel, d.thru_off_channel), nums(0, 15));
-    v.double_click(middle_of(v, off_channel).x, middle_of(v, off_channel).y);
+    double_click_field(v, off_channel);
     EXPECT_EQ(d.thru_off_channel, -1);
     const std::pair<const char*, std::uint8_t dll_data::*> filters[] = {
         {"Notes", &dll_data::filter_notes},
@@ -218,8 +245,7 @@ TEST(DialogFrame, OverallSettingsTakeChannelsFromOneAndEachFilterBoxItsOwnKind) 
         {"Sys Ex", &dll_data::filter_sysex}};
     for (const auto& [text, flag] : filters) {
         for (const auto& other : filters) d.*other.second = 0;
-        for (const dialog_control& k : v.controls())
-            if (k.text == text) k.set(1);
+        control_named(v, text)->set(1);
         int on = 0;
         for (const auto& other : filters) on += d.*other.second;
         EXPECT_EQ(nums(d.*flag, on), nums(1, 1)) << text;
@@ -243,10 +269,9 @@ TEST_F(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
     const command_record c = note_pad_command();
     field_values values = initial_values(*t, c);
     command_dialog v(*t, c, values);
-    const auto box = std::find_if(v.controls().begin(), v.controls().end(), [](const dialog_control& k) {
-        return k.kind == control_kind::text_box;
-    });
-    ASSERT_NE(box, v.controls().end());
+    const auto boxes = controls_of(v, control_kind::text_box);
+    ASSERT_EQ(boxes.size(), 1u);
+    const dialog_control* box = boxes[0];
     EXPECT_EQ(box->max_length, note_pad_bytes - 1);
     box->set_text(std::string(300, 'x'));
     EXPECT_EQ(run_command(*t, c, values), outcome::done);
@@ -256,23 +281,15 @@ TEST_F(CommandDialog, TheNotePadKeepsItsTextWithTheSong) {
 // The fields of the commands' dialogs: each range, its default on a new song and what it takes;
 // Quantize Settings takes effect at once.
 TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
-    const auto ranges = [](const command_record& c) {
-        std::vector<std::string> v;
-        for (const field_spec& f : c.fields) v.push_back(f.label + ": " + field_kind_text(f));
-        return v;
-    };
     const command_record& settings = *table.find(cmd::quantize_settings);
-    EXPECT_EQ(ranges(settings),
+    EXPECT_EQ(ranges_of(settings.fields),
               (std::vector<std::string>{"Quantize Method: choice tight_quantize|smart_quantize",
                                         "Quantize Strength: number 0..100",
                                         "Swing Factor: percent -90..100 in steps of 10"}));
     field_values v = initial_values(*t, settings);
     EXPECT_EQ(nums(v[0].number, v[1].number, v[2].number), nums(0, 100, 0));
     command_dialog shown(*t, settings, v);
-    std::vector<std::int64_t> marked;
-    for (const dialog_control& k : shown.controls())
-        if (k.kind == control_kind::radio_button) marked.push_back(k.get());
-    EXPECT_EQ(marked, nums(1, 0));  // Tight Quantize
+    EXPECT_EQ(radio_marks(shown), nums(1, 0));  // Tight Quantize
     // The live dialog runs its command as a field steps: two clicks up make the swing 20 %.
     shown.set_cells(8, 16);
     const point swing = middle_of(shown, 1);
@@ -282,12 +299,11 @@ TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
         shown.tick(ms);
     }
     EXPECT_EQ(nums(t->app.quantize_swing, shown.field_text(1) == "20"), nums(2, 1));
-    for (const dialog_control& k : shown.controls())
-        if (k.text == "Smart Quantize") k.set(1);
+    control_named(shown, "Smart Quantize")->set(1);
     EXPECT_EQ(t->app.smart_quantize, 1);
     // Modify Track's values, their switches off at every opening, and User Defined Speed.
     const command_record& modify = *table.find(cmd::modify_track);
-    std::vector<std::string> values = ranges(modify);
+    std::vector<std::string> values = ranges_of(modify.fields);
     values.resize(10);
     EXPECT_EQ(values, (std::vector<std::string>{
                           "MIDI Channel On: check on|off", "MIDI Channel: number 1..16",
@@ -300,11 +316,12 @@ TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     for (std::size_t i = 0; i < 10; ++i) initial.push_back(v[i].number);
     EXPECT_EQ(initial, nums(0, 0, 0, 0, 0, 0, 0, 0, 0, 3));
     const command_record& speed = *table.find(cmd::change_speed);
-    EXPECT_EQ(ranges(speed), std::vector<std::string>{"Speed: decimal 0.200..4.000"});
+    EXPECT_EQ(ranges_of(speed.fields), std::vector<std::string>{"Speed: decimal 0.200..4.000"});
     EXPECT_EQ(initial_values(*t, speed)[0].number, 1000);
     // Patterns and channels count from 1; a segment is copied at least once.
-    const std::vector<std::string> segment = ranges(*table.find(cmd::copy_pattern_segment));
-    const std::vector<std::string> events = ranges(*table.find(cmd::delete_events));
+    const std::vector<std::string> segment =
+        ranges_of(table.find(cmd::copy_pattern_segment)->fields);
+    const std::vector<std::string> events = ranges_of(table.find(cmd::delete_events)->fields);
     EXPECT_EQ((std::vector<std::string>{segment[0], segment[5], events[1], events[2]}),
               (std::vector<std::string>{"Source Pattern: number 1..17", "Copies: number 1..99",
                                         "Chan Low: number 1..16", "Chan High: number 1..16"}));
@@ -315,8 +332,9 @@ TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
     t->slot(0, 0).quantize = 12;
     EXPECT_EQ(initial_values(*t, popup)[0].number, 5);
     const command_record& internal = *table.find(cmd::internal_recording);
-    EXPECT_EQ(ranges(internal), (std::vector<std::string>{"Enable Internal Recording: check on|off",
-                                                          "Port: choice a|b|c|d"}));
+    EXPECT_EQ(ranges_of(internal.fields),
+              (std::vector<std::string>{"Enable Internal Recording: check on|off",
+                                        "Port: choice a|b|c|d"}));
     std::vector<std::string> radios;
     for (const dialog_item& i : internal.dialog.items)
         if (i.kind == control_kind::radio_button)
@@ -334,7 +352,9 @@ TEST_F(CommandDialog, EachFieldHoldsItsRangeAndItsDefault) {
 // hides behind its neighbour; what a group holds keeps clear of its frame.
 TEST_F(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
     setup_settings setup;
-    setup.soundfont.choose = [](const std::string&, std::string*) { return true; };  // its row shows
+    setup.soundfont.choose = [](const std::string&, std::string*) {
+        return true;
+    };  // its row shows
     const testing::every_dialog all(*t, table, setup);
     for (const auto& d : all.dialogs) {
         std::vector<rect> placed, groups;
@@ -344,16 +364,19 @@ TEST_F(CommandDialog, NoWidgetCoversAnotherOrLeavesItsDialog) {
         for (const rect& g : groups) {
             for (const rect& r : placed) {
                 if (!r.intersects(g)) continue;
-                EXPECT_TRUE(r.top > g.top && r.bottom < g.bottom && r.left > g.left && r.right < g.right)
+                EXPECT_TRUE(r.top > g.top && r.bottom < g.bottom && r.left > g.left &&
+                            r.right < g.right)
                     << d->title() << " group at row " << g.top;
             }
         }
         for (std::size_t i = 0; i < placed.size(); ++i) {
             const rect& r = placed[i];
-            EXPECT_TRUE(r.left >= 0 && r.top >= 0 && r.right <= d->width_cells() && r.bottom <= d->height_cells())
+            EXPECT_TRUE(r.left >= 0 && r.top >= 0 && r.right <= d->width_cells() &&
+                        r.bottom <= d->height_cells())
                 << d->title() << " item " << i;
             for (std::size_t j = i + 1; j < placed.size(); ++j)
-                EXPECT_FALSE(r.intersects(placed[j])) << d->title() << " items " << i << " and " << j;
+                EXPECT_FALSE(r.intersects(placed[j]))
+                    << d->title() << " items " << i << " and " << j;
         }
     }
 }
@@ -374,9 +397,7 @@ TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimu
         return s;
     };
     EXPECT_EQ(texts(), (std::vector<std::string>{"1", "16", " C-1", " G 9", "Off", "127"}));
-    const auto type_box = std::find_if(d.controls().begin(), d.controls().end(), [](const dialog_control& k) {
-        return k.kind == control_kind::combo_box;
-    });
+    const dialog_control* type_box = controls_of(d, control_kind::combo_box).at(0);
     type_box->set(5);  // Control
     EXPECT_EQ(texts(), (std::vector<std::string>{"1", "16", "0", "127", "0", "127"}));
     type_box->set(10);  // Sys Ex
@@ -386,13 +407,12 @@ TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimu
     d.release(1);
     d.tick(0);
     t.screen.typed = {"5"};
-    EXPECT_FALSE(d.double_click(chan.x, chan.y));
+    EXPECT_FALSE(double_click_field(d, 0));
     EXPECT_EQ(v[1].number, 0);
     // Each end of a range stops at the other: Chan Low never passes Chan High, nor it below.
     type_box->set(5);
-    const point high = middle_of(d, 1);
     t.screen.typed = {"5", "10", "3"};
-    for (const point at : {high, chan, high}) d.double_click(at.x, at.y);
+    for (const int f : {1, 0, 1}) double_click_field(d, f);
     EXPECT_EQ(nums(v[1].number, v[2].number), nums(4, 4));
     EXPECT_EQ(crossed_range_end(del.fields, v), -1);  // equal ends: one channel, not crossed
     // Transform: a result -2- of 0 is "Off" only for a note.
@@ -402,10 +422,8 @@ TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimu
     command_dialog shown(*t, tr, r);
     constexpr int result_data2 = 8;
     EXPECT_EQ(shown.field_text(result_data2), "Off");
-    std::vector<const dialog_control*> combos;
-    for (const dialog_control& k : shown.controls())
-        if (k.kind == control_kind::combo_box) combos.push_back(&k);
-    combos[1]->set(event_type::control - 1);  // the result's type
+    // The result's type.
+    controls_of(shown, control_kind::combo_box).at(1)->set(event_type::control - 1);
     EXPECT_EQ(shown.field_text(result_data2), "0");
 
     const command_record& len = *table.find(cmd::change_note_length);
@@ -414,10 +432,7 @@ TEST_F(CommandDialog, FieldsShowWhatTheTypeMakesOfThemAndNoteLengthOpensOnMinimu
     keep_values(*t, cmd::change_note_length, kept);
     field_values l = initial_values(*t, len);
     command_dialog lengths(*t, len, l);
-    std::vector<std::int64_t> marked;
-    for (const dialog_control& k : lengths.controls())
-        if (k.kind == control_kind::radio_button) marked.push_back(k.get());
-    EXPECT_EQ(marked, nums(1, 0, 0, 0, 0));
+    EXPECT_EQ(radio_marks(lengths), nums(1, 0, 0, 0, 0));
     EXPECT_EQ(l[0].number, 4);
 }
 

@@ -7,12 +7,11 @@
 #include <filesystem>
 #include <functional>
 
+#include "core/command_ids.h"
+#include "core/command_table.h"
 #include "files/song_file.h"
 #include "files/track_chunk.h"
 #include "mixer/mixer_model.h"
-#include "realtime/transport.h"
-#include "core/command_ids.h"
-#include "core/command_table.h"
 #include "processing/commands.h"
 #include "shell/screen/main_layout.h"
 #include "shell/screen/region_tree.h"
@@ -35,7 +34,11 @@ struct MainScreen : ::testing::Test {
 
     MainScreen() { screen.layout(2, font); }
     rect place(int region) const { return screen.regions().place(region); }
-    void paint(testing::recording_canvas& c) { screen.paint(c, {0, 0, 4000, 4000}); }
+    testing::recording_canvas painted() {
+        testing::recording_canvas c;
+        screen.paint(c, {0, 0, 4000, 4000});
+        return c;
+    }
     // The centre of a row of a column region.
     std::pair<int, int> at(int region, int row = 0) const {
         const rect r = place(region);
@@ -45,11 +48,14 @@ struct MainScreen : ::testing::Test {
     void ticks(int n) {
         for (int i = 0; i < n; ++i) screen.tick(now += 25);
     }
-    void click(int region, int row = 0, int button = left_button, key_mods mods = {}) {
-        auto [x, y] = at(region, row);
+    void click_at(int x, int y, int button = left_button, key_mods mods = {}) {
         screen.mouse_down(x, y, button, mods, now);
         screen.mouse_up(x, y, button, now + 10);
         ticks(1);
+    }
+    void click(int region, int row = 0, int button = left_button, key_mods mods = {}) {
+        auto [x, y] = at(region, row);
+        click_at(x, y, button, mods);
     }
     track_slot& slot(int track) { return t->slot(t->d.current_pattern, track); }
     bool key(key_code code, char ch = 0, key_mods mods = {}) {
@@ -85,8 +91,7 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndKeepsTheHeadersClear) {
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
         // The pattern's name and number leave the column headers clear.
-        testing::recording_canvas c;
-        paint(c);
+        const testing::recording_canvas c = painted();
         const rect name = place(rgn::pattern_name), number = place(rgn::pattern_number);
         for (const auto& t : c.texts) {
             if (t.text != "Trsp" && t.text != "Loop" && t.text != "Mute") continue;
@@ -100,8 +105,7 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndKeepsTheHeadersClear) {
 }
 
 TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
-    testing::recording_canvas c;
-    paint(c);
+    const testing::recording_canvas c = painted();
     ASSERT_FALSE(c.frames.empty());
     EXPECT_EQ(c.frames.front(), place(rgn::transport_panel));
     EXPECT_TRUE(c.has_text("PATTERN MODE"));
@@ -182,8 +186,7 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     slot(6).mute = 1;
     t->d.current_track = 2;
     t->step(song_steps).track_mask = ~0U;
-    testing::recording_canvas c;
-    paint(c);
+    const testing::recording_canvas c = painted();
     const auto cell = [&](int region, int row) {
         const rect r = row_of(place(region), row, screen.cell_height());
         for (const auto& d : c.texts)
@@ -191,8 +194,9 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
         return std::string();
     };
     EXPECT_EQ(std::vector({cell(rgn::channel, 3), cell(rgn::port, 5), cell(rgn::mute, 6),
-                           cell(rgn::quantize, 0), cell(rgn::transpose, 2), cell(rgn::pattern_number, 0),
-                           cell(rgn::step_pattern, 1), cell(rgn::step_pattern, 2), cell(rgn::master_mute, 0)}),
+                           cell(rgn::quantize, 0), cell(rgn::transpose, 2),
+                           cell(rgn::pattern_number, 0), cell(rgn::step_pattern, 1),
+                           cell(rgn::step_pattern, 2), cell(rgn::master_mute, 0)}),
               std::vector<std::string>({"--", " D", "*  ", "NO", " 0^", " 1", " 1^", " 2", "M^"}));
     for (int i = 0; i < 5; ++i) click(rgn::compress, 0);
     EXPECT_EQ(slot(0).compress, 5);
@@ -203,9 +207,7 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     EXPECT_EQ(slot(0).loop_length, 3 * 192 + 3071);
     slot(0).loop_length += 5;
     screen.tick(now += 25);
-    testing::recording_canvas c2;
-    paint(c2);
-    EXPECT_EQ(c2.text_in(place(rgn::loop)), " 3!");
+    EXPECT_EQ(painted().text_in(place(rgn::loop)), " 3!");
     // Qua asks the platform for its pop-up; the chosen item sets that row's track.
     auto [qx, qy] = at(rgn::quantize, 3);
     screen.mouse_down(qx, qy, left_button, {}, now);
@@ -311,12 +313,8 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
     t->d.tempo_track_on = 0;
     const rect tempo = place(rgn::tempo);
     screen.set_allow_double_clicks(false);
-    screen.mouse_down(tempo.left + 1, tempo.top + 2, left_button, {}, now);
-    screen.mouse_up(tempo.left + 1, tempo.top + 2, left_button, now);
-    ticks(1);
-    screen.mouse_down(tempo.right - 1, tempo.top + 2, left_button, {}, now);
-    screen.mouse_up(tempo.right - 1, tempo.top + 2, left_button, now);
-    ticks(1);
+    click_at(tempo.left + 1, tempo.top + 2);
+    click_at(tempo.right - 1, tempo.top + 2);
     EXPECT_EQ(t->app.song_tempo, 12101);
 }
 
@@ -326,7 +324,8 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
     EXPECT_EQ(nums(t->d.current_track, screen.scroll_value()), nums(20, 5));
     std::vector<int> modes;
     screen.set_recording_actions({[&](int m) { modes.push_back(m); },
-                                  [&](bool shift) { modes.push_back(shift ? -1 : 0); }, {}});
+                                  [&](bool shift) { modes.push_back(shift ? -1 : 0); },
+                                  {}});
     click(rgn::record, 0, right_button);
     click(rgn::record, 0, left_button);
     click(rgn::drop_in, 0, left_button, {true, false, false});  // with Shift: an instant punch
@@ -344,7 +343,8 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
         t->d.recording = take;
         close_mixer(*t);
         ticks(1);
-        EXPECT_EQ(nums(t->d.current_pattern, screen.scroll_value()), take ? nums(3, 5) : nums(0, 0));
+        EXPECT_EQ(nums(t->d.current_pattern, screen.scroll_value()),
+                  take ? nums(3, 5) : nums(0, 0));
     }
 }
 
@@ -414,9 +414,7 @@ TEST_F(MainScreen, TheSongListInsertsDeletesAndStepsItsRows) {
     EXPECT_EQ(t->step_start(2), 21504 - 768);
     set_step_length(*t, 2, 1);
     const rect length = place(rgn::step_length);
-    screen.mouse_down(length.left + 1, length.top + 2, left_button, {}, now);
-    screen.mouse_up(length.left + 1, length.top + 2, left_button, now);
-    ticks(1);
+    click_at(length.left + 1, length.top + 2);
     EXPECT_EQ(step_length(*t, 2), 768);
     t->d.recording = 1;
     click(rgn::step_up);
@@ -445,8 +443,7 @@ TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) 
     ticks(1);
     const auto dirty = screen.take_dirty();
     EXPECT_NE(std::find(dirty.begin(), dirty.end(), place(rgn::position)), dirty.end());
-    testing::recording_canvas c;
-    paint(c);
+    const testing::recording_canvas c = painted();
     EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
     bool play_lit = false;
     for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == icon_play + 1;
@@ -478,8 +475,7 @@ TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) 
 
 TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
     auto bar_width = [&](int row) {
-        testing::recording_canvas c;
-        paint(c);
+        const testing::recording_canvas c = painted();
         const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
         for (auto& [r, role] : c.fills)
             if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
@@ -511,8 +507,7 @@ TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
     ASSERT_EQ(read_song_file(*t, path, true), load_result::loaded);
     std::remove(path.c_str());
     screen.tick(now += 25);
-    testing::recording_canvas c;
-    paint(c);
+    const testing::recording_canvas c = painted();
     EXPECT_EQ(c.text_in(row_of(place(rgn::track_name), 1, screen.cell_height())), "Bass      ");
     EXPECT_FALSE(c.has_text("Strings   "));
     const rect cell = hidden_data_cell(make_cells(2, font));
@@ -520,9 +515,7 @@ TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {
     for (auto& [r, role] : c.fills) inverted |= r == cell && role == colour_role::highlight;
     EXPECT_TRUE(inverted);
     screen.scroll_to(16);
-    testing::recording_canvas c2;
-    paint(c2);
-    EXPECT_TRUE(c2.has_text("Strings   "));
+    EXPECT_TRUE(painted().has_text("Strings   "));
 }
 
 // The tick at rest compares no cell, yet a change made around the screen (a command, a dialog)
