@@ -100,7 +100,6 @@ struct command_record {
     bool changes_song = false;  // refused during a take; a change for the question on closing
     undo_kind undo = undo_kind::none;
     command_needs needs = command_needs::nothing;
-    bool key_repeats = false;  // its key acts again while held
     std::string help{};        // the help page's path
     std::vector<field_spec> fields{};
     dialog_layout dialog{};

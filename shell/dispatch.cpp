@@ -31,7 +31,7 @@ outcome dispatch_command(session& s, int id, field_values values) {
 
 bool press_key(session& s, const key_event& k) {
     if (const command_record* c = s.commands.for_key(s.prog, k)) {
-        if (!k.auto_repeat || c->key_repeats) dispatch_command(s, c->id);
+        if (!k.auto_repeat) dispatch_command(s, c->id);
         return true;
     }
     return s.screen && s.screen->key_down(k);

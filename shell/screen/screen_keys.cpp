@@ -135,7 +135,7 @@ bool main_screen::impl::letter_key(const key_event& k) {
             toggle_song_mode(p);
             return true;
         case 'B':
-            if (p.recording() && d.cycle_recording && recording.mute_last_pass)
+            if (p.recording() && recording.mute_last_pass)
                 recording.mute_last_pass();
             return true;
         default:
