@@ -252,9 +252,9 @@ TEST_F(MainScreen, ClickedAndTypedTrackValuesReachTheCycleTakeAlike) {
     EXPECT_EQ(nums(slot(0).velocity, t->slot(take_pattern, 31).velocity), nums(127, 127));
 }
 
-// A typed entry into a song or transport field, or its clicks, is held to that field's range;
-// patterns count from 1, the parallel pattern being the 17th.
-TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
+// A typed entry into a song, track or transport field, or its clicks, is held to that field's
+// range; patterns count from 1, the parallel pattern being the 17th.
+TEST_F(MainScreen, SongTrackAndTransportFieldsKeepTheirRanges) {
     const auto step_transpose = [&] { return int{t->step(0).transpose}; };
     const auto pattern = [&] { return int{t->d.current_pattern}; };
     const struct {
@@ -265,6 +265,8 @@ TEST_F(MainScreen, SongAndTransportFieldsKeepTheirRanges) {
     } rows[] = {
         {rgn::step_transpose, 0, "99", step_transpose, 36},
         {rgn::step_transpose, 0, "-99", step_transpose, -36},
+        {rgn::velocity, 2, "-200", [&] { return int{slot(2).velocity}; }, -99},
+        {rgn::transpose, 2, "99", [&] { return int{slot(2).transpose}; }, 60},
         {rgn::step_pattern, 1, "17", [&] { return int{t->step(0).pattern}; }, 15},
         {rgn::pattern_number, 0, "6", pattern, 5},
         {rgn::pattern_number, 0, "99", pattern, parallel_pattern},
