@@ -9,11 +9,9 @@
 namespace kestrune {
 
 std::int32_t bar_position(const program& p, int bar) {
-    const event_store& s = p.store();
     std::int32_t pos = song_start;
-    for (int i = 1; i < bar && pos < last_position; ++i) {
-        pos += signature_of(s.at(signature_at(s, p.d.active_signature.first, pos))).bar_ticks();
-    }
+    for (int i = 1; i < bar && pos < last_position; ++i)
+        pos += signature_in_force(p, pos).bar_ticks();
     return std::min(pos, last_position);
 }
 

@@ -21,9 +21,8 @@ step_place find_song_step(const program& p, std::int32_t position) {
 }
 
 std::int32_t bar_before_step(const program& p, int step) {
-    const event_store& s = p.store();
     const std::int32_t start = p.step_start(std::clamp(step, 0, song_steps - 1));
-    return signature_of(s.at(signature_at(s, p.d.active_signature.first, start - 1))).bar_ticks();
+    return signature_in_force(p, start, false).bar_ticks();
 }
 
 std::int32_t start_holding_pickup(const program& p, int step) {

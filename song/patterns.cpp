@@ -260,8 +260,7 @@ int denominator_at_pattern_start(const program& p) {
     // The parallel pattern runs on the song position, so it starts with the song.
     const bool own_step = p.d.song_mode && !p.d.parallel_selected;
     std::int32_t at = own_step ? p.step_start(p.d.current_step) : song_start;
-    const event_store& s = p.store();
-    return signature_of(s.at(signature_at(s, p.d.active_signature.first, at))).denominator;
+    return signature_in_force(p, at).denominator;
 }
 
 void set_step_pattern(program& p, int step, int pattern) {

@@ -30,6 +30,12 @@ ref32 signature_at(const event_store& s, ref32 first, std::int32_t p) {
     return found;
 }
 
+time_signature signature_in_force(const program& p, std::int32_t position, bool at_position) {
+    const event_store& s = p.store();
+    const std::int32_t at = at_position ? position : position - 1;
+    return signature_of(s, signature_at(s, p.d.active_signature.first, at));
+}
+
 ref32 tempo_at(const program& p, std::int32_t position, std::int32_t* tempo) {
     const event_store& s = p.store();
     ref32 r = s.find_at_position(p.d.tempo_chain.first, position, no_loop);

@@ -23,6 +23,8 @@ inline int ticks_per_beat_of(int denominator) {
 
 // The last signature record at or before p, or the first record if that lies after p.
 ref32 signature_at(const event_store& s, ref32 first, std::int32_t p);
+// The signature in force at `position`; `at_position` counts a record at the position itself.
+time_signature signature_in_force(const program& p, std::int32_t position, bool at_position = true);
 // The first tempo record at or after p; *tempo gets the tempo in force before it (12000 if none).
 ref32 tempo_at(const program& p, std::int32_t position, std::int32_t* tempo);
 std::int32_t tempo_increment_for(std::int32_t tempo);

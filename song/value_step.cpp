@@ -70,12 +70,6 @@ time_signature signature_of_record(const program& p, ref32 record) {
     return signature_of(s.at(record));
 }
 
-time_signature signature_in_force(const program& p, std::int32_t position, bool at_position) {
-    const event_store s = p.store();
-    const std::int32_t at = at_position ? position : position - 1;
-    return signature_of_record(p, signature_at(s, p.d.active_signature.first, at));
-}
-
 std::int32_t position_step(const program& p, std::int32_t position, const position_pointer& at,
                            bool up) {
     const int w = std::max(1, at.char_width);

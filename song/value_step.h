@@ -34,8 +34,6 @@ std::int32_t round_into_series(std::int32_t value);
 // An entry rounded down to a power of two (1 for less than 1).
 std::int32_t round_to_power_of_two(std::int32_t value);
 
-// The signature in force at `position`; `at_position` counts a record at the position itself.
-time_signature signature_in_force(const program& p, std::int32_t position, bool at_position = true);
 // The signature of a signature record (a damaged one reads as 4/4).
 time_signature signature_of_record(const program& p, ref32 record);
 

@@ -40,11 +40,6 @@ cell_view text_cell(std::string s, text_align a = text_align::right) {
     return v;
 }
 
-time_signature signature_at_position(const program& p, std::int32_t pos) {
-    const event_store s = p.store();
-    return signature_of(s.at(signature_at(s, p.d.active_signature.first, pos)));
-}
-
 // Width of an activity bar for velocity v in a field of `field_width`.
 int bar_width(int v, int cell_width, bool track_bar, int field_width) {
     if (v == note_off_marker) v = 64;
@@ -80,7 +75,7 @@ cell_view main_screen::impl::view(int region, int row) {
             if (row < 0) {
                 // "\tBar\t 4\t16\tTck" with the denominator and the groove written in.
                 char buf[32];
-                const int den = signature_at_position(p, pos).denominator;
+                const int den = signature_in_force(p, pos).denominator;
                 if (p.app.simple_bardisplay)
                     std::snprintf(buf, sizeof buf, "Bar|%2d|  |Tck", den);
                 else
@@ -98,9 +93,9 @@ cell_view main_screen::impl::view(int region, int row) {
         case rgn::time:
             return text_cell(format_clock(position_to_ms(p, pos)));
         case rgn::numerator:
-            return text_cell(signature_cell_text(signature_at_position(p, pos).numerator));
+            return text_cell(signature_cell_text(signature_in_force(p, pos).numerator));
         case rgn::denominator:
-            return text_cell(signature_cell_text(signature_at_position(p, pos).denominator));
+            return text_cell(signature_cell_text(signature_in_force(p, pos).denominator));
         case rgn::groove:
             return text_cell(
                 signature_cell_text(ticks_per_whole / std::max<int>(1, p.app.edit_grid)));
