@@ -101,14 +101,14 @@ TEST_F(LongEventEdit, SysexGrowsIntoANewBlockAndShrinksBackAfterAWrongTextWasSai
         {{0x1E, 0x1F, 0x20, 0x21, 0x22, 0x23}},
         {{st::sysex_end, 0, 0, 0, 0, 0}},
     };
-    EXPECT_EQ(difference(read_track(p, 0, 0), track_with(grown)), "");
+    EXPECT_TRUE(holds(read_track(p, 0, 0), track_with(grown)));
     EXPECT_EQ(nums(p.slot(0, 0).blocks, p.undo.available), nums(2, 1));
     EXPECT_EQ(check_pool(p), "");
 
     answers = {"F0,7F,F7"};
     EXPECT_EQ(edit_sysex_event(p, 0, 0, head()), outcome::done);
     EXPECT_EQ(shown.back(), "F0,10,11,12,13,14,15,16,17,18,19,1A,1B,1C,1D,1E,1F,20,21,22,23,F7");
-    EXPECT_EQ(difference(read_track(p, 0, 0), track_with({ev(st::sysex, 0x7F, st::sysex_end, 3100)})), "");
+    EXPECT_TRUE(holds(read_track(p, 0, 0), track_with({ev(st::sysex, 0x7F, st::sysex_end, 3100)})));
     EXPECT_EQ(p.slot(0, 0).blocks, 1);
     EXPECT_EQ(check_pool(p), "");
 }
@@ -127,7 +127,7 @@ TEST_F(LongEventEdit, CancelTooLongAndLowMemoryLeaveTheEventAsItWas) {
     EXPECT_EQ(t.screen.last_text(), msg_not_enough_memory);
     p.d.free_blocks = free;
     EXPECT_EQ(shown.size(), 1u);
-    EXPECT_EQ(difference(read_track(p, 0, 0), before), "");
+    EXPECT_TRUE(holds(read_track(p, 0, 0), before));
 
     give(long_event(st::sysex, 3100, sysex_payload(max_sysex_bytes)));
     EXPECT_EQ(edit_long_event(p, 0, 0, head()), outcome::refused);
@@ -145,7 +145,7 @@ TEST_F(LongEventEdit, ALyricKeepsItsKindAndItsLineEndsAndATooLongTextIsSaidAndKe
     EXPECT_EQ(t.screen.last_text(), msg_long_message);
     records lyric = {ev(st::text, 'l', 'a', 3100), {{0x0D, 0x0A, 'l', 'o', ' ', 0x0D}}, {{0x0A, 0, 0, 0, 0, 0}}};
     lyric.front().set_spare_nibble(2);
-    EXPECT_EQ(difference(read_track(p, 0, 0), track_with(lyric)), "");
+    EXPECT_TRUE(holds(read_track(p, 0, 0), track_with(lyric)));
     EXPECT_EQ(check_pool(p), "");
     EXPECT_EQ(long_kind_of(empty_long_event(long_kind::lyric, 0)), long_kind::lyric);
 }

@@ -176,9 +176,8 @@ TEST_F(SmfWriter, FormatOneHasAConductorChunkAndReadsBackTrackForTrack) {
         difference(read_chain(t->store(), t->d.tempo_chain.first),
                    {tempo(10000, 0), tempo(10000, 3072), tempo(15000, 4000), tempo(6000, 9000)}),
         "");
-    EXPECT_EQ(difference(read_chain(t->store(), t->d.signature_track.first),
-                         {ev(st::signature, 3, 4, 3072), ev(st::signature, 7, 8, 3072 + 1152)}),
-              "");
+    EXPECT_TRUE(holds(read_chain(t->store(), t->d.signature_track.first),
+                      {ev(st::signature, 3, 4, 3072), ev(st::signature, 7, 8, 3072 + 1152)}));
 }
 
 }  // namespace
