@@ -9,44 +9,6 @@ using namespace testing;
 
 class CopyCommands : public TrackCommand {};
 
-TEST_F(CopyCommands, PartCopyCutsNotesAtTheRightLocatorAndExtractMergesOnlyWhenAsked) {
-    const records source = {ev(0x90, 60, 90, bar1 - 10), ev(0x90, 62, 80, bar1 + 10),
-                            ev(0x80, 60, 0, bar1 + 20),  ev(0xB0, 7, 90, bar1 + 50),
-                            ev(0x90, 64, 70, bar1 + 60), ev(0x80, 64, 0, bar1 + 70),
-                            ev(0xB0, 7, 20, bar1 + 100), ev(0x80, 62, 0, bar1 + 500)};
-    fill(source);
-    p.d.left_locator = bar1;
-    p.d.right_locator = bar1 + 100;
-    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 1}}), outcome::done);
-    // The note begun before the left locator is left out; the one that hangs over the right
-    // ends at right - 1.
-    const records part = {ev(0x90, 62, 80, bar1 + 10), ev(0xB0, 7, 90, bar1 + 50),
-                          ev(0x90, 64, 70, bar1 + 60), ev(0x80, 64, 0, bar1 + 70),
-                          ev(0x80, 62, 0, bar1 + 99)};
-    EXPECT_TRUE(holds(read_track(p, 0, 1), part));
-    EXPECT_EQ(name_of(p.slot(0, 1).name), "   part   ");
-    EXPECT_EQ(p.d.current_track, 1);
-    EXPECT_TRUE(holds(track(), source));
-
-    // Extract onto a track with data: No leaves both as they were.
-    p.d.current_track = 0;
-    t.screen.answers = {msg_answer::no};
-    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}),
-              outcome::cancelled);
-    EXPECT_TRUE(holds(read_track(p, 0, 1), part));
-    EXPECT_TRUE(holds(track(), source));
-
-    p.d.current_track = 0;
-    t.screen.answers = {msg_answer::yes};
-    EXPECT_EQ(run(cmd::copy_track, {{"Destination Track", 1}, {"Copy Mode", 2}}), outcome::done);
-    records doubled;
-    for (const midi_event& e : part) doubled.insert(doubled.end(), {e, e});
-    EXPECT_TRUE(holds(read_track(p, 0, 1), doubled));
-    EXPECT_TRUE(holds(track(), {ev(0x90, 60, 90, bar1 - 10), ev(0x80, 60, 0, bar1 - 1),
-                                ev(0xB0, 7, 20, bar1 + 100)}));
-    EXPECT_EQ(p.slot(take_pattern, 0).in_use, 0);
-}
-
 TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
     const records dest = {ev(0x93, 50, 100, bar1), ev(0xAF, 50, 30, bar1 + 5),
                           ev(0x83, 50, 0, bar1 + 10)};
@@ -74,31 +36,6 @@ TEST_F(CopyCommands, MergeFreezesBothTracksAndEmptiesTheSource) {
 
     EXPECT_EQ(run(cmd::copy_track, {{"Source Track", 1}}), outcome::refused);
     EXPECT_EQ(t.screen.last_text(), "Can't copy to source track!");
-}
-
-TEST_F(CopyCommands, CopyPatternNeedsAnEmptyDestinationAndCopiesEveryTrackWithItsSettings) {
-    const records recs = {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 5)};
-    track_slot& s = give_track(p, 0, 3, recs);
-    s.channel = 4;
-    put_name(s.name, "Bass");
-    give_track(p, 2, 5, recs);
-    const auto copy = [&](int from, int to) {
-        return run(cmd::copy_pattern, {{"Source Pattern", from}, {"Destination Pattern", to}});
-    };
-    EXPECT_EQ(copy(0, 0), outcome::refused);
-    EXPECT_EQ(t.screen.last_text(), "Can't copy to source pattern!");
-    EXPECT_EQ(copy(1, 3), outcome::refused);
-    EXPECT_EQ(t.screen.last_text(), "No data in this pattern!");
-    EXPECT_EQ(copy(0, 2), outcome::refused);
-    EXPECT_EQ(t.screen.last_text(), "Destination pattern must be empty!");
-
-    p.d.current_track = 7;
-    EXPECT_EQ(copy(0, parallel_pattern), outcome::done);
-    const track_slot& c = p.slot(parallel_pattern, 3);
-    EXPECT_TRUE(holds(read_track(p, parallel_pattern, 3), recs));
-    EXPECT_EQ(
-        nums(c.channel, name_of(c.name) == name_of(s.name), p.d.current_pattern, p.d.current_track),
-        nums(4, 1, parallel_pattern, 7));
 }
 
 TEST_F(CopyCommands, TrackSegmentCopiesEndToEndOverAClearedSpanAndCanBeUndone) {

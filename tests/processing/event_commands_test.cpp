@@ -81,32 +81,5 @@ TEST_F(EventCommands, DeleteAndKeepRefuseWithoutMemoryAndLeaveTheTrackAsItWas) {
     EXPECT_TRUE(holds(track(), before));
 }
 
-TEST_F(EventCommands, InSongModeTheLocatorsAreTheActualPositionWhenTheMusicianSaysSo) {
-    // Step 1 starts at bar 5 of the song, 4 bars (3072 ticks) after the track's own bar 1. The
-    // locators stand at the song's bar 5 to bar 6.
-    p.d.song_mode = 1;
-    p.d.current_step = 1;
-    p.step(0).end = song_start + 3072;
-    p.d.left_locator = song_start + 3072;
-    p.d.right_locator = song_start + 3072 + 768;
-    const records bar1_note = {ev(0x90, 60, 100, bar1), ev(0x80, 60, 0, bar1 + 10)};
-    const records bar5_note = {ev(0x90, 62, 100, bar1 + 3072), ev(0x80, 62, 0, bar1 + 3082)};
-    records both = bar1_note;
-    both.insert(both.end(), bar5_note.begin(), bar5_note.end());
-    // Yes: the span is the track's own first bar.
-    fill(both);
-    t.screen.answers = {msg_answer::yes};
-    EXPECT_EQ(run(cmd::delete_events, {{"Range", 1}}), outcome::done);
-    EXPECT_EQ(t.screen.last_text(), "Actual position?");
-    EXPECT_TRUE(holds(track(), bar5_note));
-    // No: the locators are taken as the track's own positions; the song's locators stay as shown.
-    fill(both);
-    t.screen.answers = {msg_answer::no};
-    EXPECT_EQ(run(cmd::delete_events, {{"Range", 1}}), outcome::done);
-    EXPECT_TRUE(holds(track(), bar1_note));
-    EXPECT_EQ(nums(p.d.left_locator, p.d.right_locator),
-              nums(song_start + 3072, song_start + 3840));
-}
-
 }  // namespace
 }  // namespace kestrune

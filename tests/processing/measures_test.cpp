@@ -89,27 +89,5 @@ TEST_F(Measures, TheListsMoveTempoByTheSpanAndSignaturesInWholeBars) {
     EXPECT_TRUE(holds(read_track(p, 0, 5), track5));
 }
 
-TEST_F(Measures, InSongModeTheTrackMovesInItsOwnTimeAndTheTempoListInTheSongsAndTheStepsStay) {
-    // Step 1 starts at the song's bar 5; the locators stand at the song's bars 9 to 11, the
-    // track's own bars 5 to 7.
-    p.d.song_mode = 1;
-    p.d.current_step = 1;
-    p.step(0).end = bar1 + 4 * bar;
-    p.step(1).end = bar1 + 20 * bar;
-    const std::int32_t song_bar9 = bar1 + 8 * bar;
-    use_tempo_track(p, {tempo(12000, 0), tempo(9000, song_bar9)});
-    fill({ev(0xB0, 7, 90, bar1 + 4 * bar)});
-    p.d.left_locator = song_bar9;
-    p.d.right_locator = song_bar9 + 2 * bar;
-    // Actual position: yes; the question of the lists: yes.
-    EXPECT_EQ(run(cmd::insert_measures, {{"Tracks", 0}, {"Tempo Track", 1}}), outcome::done);
-    ASSERT_EQ(t.screen.messages.size(), 2U);
-    EXPECT_EQ(t.screen.messages[0].text, "Actual position?");
-    EXPECT_TRUE(holds(track(), {ev(0xB0, 7, 90, bar1 + 6 * bar)}));
-    EXPECT_TRUE(holds(read_chain(p.store(), p.d.tempo_chain.first),
-                      {tempo(12000, 0), tempo(9000, song_bar9 + 2 * bar)}));
-    EXPECT_EQ(nums(p.step(0).end, p.step(1).end), nums(bar1 + 4 * bar, bar1 + 20 * bar));
-}
-
 }  // namespace
 }  // namespace kestrune

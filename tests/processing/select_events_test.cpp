@@ -1,7 +1,5 @@
 #include "processing/select_events.h"
 
-#include <cstring>
-
 #include "tests/processing/track_command_fixture.h"
 
 namespace kestrune {
@@ -24,17 +22,6 @@ class SelectEvents : public TrackCommand {
         return track();
     }
 };
-
-TEST_F(SelectEvents, DeleteOfAllEventsLeavesAnEmptyTrackInUseWithItsNameAndUnmuted) {
-    records recs = {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10), ev(0x80, 60, 64, bar + 20)};
-    for (const midi_event& e : long_event(st::sysex, bar + 30, sysex_payload(9))) recs.push_back(e);
-    for (const midi_event& e : text_event(bar + 40, "Verse", false)) recs.push_back(e);
-    track_slot& sl = fill(recs);
-    std::memcpy(sl.name, "Drums     ", 10);
-    sl.mute = 1;
-    EXPECT_TRUE(holds(run({.mode = select_mode::remove}), {}));
-    EXPECT_EQ(nums(sl.in_use, sl.mute, name_of(sl.name) == "Drums     "), nums(1, 0, 1));
-}
 
 TEST_F(SelectEvents, NoteLengthsAreComparedStrictlyAndANoteWithoutEndMeetsEveryLengthTest) {
     // Notes of 10 and 11 ticks, a note that never ends, and an orphan note-off.
@@ -59,29 +46,6 @@ TEST_F(SelectEvents, NoteLengthsAreComparedStrictlyAndANoteWithoutEndMeetsEveryL
         {ev(0x90, 61, 100, bar + 200), ev(0x80, 61, 64, bar + 211), ev(0x90, 62, 100, bar + 300)}));
 }
 
-TEST_F(SelectEvents, ConditionsTestChannelAndDataRangesAndNotesTravelWhole) {
-    fill({ev(0x93, 60, 100, bar), ev(0xB3, 7, 90, bar), ev(0xB3, 10, 64, bar), ev(0xB4, 7, 90, bar),
-          ev(0xC3, 5, 0, bar), ev(0x83, 60, 64, bar + 50)});
-    // Controller 7 on channel 4 (3 stored): the second byte is tested too.
-    EXPECT_TRUE(holds(run({.mode = select_mode::remove,
-                           .type = event_type::control,
-                           .channel_low = 3,
-                           .channel_high = 3,
-                           .data1_low = 7,
-                           .data1_high = 7,
-                           .data2_low = 90,
-                           .data2_high = 90}),
-                      {ev(0x93, 60, 100, bar), ev(0xB3, 10, 64, bar), ev(0xB4, 7, 90, bar),
-                       ev(0xC3, 5, 0, bar), ev(0x83, 60, 64, bar + 50)}));
-    // Keep of channel 4's events: the note keeps its note-off, which no type reaches alone.
-    EXPECT_TRUE(holds(run({.mode = select_mode::keep,
-                           .type = event_type::all_channel,
-                           .channel_low = 3,
-                           .channel_high = 3}),
-                      {ev(0x93, 60, 100, bar), ev(0xB3, 10, 64, bar), ev(0xC3, 5, 0, bar),
-                       ev(0x83, 60, 64, bar + 50)}));
-}
-
 TEST_F(SelectEvents, BetweenTheLocatorsDeleteCopiesOnlyNotesAndChannelEventsOutsideAndKeepNothing) {
     records recs = {ev(0x90, 60, 100, bar), ev(0xB0, 7, 90, bar + 10)};
     const records sysex = long_event(st::sysex, bar + 20, sysex_payload(9));
@@ -101,19 +65,6 @@ TEST_F(SelectEvents, BetweenTheLocatorsDeleteCopiesOnlyNotesAndChannelEventsOuts
     // Keep of Sys Ex keeps the whole message and nothing else.
     fill(recs);
     EXPECT_TRUE(holds(run({.mode = select_mode::keep, .type = event_type::sysex}), sysex));
-}
-
-TEST_F(SelectEvents, APoolThatCannotHoldTheNewChainLeavesTheTrackAsItWas) {
-    fill(notes(40, bar, 10));
-    const records before = read_track(p, 0, 0);
-    {
-        track_edit g(p, 0, 0, {.undo = undo_kind::none});
-        ASSERT_TRUE(g.begin());
-        const std::int32_t keep_free = p.slot(0, 0).blocks + 2;
-        while (p.d.free_blocks > keep_free) p.store().alloc_block();
-        EXPECT_FALSE(filter_events(g, {.mode = select_mode::remove}, 0, last_position));
-    }
-    EXPECT_TRUE(holds(read_track(p, 0, 0), before));
 }
 
 }  // namespace

@@ -53,32 +53,5 @@ TEST_F(TrackParameters, FreezeWritesTheParametersIntoTheEventsAndUndoBringsThemB
     EXPECT_EQ(nums(sl.compress, sl.velocity, sl.transpose, sl.delay), nums(1, 10, 12, -10));
 }
 
-TEST_F(TrackParameters, ModifyBetweenTheLocatorsChangesNotesByTheirStartAndNoteOffsWithThem) {
-    const records recs = {ev(0x95, 60, 50, bar1 - 100), ev(0x85, 60, 0, bar1 + 10),
-                          ev(0x95, 62, 100, bar1 + 20), ev(0xA5, 62, 30, bar1 + 30),
-                          ev(0xB5, 7, 90, bar1 + 40),   ev(0xE5, 0, 64, bar1 + 45),
-                          ev(0xB5, 7, 90, bar1 + 150),  ev(0x85, 62, 64, bar1 + 200)};
-    fill(recs);
-    // To channel 1: a controller's status there is 0xB0, and its number is not transposed.
-    const field_settings settings = {
-        {"MIDI Channel On", 1}, {"MIDI Channel", 0}, {"Transpose On", 1},
-        {"Transpose", 12},      {"Velocity On", 1},  {"Velocity", -99},
-        {"Compress On", 1},     {"Compress", 1},     {"Range", 1}};
-    // Left on right: nothing to change.
-    p.d.left_locator = p.d.right_locator = bar1;
-    EXPECT_EQ(run(cmd::modify_track, settings), outcome::done);
-    EXPECT_TRUE(holds(track(), recs));
-
-    p.d.right_locator = bar1 + 100;
-    EXPECT_EQ(run(cmd::modify_track, settings), outcome::done);
-    EXPECT_TRUE(holds(track(), {ev(0x95, 60, 50, bar1 - 100), ev(0x85, 60, 0, bar1 + 10),
-                                ev(0x90, 74, 1, bar1 + 20), ev(0xA0, 74, 30, bar1 + 30),
-                                ev(0xB0, 7, 90, bar1 + 40), ev(0xE0, 0, 64, bar1 + 45),
-                                ev(0xB5, 7, 90, bar1 + 150), ev(0x80, 74, 64, bar1 + 200)}));
-    // The values stay for the next opening; the switches start off.
-    const field_values again = initial_values(p, *table.find(cmd::modify_track));
-    EXPECT_EQ(nums(again[0].number, again[3].number, again[5].number), nums(0, 12, -99));
-}
-
 }  // namespace
 }  // namespace kestrune

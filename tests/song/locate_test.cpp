@@ -30,25 +30,6 @@ struct Locate : ::testing::Test {
     dll_data& d = p.d;
 };
 
-TEST_F(Locate, PatternModeSeatsEveryTrack) {
-    give_track(p, 5, 0, notes(300, 3072, 10));  // ten blocks
-    give_track(p, 5, 9, notes(4, 3072, 768));
-    give_track(p, 5, 31, {});                  // an empty chain
-    give_track(p, 6, 9, notes(4, 3072, 768));  // another pattern, not to be touched
-    d.current_pattern = 5;
-    d.current_step = 4;
-
-    locate(p, 3072 + 1000);
-    EXPECT_EQ(nums(pos_of(p, p.slot(5, 0).play), pos_of(p, p.slot(5, 9).play)),
-              nums(3072 + 1000, 3072 + 1536));
-    EXPECT_TRUE(is_end(p, p.slot(5, 31).play));
-    EXPECT_EQ(p.slot(6, 9).play, p.slot(6, 9).first);
-    for (int tr = 0; tr < 32; ++tr) EXPECT_EQ(d.track_position[tr], 3072 + 1000) << tr;
-    EXPECT_EQ(nums(d.display_pattern, d.play_pattern, d.current_step, d.play_step_ptr,
-                   p.step(4).pattern_ptr),
-              nums(5, 5, 4, p.step_ref(4), p.pattern_ref(5)));
-}
-
 TEST_F(Locate, DelayAndLoopFoldIntoTheTrackPositionAndTheRightNotePlaysNext) {
     track_slot& late = give_track(p, 0, 1, notes(16, 3072, 192));
     late.delay = 10;
@@ -118,44 +99,6 @@ TEST_F(Locate, SongModeFindsTheStep) {
               nums(p.pattern_ref(4), p.pattern_ref(2)));
 }
 
-TEST_F(Locate, APickupThatHasBegunBelongsToTheNextStep) {
-    d.song_mode = 1;
-    set_step_pickup(p, 1, 192);
-    give_track(p, 1, 7, notes(3, 2900, 100));  // 2900, 3000, 3100 in pattern 1
-
-    locate(p, 9216 - 100);
-    EXPECT_EQ(
-        nums(d.current_step, d.display_pattern, d.track_position[7], pos_of(p, p.slot(1, 7).play)),
-        nums(1, 1, 2972, 3000));
-    locate(p, 9216 - 191);
-    EXPECT_EQ(d.current_step, 1);
-    locate(p, 9216 - 192);  // exactly the pickup ahead: not yet begun
-    EXPECT_EQ(nums(d.current_step, d.display_pattern), nums(0, 0));
-
-    // The last step's pickup reaches back into step 30; past it there is no step to go on to.
-    set_step_pickup(p, 31, 3072);
-    locate(p, p.step(30).end - 10);
-    EXPECT_EQ(d.current_step, 31);
-    locate(p, 0xFF000);
-    EXPECT_EQ(d.current_step, 31);
-}
-
-TEST_F(Locate, ParallelPatternPlaysOnTheSongPosition) {
-    track_slot& par = give_track(p, 16, 3, notes(100, 3072, 384));
-    par.delay = 5;
-    d.song_mode = 1;
-    locate(p, 20000);
-    EXPECT_EQ(nums(d.parallel_track_position[3], d.parallel_track_position[4], pos_of(p, par.play),
-                   d.track_position[3]),
-              nums(20000 - 5, 20000, 3072 + 384 * 45, 20000 - p.step_start(2) + 3072));
-
-    // In pattern mode the parallel pattern is not seated.
-    d.song_mode = 0;
-    d.parallel_track_position[3] = -1;
-    locate(p, 4000);
-    EXPECT_EQ(d.parallel_track_position[3], -1);
-}
-
 TEST_F(Locate, TempoTrackInPatternModeAndInALaterStep) {
     replace_chain(p, d.tempo_chain, {tempo(6000, 100), tempo(9000, 4000), tempo(15000, 5000)});
 
@@ -178,55 +121,6 @@ TEST_F(Locate, TempoTrackInPatternModeAndInALaterStep) {
     EXPECT_EQ(nums(d.current_step, d.track_position[0], pos_of(p, p.slot(1, 0).play),
                    d.tempo_display, d.tempo_increment),
               nums(1, 3072 + 48, 3072 + 96, 6000, 1572));
-}
-
-TEST_F(Locate, BeatFields) {
-    auto beat = [&] {
-        return nums(d.beats_per_bar, d.ticks_per_beat, d.beat_in_bar, d.tick_in_beat);
-    };
-    locate(p, 3072 + 768 * 3 + 192 + 7);
-    EXPECT_EQ(beat(), nums(4, 192, 1, 7));
-    EXPECT_TRUE(is_end(p, d.active_signature.play));
-
-    // In the lead-in the beat grid runs back from the first record.
-    locate(p, 2900);
-    EXPECT_EQ(beat(), nums(4, 192, 3, 20));
-    locate(p, 0);
-    EXPECT_EQ(beat(), nums(4, 192, 0, 0));
-
-    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
-                            midi_event::make(st::signature, 7, 8, 4224)});
-    locate(p, 3072 - 600);  // 552 ticks into bar 0 of 3/4
-    EXPECT_EQ(beat(), nums(3, 192, 2, 168));
-    EXPECT_EQ(pos_of(p, d.active_signature.play), 4224);
-    locate(p, 4224 + 96 * 9 + 5);
-    EXPECT_EQ(beat(), nums(7, 96, 2, 5));
-    EXPECT_TRUE(is_end(p, d.active_signature.play));
-}
-
-TEST_F(Locate, CyclePreparePatternMode) {
-    track_slot& s = give_track(p, 3, 6, notes(20, 3072, 192));
-    s.delay = 4;
-    d.current_pattern = 3;
-    d.current_step = 5;
-    d.cycle_on = 1;
-    d.left_locator = 3072 + 768;
-    replace_chain(p, d.tempo_chain, {tempo(6000, 0), tempo(9000, 3072 + 768)});
-    d.tempo_track_on = 1;
-
-    locate(p, 3072 + 768 * 3);
-    // Play follows the position, not the locator.
-    EXPECT_EQ(
-        nums(d.cycle_track_position[6], pos_of(p, d.cycle_track_event[6]),
-             d.cycle_track_position[7], d.cycle_track_event[7], pos_of(p, s.play),
-             d.cycle_step_ptr),
-        nums(3072 + 768 - 4, 3072 + 768, 3072 + 768, null_ref, 3072 + 768 * 3, p.step_ref(5)));
-    EXPECT_EQ(nums(pos_of(p, d.tempo_chain.left_event), d.tempo_chain.left_tempo()),
-              nums(3072 + 768, 6000));
-    const chain_cursor& c = d.active_signature;
-    EXPECT_TRUE(is_end(p, c.left_event));
-    EXPECT_EQ(nums(c.ticks_per_beat, c.beats_per_bar, c.beat_in_bar, c.tick_in_beat),
-              nums(192, 4, 0, 0));
 }
 
 TEST_F(Locate, CyclePrepareSongMode) {
@@ -254,25 +148,6 @@ TEST_F(Locate, CyclePrepareSongMode) {
     d.left_locator = p.step_start(3) - 100;
     cycle_prepare(p);
     EXPECT_EQ(nums(d.cycle_step_ptr, d.cycle_track_position[6]), nums(p.step_ref(3), 2972));
-}
-
-TEST_F(Locate, CycleFoldsANegativeDistanceWithTheBarAtThePosition) {
-    // 3/4 at the start, 4/4 from bar 5.
-    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
-                            midi_event::make(st::signature, 4, 4, 3072 + 576 * 4)});
-    d.cycle_on = 1;
-    d.left_locator = 3072 - 600;
-    locate(p, 6000);
-    ASSERT_EQ(d.beats_per_bar, 4);
-    const chain_cursor& c = d.active_signature;
-    // 768 - 600 = 168 ticks into a bar of 4/4.
-    EXPECT_EQ(nums(c.beats_per_bar, c.ticks_per_beat, c.beat_in_bar, c.tick_in_beat,
-                   pos_of(p, c.left_event)),
-              nums(3, 192, 0, 168, 3072 + 576 * 4));
-
-    // With the position in 3/4 the same locator folds with the 3/4 bar.
-    locate(p, 3500);
-    EXPECT_EQ(d.active_signature.beat_in_bar, 2);
 }
 
 TEST_F(Locate, LocateTrackAfterAnEdit) {
@@ -359,33 +234,6 @@ void expect_texts(program& p, const texts& want, bool clock = false) {
             << pos;
 }
 
-TEST_F(Position, SignatureAndTempoAtLeaveARecordAtPToTheEngine) {
-    use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224), sig(6, 8, 6528)});
-    event_store s = p.store();
-    ref32 first = p.d.signature_track.first;
-    EXPECT_EQ(signature_at(s, first, 0), first);  // before the first record
-    for (auto [at, found] :
-         {std::pair{3072, 3072}, {4223, 3072}, {4224, 4224}, {6527, 4224}, {0xFF000, 6528}})
-        EXPECT_EQ(s.position(signature_at(s, first, at)), found) << at;
-
-    // Enough tempo records to span several blocks, so the block phase of the search is used.
-    std::vector<midi_event> list;
-    for (int i = 0; i < 100; ++i) list.push_back(tempo(6000 + i, 100 + i * 50));
-    use_tempo_track(p, list);
-    ASSERT_GE(p.d.tempo_chain.blocks, 4);
-    auto at = [&](std::int32_t pos) {
-        std::int32_t value = 0;
-        const ref32 r = tempo_at(p, pos, &value);
-        return nums(s.status(r) == st::end ? -1 : s.position(r), value);
-    };
-    // The record exactly at p is not yet in force.
-    EXPECT_EQ(at(100 + 70 * 50), nums(100 + 70 * 50, 6069));
-    EXPECT_EQ(at(100 + 70 * 50 + 1), nums(100 + 71 * 50, 6070));
-    EXPECT_EQ(at(100 + 32 * 50), nums(100 + 32 * 50, 6031));  // first record of the second block
-    EXPECT_EQ(at(99), nums(100, 12000));                      // nothing before
-    EXPECT_EQ(at(0xFF000), nums(-1, 6099));
-}
-
 TEST_F(Position, BarOneBeginsAt3072InEverySignature) {
     EXPECT_EQ(
         nums(tempo_increment_for(12000), tempo_increment_for(25000), tempo_increment_for(100)),
@@ -425,19 +273,6 @@ TEST_F(Position, BarOneBeginsAt3072InEverySignature) {
     EXPECT_EQ(position_text(p, 3072 + 192 + 24 * 3 + 5), "   1  2  4  6");
     p.app.simple_bardisplay = true;
     EXPECT_EQ(position_text(p, 3072 + 192 + 24 * 3 + 5), "   1  2   78 ");
-}
-
-TEST_F(Position, LengthTextCountsFromZero) {
-    EXPECT_EQ(length_text(p, 0, 3072), "   0  0  0  0");
-    EXPECT_EQ(length_text(p, 768 + 192 + 53, 3072), "   1  1  1  5");
-    use_signature_track(p, {sig(3, 4, 3072), sig(4, 4, 4224)});
-    EXPECT_EQ(length_text(p, 1152 + 768 + 1, 3072), "   3  0  0  1");
-    EXPECT_EQ(length_text(p, 576, 4224), "   0  3  0  0");
-    // A beat from the last beat of 3/4 up to the 4/4 is a beat, and so is one more across it.
-    EXPECT_EQ(length_text(p, 192, 4032), "   0  1  0  0");
-    EXPECT_EQ(length_text(p, 384, 4032), "   0  2  0  0");
-    p.app.simple_bardisplay = true;
-    EXPECT_EQ(length_text(p, 576 + 100, 3072), "   1  0  100 ");
 }
 
 TEST_F(Position, ClockFollowsTheSongTempoOrTheTempoTrack) {

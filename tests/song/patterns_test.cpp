@@ -8,7 +8,6 @@
 #include "song/locate.h"
 #include "song/position.h"
 #include "song/track_fields.h"
-#include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -31,76 +30,6 @@ struct Patterns : ::testing::Test {
     program& p = *t;
     dll_data& d = p.d;
 };
-
-TEST_F(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
-    const int free_at_start = d.free_blocks;
-    give_track(p, 0, 0, notes(100, 3072, 10));  // several blocks
-    give_track(p, 7, 12, notes(40, 3072, 10));
-    give_track(p, 17, 31, notes(2, 3072, 10));
-    p.slot(3, 3).loop_length = 4000;
-    use_tempo_track(p, {tempo(9000, 0), tempo(9001, 1000), tempo(9002, 2000)});
-    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072),
-                            midi_event::make(st::signature, 5, 8, 5376)});
-    p.store().at(d.signature_chain.first).set_data1(7);
-    d.song_mode = d.cycle_on = d.punch_on = 1;
-    set_step_name(p, 3, "STOP");
-    d.position = 50000;
-    // An undo copy held outside the patterns gives its blocks back too.
-    give_track(p, 17, 30, notes(40, 3072, 10));
-    p.undo.slot = p.slot(17, 30);
-    p.undo.available = true;
-    p.slot(17, 30) = track_slot{};
-    // Internal recording goes off and gives back what it had switched off; the mixer resets.
-    d.internal_record = 2;
-    d.midi_thru = d.midi_click = 0;
-    p.app.internal_record_saved = {true, 1, true, 1};
-    d.mixer_send_port = 2;
-    d.mixer[2].fader_view[3] = 5;
-    p.song.mixer_snapshots[1][0] = 7;
-    const std::uint32_t cleared = p.changes.song;
-
-    for (int round = 0; round < 2; ++round) {  // a second clear on an empty song loses nothing
-        clear_song(p);
-        EXPECT_EQ(testing::check_pool(p), "");
-        EXPECT_EQ(d.free_blocks, free_at_start);
-    }
-    EXPECT_EQ(nums(p.undo.available, p.undo.slot.in_use, d.internal_record, d.midi_thru,
-                   d.midi_click, p.app.reset_on_stop, p.changes.song - cleared),
-              nums(0, 0, 0, 1, 1, 1, 2));
-    EXPECT_EQ(nums(d.mixer_send_port, d.mixer[2].fader_view[3], d.mixer[2].pan_view[3],
-                   d.mixer[2].fader_sent[3], p.song.mixer_snapshots[1][0]),
-              nums(-1, 100, 64, 100, 100));
-    event_store s = p.store();
-    EXPECT_TRUE(holds(read_chain(s, d.tempo_chain.first), {tempo(12000, 0)}));
-    for (const chain_cursor* c : {&d.signature_chain, &d.signature_track})
-        EXPECT_TRUE(holds(read_chain(s, c->first), {midi_event::make(st::signature, 4, 4, 3072)}));
-    // Step 9 plays pattern 9 mod 8.
-    EXPECT_EQ(
-        nums(d.active_signature.first, d.position, d.song_mode, d.cycle_on, d.tempo_track_on,
-             p.step(3).stop_here, p.slot(0, 0).in_use, p.slot(3, 3).loop_length, p.step(9).pattern),
-        nums(d.signature_chain.first, 3072, 0, 0, 0, 0, 0, no_loop, 1));
-}
-
-TEST_F(Patterns, DeleteTrackChainEmptiesTheSlotOnce) {
-    const int free_at_start = p.d.free_blocks;
-    track_slot& s = give_track(p, 16, 7, notes(70, 3072, 5));
-    ASSERT_EQ(s.blocks, 3);
-    s.mute = 1;
-    s.channel = 3;
-    put_name(s.name, "Bass");
-    forget_silence(p);
-    delete_track_chain(p, 16, 7);
-    // Parameters such as the channel stay.
-    EXPECT_EQ(last_silenced(p), "1/7");
-    EXPECT_EQ(nums(s.in_use, s.mute, s.blocks, s.channel, p.d.free_blocks),
-              nums(0, 0, 0, 3, free_at_start));
-    EXPECT_EQ(name_of(s.name), "          ");
-    forget_silence(p);
-    delete_track_chain(p, 16, 7);  // nothing left to give back
-    EXPECT_EQ(p.d.free_blocks, free_at_start);
-    EXPECT_EQ(last_silenced(p), "255/255");
-    EXPECT_EQ(testing::check_pool(p), "");
-}
 
 TEST_F(Patterns, SelectTrackAndPatternSetThruFields) {
     auto set = [&](int pattern, int port, int channel, int transpose, int velocity, int compress) {
@@ -139,57 +68,6 @@ TEST_F(Patterns, SelectTrackAndPatternSetThruFields) {
     EXPECT_EQ(t.screen.last_text(), "Can't do this while recording!");
     EXPECT_TRUE(select_pattern(p, 9, true));
     EXPECT_EQ(nums(d.current_pattern, t.screen.messages.size()), nums(9, 1));
-}
-
-TEST_F(Patterns, ChannelAndPortFollowToEmptyTracks) {
-    give_track(p, 3, 20, notes(1, 3072, 1));
-    p.slot(3, 20).channel = 4;
-    p.slot(3, 20).port = 2;
-    set_track_channel(p, 0, 20, 9);
-    set_track_port(p, 0, 20, 1);
-    for (int pat = 0; pat <= parallel_pattern; ++pat)
-        EXPECT_EQ(nums(p.slot(pat, 20).channel, p.slot(pat, 20).port, p.slot(pat, 21).channel),
-                  pat == 3 ? nums(4, 2, 5) : nums(9, 1, 5))
-            << pat;
-    // The working pattern is left alone outside a cycle take.
-    EXPECT_EQ(nums(p.slot(take_pattern, 20).channel, p.slot(take_pattern, 20).port), nums(4, 0));
-    // An edit of the track in use changes that track.
-    set_track_channel(p, 3, 20, 16);
-    EXPECT_EQ(nums(p.slot(3, 20).channel, p.slot(5, 20).channel), nums(16, 16));
-
-    // During a cycle take every slot of the working pattern follows.
-    p.d.recording = p.d.cycle_recording = 1;
-    set_track_channel(p, 3, 20, 11);
-    set_track_port(p, 3, 20, 3);
-    for (int tr = 0; tr < tracks_per_pattern; ++tr)
-        EXPECT_EQ(nums(p.slot(take_pattern, tr).channel, p.slot(take_pattern, tr).port),
-                  nums(11, 3));
-    EXPECT_EQ(p.slot(0, 21).channel, 5);
-    // Values out of range are held to it.
-    p.d.recording = 0;
-    set_track_channel(p, 0, 1, 40);
-    set_track_port(p, 0, 1, 9);
-    EXPECT_EQ(nums(p.slot(0, 1).channel, p.slot(0, 1).port), nums(16, 3));
-}
-
-TEST_F(Patterns, ChannelEditOnAPlayingPatternEndsTheTracksNotes) {
-    give_track(p, 0, 4, notes(4, 3072, 192));
-    give_track(p, 16, 6, notes(4, 3072, 192));
-    d.current_pattern = 0;
-    locate(p, 3500);
-    forget_silence(p);
-    set_track_channel(p, 0, 4, 3);  // stopped: nothing sounds
-    d.stopped = 0;
-    set_track_port(p, 0, 5, 2);     // an empty track has no notes
-    set_track_channel(p, 7, 4, 1);  // a pattern that does not play
-    EXPECT_EQ(last_silenced(p), "255/255");
-    set_track_channel(p, 0, 4, 2);
-    EXPECT_EQ(last_silenced(p), "0/4");
-    EXPECT_EQ(nums(d.track_position[4], d.stopped), nums(3500, 0));
-    d.song_mode = 1;
-    d.current_pattern = 16;
-    set_track_port(p, 16, 6, 3);
-    EXPECT_EQ(last_silenced(p), "1/6");
 }
 
 TEST_F(Patterns, SongModeAndTheStepsPatternFollowThePosition) {
