@@ -8,6 +8,7 @@
 #include "song/locate.h"
 #include "song/position.h"
 #include "song/track_fields.h"
+#include "tests/support/chain_checker.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -30,6 +31,57 @@ struct Patterns : ::testing::Test {
     program& p = *t;
     dll_data& d = p.d;
 };
+
+TEST_F(Patterns, ClearSongEmptiesEverythingAndLosesNoBlock) {
+    const int free_at_start = d.free_blocks;
+    give_track(p, 0, 0, notes(100, 3072, 10));  // several blocks
+    give_track(p, 17, 31, notes(2, 3072, 10));
+    use_tempo_track(p, {tempo(9000, 0), tempo(9001, 1000)});
+    use_signature_track(p, {midi_event::make(st::signature, 3, 4, 3072)});
+    // An undo copy held outside the patterns gives its blocks back too.
+    give_track(p, 17, 30, notes(40, 3072, 10));
+    p.undo.slot = p.slot(17, 30);
+    p.undo.available = true;
+    p.slot(17, 30) = track_slot{};
+    // Internal recording goes off and gives back what it had switched off.
+    d.internal_record = 2;
+    d.midi_thru = 0;
+    p.app.internal_record_saved = {true, 1, true, 1};
+    d.song_mode = 1;
+    d.position = 50000;
+
+    for (int round = 0; round < 2; ++round) {  // a second clear on an empty song loses nothing
+        clear_song(p);
+        EXPECT_EQ(testing::check_pool(p), "");
+        EXPECT_EQ(d.free_blocks, free_at_start);
+    }
+    EXPECT_TRUE(holds(read_chain(p.store(), d.tempo_chain.first), {tempo(12000, 0)}));
+    EXPECT_EQ(nums(p.undo.available, d.internal_record, d.midi_thru, d.position, d.song_mode,
+                   d.tempo_track_on, d.active_signature.first),
+              nums(0, 0, 1, 3072, 0, 0, d.signature_chain.first));
+}
+
+// An empty track follows the last channel and port set for its number; a playing one is silenced.
+TEST_F(Patterns, ChannelAndPortFollowToEmptyTracksAndEndThePlayingNotes) {
+    give_track(p, 3, 20, notes(4, 3072, 192));
+    p.slot(3, 20).channel = 4;
+    set_track_channel(p, 0, 20, 9);
+    set_track_port(p, 0, 20, 40);  // held to port D
+    EXPECT_EQ(nums(p.slot(0, 20).channel, p.slot(parallel_pattern, 20).port, p.slot(3, 20).channel,
+                   p.slot(take_pattern, 20).channel, p.slot(0, 21).channel),
+              nums(9, 3, 4, 4, 5));
+    d.current_pattern = 3;
+    locate(p, 3500);
+    d.stopped = 0;
+    forget_silence(p);
+    set_track_channel(p, 3, 20, 2);
+    EXPECT_EQ(nums(last_silenced(p) == "0/20", d.track_position[20]), nums(1, 3500));
+    // During a cycle take every slot of the working pattern follows.
+    d.recording = d.cycle_recording = 1;
+    set_track_channel(p, 3, 20, 11);
+    for (int tr = 0; tr < tracks_per_pattern; ++tr)
+        EXPECT_EQ(p.slot(take_pattern, tr).channel, 11) << tr;
+}
 
 TEST_F(Patterns, SelectTrackAndPatternSetThruFields) {
     auto set = [&](int pattern, int port, int channel, int transpose, int velocity, int compress) {
