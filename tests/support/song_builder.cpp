@@ -226,21 +226,17 @@ track_slot& add_sorted(program& p, int pattern, int track, const records& recs) 
     return sl;
 }
 
-track_slot& seat_built_chain(program& p, int pattern, int track, chain_builder& b) {
-    track_slot& sl = p.slot(pattern, track);
-    sl.first = sl.play = b.cut();
-    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
-    sl.in_use = 1;
-    return sl;
-}
-
 track_slot& build_track(program& p, int pattern, int track, const records& recs) {
     event_store s = p.store();
     chain_builder b(s);
     for (const midi_event& e : recs) b.put(e);
     EXPECT_TRUE(b.terminate());
     EXPECT_TRUE(b.ok());
-    return seat_built_chain(p, pattern, track, b);
+    track_slot& sl = p.slot(pattern, track);
+    sl.first = sl.play = b.cut();
+    sl.blocks = static_cast<std::uint16_t>(b.count_chain_blocks());
+    sl.in_use = 1;
+    return sl;
 }
 
 }  // namespace kestrune::testing

@@ -111,9 +111,6 @@ track_slot& give_track(program& p, int pattern, int track, const records& recs);
 // then sorts the chain.
 track_slot& add_sorted(program& p, int pattern, int track, const records& recs);
 
-// Cuts a terminated builder's chain and puts it in the slot, seated and in use.
-track_slot& seat_built_chain(program& p, int pattern, int track, chain_builder& b);
-
 // The records as they stand, in order or not, built in the record area and seated in the slot.
 track_slot& build_track(program& p, int pattern, int track, const records& recs);
 
