@@ -351,6 +351,7 @@ TEST_F(Keys, ClosingAsksToSaveOnlyAfterAnEditAndAGoneRecentFileLeavesTheList) {
     dispatch_command(*s, cmd::recent_file_first);
     EXPECT_EQ(script.last_text(), msg_file_not_found);
     EXPECT_TRUE(s->files.recent_files.empty());
+    EXPECT_EQ(recent_file_item_text(0, "gone.sng"), "&1 gone.sng");
 }
 
 // A preference item flips its value and its check mark shows it.
