@@ -254,9 +254,8 @@ TEST(PatchNames, NumberedFromOneWithOrWithoutSoundset) {
         // A line without a blank ends the list; so does a NUL.
         {"x [Patches] junk\r\n5 Five\r\n6\r\n7 Seven\r\n", 0, {{4, "Five"}, {6, "6"}}},
         {std::string_view("[Patches]\r\n1 A\0\r\n2 B\r\n", 19), 0, {{0, "A"}, {1, "1"}}},
-        // No "[Patches]", or no digit behind it: the defaults.
+        // No "[Patches]", or no name behind a number: the defaults.
         {"1 Piano\r\n", 0, {{0, "0"}}},
-        {"[Patches]\r\n", 0, {{0, "0"}}},
         {"[Patches]\r\n1", 0, {{0, "0"}, {127, "127"}}},
     };
     for (const auto& c : cases) {
@@ -300,8 +299,8 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
 }
 
 // What the program ships lies beside it in the build tree and in ../share/kestrune/ once
-// installed; the user's own patch names come before the program's.
-TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
+// installed.
+TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolder) {
     namespace fs = std::filesystem;
     const fs::path prefix =
         fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
@@ -313,13 +312,6 @@ TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNam
     fs::create_directories(bin + "patches");
     EXPECT_EQ(data_path_from(bin, "patches/"), bin + "patches/");
     fs::remove_all(prefix);
-
-    ::setenv("XDG_DATA_HOME", "/data", 1);
-    const auto folders = patch_folders();
-    ASSERT_EQ(folders.size(), 2u);
-    EXPECT_EQ(folders[0], "/data/Kestrune/patches/");
-    EXPECT_EQ(folders[1], program_data_path("patches/"));
-    ::unsetenv("XDG_DATA_HOME");
 }
 
 }  // namespace

@@ -53,13 +53,10 @@ TEST_F(Tool, UsageErrorsSayWhatIsWrong) {
         {"convert a.sng", "convert takes INPUT and OUTPUT"},
         {"convert a.sng b.txt", "OUTPUT must end in .sng or .mid"},
         {"dump a.sng --pattern 17", "--pattern takes a number from 0 to 16, not 17"},
-        {"dump a.sng --pattern", "--pattern needs a value"},
         {"dump a.sng --bars", "unknown option --bars"},
         {"info a.sng --tempo", "info does not use --tempo"},
-        {"info", "info takes one FILE"},
         {"apply a.sng b.sng Quantize --track", "--track needs a value"},
         {"apply a.sng b.sng Quantize --locators 5", "--locators needs two values, L and R"},
-        {"apply a.sng b.sng Quantize --loop", "apply does not use --loop"},
     };
     for (const auto& [args, why] : cases) {
         const run_result r = run_tool(dir, args);
@@ -109,14 +106,12 @@ TEST_F(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err, "No data in this MIDI file!\n");
     EXPECT_FALSE(read_bytes(dir.path("end.sng")).empty());
-    // Saves that cannot be made.
-    for (const char* out : {"no/dir/x.sng", "no/dir/x.mid"}) {
-        r = run_tool(dir, "convert" + song + dir.path(out) + "'");
-        EXPECT_EQ(r.status, 1);
-        EXPECT_NE(r.err.find("Invalid file handle!!\\n" + dir.path(out) + ": No such file"),
-                  std::string::npos)
-            << r.err;
-    }
+    // A save that cannot be made.
+    r = run_tool(dir, "convert" + song + dir.path("no/dir/x.mid") + "'");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("Invalid file handle!!\\n" + dir.path("no/dir/x.mid") + ": No such file"),
+              std::string::npos)
+        << r.err;
 }
 
 TEST_F(Tool, DumpPrintsEachTrackThenItsRows) {
@@ -192,14 +187,6 @@ TEST_F(Tool, PatternTrackAndSysexFilesLoadIntoTheFirstPatternAndTrack) {
     EXPECT_EQ(info.at(1),
               "  track 7 name \"          \" channel 8 port C velocity 0 transpose 0 "
               "delay 0 compress 0 quantize 0 mute 0 loop 768 events 1");
-    // Converting a pattern file makes a song that holds it.
-    const run_result r =
-        run_tool(dir, "convert '" + dir.path("c.pat") + "' '" + dir.path("c.sng") + "'");
-    ASSERT_EQ(r.status, 0) << r.err;
-    test_program u;
-    ASSERT_EQ(read_song_file(*u, dir.path("c.sng"), true), load_result::loaded);
-    EXPECT_EQ(u->slot(0, 7).in_use, 1);
-    EXPECT_EQ(name_of(u->pattern(0).name), "Chorus    ");
 }
 
 }  // namespace

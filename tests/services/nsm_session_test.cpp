@@ -90,7 +90,6 @@ struct nsm_fixture : testing::session_fixture {
         session_fixture::TearDown();
         ::unsetenv("NSM_URL");
     }
-    std::string note_pad() const { return s->prog.song.note_pad_text.data(); }
     void set_note_pad(const char* text) {
         s->prog.song.note_pad_text.fill(0);
         std::strcpy(s->prog.song.note_pad_text.data(), text);
@@ -136,7 +135,7 @@ TEST_F(nsm_fixture, the_session_opens_saves_and_reopens_its_song) {
     set_note_pad("changed");
     manager.ask(*nsm, "/nsm/client/open", {place, "Kestrune", "nABC"});
     EXPECT_EQ(manager.got.back().path, "/reply");
-    EXPECT_EQ(note_pad(), "by menu");
+    EXPECT_EQ(std::string(s->prog.song.note_pad_text.data()), "by menu");
 
     // A song that does not load is the manager's error, not a silent empty song.
     std::ofstream(place + "/Song.sng") << "not a song";
