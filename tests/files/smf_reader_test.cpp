@@ -47,9 +47,7 @@ class SmfReader : public ::testing::Test {
     std::string differs(const chain_cursor& list, const records& want) const {
         return difference(read_chain(t.prog->store(), list.first), want);
     }
-    const track_slot& slot(int track, int pattern = 0) const {
-        return t.prog->slot(pattern, track);
-    }
+    const track_slot& slot(int track, int pattern = 0) { return t->slot(pattern, track); }
 
     temp_folder dir;
     test_program t;

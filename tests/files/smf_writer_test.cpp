@@ -25,18 +25,14 @@ bytes slice(const bytes& b, std::size_t from, std::size_t n) {
                  b.begin() + static_cast<std::ptrdiff_t>(from + n));
 }
 
-std::uint32_t be32(const bytes& b, std::size_t at) {
-    return std::uint32_t{b.at(at)} << 24 | std::uint32_t{b.at(at + 1)} << 16 |
-           std::uint32_t{b.at(at + 2)} << 8 | b.at(at + 3);
-}
-
 // The chunks of a file: their bodies, checked against their lengths.
 std::vector<bytes> chunks(const bytes& b) {
     std::vector<bytes> out;
     std::size_t at = 14;
     while (at + 8 <= b.size()) {
         EXPECT_EQ(slice(b, at, 4), (bytes{'M', 'T', 'r', 'k'}));
-        const std::uint32_t n = be32(b, at + 4);
+        std::size_t n = 0;
+        for (std::size_t i = 4; i < 8; ++i) n = n << 8 | b.at(at + i);
         EXPECT_LE(at + 8 + n, b.size());
         out.push_back(slice(b, at + 8, std::min<std::size_t>(n, b.size() - at - 8)));
         at += 8 + n;
@@ -140,7 +136,6 @@ TEST_F(SmfWriter, FormatOneHasAConductorChunkAndReadsBackTrackForTrack) {
     EXPECT_EQ(slice(c[1], 0, 5), (bytes{0x00, 0xFF, 0x20, 0x01, 5}));
     EXPECT_EQ(slice(c[2], 0, 3), (bytes{0x00, 0xFF, 0x03}));
 
-    // Into the current pattern.
     clear_song(*t);
     ASSERT_EQ(read_midi_file(*t, dir.path("out.mid"), cleared_song_load), 1);
     EXPECT_EQ(check_pool(*t), "");

@@ -41,7 +41,6 @@ TEST_F(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
         "New.sng " + dir.path("sub/New.sng") + " " + dir.path("sub/"));
     EXPECT_EQ(fs.recent_files, std::vector<std::string>{dir.path("sub/New.sng")});
     EXPECT_EQ(titles, 1);
-    EXPECT_TRUE(std::filesystem::exists(dir.path("sub/New.sng")));
 
     // Without Remember File Paths no folder is kept; a song with a file of its own is offered
     // where that file lies.

@@ -111,8 +111,6 @@ TEST_F(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgre
         test_program t(20);
         t->song.mixer_snapshots[2][5] = 555;
         t->song.grid_lane = 99;
-        t->d.transpose_exempt[2][3] = 7;
-        t->d.transpose_exempt[3][4] = 9;
         const std::size_t at = c == 0 ? older_map.oldest_end : older_map.markers[c];
         ASSERT_EQ(load_cut(older, at, *t), load_result::loaded);
         EXPECT_EQ(check_pool(*t), "");
@@ -120,12 +118,10 @@ TEST_F(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgre
         // c counts the sections read: 0 none, 1 reserved, 2 tracks 16-23, 3 snapshots, 4 grid.
         // The first tempo copy was cut to 250.00; the song tempo is the step-10 one.
         EXPECT_EQ(nums(t->song.mixer_snapshots[2][5], t->song.grid_lane,
-                       t->d.transpose_exempt[2][3], t->d.transpose_exempt[3][4],
                        read_chain(t->store(), t->d.tempo_chain.first)[3].tempo_value(),
                        t->app.song_tempo, t->slot(0, 0).in_use),
-                  nums(c >= 3 ? rich->song.mixer_snapshots[2][5] : 555, c >= 4 ? 7 : 99,
-                       c >= 4 ? rich->d.transpose_exempt[2][3] : 7,
-                       c >= 4 ? rich->d.transpose_exempt[3][4] : 9, 25000, 13350, 1));
+                  nums(c >= 3 ? rich->song.mixer_snapshots[2][5] : 555, c >= 4 ? 7 : 99, 25000,
+                       13350, 1));
     }
     // Without the final marker the file is whole: the loader never reads it.
     test_program t(20);

@@ -106,7 +106,6 @@ TEST_F(Tool, ConvertSaysWhatItLosesAndFailsWhereNothingWasLoadedOrSaved) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err, "No data in this MIDI file!\n");
     EXPECT_FALSE(read_bytes(dir.path("end.sng")).empty());
-    // A save that cannot be made.
     r = run_tool(dir, "convert" + song + dir.path("no/dir/x.mid") + "'");
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("Invalid file handle!!\\n" + dir.path("no/dir/x.mid") + ": No such file"),

@@ -30,7 +30,6 @@ std::string missing(std::string_view page) {
     return {};
 }
 
-// A started session has every command of the window in its table.
 using HelpPages = testing::session_fixture;
 
 TEST_F(HelpPages, EveryPagePathTheProgramUsesHasItsPage) {

@@ -40,12 +40,6 @@ struct stand_in_manager {
         if (client) lo_address_free(client);
         lo_server_free(server);
     }
-    std::string url() const {
-        char* u = lo_server_get_url(server);
-        std::string s = u;
-        std::free(u);
-        return s;
-    }
     static int take(const char* path, const char* types, lo_arg** argv, int argc, lo_message m,
                     void* self) {
         auto* me = static_cast<stand_in_manager*>(self);
@@ -83,7 +77,9 @@ struct nsm_fixture : testing::session_fixture {
     stand_in_manager manager;
 
     void SetUp() override {
-        ::setenv("NSM_URL", manager.url().c_str(), 1);
+        char* url = lo_server_get_url(manager.server);
+        ::setenv("NSM_URL", url, 1);
+        std::free(url);
         session_fixture::SetUp();
     }
     void TearDown() override {

@@ -16,43 +16,39 @@ namespace kestrune {
 namespace {
 
 // A server on 127.0.0.1 that takes one connection, reads the request line and answers.
-class loopback_server {
-  public:
+struct loopback_server {
     explicit loopback_server(std::string reply) {
-        fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        fd = ::socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in a{};
         a.sin_family = AF_INET;
         a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
-        ::listen(fd_, 1);
+        ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        ::listen(fd, 1);
         socklen_t len = sizeof a;
-        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
-        port_ = ntohs(a.sin_port);
-        worker_ = std::thread([this, reply] {
-            const int c = ::accept(fd_, nullptr, nullptr);
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+        port = ntohs(a.sin_port);
+        worker = std::thread([this, reply] {
+            const int c = ::accept(fd, nullptr, nullptr);
             if (c < 0) return;
-            for (char ch = 0; ch != '\n' && ::recv(c, &ch, 1, 0) == 1;) request_ += ch;
+            for (char ch = 0; ch != '\n' && ::recv(c, &ch, 1, 0) == 1;) line += ch;
             ::send(c, reply.data(), reply.size(), MSG_NOSIGNAL);
             ::close(c);
         });
     }
     ~loopback_server() {
         request();
-        ::close(fd_);
+        ::close(fd);
     }
-    int port() const { return port_; }
     // The request line as it came, once the server is done with it.
     std::string request() {
-        ::shutdown(fd_, SHUT_RDWR);
-        if (worker_.joinable()) worker_.join();
-        return request_;
+        ::shutdown(fd, SHUT_RDWR);
+        if (worker.joinable()) worker.join();
+        return line;
     }
-
-  private:
-    int fd_ = -1;
-    int port_ = 0;
-    std::string request_;
-    std::thread worker_;
+    int fd = -1;
+    int port = 0;
+    std::string line;
+    std::thread worker;
 };
 
 update_server server_at(int port) {
@@ -80,8 +76,8 @@ TEST(UpdateCheck, AVersionTextIsComparedByItsThreeDigits) {
     for (const auto& c : cases) {
         loopback_server server(c.reply);
         update_check check;
-        ASSERT_TRUE(check.start(server_at(server.port()), "3.3.9"));
-        EXPECT_FALSE(check.start(server_at(server.port()), "3.3.9")) << "busy while it runs";
+        ASSERT_TRUE(check.start(server_at(server.port), "3.3.9"));
+        EXPECT_FALSE(check.start(server_at(server.port), "3.3.9")) << "busy while it runs";
         EXPECT_EQ(wait_for_outcome(check), c.expected) << c.reply;
         // One line, and nothing else: no version, no host line, no blank line.
         EXPECT_EQ(server.request(), "GET /download/versioninfo/kestrune_linux.txt\n");
@@ -90,7 +86,7 @@ TEST(UpdateCheck, AVersionTextIsComparedByItsThreeDigits) {
     int gone = 0;
     {
         loopback_server closed("");
-        gone = closed.port();
+        gone = closed.port;
     }
     update_check check;
     ASSERT_TRUE(check.start(server_at(gone), "3.3.9"));
