@@ -26,9 +26,8 @@ using SongFile = folder_test;
 using Saving = file_test;
 using FileBuffer = folder_test;
 
-// Offsets in an empty song's file, after the fixed part.
-constexpr std::size_t empty_pattern_bytes = 10 + 16;
-constexpr std::size_t empty_tempo_list_at = 577 + 16 * empty_pattern_bytes;
+// Where an empty song's tempo list starts: after the fixed part and sixteen empty patterns.
+constexpr std::size_t empty_tempo_list_at = 577 + 16 * (10 + 16);
 
 TEST_F(SongFile, EveryFieldComesBackAndTheSecondFileEqualsTheFirst) {
     for (auto make : {make_rich_song, make_extreme_song}) {
@@ -131,8 +130,7 @@ TEST_F(SongFile, FileCutAfterASectionLoadsAsAnOlderFileOnlyWhenItsBlockTotalAgre
 TEST_F(SongFile, RefusedFilesSayWhyAndLoseNothing) {
     test_program rich;
     make_rich_song(*rich);
-    song_file_map map;
-    ASSERT_TRUE(write_song_file(*rich, dir.path("good.sng"), &map));
+    ASSERT_TRUE(write_song_file(*rich, dir.path("good.sng")));
     const auto good = read_bytes(dir.path("good.sng"));
 
     test_program t;
