@@ -102,6 +102,22 @@ TEST_F(SmfReader, HeaderIsFoundBehindUpTo200BytesWithoutFFInFormatsZeroAndOne) {
     EXPECT_EQ(midi_format_text(*t), "Format 0");
 }
 
+TEST_F(SmfReader, PositionsScaleFromTheTickSumWithoutDriftOrOverflow) {
+    // At 480 ticks a tick is 0.4 steps: 1, 2, 3 ticks land on 0, 0 and 1. At 32767 ticks the
+    // scaled sum of 100,000,000 ticks passes 32 bits: 19,200,000,000 / 32767 = 585,955.
+    for (const int division : {480, 32767}) {
+        const std::uint64_t big = division == 480 ? 1 : 100'000'000;
+        midi_bytes m(0, 1, division);
+        m.track(track_bytes().at(big, {0xB0, 7, 1}).at(1, {0xB0, 7, 2}).at(1, {0xB0, 7, 3}).end());
+        EXPECT_EQ(load(m), 1);
+        const std::int32_t first = division == 480 ? 3072 : 3072 + 585'955;
+        const std::int32_t third = division == 480 ? 3073 : first;
+        EXPECT_TRUE(holds(read_track(*t.prog, 0, 0),
+                          {ev(0xB0, 7, 1, first), ev(0xB0, 7, 2, first), ev(0xB0, 7, 3, third)}))
+            << division;
+    }
+}
+
 TEST_F(SmfReader, RunningStatusLastsAcrossMetaAndSysexEvents) {
     midi_bytes m(0, 1, 192);
     m.track(track_bytes()
