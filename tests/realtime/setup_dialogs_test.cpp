@@ -77,6 +77,18 @@ TEST(MidiSetup, SavedDeviceNamesOpenWhereTheDevicesNowStandAndAMissingOneOnceItA
     EXPECT_EQ(nums(again.output_choice[0], again.output_choice[2]), nums(4, 2));
     EXPECT_EQ(midi.output_state(2), device_state::connected);
     EXPECT_EQ(eng.chosen_devices(), saved);
+    // Unplugged: said once, however often the watch looks; plugged back, the port is no longer
+    // lost.
+    for (const device_state now :
+         {device_state::gone, device_state::gone, device_state::connected}) {
+        midi.set_output_state(2, now);
+        eng.watch_devices();
+        eng.run_until(clk.now_us());
+        handle_engine_messages(p);
+        EXPECT_EQ(eng.output_lost(2), now == device_state::gone);
+    }
+    ASSERT_EQ(screen.messages.size(), 1u);
+    EXPECT_EQ(screen.messages[0].text, "Port C has lost its MIDI device \"Drums\"!");
 }
 
 TEST(MidiSetup, AFirstStartTakesTheFirstKeyboardAndInputFromShowsWhatIsConnected) {

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "engine/engine.h"
+#include "engine/jack_backend.h"
 #include "engine/synth_backend.h"
 #include "engine/system_backend.h"
 #include "files/synth_settings.h"
@@ -80,7 +81,8 @@ std::vector<std::size_t> onset_frames(const std::vector<float>& x, int rate) {
 
 float peak_of(const std::vector<float>& x, std::size_t from, std::size_t to) {
     float peak = 0;
-    for (std::size_t i = from; i < std::min(to, x.size()); ++i) peak = std::max(peak, std::fabs(x[i]));
+    for (std::size_t i = from; i < std::min(to, x.size()); ++i)
+        peak = std::max(peak, std::fabs(x[i]));
     return peak;
 }
 
@@ -303,7 +305,7 @@ TEST(SynthSettings, TheSoundFontPathComesBackAsWrittenWhateverItHolds) {
 // tests' dummy server does, each cycle's times counted from its first frame. Where a sound begins
 // then depends on nothing but the due times.
 class cycle_host final : public jack_audio_host {
-public:
+  public:
     static constexpr std::uint32_t cycle_frames = 1024;
     static constexpr int rate = 48000;
     static constexpr std::int64_t origin_us = 1'000'000;  // frame 0 on the engine's clock
@@ -343,7 +345,7 @@ public:
 
     std::vector<float> left;
 
-private:
+  private:
     jack_audio_part* part_ = nullptr;
 };
 
@@ -405,7 +407,7 @@ TEST_F(SynthJack, SoundLeavesThroughTheClientsAudioPorts) {
     ASSERT_TRUE(left.listen_to(jack.client_name() + ":" + synth_port_left));
     ASSERT_TRUE(right.listen_to(jack.client_name() + ":" + synth_port_right));
     const std::uint8_t on[3] = {0x99, side_stick, 100};
-    synth.send(0, on, 3, steady_us() + 100'000);
+    synth.send(0, on, 3, system_clock{}.now_us() + 100'000);
     for (int i = 0; i < 5000 && (left.count() == 0 || right.count() == 0); ++i) sleep_ms(1);
     EXPECT_EQ(nums(left.count(), right.count()), nums(1, 1));
     // Once the device is closed the client lets its audio ports go.
