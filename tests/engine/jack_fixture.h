@@ -1,5 +1,6 @@
 // A JACK server of a test's own (dummy driver, 1024-frame period) and a small client that stands
-// in for a synth and a keyboard: it keeps what arrives and plays a note when asked.
+// in for a synth, a keyboard and a pair of speakers: it keeps the MIDI that arrives, counts the
+// frames of sound on each audio input and plays a note when asked.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -33,8 +35,11 @@ class probe {
         if (!client_) return;
         in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
         out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+        for (int side : {0, 1})
+            audio_[side] = jack_port_register(client_, side ? "right" : "left",
+                                              JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
         jack_set_process_callback(client_, process, this);
-        if (!in_ || !out_ || jack_activate(client_) != 0) {
+        if (!in_ || !out_ || !audio_[0] || !audio_[1] || jack_activate(client_) != 0) {
             jack_client_close(client_);
             client_ = nullptr;
         }
@@ -43,10 +48,11 @@ class probe {
         if (client_) jack_client_close(client_);
     }
     bool ok() const { return client_ != nullptr; }
+    jack_client_t* client() const { return client_; }
     std::string in_name() const { return jack_port_name(in_); }
-    bool connect_out(const std::string& to) {
-        return jack_connect(client_, jack_port_name(out_), to.c_str()) == 0;
-    }
+    std::string out_name() const { return jack_port_name(out_); }
+    std::string audio_name(int side) const { return jack_port_name(audio_[side]); }
+    int sounding_frames(int side) const { return sounding_[side].load(); }
 
     int count() const { return count_.load(std::memory_order_acquire); }
     // Only while nothing is being played to the probe.
@@ -81,6 +87,12 @@ class probe {
                 p->got_[static_cast<std::size_t>(c)][b] = b < ev.size ? ev.buffer[b] : 0;
             p->count_.store(c + 1, std::memory_order_release);
         }
+        for (int side : {0, 1}) {
+            const auto* x =
+                static_cast<const float*>(jack_port_get_buffer(p->audio_[side], frames));
+            for (jack_nframes_t i = 0; i < frames; ++i)
+                if (std::fabs(x[i]) > 1e-3f) p->sounding_[side].fetch_add(1);
+        }
         void* out = jack_port_get_buffer(p->out_, frames);
         jack_midi_clear_buffer(out);
         if (p->armed_.load(std::memory_order_acquire)) {
@@ -95,6 +107,8 @@ class probe {
     jack_client_t* client_ = nullptr;
     jack_port_t* in_ = nullptr;
     jack_port_t* out_ = nullptr;
+    jack_port_t* audio_[2] = {};
+    std::atomic<int> sounding_[2] = {};
     std::array<std::array<std::uint8_t, 3>, 512> got_{};
     std::atomic<int> count_{0};
     std::atomic<bool> armed_{false};

@@ -44,9 +44,8 @@ class PlayTool : public jack_fixture {
         }
         return pid;
     }
-    pid_t play_into(const probe& to, const std::string& song, bool loop = false) {
-        std::vector<std::string> args{song, "--port", "A=" + to.in_name()};
-        if (loop) args.emplace_back("--loop");
+    pid_t play(std::vector<std::string> args) {
+        args.insert(args.end(), {"--port", "A=" + pr->in_name()});
         return start_tool(args);
     }
     int wait_tool(pid_t pid, int ms) {
@@ -76,7 +75,7 @@ TEST_F(PlayTool, PlaysToTheEndAndEveryEndingSignalLeavesNoNoteSounding) {
         recs.push_back(ev(0x80 + k, 50 + k, 0, song_start + 96 + k * 10));
     }
     const std::string short_song = song_with(recs);
-    EXPECT_EQ(wait_tool(play_into(*pr, short_song), 10000), 0) << output();
+    EXPECT_EQ(wait_tool(play({short_song}), 10000), 0) << output();
     EXPECT_EQ(pr->count(), 8) << output();
     EXPECT_NE(output().find("position    1  1"), std::string::npos) << output();
     std::remove(short_song.c_str());
@@ -96,7 +95,7 @@ TEST_F(PlayTool, PlaysToTheEndAndEveryEndingSignalLeavesNoNoteSounding) {
     };
     for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
         pr->reset();
-        const pid_t tool = play_into(*pr, song);
+        const pid_t tool = play({song});
         ASSERT_TRUE(pr->wait_for(4, 5000)) << output();
         kill(tool, sig);
         EXPECT_EQ(wait_tool(tool, 5000), 0) << "signal " << sig << ": " << output();
@@ -111,7 +110,7 @@ TEST_F(PlayTool, ADeviceThatGoesAwayEndsPlayWithItsMessageAndNoSystemIsSaid) {
     const std::string song =
         song_with({ev(0x90, 60, 100, song_start), ev(0x80, 60, 0, song_start + 96)});
     const std::string name = pr->in_name();
-    const pid_t tool = play_into(*pr, song, true);
+    const pid_t tool = play({song, "--loop"});
     ASSERT_TRUE(pr->wait_for(2, 5000)) << output();
     pr.reset();  // its program ends
     EXPECT_EQ(wait_tool(tool, 5000), 1) << output();

@@ -29,7 +29,7 @@ TEST_F(JackRecording, AKeyboardConnectedAfterTheStartPlaysIntoTheTake) {
     p.write_defaults();
     ASSERT_EQ(start_program(p), 0);
     EXPECT_FALSE(eng.input_connected());
-    ASSERT_TRUE(pr->connect_out(jack.port_name(-1)));
+    ASSERT_EQ(jack_connect(pr->client(), pr->out_name().c_str(), jack.port_name(-1).c_str()), 0);
     EXPECT_TRUE(eng.input_connected());
 
     dll_data& d = p.d;
