@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -122,11 +120,9 @@ class jack_fixture : public ::testing::Test {
             skip_reason = "jackd is not installed (scripts/install-deps.sh installs jackd2)";
             return;
         }
-        // A server name of this process's own, so parallel runs and a user's server stay apart.
-        server = start_dummy_jackd("kestrune-test-" + std::to_string(getpid()), 48000, 1024,
-                                   &skip_reason);
+        skip_reason = server.emplace(48000, 1024).why();
     }
-    static void TearDownTestSuite() { stop_dummy_jackd(server, SIGTERM); }
+    static void TearDownTestSuite() { server.reset(); }
 
     void SetUp() override {
         if (!skip_reason.empty()) GTEST_SKIP() << skip_reason;
@@ -134,7 +130,7 @@ class jack_fixture : public ::testing::Test {
         ASSERT_TRUE(pr->ok());
     }
 
-    static inline pid_t server = -1;
+    static inline std::optional<dummy_jack_server> server;
     static inline std::string skip_reason;
     std::optional<probe> pr;
 };

@@ -85,11 +85,6 @@ float peak_of(const std::vector<float>& x, std::size_t from, std::size_t to) {
     return peak;
 }
 
-std::string bytes_of(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 class AudioRender : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -112,10 +107,11 @@ TEST_F(AudioRender, OnsetsFallOnTheNotesSilenceBetweenAndTwoRendersAreIdentical)
     ASSERT_TRUE(render("a.wav")) << screen.last_text();
     ASSERT_TRUE(render("b.flac"));
     ASSERT_TRUE(render("c.wav"));
-    EXPECT_EQ(bytes_of((dir / "a.wav").string()), bytes_of((dir / "c.wav").string()));
+    int rate = 0;
+    EXPECT_EQ(left_channel((dir / "a.wav").string(), &rate),
+              left_channel((dir / "c.wav").string(), &rate));
 
     for (const char* name : {"a.wav", "b.flac"}) {
-        int rate = 0;
         const std::vector<float> x = left_channel((dir / name).string(), &rate);
         ASSERT_EQ(rate, 48000);
         const std::vector<std::size_t> onsets = onset_frames(x, rate);
@@ -316,18 +312,6 @@ class cycle_host final : public jack_audio_host {
                            jack_latency_frames(cycle_frames, rate));
         }
     }
-    // Runs cycles on a thread of its own while `f` waits for them.
-    template <class F>
-    void run_during(F f) {
-        std::atomic<bool> done{false};
-        std::thread cycles([&] {
-            while (!done.load()) run(1);
-        });
-        f();
-        done.store(true);
-        cycles.join();
-    }
-
     std::vector<float> left;
 
   private:
@@ -369,7 +353,13 @@ TEST(SynthCycles, OnsetsFallOnTheFramesOfTheirDueTimesAndClosingSilencesThePort)
     synth.send(1, note, 3, cycle_host::time_of(now));
     host.run(15);
     EXPECT_GT(peak_of(host.left, static_cast<std::size_t>(now), host.left.size()), 1e-2f);
-    host.run_during([&] { synth.close_output(1); });
+    std::atomic<bool> done{false};  // closing waits for a cycle: they run meanwhile
+    std::thread cycles([&] {
+        while (!done.load()) host.run(1);
+    });
+    synth.close_output(1);
+    done.store(true);
+    cycles.join();
     EXPECT_FALSE(synth.output_open(1));
     const std::size_t closed = host.left.size();
     host.run(50);
