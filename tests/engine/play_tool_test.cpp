@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <map>
-#include <memory>
+#include <set>
 #include <string>
 
 #include "files/song_file.h"
@@ -45,9 +44,8 @@ class PlayTool : public jack_fixture {
         }
         return pid;
     }
-    pid_t play_into(const probe& to, const std::string& song, bool loop = false) {
-        std::vector<std::string> args{song, "--port", "A=" + to.in_name()};
-        if (loop) args.emplace_back("--loop");
+    pid_t play(std::vector<std::string> args) {
+        args.insert(args.end(), {"--port", "A=" + pr->in_name()});
         return start_tool(args);
     }
     int wait_tool(pid_t pid, int ms) {
@@ -68,57 +66,48 @@ class PlayTool : public jack_fixture {
     std::string out_;
 };
 
-// Timing through JACK is the integration test's. Here the tool plays a file to its end; and on
-// Ctrl+C, kill and a closed terminal every sounding note ends and the tool exits cleanly.
-TEST_F(PlayTool, PlaysToTheEndAndEveryEndingSignalLeavesNoNoteSounding) {
+// The tool plays a file to its end; on Ctrl+C, kill and a closed terminal every sounding note ends
+// and the tool exits cleanly. Looping, it would play into nothing forever once its device goes:
+// it says what went and fails.
+TEST_F(PlayTool, PlaysToTheEndEndsCleanlyOnEverySignalAndFailsWhenItsDeviceGoes) {
     records recs;
     for (int k = 0; k < 4; ++k) {
         recs.push_back(ev(0x90 + k, 50 + k, 100, song_start + k * 10));
         recs.push_back(ev(0x80 + k, 50 + k, 0, song_start + 96 + k * 10));
     }
     const std::string short_song = song_with(recs);
-    EXPECT_EQ(wait_tool(play_into(pr, short_song), 10000), 0) << output();
-    EXPECT_EQ(pr.count(), 8) << output();
+    EXPECT_EQ(wait_tool(play({short_song}), 10000), 0) << output();
+    EXPECT_EQ(pr->count(), 8) << output();
     EXPECT_NE(output().find("position    1  1"), std::string::npos) << output();
     std::remove(short_song.c_str());
 
     for (int k = 0; k < 4; ++k) recs[2 * k + 1].set_position(song_start + 40 * 768);
     const std::string song = song_with(recs);
+    // Channel * 128 + key of each note the probe still hears.
+    auto sounding = [&] {
+        std::set<int> on;
+        for (int i = 0; i < pr->count(); ++i) {
+            const auto& m = (*pr)[i];
+            const int type = m[0] & 0xF0, key = (m[0] & 0x0F) * 128 + m[1];
+            if (type == 0x90 && m[2] > 0) on.insert(key);
+            if (type == 0x80 || (type == 0x90 && m[2] == 0)) on.erase(key);
+        }
+        return on;
+    };
     for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
-        pr.reset();
-        const pid_t tool = play_into(pr, song);
-        ASSERT_TRUE(pr.wait_for(4, 5000)) << output();
+        pr->reset();
+        const pid_t tool = play({song});
+        ASSERT_TRUE(pr->wait_for(4, 5000)) << output();
         kill(tool, sig);
         EXPECT_EQ(wait_tool(tool, 5000), 0) << "signal " << sig << ": " << output();
-        // Channel * 128 + key of each note still sounding, once the note-offs have come.
-        std::map<int, int> sounding;
-        for (int wait = 0; wait < 5000; ++wait, sleep_ms(1)) {
-            sounding.clear();
-            for (int i = 0; i < pr.count(); ++i) {
-                const int type = pr[i].bytes[0] & 0xF0,
-                          key = (pr[i].bytes[0] & 0x0F) * 128 + pr[i].bytes[1];
-                if (type == 0x90 && pr[i].bytes[2] > 0) ++sounding[key];
-                if (type == 0x80 || (type == 0x90 && pr[i].bytes[2] == 0)) sounding.erase(key);
-            }
-            if (sounding.empty()) break;
-        }
-        for (const auto& [key, n] : sounding)
-            ADD_FAILURE() << "signal " << sig << ", channel " << key / 128 << " key " << key % 128;
+        for (int wait = 0; wait < 5000 && !sounding().empty(); ++wait) sleep_ms(1);
+        EXPECT_EQ(sounding(), std::set<int>{}) << "signal " << sig;
     }
-    std::remove(song.c_str());
-}
-
-// Looping, the tool would play into nothing forever: it says what went and fails.
-// A server that stops is the integration test's.
-TEST_F(PlayTool, ADeviceThatGoesAwayEndsPlayWithItsMessageAndNoSystemIsSaid) {
-    const std::string song =
-        song_with({ev(0x90, 60, 100, song_start), ev(0x80, 60, 0, song_start + 96)});
-    auto device = std::make_unique<probe>();
-    ASSERT_TRUE(device->ok());
-    const std::string name = device->in_name();
-    const pid_t tool = play_into(*device, song, true);
-    ASSERT_TRUE(device->wait_for(2, 5000)) << output();
-    device.reset();  // its program ends
+    const std::string name = pr->in_name();
+    pr->reset();
+    const pid_t tool = play({song, "--loop"});
+    ASSERT_TRUE(pr->wait_for(4, 5000)) << output();
+    pr.reset();  // its program ends
     EXPECT_EQ(wait_tool(tool, 5000), 1) << output();
     EXPECT_NE(output().find("Port A has lost its MIDI device \"JACK: " + name + "\"!"),
               std::string::npos)

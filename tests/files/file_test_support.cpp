@@ -83,7 +83,6 @@ void make_rich_song(program& p) {
             put_name(s.name, "Trk" + std::to_string(seed));
         }
     }
-    // The song list.
     for (int i = 0; i < song_steps; ++i) {
         song_step& s = p.step(i);
         s.pattern = static_cast<std::int8_t>((i * 3) % 16);
@@ -217,6 +216,20 @@ std::vector<std::int64_t> song_values(const program& p) {
                 s.grid_zoom_x);
 }
 
+std::vector<std::uint8_t> vlq(std::uint64_t v) {
+    std::vector<std::uint8_t> out{static_cast<std::uint8_t>(v & 0x7F)};
+    while ((v >>= 7) != 0) out.insert(out.begin(), static_cast<std::uint8_t>(0x80 | (v & 0x7F)));
+    return out;
+}
+
+void append(std::vector<std::uint8_t>& b, const std::vector<std::uint8_t>& more) {
+    b.insert(b.end(), more.begin(), more.end());
+}
+
+void be(std::vector<std::uint8_t>& b, std::uint32_t v, int n) {
+    for (int i = n - 1; i >= 0; --i) b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+}
+
 }  // namespace
 
 void expect_same_song(const program& a, const program& b) {
@@ -246,26 +259,6 @@ void expect_same_song(const program& a, const program& b) {
     }
 }
 
-// ---- Standard MIDI files ----
-
-namespace {
-
-std::vector<std::uint8_t> vlq(std::uint64_t v) {
-    std::vector<std::uint8_t> out{static_cast<std::uint8_t>(v & 0x7F)};
-    while ((v >>= 7) != 0) out.insert(out.begin(), static_cast<std::uint8_t>(0x80 | (v & 0x7F)));
-    return out;
-}
-
-void append(std::vector<std::uint8_t>& b, const std::vector<std::uint8_t>& more) {
-    b.insert(b.end(), more.begin(), more.end());
-}
-
-void be(std::vector<std::uint8_t>& b, std::uint32_t v, int n) {
-    for (int i = n - 1; i >= 0; --i) b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
-}
-
-}  // namespace
-
 track_bytes& track_bytes::at(std::uint64_t delta, std::initializer_list<int> bytes) {
     append(b, vlq(delta));
     for (int x : bytes) b.push_back(static_cast<std::uint8_t>(x));
@@ -282,10 +275,8 @@ track_bytes& track_bytes::meta(std::uint64_t delta, int type, const std::string&
 }
 
 track_bytes& track_bytes::tempo(std::uint64_t delta, std::uint32_t us) {
-    append(b, vlq(delta));
-    b.insert(b.end(), {0xFF, 0x51, 0x03});
-    be(b, us, 3);
-    return *this;
+    const int v = static_cast<int>(us);
+    return at(delta, {0xFF, 0x51, 0x03, v >> 16 & 0xFF, v >> 8 & 0xFF, v & 0xFF});
 }
 
 track_bytes& track_bytes::signature(std::uint64_t delta, int numerator, int power) {

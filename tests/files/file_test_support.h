@@ -30,11 +30,9 @@ class temp_folder {
     std::string dir_;
 };
 
-// A test with a temporary folder.
 struct folder_test : ::testing::Test {
     temp_folder dir;
 };
-// A test with a temporary folder and a program to load into.
 struct file_test : folder_test {
     test_program t;
 };
@@ -64,8 +62,6 @@ void make_rich_song(program& p);
 void make_extreme_song(program& p);
 // Every field the song file keeps, the same in both programs.
 void expect_same_song(const program& a, const program& b);
-
-// ---- Standard MIDI files ----
 
 // A track chunk's body, event by event.
 struct track_bytes {

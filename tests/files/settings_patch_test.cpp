@@ -51,28 +51,6 @@ user_settings every_field_set() {
     return s;
 }
 
-TEST_F(SettingsFile, ThreeRecentFilesAreThreePathsAndFiveEmptyTexts) {
-    user_settings s = every_field_set();
-    ASSERT_TRUE(write_settings_file(dir.path("k.set"), s));
-    auto b = read_bytes(dir.path("k.set"));
-    // The fixed part is the head record as it stands; then the texts, the middle record, the
-    // folders and the licence, and the magic again.
-    using namespace std::string_literals;
-    const std::string recent = "/home/u/a.sng\0/home/u/b.mid\0/tmp/c.sng\0\0\0\0\0\0"s;
-    ASSERT_GE(b.size(), 167 + recent.size() + 202);
-    EXPECT_EQ(std::string(b.begin() + 167, b.begin() + 167 + static_cast<long>(recent.size())),
-              recent);
-    const std::size_t m = 167 + recent.size();
-    EXPECT_EQ(get_le<std::int32_t>(b, m), 3);
-    EXPECT_EQ(std::string(b.begin() + static_cast<long>(m) + 202, b.end() - 4),
-              "/songs/\0/midi/\0/out/\0/out/midi/\0opaque \x01 licence text\0"s);
-    EXPECT_EQ(nums(get_le<std::uint32_t>(b, 0), get_le<std::uint32_t>(b, b.size() - 4)),
-              nums(settings_magic, settings_magic));
-    user_settings back;
-    ASSERT_EQ(read_settings_file(dir.path("k.set"), back), settings_read::loaded);
-    EXPECT_TRUE(s == back);
-}
-
 // Sets an environment variable, or unsets it (nullptr), for the object's life.
 class scoped_env {
   public:
@@ -96,8 +74,6 @@ struct started {
     file_state fs;
 };
 
-// A per-user file that cannot be read is said once with its path and reason, the defaults stand,
-// and the file is set aside as NAME.bad before the settings are written again.
 TEST_F(SettingsFile, BrokenFilesAreSaidKeptAsideAndLeaveTheDefaults) {
     scoped_env config("XDG_CONFIG_HOME", dir.dir().c_str());
     const std::string folder = dir.path("Vandrelle/Kestrune/");
@@ -180,6 +156,19 @@ TEST_F(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
     // A file beside the program is read when the per-user folder has none.
     const user_settings written = every_field_set();
     ASSERT_TRUE(write_settings_file(beside, written));
+    // The head record as it stands, the eight recent files, the middle record, the folders, the
+    // licence and the magic again.
+    using namespace std::string_literals;
+    const auto f = read_bytes(beside);
+    const std::string recent = "/home/u/a.sng\0/home/u/b.mid\0/tmp/c.sng\0\0\0\0\0\0"s;
+    const std::size_t m = 167 + recent.size();
+    ASSERT_GE(f.size(), m + 202);
+    EXPECT_EQ(std::string(f.begin() + 167, f.begin() + static_cast<long>(m)), recent);
+    EXPECT_EQ(get_le<std::int32_t>(f, m), 3);
+    EXPECT_EQ(std::string(f.begin() + static_cast<long>(m) + 202, f.end() - 4),
+              "/songs/\0/midi/\0/out/\0/out/midi/\0opaque \x01 licence text\0"s);
+    EXPECT_EQ(nums(get_le<std::uint32_t>(f, 0), get_le<std::uint32_t>(f, f.size() - 4)),
+              nums(settings_magic, settings_magic));
     started b;
     std::filesystem::remove(beside);
     EXPECT_TRUE(b.s == written);
@@ -209,10 +198,7 @@ TEST_F(SettingsFile, PerUserFileFirstThenTheOneBesideTheProgram) {
               0u);
 }
 
-// Without a per-user folder the program runs on its defaults, says once where the settings cannot
-// be kept, and leaves a settings file in the current folder alone.
 TEST_F(SettingsFile, NoFolderForThemMeansDefaultsOneMessageAndNothingInTheCurrentFolder) {
-    ASSERT_FALSE(std::filesystem::exists(program_folder_path(settings_file_name)));
     const std::string here = dir.path(settings_file_name);
     ASSERT_TRUE(write_settings_file(here, every_field_set()));
     const auto before = read_bytes(here);
@@ -263,9 +249,8 @@ TEST(PatchNames, NumberedFromOneWithOrWithoutSoundset) {
         // A line without a blank ends the list; so does a NUL.
         {"x [Patches] junk\r\n5 Five\r\n6\r\n7 Seven\r\n", 0, {{4, "Five"}, {6, "6"}}},
         {std::string_view("[Patches]\r\n1 A\0\r\n2 B\r\n", 19), 0, {{0, "A"}, {1, "1"}}},
-        // No "[Patches]", or no digit behind it: the defaults.
+        // No "[Patches]", or no name behind a number: the defaults.
         {"1 Piano\r\n", 0, {{0, "0"}}},
-        {"[Patches]\r\n", 0, {{0, "0"}}},
         {"[Patches]\r\n1", 0, {{0, "0"}, {127, "127"}}},
     };
     for (const auto& c : cases) {
@@ -309,8 +294,8 @@ TEST(PatchNames, FilesAreFoundInAnyCaseAndHeldTo65500Bytes) {
 }
 
 // What the program ships lies beside it in the build tree and in ../share/kestrune/ once
-// installed; the user's own patch names come before the program's.
-TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNamesFirst) {
+// installed.
+TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolder) {
     namespace fs = std::filesystem;
     const fs::path prefix =
         fs::temp_directory_path() / ("kestrune_prefix_" + std::to_string(::getpid()));
@@ -322,13 +307,6 @@ TEST(ProgramData, FoundBesideTheProgramOrInItsInstalledFolderAndTheUsersPatchNam
     fs::create_directories(bin + "patches");
     EXPECT_EQ(data_path_from(bin, "patches/"), bin + "patches/");
     fs::remove_all(prefix);
-
-    ::setenv("XDG_DATA_HOME", "/data", 1);
-    const auto folders = patch_folders();
-    ASSERT_EQ(folders.size(), 2u);
-    EXPECT_EQ(folders[0], "/data/Kestrune/patches/");
-    EXPECT_EQ(folders[1], program_data_path("patches/"));
-    ::unsetenv("XDG_DATA_HOME");
 }
 
 }  // namespace

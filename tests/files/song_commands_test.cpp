@@ -41,7 +41,6 @@ TEST_F(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
         "New.sng " + dir.path("sub/New.sng") + " " + dir.path("sub/"));
     EXPECT_EQ(fs.recent_files, std::vector<std::string>{dir.path("sub/New.sng")});
     EXPECT_EQ(titles, 1);
-    EXPECT_TRUE(std::filesystem::exists(dir.path("sub/New.sng")));
 
     // Without Remember File Paths no folder is kept; a song with a file of its own is offered
     // where that file lies.
@@ -56,43 +55,6 @@ TEST_F(SongCommands, SaveOffersTheTitleAndRemembersWhatWasChosen) {
     t->d.recording = 1;
     EXPECT_EQ(save_song(*t, fs), 0);
     EXPECT_EQ(t.screen.last_text(), msg_while_recording);
-}
-
-TEST_F(SongCommands, LoadWithTheDialogOrQuietly) {
-    give_track(*t, 0, 1, notes(4, song_start, 24));
-    ASSERT_TRUE(write_song_file(*t, dir.path("one.sng")));
-    give_track(*t, 0, 2, notes(4, song_start, 24));
-
-    file_state fs;
-    int stops = 0;
-    fs.stop_transport = [&] { ++stops; };
-    t.screen.file_names.push_back(std::nullopt);
-    EXPECT_EQ(load_song(*t, fs, false), 0);
-    EXPECT_EQ(nums(stops, t->slot(0, 2).in_use), nums(0, 1));
-    t.screen.file_names.push_back(dir.path("one.sng"));
-    EXPECT_EQ(load_song(*t, fs, false), 1);
-    EXPECT_EQ(nums(stops, t->slot(0, 1).in_use, t->slot(0, 2).in_use), nums(1, 1, 0));
-    EXPECT_EQ(fs.current_file_title, "one.sng");
-    EXPECT_EQ(fs.folders[folder_load_song], dir.dir() + "/");
-    EXPECT_EQ(t.screen.dialogs.back().filter, "Song Files (*.sng)|*.sng|All Files (*.*)|*.*");
-
-    // A file that is gone: the dialog path says so, the quiet path does not.
-    t.screen.file_names.push_back(dir.path("gone.sng"));
-    EXPECT_EQ(load_song(*t, fs, false), 0);
-    EXPECT_EQ(t.screen.last_text().substr(0, t.screen.last_text().find('\n')), msg_open_failed);
-    const std::size_t shown = t.screen.messages.size();
-    fs.current_file_name = dir.path("gone.sng");
-    EXPECT_EQ(load_song(*t, fs, true), 0);
-    EXPECT_EQ(t.screen.messages.size(), shown);
-    fs.current_file_name = dir.path("one.sng");
-    EXPECT_EQ(load_song(*t, fs, true), 1);
-    EXPECT_EQ(check_pool(*t), "");
-
-    // A dialog kind the program does not know keeps the filter it had.
-    ASSERT_TRUE(set_file_dialog_extension(*t, fs, dialog_syx));
-    EXPECT_FALSE(set_file_dialog_extension(*t, fs, 6));
-    EXPECT_EQ(t.screen.last_text(), msg_dialog_kind);
-    EXPECT_EQ(fs.dialog_filter, "Sysex Files (*.syx)|*.syx|All Files (*.*)|*.*");
 }
 
 TEST_F(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
@@ -129,12 +91,6 @@ TEST_F(SongCommands, StartFileGoesByExtensionWithDefaultSngForNone) {
     fs.current_file_name = dir.path("notes.txt");
     EXPECT_EQ(load_song_by_type(*t, fs), 0);
     EXPECT_EQ(t.screen.last_text(), msg_unknown_file_type);
-
-    // Nothing while recording.
-    t->d.recording = 1;
-    const std::size_t shown = t.screen.messages.size();
-    EXPECT_EQ(load_song_by_type(*t, fs), 0);
-    EXPECT_EQ(t.screen.messages.size(), shown);
     std::filesystem::current_path(old_cwd);
 }
 

@@ -5,10 +5,8 @@
 #include "core/command_ids.h"
 #include "core/command_table.h"
 #include "mixer/mixer_commands.h"
-#include "mixer/mixer_view.h"
 #include "song/locate.h"
 #include "song/song_start.h"
-#include "tests/shell/recording_canvas.h"
 #include "tests/support/song_builder.h"
 #include "tests/support/stand_ins.h"
 
@@ -19,7 +17,7 @@ using namespace testing;
 using wire = std::vector<std::vector<int>>;
 
 class Mixer : public ::testing::Test {
-protected:
+  protected:
     Mixer() {
         t->reset_mixer();
         p.app.mixer.shown_port = 1;
@@ -71,8 +69,9 @@ TEST_F(Mixer, GroupedFadersKeepTheirShapeAtTheEnds) {
     m.fader_view[1] = 100;
     begin_fader_drag(p);
     drag_fader(p, 1, 120, {});
-    EXPECT_EQ(nums(m.fader_view[0], m.group_offset[0], m.fader_view[1], m.fader_play[0], m.fader_view[2]),
-              nums(127, 13, 120, 127, 100));
+    EXPECT_EQ(
+        nums(m.fader_view[0], m.group_offset[0], m.fader_view[1], m.fader_play[0], m.fader_view[2]),
+        nums(127, 13, 120, 127, 100));
     drag_fader(p, 1, 100, {});
     EXPECT_EQ(nums(m.fader_view[0], m.group_offset[0], m.fader_view[1]), nums(120, 0, 100));
     // Shift moves one grouped fader alone.
@@ -81,7 +80,8 @@ TEST_F(Mixer, GroupedFadersKeepTheirShapeAtTheEnds) {
     // Alt moves all sixteen and forgets the offsets; Ctrl sets 100.
     drag_fader(p, 1, 127, {});
     drag_fader(p, 5, 90, {.alt = true});
-    EXPECT_EQ(nums(m.fader_view[0], m.group_offset[0], m.fader_view[1], m.fader_view[5], m.fader_view[15]),
+    EXPECT_EQ(nums(m.fader_view[0], m.group_offset[0], m.fader_view[1], m.fader_view[5],
+                   m.fader_view[15]),
               nums(117, 0, 117, 90, 90));
     drag_fader(p, 0, 3, {.ctrl = true});
     EXPECT_EQ(nums(m.fader_view[0], m.fader_view[1], m.fader_view[5]), nums(100, 100, 90));
@@ -89,7 +89,8 @@ TEST_F(Mixer, GroupedFadersKeepTheirShapeAtTheEnds) {
 
 TEST_F(Mixer, PanFollowsTheAngleAndCtrlCentres) {
     // Up, right, down, lower left, and the centre that gives nothing.
-    EXPECT_EQ(nums(pan_at(0, -10), pan_at(10, 0), pan_at(0, 10), pan_at(-10, 10), pan_at(10, 8), pan_at(0, 0)),
+    EXPECT_EQ(nums(pan_at(0, -10), pan_at(10, 0), pan_at(0, 10), pan_at(-10, 10), pan_at(10, 8),
+                   pan_at(0, 0)),
               nums(63, 108, 0, 0, 127, -1));
     set_pan(p, 4, pan_at(-10, 0));
     EXPECT_EQ(sent(), (wire{{0xB4, 10, 18}}));
@@ -126,7 +127,8 @@ TEST_F(Mixer, RecallSendsTheWholeSnapshotAtOnce) {
     t.run_ms(1);
     const wire w = sent_bytes(t.midi, 3);
     ASSERT_EQ(w.size(), 16u * 7);
-    EXPECT_EQ((wire{w[0], w[1], w[6], w[111]}), (wire{{0xB0, 7, 100}, {0xB0, 10, 64}, {0xC0, 0}, {0xCF, 0}}));
+    EXPECT_EQ((wire{w[0], w[1], w[6], w[111]}),
+              (wire{{0xB0, 7, 100}, {0xB0, 10, 64}, {0xC0, 0}, {0xCF, 0}}));
     EXPECT_EQ(c.mute[3], 0);
 }
 
@@ -157,25 +159,6 @@ TEST_F(Mixer, TheTimerLightsLampsAndTheViewFollowsWhatThePortPlayed) {
     EXPECT_EQ(a.lamp_on[2], 1);
     mixer_timer(p, false, 1250);
     EXPECT_EQ(a.lamp_on[2], 0);
-}
-
-// A patch name wider than its field shows its beginning in whole letters, not a clipped middle.
-TEST_F(Mixer, AProgramNameWiderThanItsFieldShowsItsBeginning) {
-    program_names names;
-    names[0] = "Acoustic Grand Piano";
-    std::array<std::array<std::int16_t, mixer_channels>, mixer_ports> shown{};
-    shown[1][0] = 1;
-    mixer_names n;
-    n.names[1] = &names;
-    n.shown = &shown;
-    mixer_view v(p);
-    v.set_names(n);
-    v.layout(8, 16);
-    recording_canvas c;
-    const rect field = v.place(mixer_part::program, 0);
-    v.paint(c, field);
-    // Cells of 8 px: the field spans 8.5 cells less 2 px a side, 64 px; 7 px a letter: 9 letters.
-    EXPECT_EQ(c.text_in(field), "Acoustic ");
 }
 
 }  // namespace

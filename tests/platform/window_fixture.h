@@ -23,7 +23,6 @@ namespace kestrune::testing {
 
 namespace fs = std::filesystem;
 
-// A program on the capture backend with port A on its first device, in a folder of its own.
 struct window_fixture : ::testing::Test {
     fs::path dir = fs::temp_directory_path() / ("kestrune_window_" + std::to_string(::getpid()));
     system_clock clk;

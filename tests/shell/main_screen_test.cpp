@@ -58,26 +58,15 @@ struct MainScreen : ::testing::Test {
         click_at(x, y, button, mods);
     }
     track_slot& slot(int track) { return t->slot(t->d.current_pattern, track); }
-    bool key(key_code code, char ch = 0, key_mods mods = {}) {
-        key_event k;
-        k.code = code;
-        k.character = ch;
-        k.mods = mods;
-        return screen.key_down(k);
-    }
 };
 
-TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndKeepsTheHeadersClear) {
+TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentre) {
     for (int z = 0; z < zoom_rows; ++z) {
         screen.layout(z, font);
         const int cw = 7 + 1 + zoom_table[z].width_delta, ch = 16 + zoom_table[z].height_delta;
         EXPECT_EQ(
             nums(screen.cell_width(), screen.cell_height(), place(rgn::transport_panel).bottom),
             nums(cw, ch, 27 * ch - 1))
-            << z;
-        EXPECT_EQ(place(rgn::channel), (rect{73 * cw, 3 * ch, 76 * cw, 19 * ch})) << z;
-        EXPECT_EQ(place(rgn::numerator),
-                  (rect{52 * cw + cw / 2, 23 * ch + ch / 4, 55 * cw, 24 * ch + ch / 4}))
             << z;
         for (const screen_region& r : screen.regions().all()) {
             if (r.number == rgn::root || screen.regions().is_hidden(r.number)) continue;
@@ -90,36 +79,7 @@ TEST_F(MainScreen, EveryZoomFindsEachRegionAtItsCentreAndKeepsTheHeadersClear) {
                 ADD_FAILURE() << "zoom " << z << " region " << r.number << " hit " << hit->number;
         }
         EXPECT_EQ(screen.regions().find_region_at_point(-32001, 0), nullptr);
-        // The pattern's name and number leave the column headers clear.
-        const testing::recording_canvas c = painted();
-        const rect name = place(rgn::pattern_name), number = place(rgn::pattern_number);
-        for (const auto& t : c.texts) {
-            if (t.text != "Trsp" && t.text != "Loop" && t.text != "Mute") continue;
-            EXPECT_FALSE(t.place.intersects(name) || t.place.intersects(number))
-                << "zoom " << z << " " << t.text;
-        }
-        // Room for ten characters and two digits, each with its padding.
-        EXPECT_GE(name.width(), 10 * cw + cw / 4) << z;
-        EXPECT_GE(number.width(), 2 * cw + cw / 4) << z;
     }
-}
-
-TEST_F(MainScreen, PaintsThePanelFrameTheTransportIconsAndTheSongPane) {
-    const testing::recording_canvas c = painted();
-    ASSERT_FALSE(c.frames.empty());
-    EXPECT_EQ(c.frames.front(), place(rgn::transport_panel));
-    EXPECT_TRUE(c.has_text("PATTERN MODE"));
-    EXPECT_EQ(c.text_in(place(rgn::position)) + c.text_in(place(rgn::pattern_name)),
-              "   1  1  1  1 PATTERN  ");
-    EXPECT_GE(c.icons.size(), 6U);
-    // "Time" shows on request and "Undo" makes room for it, four columns to the left.
-    EXPECT_TRUE(screen.regions().is_hidden(rgn::time));
-    const int undo_left = screen.buttons()[0].place.left;
-    t->app.clock_field_on = true;
-    screen.tick(now += 25);
-    EXPECT_TRUE(screen.take_buttons_changed() && !screen.regions().is_hidden(rgn::time));
-    EXPECT_EQ(screen.buttons()[0].text, "Undo");
-    EXPECT_EQ(screen.buttons()[0].place.left, undo_left - 4 * screen.cell_width());
 }
 
 TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsStepTen) {
@@ -157,57 +117,19 @@ TEST_F(MainScreen, AQuickClickStepsOnceAHeldButtonRepeatsOnTimeAndBothButtonsSte
     EXPECT_TRUE(t.screen.messages.empty());
 }
 
-TEST_F(MainScreen, ADoubleClickMakesNoStepWhileASingleClickStepsAfterTheDoubleClickTime) {
-    screen.set_double_click_time(400);
-    auto [x, y] = at(rgn::delay, 0);
-    screen.mouse_down(x, y, left_button, {}, now);
-    screen.mouse_up(x, y, left_button, now + 60);
-    ticks(6);
-    screen.double_click(x, y, left_button, {}, now);
-    screen.mouse_up(x, y, left_button, now + 10);
-    ticks(30);
-    EXPECT_EQ(slot(0).delay, 0);
-
-    click(rgn::delay, 0);
-    ticks(14);  // 375 ms
-    EXPECT_EQ(slot(0).delay, 0);
-    ticks(2);
-    EXPECT_EQ(slot(0).delay, 1);
-}
-
 TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEveryPattern) {
     screen.set_allow_double_clicks(false);
     click(rgn::channel, 3);
     for (int p = 0; p <= parallel_pattern; ++p) EXPECT_EQ(t->slot(p, 3).channel, 4) << p;
     for (int i = 0; i < 20; ++i) click(rgn::channel, 3);
     EXPECT_EQ(slot(3).channel, 16);
-    // The cells as drawn, "^" marking inverted text.
-    slot(5).port = 3;
-    slot(6).mute = 1;
-    t->d.current_track = 2;
-    t->step(song_steps).track_mask = ~0U;
-    const testing::recording_canvas c = painted();
-    const auto cell = [&](int region, int row) {
-        const rect r = row_of(place(region), row, screen.cell_height());
-        for (const auto& d : c.texts)
-            if (r.contains(d.place.left, d.place.top)) return d.text + (d.inverted ? "^" : "");
-        return std::string();
-    };
-    EXPECT_EQ(std::vector({cell(rgn::channel, 3), cell(rgn::port, 5), cell(rgn::mute, 6),
-                           cell(rgn::quantize, 0), cell(rgn::transpose, 2),
-                           cell(rgn::pattern_number, 0), cell(rgn::step_pattern, 1),
-                           cell(rgn::step_pattern, 2), cell(rgn::master_mute, 0)}),
-              std::vector<std::string>({"--", " D", "*  ", "NO", " 0^", " 1", " 1^", " 2", "M^"}));
     for (int i = 0; i < 5; ++i) click(rgn::compress, 0);
     EXPECT_EQ(slot(0).compress, 5);
     click(rgn::port, 1);
     EXPECT_EQ(slot(1).port, 1);
-    // A loop of 3 beats in 4/4, then one that ends off the beat shows "!".
+    // Each click on Loop adds a beat in 4/4.
     for (int i = 0; i < 3; ++i) click(rgn::loop, 0);
     EXPECT_EQ(slot(0).loop_length, 3 * 192 + 3071);
-    slot(0).loop_length += 5;
-    screen.tick(now += 25);
-    EXPECT_EQ(painted().text_in(place(rgn::loop)), " 3!");
     // Qua asks the platform for its pop-up; the chosen item sets that row's track.
     auto [qx, qy] = at(rgn::quantize, 3);
     screen.mouse_down(qx, qy, left_button, {}, now);
@@ -223,14 +145,8 @@ TEST_F(MainScreen, TrackColumnsKeepTheirLimitsAndChannelReachesEmptyTracksOfEver
     v[0].number = 4;  // NO, 48, 32, 24, 16
     EXPECT_EQ(run_command(*t, quantize, v), outcome::done);
     EXPECT_EQ(nums(slot(3).quantize, slot(t->d.current_track).quantize), nums(16, 0));
-    // Mute toggles and repaints its cell only.
-    ticks(1);
-    screen.take_dirty();
     click(rgn::mute, 4);
     EXPECT_EQ(slot(4).mute, 1);
-    const auto dirty = screen.take_dirty();
-    ASSERT_EQ(dirty.size(), 1U);
-    EXPECT_EQ(dirty[0], row_of(place(rgn::mute), 4, screen.cell_height()));
 }
 
 // A click and a typed entry set a track's value the same way: during a cycle take both reach
@@ -322,7 +238,7 @@ TEST_F(MainScreen, TransportFieldsRefuseWithTheirMessages) {
 
 // The list scrolls with the current track; the Record button's mouse button is the mode.
 TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsTheMode) {
-    for (int i = 0; i < 20; ++i) key(key_code::down);
+    for (int i = 0; i < 20; ++i) screen.key_down({key_code::down, 0, {}, false});
     EXPECT_EQ(nums(t->d.current_track, screen.scroll_value()), nums(20, 5));
     std::vector<int> modes;
     screen.set_recording_actions({[&](int m) { modes.push_back(m); },
@@ -334,7 +250,7 @@ TEST_F(MainScreen, TheListFollowsTheTrackKeysAndTheRecordButtonsMouseButtonIsThe
     click(rgn::drop_in);
     EXPECT_EQ(modes, (std::vector<int>{2, 1, -1, 0}));
     // Escape makes an empty track editable.
-    EXPECT_TRUE(key(key_code::escape));
+    EXPECT_TRUE(screen.key_down({key_code::escape, 0, {}, false}));
     EXPECT_EQ(nums(slot(20).in_use, std::string(slot(20).name, 10) == " editable "), nums(1, 1));
     // Closing the mixer during a take shows the take's pattern and track.
     t->d.record_pattern = 3;
@@ -445,11 +361,7 @@ TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) 
     ticks(1);
     const auto dirty = screen.take_dirty();
     EXPECT_NE(std::find(dirty.begin(), dirty.end(), place(rgn::position)), dirty.end());
-    const testing::recording_canvas c = painted();
-    EXPECT_NE(c.text_in(place(rgn::position)), "   1  1  1  1");
-    bool play_lit = false;
-    for (auto& [r, n] : c.icons) play_lit |= r == place(rgn::play) && n == icon_play + 1;
-    EXPECT_TRUE(play_lit);
+    EXPECT_NE(painted().text_in(place(rgn::position)), "   1  1  1  1");
     // Muting a playing track silences it.
     seat_track(*t, 0, 4, {{}, testing::notes(1, song_start, 96)});
     t->d.silence_track = 0xFF;
@@ -469,30 +381,9 @@ TEST_F(MainScreen, BarButtonsStepAndThePositionFieldFollowsThePlayingTransport) 
     EXPECT_EQ(t->d.position, before + 768);
     click(rgn::stop);
     EXPECT_FALSE(t->running());
-    // Only Stop is lit then.
     const region_tree& lamps = screen.regions();
     EXPECT_EQ(nums(lamps.is_lit(rgn::play), lamps.is_lit(rgn::stop), lamps.is_lit(rgn::pause)),
               nums(0, 1, 0));
-}
-
-TEST_F(MainScreen, ActivityBarsJumpToTheVelocityAndFallBack) {
-    auto bar_width = [&](int row) {
-        const testing::recording_canvas c = painted();
-        const rect cell = row_of(place(rgn::mute), row, screen.cell_height());
-        for (auto& [r, role] : c.fills)
-            if (role == colour_role::activity && cell.contains(r.left, r.top)) return r.width();
-        return 0;
-    };
-    t->d.track_activity[1] = 100;
-    ticks(1);
-    EXPECT_EQ(t->d.track_activity[1], 0xFF);  // taken
-    const int w = bar_width(1);
-    EXPECT_EQ(w, std::min((8 * (((101 * 3) / 8) * 8)) / 48 / 2, place(rgn::mute).width() - 2));
-    ticks(3);
-    EXPECT_EQ(bar_width(1), w - 3);
-    // A muted track shows no bar.
-    slot(1).mute = 1;
-    EXPECT_EQ(bar_width(1), 0);
 }
 
 TEST_F(MainScreen, ALoadedSongShowsItsTrackNamesAndTheHiddenDataCell) {

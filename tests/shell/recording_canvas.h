@@ -1,7 +1,6 @@
 // A canvas that records what was drawn, for the screen tests.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,23 +13,22 @@ class recording_canvas final : public canvas {
     struct drawn_text {
         rect place;
         std::string text;
-        font_kind font;
-        bool inverted;
     };
 
     void fill_rect(const rect& r, colour_role c) override { fills.push_back({r, c}); }
-    void frame_rect(const rect& r, colour_role) override { frames.push_back(r); }
+    void frame_rect(const rect&, colour_role) override {}
     void line(int, int, int, int, colour_role) override {}
     void ellipse(const rect&, colour_role, colour_role) override {}
-    void bevel(const rect& r, bool) override { bevels.push_back(r); }
-    void text(const rect& r, std::string_view s, font_kind f, colour_role c, text_align) override {
-        texts.push_back({r, std::string(s), f, c == colour_role::highlight_text});
+    void bevel(const rect&, bool) override {}
+    void text(const rect& r, std::string_view s, font_kind, colour_role, text_align) override {
+        texts.push_back({r, std::string(s)});
     }
-    int text_width(std::string_view s, font_kind f) override {
-        return measure ? measure(s, f) : static_cast<int>(s.size()) * 7;
+    // Seven pixels a character.
+    int text_width(std::string_view s, font_kind) override {
+        return static_cast<int>(s.size()) * 7;
     }
-    void invert(const rect& r) override { inverted.push_back(r); }
-    void icon(const rect& r, int number) override { icons.push_back({r, number}); }
+    void invert(const rect&) override {}
+    void icon(const rect&, int) override {}
 
     // The first text drawn inside `r`, or "" when none.
     std::string text_in(const rect& r) const {
@@ -44,14 +42,8 @@ class recording_canvas final : public canvas {
         return false;
     }
 
-    // Widths as a real font gives them; unset, seven pixels a character.
-    std::function<int(std::string_view, font_kind)> measure;
     std::vector<std::pair<rect, colour_role>> fills;
-    std::vector<rect> frames;
-    std::vector<rect> bevels;
     std::vector<drawn_text> texts;
-    std::vector<rect> inverted;
-    std::vector<std::pair<rect, int>> icons;
 };
 
 }  // namespace kestrune::testing

@@ -15,7 +15,6 @@
 #include "shell/screen/main_screen.h"
 #include "shell/screen/region_tree.h"
 #include "shell/startup.h"
-#include "song/patterns.h"
 #include "tests/shell/session_fixture.h"
 #include "tests/support/song_builder.h"
 
@@ -304,30 +303,6 @@ TEST_F(Keys, WhileRecordingTheSongChangingCommandsAreRefusedAndTheRestStayAtHand
         EXPECT_FALSE(s->commands.find(id)->changes_song) << id;
     for (int id : {cmd::midi_setup, cmd::memory_setup, cmd::overall_settings})
         EXPECT_TRUE(command_enabled(*s, id)) << id;
-}
-
-// The first tick asks for a MIDI setup once; a tick that comes while a message is up does nothing,
-// so each lost device waits its turn.
-TEST_F(Keys, TheFirstTickAsksOnceAndATickUnderAMessageShowsNoOther) {
-    ASSERT_EQ(d().midi_not_configured, 1);
-    for (int port : {1, 2}) {
-        d().midi_out_device[port] = static_cast<std::int16_t>(port + 1);
-        ASSERT_TRUE(eng.open_output_port(port));
-        midi.set_output_state(port, device_state::gone);
-    }
-    eng.watch_devices();
-    eng.run_until(clk.now_us());
-    std::size_t during = 0;
-    script.while_shown = [&] {
-        session_tick(*s, 0);
-        during = script.messages.size();
-    };
-    session_tick(*s, 0);
-    session_tick(*s, 25);
-    EXPECT_EQ(during, 1u);
-    ASSERT_EQ(script.messages.size(), 3u);
-    EXPECT_EQ(script.messages[0].text.rfind("You must configure your MIDI interface!", 0), 0u);
-    EXPECT_EQ(script.messages[2].text, "Port C has lost its MIDI device \"Capture Out 3\"!");
 }
 
 // The event list keeps references into the chains it shows: a load or a Clear Song given up
