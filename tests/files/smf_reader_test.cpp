@@ -273,6 +273,11 @@ TEST_F(SmfReader, TracksFillThePatternsFromTheCurrentOneUpToSixtySixAndWhatLoade
                   differs(1, {ev(0x90, 65, 1, 3072)}, 4),
               "");
     EXPECT_FALSE(slot(2, 4).in_use);
+    // Sixty-six tracks all load: none is said to be left out.
+    midi_bytes all(1, 66, 192);
+    for (int i = 0; i < 66; ++i) all.track(track_bytes().at(0, {0x90, i, 1}).end());
+    EXPECT_EQ(load(all), 1);
+    EXPECT_EQ(shown(), texts_t{msg_tracks_in_patterns});
 
     // The parallel pattern has no pattern after it: what fits loads, the rest is refused.
     t->d.current_pattern = parallel_pattern;
