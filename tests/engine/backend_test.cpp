@@ -82,7 +82,7 @@ TEST(JackScheduler, EachMessageLandsOnItsOwnFrameAndTheThruQueueMergesIn) {
     // Spread over several cycles at odd spacings, two of them on the same frame,
     // one right at a border; each side hands them over in time order, the fourth
     // and seventh through thru.
-    const std::vector<std::int64_t> due = {10'000'000, 10'003'217, 10'003'217, 10'021'000,
+    const std::vector<std::int64_t> due = {10'000'000, 10'003'217, 10'003'217, 10'019'333,
                                            10'021'334, 10'050'000, 10'077'777, 10'085'333};
     for (std::size_t i = 0; i < due.size(); ++i)
         push3(i == 3 || i == 6 ? thru_side : engine_side, 0x90, static_cast<std::uint8_t>(60 + i),
