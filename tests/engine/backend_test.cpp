@@ -143,7 +143,8 @@ TEST(JackScheduler, QueueWrapsLongMessagesIntactAndRefusesWhenFull) {
     push3(q, 0x90, 2, now);
     push3(q, 0x90, 3, now);
     ASSERT_TRUE(q.push(sysex.data(), sysex.size(), now));
-    EXPECT_FALSE(q.push(sysex.data(), sysex.size(), now));
+    // Each message takes a 12-byte header: 49 bytes are left, and 40 more need 52.
+    EXPECT_FALSE(q.push(sysex.data(), 40, now));
     EXPECT_EQ(q.dropped(), 1u);
     drain(q, w, 0);
     ASSERT_EQ(w.out.size(), 4u);
