@@ -42,7 +42,16 @@ class PlayTool : public jack_fixture {
             execv(KESTRUNE_TOOL_PATH, const_cast<char* const*>(argv.data()));
             _exit(127);
         }
+        started_.push_back(pid);
         return pid;
+    }
+    // A tool a failed check left running is killed, not left playing.
+    void TearDown() override {
+        for (const pid_t pid : started_)
+            if (waitpid(pid, nullptr, WNOHANG) == 0) {
+                kill(pid, SIGKILL);
+                waitpid(pid, nullptr, 0);
+            }
     }
     pid_t play(std::vector<std::string> args) {
         args.insert(args.end(), {"--port", "A=" + pr->in_name()});
@@ -64,6 +73,7 @@ class PlayTool : public jack_fixture {
         return {std::istreambuf_iterator<char>(in), {}};
     }
     std::string out_;
+    std::vector<pid_t> started_;
 };
 
 // The tool plays a file to its end; on Ctrl+C, kill and a closed terminal every sounding note ends
